@@ -1,0 +1,29 @@
+# SPDX-License-Identifier: MIT
+# What every target of this project is compiled with.
+
+add_library(velmor_compile_options INTERFACE)
+target_compile_features(velmor_compile_options INTERFACE cxx_std_20 c_std_99)
+target_compile_options(velmor_compile_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror
+    -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wundef -Wcast-align -Wcast-qual -Wnull-dereference
+    -Wdouble-promotion
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wextra-semi>
+    $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op -Wduplicated-cond -Wduplicated-branches>
+    # Backlight levels must round alike on every processor: no fused multiply-add.
+    -ffp-contract=off)
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined or thread")
+if(VELMOR_SANITIZE)
+    add_compile_options(-fsanitize=${VELMOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${VELMOR_SANITIZE})
+endif()
+
+option(VELMOR_COVERAGE "Build with clang's source-based coverage" OFF)
+if(VELMOR_COVERAGE)
+    add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+    add_link_options(-fprofile-instr-generate)
+endif()

@@ -1,0 +1,853 @@
+/* SPDX-License-Identifier: MIT */
+/**
+ * @file velmor.h
+ * @brief libvelmor: the hardware of the device, as 51 C functions.
+ *
+ * Usable alone from C99 and from C++11 on. Link with -lvelmor (pkg-config name "velmor", CMake target
+ * velmor::velmor).
+ *
+ * ## Errors
+ * Every function returns 0 on success and a negative number on failure; the two mrfi list reads return 1 for an
+ * entry and 0 at the end of the list. The failures are:
+ *
+ * | result | errno      | meaning |
+ * |--------|------------|---------|
+ * | -22    | EINVAL     | a required pointer is null: nothing was done and nothing was printed |
+ * | -95    | EOPNOTSUPP | this board has no such hardware, or the index names none |
+ * | -errno | that errno | a device node, a system call or a started program failed |
+ * | -1     | unchanged  | a file under /sys, /proc or /etc could not be opened, read, written or parsed, or an argument is out of its range; errno keeps the value it had when the failure was noticed |
+ *
+ * -1 is also -EPERM. Set errno to 0 before the call where the two must be told apart.
+ * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write:
+ * the function's name, " failed: " and the cause. Where the start of the board has failed, a line
+ * "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call tries the
+ * start again.
+ * "Kernel errors" below are those that the driver or the system reports; they are passed on as they are.
+ * Output arguments are left alone on failure unless a function says otherwise.
+ *
+ * ## The first call starts the board
+ * The first call of any function in a process (other than one refused for a null pointer) reads the hardware table
+ * and sets the board up. This programs PWM line 0 to 2700 Hz and 50 %, and so undoes what another process had
+ * programmed there. No other hardware is touched. A board that has started stays until the process ends.
+ *
+ * ## Threads
+ * Any function may be called from any thread. These calls must not overlap one another, and it is the caller who
+ * sees to it:
+ *  - watchdog_enable(), watchdog_disable() and watchdog_refresh();
+ *  - the first calls of one motion sensor (attitude_get(), car_motion_get());
+ *  - accesses to one GPIO line: io_set() and io_get() on it, the antennas and the serial multiplexers that use it;
+ *  - uses of one list context (mrfi_*_list_read(), mrfi_*_list_close()).
+ *
+ * Two threads that set one attribute at once do no harm: the kernel keeps the later value. A thread may be cancelled
+ * (pthread_cancel()) inside any function: the cancellation is taken up when the function returns, or at once where
+ * a power function waits for a program or for the end of the system.
+ *
+ * ## Signals, fork and exec
+ *  - fork(): a child may go on calling the library, also when another thread was inside it. A file descriptor of the
+ *    watchdog or of a motion sensor is shared between parent and child: a watchdog armed before the fork can be fed
+ *    and disarmed by either, and disarming it in one leaves the other with a closed watchdog that it believes open.
+ *  - power_reboot() (and power_shutdown() on boards that run a program for it) waits for any child of the process: it
+ *    may reap a child of the application's own and take that child's exit status for the program's. Where SIGCHLD is
+ *    ignored the status is lost and the call returns -ECHILD, although the program was run.
+ *  - The library installs no signal handler, changes no signal mask, sets no locale and starts no thread.
+ *
+ * ## What stays
+ * A setting lives in the hardware, not in the process: a backlight level, a display state, an output line or a PWM
+ * programme stays after the process has ended, and an armed watchdog bites.
+ */
+#ifndef VELMOR_H
+#define VELMOR_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+/** Version of this header. The shared library's soname carries the major number: libvelmor.so.3. */
+#define VELMOR_VERSION_MAJOR 3
+#define VELMOR_VERSION_MINOR 0
+#define VELMOR_VERSION_PATCH 0
+#define VELMOR_VERSION_STRING "3.0.0"
+
+/** Marks the exported functions. */
+#define VELMOR_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Backlight -------------------------------------------------------------------------------------------------- */
+
+/**
+ * Set the brightness of a backlight.
+ * @param index  backlight, from 0 (this device has one, the display's)
+ * @param level  0 (off) to 255 (full); 1 is the dimmest light that the driver offers
+ * @return 0, or negative. Own errors: -1 for a level above 255, nothing is written; -95 for no such backlight.
+ *   Kernel errors: -1 when "brightness" cannot be written.
+ * @note Blocks for the driver's write only. Any thread. The level stays after the process has ended.
+ */
+VELMOR_API int backlight_set(int index, uint32_t level);
+
+/**
+ * Ask the brightness of a backlight.
+ * @param index  backlight, from 0
+ * @param level  receives 0 (off) to 255 (full). From /sys/class/backlight/<name>/brightness, scaled by the
+ *   max_brightness that was read when the board started; a driver that reports more than its maximum yields more
+ *   than 255.
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "brightness" cannot be read or parsed.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int backlight_get(int index, uint32_t *level);
+
+/* ---- Display ---------------------------------------------------------------------------------------------------- */
+
+/**
+ * Switch a display on or off (framebuffer blanking; the backlight is not touched).
+ * @param index  display, from 0
+ * @param on     1 is on, 0 is off. The number written to the framebuffer's "blank" is this one with its lowest bit
+ *   inverted, so that other numbers reach the driver too: 2 writes 3.
+ * @return 0, or negative. Own errors: -95. Kernel errors: -1 when "blank" cannot be written.
+ * @note Blocks for the driver's write. Any thread. The state stays after the process has ended.
+ */
+VELMOR_API int display_set(int index, uint32_t on);
+
+/**
+ * Ask whether a display is on.
+ * @param index  display, from 0
+ * @param on     receives false when /sys/class/graphics/fb<n>/blank reads 1, true for every other number
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "blank" cannot be read or holds no number, as
+ *   with mainline kernels, which show it empty.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int display_get(int index, bool *on);
+
+/* ---- LED groups (none on this device) --------------------------------------------------------------------------- */
+
+/** A colour: three intensities, each 0 (dark) to 255 (full). */
+typedef struct led_color_t {
+    int32_t red;
+    int32_t green;
+    int32_t blue;
+} led_color_t;
+
+/**
+ * Set the colour of a group of LEDs.
+ * @param index  LED group, from 0
+ * @param color  the colour; read during the call only
+ * @return 0, or negative. Own errors: -22; -1 for a component outside 0..255, nothing is written; -95.
+ *   Kernel errors: -1 when the driver's colour attribute cannot be written.
+ * @note Blocks for one write. Any thread. The colour stays after the process has ended.
+ */
+VELMOR_API int led_color_set(int index, const led_color_t *color);
+
+/**
+ * Ask the colour of a group of LEDs.
+ * @param index  LED group, from 0
+ * @param color  receives the three numbers of the driver's colour attribute, unchecked
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or holds fewer
+ *   than three numbers.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int led_color_get(int index, led_color_t *color);
+
+/* ---- IO lines --------------------------------------------------------------------------------------------------- */
+
+/** Level of an IO line: 0 is low (off), 1 is high (on). */
+typedef int32_t io_value_t;
+
+/** Programme of a PWM line. */
+typedef struct io_config_t {
+    int32_t duty;      /**< duty cycle in percent, 0..100; -1 on set keeps the present one */
+    int32_t frequency; /**< frequency in hertz, 1..2000000 */
+} io_config_t;
+
+/**
+ * Set the level of an output line.
+ * @param io     line number; on this device 0 (PWM output: 1 starts it, 0 stops it, other values do nothing),
+ *   9 (GPS enable) and 11 (echosounder reset, where an echosounder is fitted)
+ * @param value  level, 0 or 1; a line that is a driver attribute takes any number and writes it as it is
+ * @return 0, or negative. Own errors: -1 on an input line; -95 for no such line. Kernel errors: -1 when the line's
+ *   attribute cannot be written.
+ * @note Blocks for the driver's writes. Any thread, but accesses to one GPIO line must not overlap. The level stays
+ *   after the process has ended; a GPIO line is given back to the kernel after each access.
+ */
+VELMOR_API int io_set(int io, io_value_t value);
+
+/**
+ * Ask the level of a line.
+ * @param io     line number, see io_set()
+ * @param value  receives the level. Line 0: 1 when the PWM's "status" reads 1, else 0. Driver attributes: their number.
+ * @return 0, or negative. Own errors: -22; -1 on a GPIO line that is an output; -95. Kernel errors: -1 when the
+ *   attribute cannot be read.
+ * @note Blocks for the driver. Any thread, but accesses to one GPIO line must not overlap. Reading a GPIO line exports
+ *   it, makes it an input and unexports it; on other lines nothing changes.
+ */
+VELMOR_API int io_get(int io, io_value_t *value);
+
+/**
+ * Programme a PWM line.
+ * @param io      line number; on this device 0
+ * @param config  frequency in hertz, 1..2000000, and duty in percent, 0..100 or -1 to keep the present duty; read
+ *   during the call only. Whether the line runs is not changed, see io_set().
+ * @return 0, or negative. Own errors: -22; -1 for a frequency out of range, nothing is written; -1 for a duty out of
+ *   range, with the duty left at 0 and the new period in force; -95 for a line that is no PWM.
+ *   Kernel errors: -1 when "period" or "duty" cannot be read or written; the line may then be left at duty 0.
+ * @note Blocks for up to four reads and three writes. Any thread. The duty is 0 for a moment while the period
+ *   changes. Below 24 Hz the duty is computed in 32 bits and wraps for high percentages. The programme stays after
+ *   the process has ended, until any process makes its first call of this library.
+ */
+VELMOR_API int io_config_set(int io, const io_config_t *config);
+
+/**
+ * Ask the programme of a PWM line.
+ * @param io      line number; on this device 0
+ * @param config  receives frequency in hertz and duty in percent, both rounded down, from the channel's "period" and
+ *   "duty" (nanoseconds); a period of 0 yields 0 for both
+ * @return 0, or negative. Own errors: -22; -95 for a line that is no PWM. Kernel errors: -1 when "period" or "duty"
+ *   cannot be read.
+ * @note Blocks for three reads. Any thread. Changes nothing.
+ */
+VELMOR_API int io_config_get(int io, io_config_t *config);
+
+/* ---- Temperature ------------------------------------------------------------------------------------------------ */
+
+/** Temperatures of a thermal zone, in millidegrees Celsius as the kernel gives them. */
+typedef struct thermal_state_t {
+    int32_t temp;     /**< now, from "temp" */
+    int32_t active;   /**< trip point of type "active" */
+    int32_t hot;      /**< trip point of type "hot" */
+    int32_t very_hot; /**< trip point of type "very_hot" */
+    int32_t critical; /**< trip point of type "critical" */
+} thermal_state_t;
+
+/**
+ * Ask the temperature of a thermal zone and its four trip points.
+ * @param zone   thermal zone, from 0
+ * @param state  receives five temperatures in millidegrees Celsius, from /sys/class/thermal/thermal_zone<n>/
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when a file cannot be read, or when the zone's trip
+ *   points 0 to 3 lacked one of the four types when the board started.
+ * @note Blocks for five reads; the five are not one snapshot. Any thread. Changes nothing.
+ */
+VELMOR_API int thermal_state_get(int zone, thermal_state_t *state);
+
+/* ---- Wi-Fi and Bluetooth ---------------------------------------------------------------------------------------- */
+
+/** Selects an antenna: the level written to the antenna's select line, 0 or 1. */
+typedef int32_t antenna_t;
+
+/** Description of the Wi-Fi radio. */
+typedef struct wifi_info_t {
+    char name[16];  /**< network interface, ends in NUL: "wlan0" on this device */
+    uint32_t value; /**< a number of the board's, passed through: 3 on this device */
+} wifi_info_t;
+
+/** Description of the Bluetooth radio. */
+typedef struct bluetooth_info_t {
+    char name[16];  /**< interface, ends in NUL: "hci0" on this device */
+    uint32_t value; /**< a number of the board's, passed through: 3 on this device */
+} bluetooth_info_t;
+
+/**
+ * Select the Wi-Fi antenna.
+ * @param antenna  level of the select line, 0 or 1
+ * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device.
+ *   Kernel errors: -1 when the GPIO line cannot be exported or written.
+ * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection stays after
+ *   the process has ended.
+ */
+VELMOR_API int wifi_antenna_set(antenna_t antenna);
+
+/**
+ * Ask whether a Wi-Fi radio is fitted, by the hardware table.
+ * @param present  receives true when fitted
+ * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int wifi_present(bool *present);
+
+/**
+ * Ask the description of the Wi-Fi radio.
+ * @param info  receives the description; the radio itself is not asked
+ * @return 0, or negative. Own errors: -22; -95 where no Wi-Fi is fitted. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int wifi_info_get(wifi_info_t *info);
+
+/**
+ * Select the Bluetooth antenna.
+ * @param antenna  level of the select line, 0 or 1
+ * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device.
+ *   Kernel errors: -1 when the GPIO line cannot be exported or written.
+ * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection stays after
+ *   the process has ended.
+ */
+VELMOR_API int bluetooth_antenna_set(antenna_t antenna);
+
+/**
+ * Ask whether a Bluetooth radio is fitted, by the hardware table.
+ * @param present  receives true when fitted
+ * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int bluetooth_present(bool *present);
+
+/**
+ * Ask the description of the Bluetooth radio.
+ * @param info  receives the description; the radio itself is not asked
+ * @return 0, or negative. Own errors: -22; -95 where no Bluetooth is fitted. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int bluetooth_info_get(bluetooth_info_t *info);
+
+/* ---- Power: these three act on the whole device ----------------------------------------------------------------- */
+
+/**
+ * Power the device down. HAZARD: on this device the kernel is asked for a restart with the command "wdt", after a
+ * sync, so that the unit comes back by itself; boards without automatic power-on run "/sbin/poweroff".
+ * @return does not return on success; the calling thread waits for the end of the system. Negative on failure.
+ *   Own errors: -95. Kernel errors: -errno of the restart call (-EPERM without CAP_SYS_BOOT) or of starting the
+ *   program (its exec's errno), or minus the program's exit code.
+ * @note Blocks until the system is down. Other threads may go on calling the library. See "Signals, fork and exec".
+ */
+VELMOR_API int power_shutdown(void);
+
+/**
+ * Reboot the device by running "/sbin/reboot". HAZARD: ends every process.
+ * @return does not return on success; the calling thread waits for the end of the system. Negative on failure.
+ *   Own errors: -95. Kernel errors: -errno of starting the program (-ENOENT where it is missing) or of waiting for
+ *   it, or minus the program's exit code; a program killed by a signal counts as success.
+ * @note Blocks until the system is down. Waits for any child of the process, see "Signals, fork and exec".
+ */
+VELMOR_API int power_reboot(void);
+
+/**
+ * Suspend the device to memory. HAZARD: everything stands still until a wake-up source fires.
+ * @return 0 after the system has resumed, and also when "/sys/power/state" could not be written: a refused suspend
+ *   is not reported. Own errors: -95.
+ * @note Blocks until the system has resumed. Any thread.
+ */
+VELMOR_API int power_suspend(void);
+
+/* ---- Watchdog: once armed, the device restarts unless it is fed ------------------------------------------------- */
+
+/**
+ * Arm the hardware watchdog, or arm it again with another timeout. HAZARD: from here on the device restarts unless
+ * watchdog_refresh() is called more often than the timeout says.
+ * @param timeout_s  timeout in seconds, 0 or more; the driver decides what it accepts and may round it
+ * @return 0, or negative. Own errors: -22 for a negative timeout, nothing is opened; -95. Kernel errors: -errno of
+ *   opening "/dev/watchdog" (-EBUSY while another process holds it), of WDIOC_SETTIMEOUT, or of the disarming that
+ *   precedes a second arming. When WDIOC_SETTIMEOUT fails the watchdog is armed, with the driver's own timeout.
+ * @note Blocks for the driver only. Watchdog calls must not overlap. Stays armed after the process has ended: a
+ *   process that exits without watchdog_disable() lets it bite.
+ */
+VELMOR_API int watchdog_enable(int timeout_s);
+
+/**
+ * Disarm the watchdog: write the magic character "V" and close it.
+ * @return 0, or negative. Own errors: -22 when not armed by this process; -95. Kernel errors: -errno of the write; the
+ *   watchdog then stays open and armed. A driver built with "nowayout" stays armed although 0 is returned.
+ * @note Blocks for the driver only. Watchdog calls must not overlap.
+ */
+VELMOR_API int watchdog_disable(void);
+
+/**
+ * Feed the watchdog (WDIOC_KEEPALIVE).
+ * @return 0, or negative. Own errors: -22 when not armed by this process; -95. Kernel errors: -errno of the ioctl.
+ * @note Blocks for the driver only. Watchdog calls must not overlap.
+ */
+VELMOR_API int watchdog_refresh(void);
+
+/* ---- Identity and versions -------------------------------------------------------------------------------------- */
+
+/**
+ * Versions, build dates and serial number. 96 bytes. Numbers come from "/proc/platform/<field's name>" cut to the
+ * field's width, those beginning with fs_ from "/etc/fs_version". The bytes named reserved are never written and keep
+ * what the caller left there. A status is one letter; a year has four digits.
+ */
+typedef struct platform_info_t {
+    uint8_t os_version_major;
+    uint8_t os_version_minor;
+    uint8_t os_version_revision;
+    char os_version_status;
+    uint8_t os_version_build;
+    uint8_t os_version_development;
+    uint8_t os_date_day;
+    uint8_t os_date_month;
+    uint16_t os_date_year;
+    uint8_t reserved_10[2];
+    uint32_t featuremask_low;  /**< always 0 */
+    uint32_t featuremask_high; /**< always 0 */
+    uint32_t compatibility_version;
+    char serial_number[32]; /**< ends in NUL; cut to 31 characters; empty where it cannot be read */
+    uint8_t reserved_56[6];
+    uint8_t boot_info_kind; /**< always 2 */
+    uint8_t boot_version_major;
+    uint8_t boot_version_minor;
+    uint8_t boot_version_revision;
+    char boot_version_status;
+    uint8_t boot_version_build;
+    uint8_t boot_version_development;
+    uint8_t boot_date_day;
+    uint8_t boot_date_month;
+    uint8_t reserved_71[1];
+    uint16_t boot_date_year;
+    uint8_t fs_version_major;
+    uint8_t fs_version_minor;
+    uint8_t fs_version_revision;
+    char fs_version_status;
+    uint8_t fs_version_build;
+    uint8_t fs_version_development; /**< 1 for a development build ("D" after the build number), else 0 */
+    uint8_t fs_date_day;
+    uint8_t fs_date_month;
+    uint16_t fs_date_year;
+    uint8_t splash_version_major;
+    uint8_t splash_version_minor;
+    uint8_t splash_version_revision;
+    char splash_version_status;
+    uint8_t splash_version_build;
+    uint8_t splash_version_development;
+    uint8_t splash_date_day;
+    uint8_t splash_date_month;
+    uint16_t splash_date_year;
+    uint8_t reserved_94[2];
+} platform_info_t;
+
+/**
+ * Ask versions, build dates and the serial number.
+ * @param info  receives the record: 96 bytes are written to, whatever size says
+ * @param size  sizeof(platform_info_t); kept for the future, not looked at
+ * @return 0, or negative. Own errors: -22. Kernel errors: -1 when a record other than serial_number is missing or
+ *   holds no number; the part of *info that had been read by then is written.
+ * @note Blocks for 30 short reads. Any thread. Changes nothing.
+ */
+VELMOR_API int platform_info_get(platform_info_t *info, size_t size);
+
+/**
+ * Ask the unit identifier, from the hardware table.
+ * @param uid  receives the 16-bit identifier
+ * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int platform_uid_get(uint16_t *uid);
+
+/**
+ * Ask the OEM identifier, from the hardware table.
+ * @param oemid  receives the identifier, 0..31
+ * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int platform_oemid_get(uint32_t *oemid);
+
+/**
+ * Ask the model identifier, from the hardware table.
+ * @param mid  receives the identifier, 0..65535
+ * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int platform_mid_get(uint32_t *mid);
+
+/**
+ * Ask the CAN manufacturer code, from the hardware table.
+ * @param code  receives the code, 0..2047 (11 bits)
+ * @return 0, or negative. Own errors: -22; -95 where the table's layout (version 2) has no CAN identity.
+ *   No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int platform_can_manuf_code_get(uint16_t *code);
+
+/**
+ * Ask the CAN unique number: from the hardware table or, where that says 0, from the last six hexadecimal digits of
+ * the serial number.
+ * @param number  receives the number, 0..2097151 (21 bits); 0 for a serial number shorter than six characters
+ * @return 0, or negative. Own errors: -22; -95 where the table's layout (version 2) has no CAN identity.
+ *   Kernel errors: when the serial number is needed, those of platform_info_get().
+ * @note Does not block once the board has started, but reads what platform_info_get() reads when the serial number is
+ *   needed. Any thread. Changes nothing.
+ */
+VELMOR_API int platform_can_unique_num_get(uint32_t *number);
+
+/* ---- Short-range radio network MRFI (none on this device) ------------------------------------------------------- */
+
+/** Address of a node: one 32-bit number, least significant byte first. Bytes 2 and 3 are the device class. */
+typedef struct mrfi_addr_t {
+    uint8_t byte[4];
+} mrfi_addr_t;
+
+/** Type of a node, a number of the driver's. */
+typedef int32_t mrfi_device_type_t;
+
+/** A list being read. Opaque; the caller owns it from open to close. */
+typedef struct mrfi_enum_ctx mrfi_enum_ctx;
+
+/** One connection. The meaning of flags and values is the driver's. */
+typedef struct mrfi_connection_t {
+    uint8_t flag1 : 1;
+    uint8_t flag2 : 1;
+    uint8_t reserved : 6; /**< never written: keeps what the caller left there */
+    uint8_t value1;
+    uint8_t value2;
+    uint8_t value3;
+    mrfi_addr_t address;
+} mrfi_connection_t;
+
+/** One device that has been seen. The meaning of the values is the driver's. */
+typedef struct mrfi_device_t {
+    uint32_t value1;
+    uint32_t value2;
+    mrfi_addr_t address;
+    char name[16]; /**< ends in NUL, cut to 15 characters; empty where the driver knows no name */
+} mrfi_device_t;
+
+/**
+ * Ask the received signal strength of an interface.
+ * @param index  MRFI interface, from 0
+ * @param rssi   receives the driver's number, unchanged, from the interface's "rssi"
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_rssi_get(int index, int *rssi);
+
+/**
+ * Ask the device type of an interface.
+ * @param index  MRFI interface, from 0
+ * @param type   receives the driver's number, from the interface's "type"
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t *type);
+
+/**
+ * Ask the address of an interface.
+ * @param index    MRFI interface, from 0
+ * @param address  receives the 4 bytes, from the interface's "address"
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_address_get(int index, mrfi_addr_t *address);
+
+/**
+ * Switch automatic linking on or off.
+ * @param index  MRFI interface, from 0
+ * @param on     only the low 8 bits count: 0 is off, any other number is on (256 is off)
+ * @return 0, or negative. Own errors: -95. Kernel errors: -1 when "autolink" cannot be written.
+ * @note Blocks for one write. Any thread. Stays after the process has ended.
+ */
+VELMOR_API int mrfi_autolink_set(int index, int on);
+
+/**
+ * Ask whether automatic linking is on.
+ * @param index  MRFI interface, from 0
+ * @param on     receives the state, from the interface's "autolink", which must read 0 or 1
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_autolink_get(int index, bool *on);
+
+/**
+ * Link to a peer.
+ * @param index    MRFI interface, from 0
+ * @param address  the peer; read during the call only
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "link" cannot be written or is refused.
+ * @note Blocks for the driver's write. Any thread. The link stays after the process has ended.
+ */
+VELMOR_API int mrfi_link(int index, const mrfi_addr_t *address);
+
+/**
+ * Unlink a peer.
+ * @param index    MRFI interface, from 0
+ * @param address  the peer; read during the call only
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "unlink" cannot be written or is refused.
+ * @note Blocks for the driver's write. Any thread. Stays after the process has ended.
+ */
+VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t *address);
+
+/**
+ * Take a snapshot of the connections, to be read one by one.
+ * @param index    MRFI interface, from 0
+ * @param context  receives the list, which the caller owns until mrfi_connection_list_close()
+ * @return 0, or negative. Own errors: -22, -95. A "connections" file that cannot be read is an empty list.
+ * @note Blocks for reading the whole file. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx **context);
+
+/**
+ * Read the next connection of a list.
+ * @param context     a list from mrfi_connection_list_open()
+ * @param connection  receives the entry; its reserved bits are left alone
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
+ *   context that is none. Short or malformed lines are no error: what is missing is 0.
+ * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
+ */
+VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx *context, mrfi_connection_t *connection);
+
+/**
+ * Close a list of connections; the context is gone afterwards.
+ * @param context  a list from mrfi_connection_list_open(), not yet closed
+ * @return 0, or negative. Own errors: -22; -1 for a context that is none.
+ * @note Does not block. Uses of one context must not overlap.
+ */
+VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx *context);
+
+/**
+ * Take a snapshot of the devices that have been seen, to be read one by one.
+ * @param index    MRFI interface, from 0
+ * @param context  receives the list, which the caller owns until mrfi_device_list_close()
+ * @return 0, or negative. Own errors: -22, -95. A "devices" file that cannot be read is an empty list.
+ * @note Blocks for reading the whole file. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx **context);
+
+/**
+ * Read the next device of a list.
+ * @param context  a list from mrfi_device_list_open()
+ * @param device   receives the entry
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
+ *   context that is none. Short or malformed lines are no error: what is missing is 0 or empty.
+ * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
+ */
+VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx *context, mrfi_device_t *device);
+
+/**
+ * Close a list of devices; the context is gone afterwards.
+ * @param context  a list from mrfi_device_list_open(), not yet closed
+ * @return 0, or negative. Own errors: -22; -1 for a context that is none.
+ * @note Does not block. Uses of one context must not overlap.
+ */
+VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx *context);
+
+/**
+ * Ask the device class that an address carries.
+ * @param address       an address; read during the call only
+ * @param device_class  receives byte 2 plus 256 times byte 3 of the address, 0..65535
+ * @return 0, or negative. Own errors: -22. No kernel errors. Works on boards without MRFI too.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int mrfi_class_get(const mrfi_addr_t *address, uint32_t *device_class);
+
+/* ---- Motion sensors (none on this device) ----------------------------------------------------------------------- */
+
+/** Three axes of the attitude sensor, in the input driver's unit. */
+typedef struct attitude_t {
+    int32_t x; /**< ABS_X */
+    int32_t y; /**< ABS_Y */
+    int32_t z; /**< ABS_Z */
+} attitude_t;
+
+/** Motion of the vehicle. */
+typedef struct car_motion_t {
+    int32_t speed; /**< ABS_X, in the input driver's unit */
+    bool reverse;  /**< true when ABS_RX is below 0 */
+} car_motion_t;
+
+/**
+ * Ask the attitude sensor.
+ * @param attitude  receives the axes' current values (EVIOCGABS on the sensor's input node)
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -errno of opening the node or of EVIOCGABS; the axes
+ *   read before the failure are then already stored.
+ * @note Blocks for three ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
+ *   it stays open until the process ends. Changes nothing.
+ */
+VELMOR_API int attitude_get(attitude_t *attitude);
+
+/**
+ * Ask the motion of the vehicle.
+ * @param motion  receives speed and direction (EVIOCGABS on the sensor's input node)
+ * @return 0, or negative. Own errors: -22, -95. Kernel errors: -errno of opening the node or of EVIOCGABS.
+ * @note Blocks for two ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
+ *   it stays open until the process ends. Changes nothing.
+ */
+VELMOR_API int car_motion_get(car_motion_t *motion);
+
+/* ---- Serial ports ----------------------------------------------------------------------------------------------- */
+
+/** A port of a serial multiplexer; the board says which there are. */
+typedef int32_t serial_mux_port_t;
+
+/** A function of a serial pin: 0 is the serial signal, 1 the input key; a board may list others. */
+typedef int32_t serial_alt_func_t;
+
+/** Description of a serial device. */
+typedef struct serial_device_info_t {
+    char name[16];      /**< device node, ends in NUL */
+    uint32_t baud_rate; /**< line speed in bit/s */
+    uint32_t options;   /**< a number of the board's, passed through: 0 on this device */
+} serial_device_info_t;
+
+/**
+ * Connect a serial port's UART to one of its connectors.
+ * @param port      serial port, from 0
+ * @param mux_port  connector, as the board numbers them
+ * @return 0, or negative. Own errors: -1 for a connector that the board does not list, nothing is written; -95 on
+ *   boards without a multiplexer, such as this device. Kernel errors: -1 when a select line cannot be written; the
+ *   lines before it then have their new levels.
+ * @note Blocks for four writes a select line. Any thread, but accesses to one GPIO line must not overlap. Stays after
+ *   the process has ended.
+ */
+VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
+
+/**
+ * Ask which device node serves a serial port.
+ * @param port  serial port: on this device 0 ("/dev/ttymxc4", 9600) and, where an echosounder is fitted,
+ *   1 ("/dev/ttymxc3", 38400)
+ * @param info  receives the description; the node itself is not opened
+ * @return 0, or negative. Own errors: -22, -95. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int serial_device_info_get(int port, serial_device_info_t *info);
+
+/**
+ * Ask whether a serial pin can serve a function.
+ * @param port       serial port, from 0
+ * @param function   0 serial, 1 key, or another number of the board's
+ * @param supported  receives true when the port lists the function and, for the key, the kernel's gpio-keys driver
+ *   handles its key code
+ * @return 0, or negative. Own errors: -22; -95 on boards without alternate functions, such as this device.
+ *   Kernel errors: -1 when "/sys/devices/platform/gpio-keys/keys" cannot be read.
+ * @note Blocks for one read. Any thread. Changes nothing.
+ */
+VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool *supported);
+
+/**
+ * Switch a serial pin to a function.
+ * @param port      serial port, from 0
+ * @param function  0 serial (the key is disabled), 1 key (the key is enabled); others that the board lists do nothing
+ * @return 0, or negative. Own errors: -22 for a function that the port does not support or whose key code the driver
+ *   does not handle; -95 on boards without alternate functions, such as this device. Kernel errors: -1 when
+ *   "/sys/devices/platform/gpio-keys/keys" or "disabled_keys" cannot be read or written.
+ * @note Blocks for up to three reads and a write. Any thread; calls for two ports that overlap may lose one of the two
+ *   changes. Stays after the process has ended.
+ */
+VELMOR_API int serial_alt_func_set(int port, serial_alt_func_t function);
+
+/* ---- GPS and echosounder ---------------------------------------------------------------------------------------- */
+
+/** Description of the GPS receiver: two numbers of the board's, passed through; 1 and 1 on this device. */
+typedef struct gps_info_t {
+    uint32_t value1;
+    uint32_t value2;
+} gps_info_t;
+
+/**
+ * Ask the description of the GPS receiver.
+ * @param info  receives the two numbers; the receiver itself is not asked
+ * @return 0, or negative. Own errors: -22, -95. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int gps_info_get(gps_info_t *info);
+
+/**
+ * Ask whether an echosounder is fitted, by the hardware table.
+ * @param present  receives true when fitted
+ * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @note Does not block once the board has started. Any thread. Changes nothing.
+ */
+VELMOR_API int es_present(bool *present);
+
+/* ---- Layout checks: the records are binary interfaces ----------------------------------------------------------- */
+
+/** @cond */
+#define VELMOR_CHECK(name, condition) typedef char velmor_check_##name[(condition) ? 1 : -1]
+
+VELMOR_CHECK(led_color_size, sizeof(led_color_t) == 12);
+VELMOR_CHECK(led_color_red, offsetof(led_color_t, red) == 0);
+VELMOR_CHECK(led_color_green, offsetof(led_color_t, green) == 4);
+VELMOR_CHECK(led_color_blue, offsetof(led_color_t, blue) == 8);
+
+VELMOR_CHECK(io_config_size, sizeof(io_config_t) == 8);
+VELMOR_CHECK(io_config_duty, offsetof(io_config_t, duty) == 0);
+VELMOR_CHECK(io_config_frequency, offsetof(io_config_t, frequency) == 4);
+
+VELMOR_CHECK(thermal_state_size, sizeof(thermal_state_t) == 20);
+VELMOR_CHECK(thermal_state_temp, offsetof(thermal_state_t, temp) == 0);
+VELMOR_CHECK(thermal_state_active, offsetof(thermal_state_t, active) == 4);
+VELMOR_CHECK(thermal_state_hot, offsetof(thermal_state_t, hot) == 8);
+VELMOR_CHECK(thermal_state_very_hot, offsetof(thermal_state_t, very_hot) == 12);
+VELMOR_CHECK(thermal_state_critical, offsetof(thermal_state_t, critical) == 16);
+
+VELMOR_CHECK(wifi_info_size, sizeof(wifi_info_t) == 20);
+VELMOR_CHECK(wifi_info_name, offsetof(wifi_info_t, name) == 0);
+VELMOR_CHECK(wifi_info_value, offsetof(wifi_info_t, value) == 16);
+VELMOR_CHECK(bluetooth_info_size, sizeof(bluetooth_info_t) == 20);
+VELMOR_CHECK(bluetooth_info_name, offsetof(bluetooth_info_t, name) == 0);
+VELMOR_CHECK(bluetooth_info_value, offsetof(bluetooth_info_t, value) == 16);
+
+VELMOR_CHECK(platform_info_size, sizeof(platform_info_t) == 96);
+VELMOR_CHECK(platform_info_os_version_major, offsetof(platform_info_t, os_version_major) == 0);
+VELMOR_CHECK(platform_info_os_version_minor, offsetof(platform_info_t, os_version_minor) == 1);
+VELMOR_CHECK(platform_info_os_version_revision, offsetof(platform_info_t, os_version_revision) == 2);
+VELMOR_CHECK(platform_info_os_version_status, offsetof(platform_info_t, os_version_status) == 3);
+VELMOR_CHECK(platform_info_os_version_build, offsetof(platform_info_t, os_version_build) == 4);
+VELMOR_CHECK(platform_info_os_version_development, offsetof(platform_info_t, os_version_development) == 5);
+VELMOR_CHECK(platform_info_os_date_day, offsetof(platform_info_t, os_date_day) == 6);
+VELMOR_CHECK(platform_info_os_date_month, offsetof(platform_info_t, os_date_month) == 7);
+VELMOR_CHECK(platform_info_os_date_year, offsetof(platform_info_t, os_date_year) == 8);
+VELMOR_CHECK(platform_info_featuremask_low, offsetof(platform_info_t, featuremask_low) == 12);
+VELMOR_CHECK(platform_info_featuremask_high, offsetof(platform_info_t, featuremask_high) == 16);
+VELMOR_CHECK(platform_info_compatibility_version, offsetof(platform_info_t, compatibility_version) == 20);
+VELMOR_CHECK(platform_info_serial_number, offsetof(platform_info_t, serial_number) == 24);
+VELMOR_CHECK(platform_info_boot_info_kind, offsetof(platform_info_t, boot_info_kind) == 62);
+VELMOR_CHECK(platform_info_boot_version_major, offsetof(platform_info_t, boot_version_major) == 63);
+VELMOR_CHECK(platform_info_boot_version_minor, offsetof(platform_info_t, boot_version_minor) == 64);
+VELMOR_CHECK(platform_info_boot_version_revision, offsetof(platform_info_t, boot_version_revision) == 65);
+VELMOR_CHECK(platform_info_boot_version_status, offsetof(platform_info_t, boot_version_status) == 66);
+VELMOR_CHECK(platform_info_boot_version_build, offsetof(platform_info_t, boot_version_build) == 67);
+VELMOR_CHECK(platform_info_boot_version_development, offsetof(platform_info_t, boot_version_development) == 68);
+VELMOR_CHECK(platform_info_boot_date_day, offsetof(platform_info_t, boot_date_day) == 69);
+VELMOR_CHECK(platform_info_boot_date_month, offsetof(platform_info_t, boot_date_month) == 70);
+VELMOR_CHECK(platform_info_boot_date_year, offsetof(platform_info_t, boot_date_year) == 72);
+VELMOR_CHECK(platform_info_fs_version_major, offsetof(platform_info_t, fs_version_major) == 74);
+VELMOR_CHECK(platform_info_fs_version_minor, offsetof(platform_info_t, fs_version_minor) == 75);
+VELMOR_CHECK(platform_info_fs_version_revision, offsetof(platform_info_t, fs_version_revision) == 76);
+VELMOR_CHECK(platform_info_fs_version_status, offsetof(platform_info_t, fs_version_status) == 77);
+VELMOR_CHECK(platform_info_fs_version_build, offsetof(platform_info_t, fs_version_build) == 78);
+VELMOR_CHECK(platform_info_fs_version_development, offsetof(platform_info_t, fs_version_development) == 79);
+VELMOR_CHECK(platform_info_fs_date_day, offsetof(platform_info_t, fs_date_day) == 80);
+VELMOR_CHECK(platform_info_fs_date_month, offsetof(platform_info_t, fs_date_month) == 81);
+VELMOR_CHECK(platform_info_fs_date_year, offsetof(platform_info_t, fs_date_year) == 82);
+VELMOR_CHECK(platform_info_splash_version_major, offsetof(platform_info_t, splash_version_major) == 84);
+VELMOR_CHECK(platform_info_splash_version_minor, offsetof(platform_info_t, splash_version_minor) == 85);
+VELMOR_CHECK(platform_info_splash_version_revision, offsetof(platform_info_t, splash_version_revision) == 86);
+VELMOR_CHECK(platform_info_splash_version_status, offsetof(platform_info_t, splash_version_status) == 87);
+VELMOR_CHECK(platform_info_splash_version_build, offsetof(platform_info_t, splash_version_build) == 88);
+VELMOR_CHECK(platform_info_splash_version_development, offsetof(platform_info_t, splash_version_development) == 89);
+VELMOR_CHECK(platform_info_splash_date_day, offsetof(platform_info_t, splash_date_day) == 90);
+VELMOR_CHECK(platform_info_splash_date_month, offsetof(platform_info_t, splash_date_month) == 91);
+VELMOR_CHECK(platform_info_splash_date_year, offsetof(platform_info_t, splash_date_year) == 92);
+
+VELMOR_CHECK(mrfi_addr_size, sizeof(mrfi_addr_t) == 4);
+VELMOR_CHECK(mrfi_connection_size, sizeof(mrfi_connection_t) == 8);
+VELMOR_CHECK(mrfi_connection_value1, offsetof(mrfi_connection_t, value1) == 1);
+VELMOR_CHECK(mrfi_connection_value2, offsetof(mrfi_connection_t, value2) == 2);
+VELMOR_CHECK(mrfi_connection_value3, offsetof(mrfi_connection_t, value3) == 3);
+VELMOR_CHECK(mrfi_connection_address, offsetof(mrfi_connection_t, address) == 4);
+VELMOR_CHECK(mrfi_device_size, sizeof(mrfi_device_t) == 28);
+VELMOR_CHECK(mrfi_device_value1, offsetof(mrfi_device_t, value1) == 0);
+VELMOR_CHECK(mrfi_device_value2, offsetof(mrfi_device_t, value2) == 4);
+VELMOR_CHECK(mrfi_device_address, offsetof(mrfi_device_t, address) == 8);
+VELMOR_CHECK(mrfi_device_name, offsetof(mrfi_device_t, name) == 12);
+
+VELMOR_CHECK(attitude_size, sizeof(attitude_t) == 12);
+VELMOR_CHECK(attitude_x, offsetof(attitude_t, x) == 0);
+VELMOR_CHECK(attitude_y, offsetof(attitude_t, y) == 4);
+VELMOR_CHECK(attitude_z, offsetof(attitude_t, z) == 8);
+VELMOR_CHECK(car_motion_size, sizeof(car_motion_t) == 8);
+VELMOR_CHECK(car_motion_speed, offsetof(car_motion_t, speed) == 0);
+VELMOR_CHECK(car_motion_reverse, offsetof(car_motion_t, reverse) == 4);
+VELMOR_CHECK(flag_size, sizeof(bool) == 1);
+
+VELMOR_CHECK(serial_device_info_size, sizeof(serial_device_info_t) == 24);
+VELMOR_CHECK(serial_device_info_name, offsetof(serial_device_info_t, name) == 0);
+VELMOR_CHECK(serial_device_info_baud_rate, offsetof(serial_device_info_t, baud_rate) == 16);
+VELMOR_CHECK(serial_device_info_options, offsetof(serial_device_info_t, options) == 20);
+
+VELMOR_CHECK(gps_info_size, sizeof(gps_info_t) == 8);
+VELMOR_CHECK(gps_info_value1, offsetof(gps_info_t, value1) == 0);
+VELMOR_CHECK(gps_info_value2, offsetof(gps_info_t, value2) == 4);
+
+#undef VELMOR_CHECK
+/** @endcond */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

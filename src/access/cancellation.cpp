@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "access/cancellation.h"
+
+#include <pthread.h>
+
+namespace Velmor {
+
+namespace {
+
+constinit thread_local int callers_state = PTHREAD_CANCEL_ENABLE;
+
+}  // namespace
+
+CancellationOff::CancellationOff() : previous_() {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_);
+    callers_state = previous_;
+}
+
+CancellationOff::~CancellationOff() {
+    pthread_setcancelstate(previous_, nullptr);
+}
+
+CancellationAsCaller::CancellationAsCaller() : previous_state_(), previous_type_() {
+    // Deferred: an asynchronous cancellation could strike where the unwinder finds no way out.
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &previous_type_);
+    pthread_setcancelstate(callers_state, &previous_state_);
+}
+
+CancellationAsCaller::~CancellationAsCaller() {
+    pthread_setcancelstate(previous_state_, nullptr);
+    pthread_setcanceltype(previous_type_, nullptr);
+}
+
+}  // namespace Velmor

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace Velmor {
+
+/**
+ * No thread is cancelled in this scope: a cancellation in the middle of an operation would leave a line exported, a
+ * PWM at duty 0 or a stream's catch-all swallowing the unwinding, which ends the process.
+ */
+class CancellationOff {
+public:
+    CancellationOff();
+    ~CancellationOff();
+    CancellationOff(const CancellationOff&) = delete;
+    CancellationOff(CancellationOff&&) = delete;
+    CancellationOff& operator=(const CancellationOff&) = delete;
+    CancellationOff& operator=(CancellationOff&&) = delete;
+
+private:
+    int previous_;
+};
+
+/**
+ * In this scope, which lies within a CancellationOff, a thread can be cancelled at its cancellation points if the
+ * application lets it: for waits that have no other end.
+ */
+class CancellationAsCaller {
+public:
+    CancellationAsCaller();
+    ~CancellationAsCaller();
+    CancellationAsCaller(const CancellationAsCaller&) = delete;
+    CancellationAsCaller(CancellationAsCaller&&) = delete;
+    CancellationAsCaller& operator=(const CancellationAsCaller&) = delete;
+    CancellationAsCaller& operator=(CancellationAsCaller&&) = delete;
+
+private:
+    int previous_state_;
+    int previous_type_;
+};
+
+}  // namespace Velmor

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "access/device_file.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace Velmor {
+
+namespace {
+
+[[noreturn]] void throw_system_error(int code) {
+    throw std::system_error(code, std::system_category());
+}
+
+std::size_t whole(ssize_t transferred, std::size_t length) {
+    if (transferred < 0) throw_system_error(errno);
+    if (static_cast<std::size_t>(transferred) != length) throw_system_error(EIO);
+    return length;
+}
+
+}  // namespace
+
+DeviceFile::DeviceFile(std::string path) : path_(std::move(path)) {}
+
+DeviceFile::~DeviceFile() {
+    if (fd_ != -1) ::close(fd_);
+}
+
+int DeviceFile::open(int flags) {
+    close();
+    fd_ = ::open(path_.c_str(), flags);
+    if (fd_ < 0) throw_system_error(errno);
+    return fd_;
+}
+
+int DeviceFile::close() {
+    if (!is_open()) return 0;
+    return ::close(std::exchange(fd_, -1));
+}
+
+bool DeviceFile::is_open() const {
+    return fd_ != -1;
+}
+
+std::size_t DeviceFile::read(void* buffer, std::size_t length) {
+    if (!is_open()) throw_system_error(EINVAL);
+    return whole(::read(fd_, buffer, length), length);
+}
+
+std::size_t DeviceFile::write(const void* buffer, std::size_t length) {
+    if (!is_open()) throw_system_error(EINVAL);
+    return whole(::write(fd_, buffer, length), length);
+}
+
+int DeviceFile::ioctl(unsigned long request, void* argument) {
+    if (!is_open()) throw_system_error(EINVAL);
+    const int result = ::ioctl(fd_, request, argument);
+    if (result < 0) throw_system_error(errno);
+    return result;
+}
+
+}  // namespace Velmor

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace Velmor {
+
+/**
+ * Owner of one descriptor on a device node. Every failing system call is a std::system_error with its errno; using a
+ * file that is not open is EINVAL, a short transfer EIO. There is no retry, not after EINTR either.
+ *
+ * Threads: none of its own; one object is used by its resource only.
+ */
+class DeviceFile {
+public:
+    explicit DeviceFile(std::string path);
+    DeviceFile(const DeviceFile&) = delete;
+    DeviceFile(DeviceFile&&) = delete;
+    DeviceFile& operator=(const DeviceFile&) = delete;
+    DeviceFile& operator=(DeviceFile&&) = delete;
+
+    virtual ~DeviceFile();
+    /** Open with the system's open flags; closes first what is open. Never creates. Returns the descriptor. */
+    virtual int open(int flags);
+    /** Returns the system close's result, or 0 when nothing was open. The file is closed afterwards in any case. */
+    virtual int close();
+    virtual bool is_open() const;
+    /** Exactly this many bytes. */
+    virtual std::size_t read(void* buffer, std::size_t length);
+    /** Exactly this many bytes. */
+    virtual std::size_t write(const void* buffer, std::size_t length);
+    /** Returns the system ioctl's result, which is not negative. */
+    virtual int ioctl(unsigned long request, void* argument);
+
+private:
+    std::string path_;
+    int fd_ = -1;
+};
+
+}  // namespace Velmor

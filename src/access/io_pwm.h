@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "access/io.h"
+#include "access/pwm.h"
+#include "access/sysfs_pwm.h"
+
+namespace Velmor {
+
+/**
+ * A PWM channel that is also an IO line: switched on (1) and off (0) as a line, programmed in hertz and percent as a
+ * channel. Construction programs the channel, see SysFSPWM; threads likewise.
+ */
+class IOPWM : public IO, public PWM {
+public:
+    IOPWM(std::string path, int hertz, int percent);
+
+    /** 1 starts, 0 stops, any other level does nothing. */
+    void set(const io_value_t& value) override;
+    /** 1 when "status" reads exactly 1, else 0. */
+    io_value_t get() override;
+
+    void set_duty(std::uint32_t percent) override;
+    void set_frequency(int hertz, int percent) override;
+    std::uint32_t get_duty() const override;
+    int get_frequency() const override;
+    void enable() override;
+    void disable() override;
+
+private:
+    SysFSPWM channel_;
+};
+
+}  // namespace Velmor

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <fstream>
+#include <string>
+
+namespace Velmor {
+
+/**
+ * A text file of the kernel's, opened for writing and truncated. Every failure, that of opening it included, is
+ * thrown as the standard stream failure. It speaks the classic locale. The text reaches the kernel in one write when
+ * close() is called, which is also where a value that the driver refuses is noticed.
+ */
+class OutputFile : public std::ofstream {
+public:
+    explicit OutputFile(const std::string& path);
+};
+
+}  // namespace Velmor

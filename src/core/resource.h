@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+namespace Velmor {
+
+/**
+ * One hardware function of the device: the base of everything that a Board registers. A plain Resource is a valid
+ * entry too: it marks hardware that has nothing but a presence (the echosounder).
+ */
+class Resource {
+public:
+    /**
+     * Registry keys. A family of like resources occupies consecutive keys and ends where the next one begins; the
+     * index that a caller gives is added to the family's first key, so these numbers are part of the C interface.
+     */
+    enum class type : std::int32_t {
+        io = 0,
+        wifi = 12,
+        wifi_antenna = 13,
+        bluetooth = 14,
+        bluetooth_antenna = 15,
+        backlight = 16,
+        power = 19,
+        watchdog = 20,
+        platform = 21,
+        mrfi = 22,
+        attitude = 24,
+        car_motion = 25,
+        serial_alt_func = 26,
+        serial_mux = 31,
+        serial_device = 36,
+        gps = 38,
+        echosounder = 39,
+        led_group = 40,
+        display = 41,
+        thermal = 43,
+    };
+
+    Resource() = default;
+    virtual ~Resource() = default;
+
+protected:
+    // Resources and IO lines may be copied, but only as what they are.
+    Resource(const Resource&) = default;
+    Resource(Resource&&) = default;
+    Resource& operator=(const Resource&) = default;
+    Resource& operator=(Resource&&) = default;
+};
+
+}  // namespace Velmor

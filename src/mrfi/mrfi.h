@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/resource.h"
+#include "velmor.h"
+
+namespace Velmor {
+
+/**
+ * A short-range radio interface: a directory of the driver's with "rssi", "type", "address", "autolink", "link",
+ * "unlink" and the lists "connections" and "devices". Each operation is one access; nothing is kept. What the numbers
+ * mean is the driver's business.
+ *
+ * A line of a list that is short or malformed is no failure: every field starts as 0, a number that does not fit is
+ * the nearest that does, and behind a field that cannot be read all others are 0.
+ *
+ * Threads: no state but the path, so calls may overlap; a list being read belongs to one thread at a time.
+ */
+class MRFI : public Resource {
+public:
+    /** Directory without a trailing slash. Touches no file. */
+    explicit MRFI(std::string path);
+
+    /** The class that an address carries: its upper half. */
+    static std::uint32_t class_get(const mrfi_addr_t& address);
+
+    int rssi_get() const;
+    mrfi_device_type_t type_get() const;
+    mrfi_addr_t address_get() const;
+    void autolink_set(bool on) const;
+    bool autolink_get() const;
+    void link(const mrfi_addr_t& address) const;
+    void unlink(const mrfi_addr_t& address) const;
+    /** The list belongs to the caller, until list_close(). */
+    mrfi_enum_ctx* connection_list_open();
+    mrfi_enum_ctx* device_list_open();
+    /** False at the end of the list, with the record left alone. */
+    bool connection_list_read(mrfi_enum_ctx& context, mrfi_connection_t& connection) const;
+    bool device_list_read(mrfi_enum_ctx& context, mrfi_device_t& device) const;
+    void list_close(mrfi_enum_ctx* context) const;
+
+private:
+    std::string path_;
+};
+
+}  // namespace Velmor

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#include "platform/auto_power_on.h"
+
+#include <cerrno>
+#include <linux/reboot.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Velmor {
+
+// HAZARD: the machine restarts at once, without ending its services. The sync is all that saves the file systems.
+void AutoPowerOn::shutdown() {
+    ::sync();
+    // The raw call: the C library's reboot() has no argument for the command text.
+    const long result =
+        ::syscall(SYS_reboot, LINUX_REBOOT_MAGIC1, LINUX_REBOOT_MAGIC2, LINUX_REBOOT_CMD_RESTART2, "wdt");
+    if (result < 0) throw std::system_error(errno, std::system_category());
+    wait_forever();
+}
+
+}  // namespace Velmor

@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cxxabi.h>
+#include <ios>
+#include <system_error>
+#include <type_traits>
+
+#include "access/input_file.h"
+#include "access/parse.h"
+#include "access/sysfs.h"
+
+namespace Velmor {
+
+namespace {
+
+constexpr char records[] = "/proc/platform/";
+constexpr char fs_version_file[] = "/etc/fs_version";
+
+template <typename Value>
+Value record(const std::string& key) {
+    return SysFS<Value>(records + key).read();
+}
+
+/** One software's version and build date in the public record, in the order in which its records are read. */
+struct Block {
+    std::uint8_t& date_day;
+    std::uint8_t& date_month;
+    std::uint16_t& date_year;
+    std::uint8_t& version_major;
+    std::uint8_t& version_minor;
+    std::uint8_t& version_revision;
+    char& version_status;
+    std::uint8_t& version_build;
+    std::uint8_t& version_development;
+};
+
+void read_block(const std::string& software, const Block& block) {
+    const auto number = [&software](const char* key, auto& field) {
+        field = static_cast<std::remove_reference_t<decltype(field)>>(record<int>(software + key));
+    };
+    number("date_day", block.date_day);
+    number("date_month", block.date_month);
+    number("date_year", block.date_year);
+    number("version_major", block.version_major);
+    number("version_minor", block.version_minor);
+    number("version_revision", block.version_revision);
+    block.version_status = record<char>(software + "version_status");
+    number("version_build", block.version_build);
+    number("version_development", block.version_development);
+}
+
+int decimal(const std::string& piece) {
+    return parse_or_zero<int>(piece, std::ios_base::dec);
+}
+
+int hexadecimal(const std::string& piece) {
+    return parse_or_zero<int>(piece, std::ios_base::hex);
+}
+
+/** Takes a text apart from the front; at its end every piece is empty. */
+class Scanner {
+public:
+    explicit Scanner(const std::string& text) : text_(text) {}
+
+    /** What stands before the next separator, which is passed over; the rest of the text where there is none. */
+    std::string until(char separator) {
+        const std::size_t end = std::min(text_.find(separator, position_), text_.size());
+        return take(end, end + 1);
+    }
+
+    std::string digits() {
+        const std::size_t end = std::min(text_.find_first_not_of("0123456789", position_), text_.size());
+        return take(end, end);
+    }
+
+    /** NUL at the end. */
+    char character() {
+        const std::string piece = take(std::min(position_ + 1, text_.size()), position_ + 1);
+        return piece.empty() ? '\0' : piece.front();
+    }
+
+    std::string rest() { return take(text_.size(), text_.size()); }
+
+private:
+    std::string take(std::size_t end, std::size_t next) {
+        std::string piece = text_.substr(position_, end - position_);
+        position_ = std::min(next, text_.size());
+        return piece;
+    }
+
+    const std::string& text_;
+    std::size_t position_ = 0;
+};
+
+constexpr std::uint32_t can_unique_num_mask = 0x1FFFFF;  // 21 bits
+
+}  // namespace
+
+Platform::Platform() : layout_(), layout_size_(), pht_version_(), featuremask_low_(), featuremask_high_() {
+    pht_version_ = record<int>("pht_version");
+    const auto layout = hardware_table_layout(pht_version_);
+    layout_ = layout.data();
+    layout_size_ = static_cast<int>(layout.size());
+    pht_ = hardware_table_bytes(record<std::string>("pht"));
+}
+
+void Platform::info_get(platform_info_t* info, std::size_t /*size*/) {
+    boot_info_read(*info);
+    splash_info_read(*info);
+    os_info_read(*info);
+    fs_info_read(*info);
+    std::string serial;
+    try {
+        serial = record<std::string>("serial_number");
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        serial.clear();  // a unit without a serial number still has versions
+    }
+    std::snprintf(info->serial_number, sizeof info->serial_number, "%s", serial.c_str());
+    info->boot_info_kind = 2;
+    info->featuremask_low = featuremask_low_;
+    info->featuremask_high = featuremask_high_;
+    info->compatibility_version = record<unsigned int>("compatibility_version");
+}
+
+std::uint16_t Platform::uid_get() {
+    return static_cast<std::uint16_t>((field_get(4) << 8U | field_get(5)) & 0xFFFFU);
+}
+
+std::uint32_t Platform::oemid_get() {
+    return field_get(6);
+}
+
+std::uint32_t Platform::mid_get() {
+    return field_get(22) << 8U | field_get(23);
+}
+
+std::uint16_t Platform::can_manuf_code_get() {
+    return static_cast<std::uint16_t>((field_get(11) << 8U | field_get(12)) & 0x7FFU);
+}
+
+std::uint32_t Platform::can_unique_num_get() {
+    const std::uint32_t number = field_get(13) << 16U | field_get(14) << 8U | field_get(15);
+    if (number != 0) return number & can_unique_num_mask;
+
+    platform_info_t info = {};
+    info_get(&info, sizeof info);
+    const std::string serial = info.serial_number;
+    if (serial.size() < 6) return 0;
+    std::uint32_t from_serial = 0;
+    for (std::size_t pair = serial.size() - 6; pair < serial.size(); pair += 2) {
+        from_serial = from_serial << 8U | static_cast<std::uint32_t>(hexadecimal(serial.substr(pair, 2)));
+    }
+    return from_serial & can_unique_num_mask;
+}
+
+std::uint32_t Platform::field_get(std::uint32_t id) {
+    for (const HardwareTableField& field : std::span(layout_, static_cast<std::size_t>(layout_size_))) {
+        if (field.id != id) continue;
+        return static_cast<std::uint32_t>(pht_[field.byte_index]) >> field.shift & field.mask;
+    }
+    throw std::system_error(EOPNOTSUPP, std::system_category());
+}
+
+void Platform::boot_info_read(platform_info_t& info) {
+    read_block("boot_", {info.boot_date_day, info.boot_date_month, info.boot_date_year, info.boot_version_major,
+                         info.boot_version_minor, info.boot_version_revision, info.boot_version_status,
+                         info.boot_version_build, info.boot_version_development});
+}
+
+void Platform::splash_info_read(platform_info_t& info) {
+    read_block("splash_", {info.splash_date_day, info.splash_date_month, info.splash_date_year,
+                           info.splash_version_major, info.splash_version_minor, info.splash_version_revision,
+                           info.splash_version_status, info.splash_version_build, info.splash_version_development});
+}
+
+void Platform::os_info_read(platform_info_t& info) {
+    read_block("os_", {info.os_date_day, info.os_date_month, info.os_date_year, info.os_version_major,
+                       info.os_version_minor, info.os_version_revision, info.os_version_status, info.os_version_build,
+                       info.os_version_development});
+}
+
+void Platform::fs_info_read(platform_info_t& info) {
+    std::string version;
+    std::string date;
+    InputFile file(fs_version_file);
+    file >> version >> date;
+    file.close();
+    fs_version_parse(info, version);
+    fs_date_parse(info, date);
+}
+
+void Platform::fs_version_parse(platform_info_t& info, const std::string& text) {
+    Scanner scanner(text);
+    info.fs_version_major = static_cast<std::uint8_t>(decimal(scanner.until('.')));
+    info.fs_version_minor = static_cast<std::uint8_t>(decimal(scanner.until('.')));
+    info.fs_version_revision = static_cast<std::uint8_t>(decimal(scanner.digits()));
+    info.fs_version_status = scanner.character();
+    info.fs_version_build = static_cast<std::uint8_t>(decimal(scanner.digits()));
+    info.fs_version_development = scanner.character() == 'D' ? 1 : 0;
+}
+
+void Platform::fs_date_parse(platform_info_t& info, const std::string& text) {
+    Scanner scanner(text);
+    info.fs_date_day = static_cast<std::uint8_t>(decimal(scanner.until('/')));
+    info.fs_date_month = static_cast<std::uint8_t>(decimal(scanner.until('/')));
+    info.fs_date_year = parse_or_zero<std::uint16_t>(scanner.rest(), std::ios_base::dec);
+}
+
+}  // namespace Velmor

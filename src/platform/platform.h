@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/resource.h"
+#include "platform/hardware_table.h"
+#include "velmor.h"
+
+namespace Velmor {
+
+/**
+ * Who the device is: versions and dates from the records under "/proc/platform/" and from "/etc/fs_version", read at
+ * each query, and the identities in the platform hardware table, which is read once, at construction.
+ *
+ * A record that is missing or holds no number is a stream failure, the serial number's alone is forgiven. A table field
+ * that the layout lacks is std::system_error with EOPNOTSUPP. Version and date texts that are cut short or hold no
+ * numbers are read as far as they go, the rest is 0.
+ *
+ * Threads: nothing changes after construction, so calls may overlap.
+ */
+class Platform : public Resource {
+public:
+    /** Loads the hardware table; throws for a missing record, an unknown version (ENODEV) or a text without digits. */
+    Platform();
+
+    /** The record's size is not looked at. On failure the part that had been read by then is written. */
+    virtual void info_get(platform_info_t* info, std::size_t size);
+    virtual std::uint16_t uid_get();
+    virtual std::uint32_t oemid_get();
+    virtual std::uint32_t mid_get();
+    virtual std::uint16_t can_manuf_code_get();
+    virtual std::uint32_t can_unique_num_get();
+    virtual std::uint32_t field_get(std::uint32_t id);
+    virtual void boot_info_read(platform_info_t& info);
+    virtual void splash_info_read(platform_info_t& info);
+    virtual void os_info_read(platform_info_t& info);
+    virtual void fs_info_read(platform_info_t& info);
+    virtual void fs_version_parse(platform_info_t& info, const std::string& text);
+    virtual void fs_date_parse(platform_info_t& info, const std::string& text);
+
+private:
+    const HardwareTableField* layout_;
+    int layout_size_;
+    std::vector<std::uint8_t> pht_;
+    int pht_version_;
+    std::uint32_t featuremask_low_;
+    std::uint32_t featuremask_high_;
+};
+
+}  // namespace Velmor

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "core/resource.h"
+
+namespace Velmor {
+
+/**
+ * HAZARD: acts on the whole machine.
+ *
+ * Powers off and reboots by running the system's programs and suspends through "/sys/power/state". shutdown() and
+ * reboot() return only by failing: the calling thread then waits for the end of the system, where it can be cancelled.
+ * No state; any threads.
+ */
+class Power : public Resource {
+public:
+    virtual void shutdown();
+    /** Returns after the system has resumed. A refused suspend is not reported. */
+    virtual void suspend();
+    virtual void reboot();
+    /**
+     * Run a program without arguments and wait for any child of the process to end. Its exit code, where it is not 0,
+     * is thrown as the code of a std::system_error; a child that could not execute the program exits with the errno.
+     * A child killed by a signal counts as success.
+     */
+    virtual void run_program(const std::string& path);
+
+protected:
+    /** The end of a thread that has brought the system down. */
+    [[noreturn]] static void wait_forever();
+};
+
+}  // namespace Velmor

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#include "platform/watchdog.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/watchdog.h>
+#include <system_error>
+
+namespace Velmor {
+
+namespace {
+
+constexpr char magic_close[] = "V";
+
+}  // namespace
+
+Watchdog::Watchdog(const std::string& path) : file_(path) {}
+
+void Watchdog::enable(int timeout_s) {
+    if (timeout_s < 0) throw std::system_error(EINVAL, std::system_category());
+    if (file_.is_open()) disable();
+    file_.open(O_WRONLY | O_CLOEXEC);  // arms the watchdog with the driver's own timeout
+    file_.ioctl(WDIOC_SETTIMEOUT, &timeout_s);
+}
+
+void Watchdog::disable() {
+    file_.write(magic_close, 1);
+    file_.close();
+}
+
+void Watchdog::refresh() {
+    int unused = 0;
+    file_.ioctl(WDIOC_KEEPALIVE, &unused);
+}
+
+}  // namespace Velmor

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include "sensors/thermal.h"
+
+#include <cstddef>
+#include <cxxabi.h>
+
+#include "access/sysfs.h"
+
+namespace Velmor {
+
+namespace {
+
+constexpr char temperature_file[] = "/temp";
+constexpr char trip_point[] = "/trip_point_";
+constexpr char temperature_suffix[] = "_temp";
+constexpr char type_suffix[] = "_type";
+
+}  // namespace
+
+Thermal::Thermal(const std::string& base)
+    : base_(base), trips_{{"active", ""}, {"hot", ""}, {"very_hot", ""}, {"critical", ""}} {
+    const std::size_t examined = trips_.size();  // fixed here: types that are entered below do not extend the scan
+    try {
+        for (std::size_t i = 0; i < examined; ++i) {
+            const std::string trip = base_ + trip_point + std::to_string(i);
+            trips_[SysFS<std::string>(trip + type_suffix).read()] = trip + temperature_suffix;
+        }
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {  // NOLINT(bugprone-empty-catch): the zone has no more trip points
+    }
+}
+
+void Thermal::state_get(thermal_state_t& state) {
+    thermal_state_t now = {};
+    now.temp = SysFS<int>(base_ + temperature_file).read();
+    now.active = trip_temperature("active");
+    now.hot = trip_temperature("hot");
+    now.very_hot = trip_temperature("very_hot");
+    now.critical = trip_temperature("critical");
+    state = now;
+}
+
+int Thermal::trip_temperature(const char* kind) const {
+    const auto trip = trips_.find(kind);
+    return SysFS<int>(trip == trips_.end() ? std::string() : trip->second).read();
+}
+
+}  // namespace Velmor

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "serial/serial_alt_func.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <ios>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
+
+#include "access/input_file.h"
+#include "access/sysfs.h"
+
+namespace Velmor {
+
+namespace {
+
+constexpr char keys_file[] = "/sys/devices/platform/gpio-keys/keys";
+constexpr char disabled_keys_file[] = "/sys/devices/platform/gpio-keys/disabled_keys";
+
+constexpr serial_alt_func_t serial_function = 0;
+constexpr serial_alt_func_t key_function = 1;
+
+[[noreturn]] void throw_invalid() {
+    throw std::system_error(EINVAL, std::system_category());
+}
+
+// The attribute's first word. The driver shows an empty line when there is nothing to list, which a SysFS<std::string>
+// would report as a failure.
+std::string first_word(const std::string& path) {
+    InputFile file(path);
+    std::string word;
+    file.exceptions(std::ios_base::badbit);
+    file >> word;
+    file.clear();
+    file.exceptions(std::ios_base::failbit | std::ios_base::badbit);
+    file.close();
+    return word;
+}
+
+int key_code(const std::string& piece) {
+    const long code = std::strtol(piece.c_str(), nullptr, 10);
+    return static_cast<int>(
+        std::clamp<long>(code, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+// The state is looked at before a piece is taken, so that a trailing comma reads as one more code, 0.
+std::vector<int> read_key_list(const std::string& path) {
+    std::vector<int> codes;
+    const std::string word = first_word(path);
+    if (word.empty()) return codes;
+    std::istringstream list(word);
+    while (list.good()) {
+        std::string piece;
+        std::getline(list, piece, ',');
+        codes.push_back(key_code(piece));
+    }
+    return codes;
+}
+
+template <typename Codes>
+void write_disabled_keys(const Codes& codes) {
+    std::string list;
+    for (const int code : codes) list += std::to_string(code) + ",";
+    SysFS<std::string>(disabled_keys_file).write(list);
+}
+
+template <typename Value>
+bool contains(const std::vector<Value>& values, const Value& value) {
+    return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+}  // namespace
+
+SerialAltFunc::SerialAltFunc(std::vector<serial_alt_func_t> funcs) : SerialAltFunc(std::move(funcs), 0) {}
+
+SerialAltFunc::SerialAltFunc(std::vector<serial_alt_func_t> funcs, int key) : funcs_(std::move(funcs)), key_(key) {}
+
+void SerialAltFunc::set(const serial_alt_func_t& function) {
+    if (!has(function)) throw_invalid();
+    if (function == serial_function) {
+        check_key();
+        const std::vector<int> disabled = read_key_list(disabled_keys_file);
+        std::unordered_set<int> codes(disabled.begin(), disabled.end());
+        codes.insert(key_);
+        write_disabled_keys(codes);
+    } else if (function == key_function) {
+        check_key();
+        std::vector<int> codes = read_key_list(disabled_keys_file);
+        std::erase(codes, key_);
+        if (codes.empty()) codes.push_back(0);
+        write_disabled_keys(codes);
+    }
+}
+
+bool SerialAltFunc::has(const serial_alt_func_t& function) {
+    if (!contains(funcs_, function)) return false;
+    if (function != key_function) return true;
+    if (key_ == 0) return false;
+    return contains(read_key_list(keys_file), key_);
+}
+
+void SerialAltFunc::check_key() const {
+    if (!contains(read_key_list(keys_file), key_)) throw_invalid();
+}
+
+}  // namespace Velmor

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/resource.h"
+#include "velmor.h"
+
+namespace Velmor {
+
+/**
+ * Which tty serves a serial port and at which speed, and a number of the board's, passed through. The tty itself is
+ * never opened. Immutable; any threads.
+ */
+class SerialDevice : public Resource {
+public:
+    /** Throws std::invalid_argument for a node of more than 15 characters. Speed in bit/s. */
+    SerialDevice(const std::string& name, std::uint32_t baud_rate, std::uint32_t options);
+
+    virtual void get_info(serial_device_info_t& info);
+
+private:
+    serial_device_info_t info_;
+};
+
+}  // namespace Velmor
