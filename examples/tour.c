@@ -5,8 +5,9 @@
  *
  *   cc -std=c99 tour.c $(pkg-config --cflags --libs velmor) -o tour && ./tour
  *
- * Exit status: 0 when every call was answered, by a value, by "this device has none" (EOPNOTSUPP) or, for the display,
- * by a kernel that does not tell its state; 1 otherwise.
+ * Exit status: 0 when every call was answered, by a value or by "this device has none" (EOPNOTSUPP), 1 otherwise. Two
+ * more answers are taken as such and said: a kernel that does not tell the display's state, and a plain file that
+ * stands where the watchdog should be.
  */
 #include <errno.h>
 #include <stdio.h>
@@ -247,10 +248,18 @@ static void tour_mrfi(void) {
 }
 
 static void tour_watchdog(void) {
+    int result;
+
     headline("Watchdog");
-    if (!answered("watchdog", watchdog_enable(30))) return;
-    printf("  %-22s armed, 30 s\n", "watchdog");
-    if (answered("watchdog", watchdog_refresh())) printf("  %-22s fed\n", "watchdog");
+    result = watchdog_enable(30);
+    if (result == -ENOTTY) {
+        printf("  %-22s opened; a plain file stands in its place and takes no timeout\n", "watchdog");
+    } else if (answered("watchdog", result)) {
+        printf("  %-22s armed, 30 s\n", "watchdog");
+        if (answered("watchdog", watchdog_refresh())) printf("  %-22s fed\n", "watchdog");
+    } else {
+        return;
+    }
     if (answered("watchdog", watchdog_disable())) printf("  %-22s disarmed\n", "watchdog");
 }
 

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include "support/files.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace testing_support {
+
+TemporaryDirectory::TemporaryDirectory() {
+    std::string pattern = (fs::temp_directory_path() / "velmor-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
+    path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+void put(const std::string& path, const std::string& content) {
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream file(path, std::ios::binary);
+    file << content;
+    if (!file.flush()) throw std::runtime_error("cannot write " + path);
+}
+
+std::string content(const std::string& path) {
+    const std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("cannot read " + path);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+bool exists(const std::string& path) {
+    return fs::exists(path);
+}
+
+void remove(const std::string& path) {
+    fs::remove_all(path);
+}
+
+bool on_device() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/ns/user", error) != fs::path("user:[4026531837]") &&
+           fs::read_symlink("/proc/self/ns/pid", error) != fs::path("pid:[4026531836]") &&
+           fs::exists("/proc/platform") && fs::exists("/.etc");
+}
+
+void reset_device() {
+    if (!on_device()) {
+        std::fputs("These tests change the files below /sys and /proc: run them through tests/on-device.\n", stderr);
+        std::exit(2);
+    }
+    const fs::path tree = VELMOR_DEVICE_TREE;
+    for (const char* top : {"/sys", "/proc/platform"}) {
+        for (const auto& entry : fs::directory_iterator(top)) fs::remove_all(entry);
+    }
+    for (const char* node : {"/dev/watchdog", "/etc/fs_version", "/sbin/reboot", "/sbin/poweroff"}) fs::remove_all(node);
+    fs::copy(tree, "/", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
+
+}  // namespace testing_support
