@@ -18,7 +18,7 @@
 static int failures;
 
 /* The library has already said on standard error what went wrong; here it is counted, and told from "none". */
-static bool answered(const char *what, int result) {
+static bool answered(const char* what, int result) {
     if (result >= 0) return true;
     if (result == -EOPNOTSUPP) {
         printf("  %-22s this device has none\n", what);
@@ -29,17 +29,17 @@ static bool answered(const char *what, int result) {
     return false;
 }
 
-static void agree(const char *what, bool as_set) {
+static void agree(const char* what, bool as_set) {
     if (as_set) return;
     printf("  %-22s FAILED: does not read back as it was set\n", what);
     failures++;
 }
 
-static void headline(const char *text) {
+static void headline(const char* text) {
     printf("\n%s\n", text);
 }
 
-static const char *yes_no(bool flag) {
+static const char* yes_no(bool flag) {
     return flag ? "yes" : "no";
 }
 
@@ -71,8 +71,7 @@ static void tour_identity(void) {
                info.fs_date_day);
     }
     if (answered("unit identifier", platform_uid_get(&uid))) printf("  %-22s 0x%04x\n", "unit identifier", uid);
-    if (answered("OEM identifier", platform_oemid_get(&oem)))
-        printf("  %-22s %u\n", "OEM identifier", (unsigned)oem);
+    if (answered("OEM identifier", platform_oemid_get(&oem))) printf("  %-22s %u\n", "OEM identifier", (unsigned)oem);
     if (answered("model identifier", platform_mid_get(&model)))
         printf("  %-22s 0x%04x\n", "model identifier", (unsigned)model);
     if (answered("CAN manufacturer code", platform_can_manuf_code_get(&manufacturer)))
@@ -103,17 +102,15 @@ static void tour_light(void) {
         printf("  %-22s switched off and on\n", "display");
         errno = 0;
         switch (display_get(0, &on)) {
-        case 0:
-            printf("  %-22s on: %s\n", "display", yes_no(on));
-            agree("display", on);
-            break;
-        case -1:
-            printf("  %-22s this kernel does not tell whether it is on\n", "display");
-            break;
-        default:
-            printf("  %-22s FAILED\n", "display");
-            failures++;
-            break;
+            case 0:
+                printf("  %-22s on: %s\n", "display", yes_no(on));
+                agree("display", on);
+                break;
+            case -1: printf("  %-22s this kernel does not tell whether it is on\n", "display"); break;
+            default:
+                printf("  %-22s FAILED\n", "display");
+                failures++;
+                break;
         }
     }
 
@@ -172,7 +169,8 @@ static void tour_radios(void) {
     if (answered("Bluetooth", bluetooth_present(&present))) printf("  %-22s %s\n", "Bluetooth fitted", yes_no(present));
     if (answered("Bluetooth interface", bluetooth_info_get(&bluetooth)))
         printf("  %-22s %s, value %u\n", "Bluetooth interface", bluetooth.name, (unsigned)bluetooth.value);
-    if (answered("Bluetooth antenna", bluetooth_antenna_set(0))) printf("  %-22s first selected\n", "Bluetooth antenna");
+    if (answered("Bluetooth antenna", bluetooth_antenna_set(0)))
+        printf("  %-22s first selected\n", "Bluetooth antenna");
 }
 
 static void tour_sensors(void) {
@@ -215,7 +213,7 @@ static void tour_mrfi(void) {
     const mrfi_addr_t example = {{0x78, 0x56, 0x34, 0x12}};
     mrfi_addr_t address = {{0, 0, 0, 0}};
     mrfi_device_type_t type = 0;
-    mrfi_enum_ctx *list = NULL;
+    mrfi_enum_ctx* list = NULL;
     mrfi_connection_t connection;
     mrfi_device_t device;
     uint32_t device_class = 0;

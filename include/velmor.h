@@ -9,13 +9,11 @@
  * ## Errors
  * Every function returns 0 on success and a negative number on failure; the two mrfi list reads return 1 for an
  * entry and 0 at the end of the list. The failures are:
- *
- * | result | errno      | meaning |
- * |--------|------------|---------|
- * | -22    | EINVAL     | a required pointer is null: nothing was done and nothing was printed |
- * | -95    | EOPNOTSUPP | this board has no such hardware, or the index names none |
- * | -errno | that errno | a device node, a system call or a started program failed |
- * | -1     | unchanged  | a file under /sys, /proc or /etc could not be opened, read, written or parsed, or an argument is out of its range; errno keeps the value it had when the failure was noticed |
+ *  - -22, errno EINVAL: a required pointer is null. Nothing was done and nothing was printed.
+ *  - -95, errno EOPNOTSUPP: this board has no such hardware, or the index names none.
+ *  - -errno, with that errno: a device node, a system call or a started program failed.
+ *  - -1, errno unchanged: a file under /sys, /proc or /etc could not be opened, read, written or parsed, or an
+ *    argument is out of its range. errno keeps the value that it had when the failure was noticed.
  *
  * -1 is also -EPERM. Set errno to 0 before the call where the two must be told apart.
  * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write:
@@ -43,9 +41,10 @@
  * a power function waits for a program or for the end of the system.
  *
  * ## Signals, fork and exec
- *  - fork(): a child may go on calling the library, also when another thread was inside it. A file descriptor of the
- *    watchdog or of a motion sensor is shared between parent and child: a watchdog armed before the fork can be fed
- *    and disarmed by either, and disarming it in one leaves the other with a closed watchdog that it believes open.
+ *  - fork(): a child may go on calling the library, also when another thread was inside it. The watchdog's descriptor
+ *    is shared between parent and child: a watchdog armed before the fork can be fed by either, and disarming it in one
+ *    takes effect only when the other has closed it as well, by watchdog_disable(), by exec or by its end. A fork
+ *    waits for a start of the board that is under way in another thread.
  *  - power_reboot() (and power_shutdown() on boards that run a program for it) waits for any child of the process: it
  *    may reap a child of the application's own and take that child's exit status for the program's. Where SIGCHLD is
  *    ignored the status is lost and the call returns -ECHILD, although the program was run.
@@ -96,7 +95,7 @@ VELMOR_API int backlight_set(int index, uint32_t level);
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "brightness" cannot be read or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int backlight_get(int index, uint32_t *level);
+VELMOR_API int backlight_get(int index, uint32_t* level);
 
 /* ---- Display ---------------------------------------------------------------------------------------------------- */
 
@@ -118,7 +117,7 @@ VELMOR_API int display_set(int index, uint32_t on);
  *   with mainline kernels, which show it empty.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int display_get(int index, bool *on);
+VELMOR_API int display_get(int index, bool* on);
 
 /* ---- LED groups (none on this device) --------------------------------------------------------------------------- */
 
@@ -137,7 +136,7 @@ typedef struct led_color_t {
  *   Kernel errors: -1 when the driver's colour attribute cannot be written.
  * @note Blocks for one write. Any thread. The colour stays after the process has ended.
  */
-VELMOR_API int led_color_set(int index, const led_color_t *color);
+VELMOR_API int led_color_set(int index, const led_color_t* color);
 
 /**
  * Ask the colour of a group of LEDs.
@@ -147,7 +146,7 @@ VELMOR_API int led_color_set(int index, const led_color_t *color);
  *   than three numbers.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int led_color_get(int index, led_color_t *color);
+VELMOR_API int led_color_get(int index, led_color_t* color);
 
 /* ---- IO lines --------------------------------------------------------------------------------------------------- */
 
@@ -181,7 +180,7 @@ VELMOR_API int io_set(int io, io_value_t value);
  * @note Blocks for the driver. Any thread, but accesses to one GPIO line must not overlap. Reading a GPIO line exports
  *   it, makes it an input and unexports it; on other lines nothing changes.
  */
-VELMOR_API int io_get(int io, io_value_t *value);
+VELMOR_API int io_get(int io, io_value_t* value);
 
 /**
  * Programme a PWM line.
@@ -195,7 +194,7 @@ VELMOR_API int io_get(int io, io_value_t *value);
  *   changes. Below 24 Hz the duty is computed in 32 bits and wraps for high percentages. The programme stays after
  *   the process has ended, until any process makes its first call of this library.
  */
-VELMOR_API int io_config_set(int io, const io_config_t *config);
+VELMOR_API int io_config_set(int io, const io_config_t* config);
 
 /**
  * Ask the programme of a PWM line.
@@ -206,7 +205,7 @@ VELMOR_API int io_config_set(int io, const io_config_t *config);
  *   cannot be read.
  * @note Blocks for three reads. Any thread. Changes nothing.
  */
-VELMOR_API int io_config_get(int io, io_config_t *config);
+VELMOR_API int io_config_get(int io, io_config_t* config);
 
 /* ---- Temperature ------------------------------------------------------------------------------------------------ */
 
@@ -227,7 +226,7 @@ typedef struct thermal_state_t {
  *   points 0 to 3 lacked one of the four types when the board started.
  * @note Blocks for five reads; the five are not one snapshot. Any thread. Changes nothing.
  */
-VELMOR_API int thermal_state_get(int zone, thermal_state_t *state);
+VELMOR_API int thermal_state_get(int zone, thermal_state_t* state);
 
 /* ---- Wi-Fi and Bluetooth ---------------------------------------------------------------------------------------- */
 
@@ -262,7 +261,7 @@ VELMOR_API int wifi_antenna_set(antenna_t antenna);
  * @return 0, or negative. Own errors: -22. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int wifi_present(bool *present);
+VELMOR_API int wifi_present(bool* present);
 
 /**
  * Ask the description of the Wi-Fi radio.
@@ -270,7 +269,7 @@ VELMOR_API int wifi_present(bool *present);
  * @return 0, or negative. Own errors: -22; -95 where no Wi-Fi is fitted. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int wifi_info_get(wifi_info_t *info);
+VELMOR_API int wifi_info_get(wifi_info_t* info);
 
 /**
  * Select the Bluetooth antenna.
@@ -288,7 +287,7 @@ VELMOR_API int bluetooth_antenna_set(antenna_t antenna);
  * @return 0, or negative. Own errors: -22. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int bluetooth_present(bool *present);
+VELMOR_API int bluetooth_present(bool* present);
 
 /**
  * Ask the description of the Bluetooth radio.
@@ -296,7 +295,7 @@ VELMOR_API int bluetooth_present(bool *present);
  * @return 0, or negative. Own errors: -22; -95 where no Bluetooth is fitted. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int bluetooth_info_get(bluetooth_info_t *info);
+VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
 
 /* ---- Power: these three act on the whole device ----------------------------------------------------------------- */
 
@@ -419,7 +418,7 @@ typedef struct platform_info_t {
  *   holds no number; the part of *info that had been read by then is written.
  * @note Blocks for 30 short reads. Any thread. Changes nothing.
  */
-VELMOR_API int platform_info_get(platform_info_t *info, size_t size);
+VELMOR_API int platform_info_get(platform_info_t* info, size_t size);
 
 /**
  * Ask the unit identifier, from the hardware table.
@@ -427,7 +426,7 @@ VELMOR_API int platform_info_get(platform_info_t *info, size_t size);
  * @return 0, or negative. Own errors: -22. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int platform_uid_get(uint16_t *uid);
+VELMOR_API int platform_uid_get(uint16_t* uid);
 
 /**
  * Ask the OEM identifier, from the hardware table.
@@ -435,7 +434,7 @@ VELMOR_API int platform_uid_get(uint16_t *uid);
  * @return 0, or negative. Own errors: -22. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int platform_oemid_get(uint32_t *oemid);
+VELMOR_API int platform_oemid_get(uint32_t* oemid);
 
 /**
  * Ask the model identifier, from the hardware table.
@@ -443,7 +442,7 @@ VELMOR_API int platform_oemid_get(uint32_t *oemid);
  * @return 0, or negative. Own errors: -22. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int platform_mid_get(uint32_t *mid);
+VELMOR_API int platform_mid_get(uint32_t* mid);
 
 /**
  * Ask the CAN manufacturer code, from the hardware table.
@@ -452,7 +451,7 @@ VELMOR_API int platform_mid_get(uint32_t *mid);
  *   No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int platform_can_manuf_code_get(uint16_t *code);
+VELMOR_API int platform_can_manuf_code_get(uint16_t* code);
 
 /**
  * Ask the CAN unique number: from the hardware table or, where that says 0, from the last six hexadecimal digits of
@@ -463,7 +462,7 @@ VELMOR_API int platform_can_manuf_code_get(uint16_t *code);
  * @note Does not block once the board has started, but reads what platform_info_get() reads when the serial number is
  *   needed. Any thread. Changes nothing.
  */
-VELMOR_API int platform_can_unique_num_get(uint32_t *number);
+VELMOR_API int platform_can_unique_num_get(uint32_t* number);
 
 /* ---- Short-range radio network MRFI (none on this device) ------------------------------------------------------- */
 
@@ -504,7 +503,7 @@ typedef struct mrfi_device_t {
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_rssi_get(int index, int *rssi);
+VELMOR_API int mrfi_rssi_get(int index, int* rssi);
 
 /**
  * Ask the device type of an interface.
@@ -513,7 +512,7 @@ VELMOR_API int mrfi_rssi_get(int index, int *rssi);
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t *type);
+VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t* type);
 
 /**
  * Ask the address of an interface.
@@ -522,7 +521,7 @@ VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t *type);
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_address_get(int index, mrfi_addr_t *address);
+VELMOR_API int mrfi_address_get(int index, mrfi_addr_t* address);
 
 /**
  * Switch automatic linking on or off.
@@ -540,7 +539,7 @@ VELMOR_API int mrfi_autolink_set(int index, int on);
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_autolink_get(int index, bool *on);
+VELMOR_API int mrfi_autolink_get(int index, bool* on);
 
 /**
  * Link to a peer.
@@ -549,7 +548,7 @@ VELMOR_API int mrfi_autolink_get(int index, bool *on);
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "link" cannot be written or is refused.
  * @note Blocks for the driver's write. Any thread. The link stays after the process has ended.
  */
-VELMOR_API int mrfi_link(int index, const mrfi_addr_t *address);
+VELMOR_API int mrfi_link(int index, const mrfi_addr_t* address);
 
 /**
  * Unlink a peer.
@@ -558,7 +557,7 @@ VELMOR_API int mrfi_link(int index, const mrfi_addr_t *address);
  * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "unlink" cannot be written or is refused.
  * @note Blocks for the driver's write. Any thread. Stays after the process has ended.
  */
-VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t *address);
+VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t* address);
 
 /**
  * Take a snapshot of the connections, to be read one by one.
@@ -567,7 +566,7 @@ VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t *address);
  * @return 0, or negative. Own errors: -22, -95. A "connections" file that cannot be read is an empty list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx **context);
+VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
 
 /**
  * Read the next connection of a list.
@@ -577,7 +576,7 @@ VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx **context);
  *   context that is none. Short or malformed lines are no error: what is missing is 0.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
-VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx *context, mrfi_connection_t *connection);
+VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection_t* connection);
 
 /**
  * Close a list of connections; the context is gone afterwards.
@@ -585,7 +584,7 @@ VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx *context, mrfi_connection
  * @return 0, or negative. Own errors: -22; -1 for a context that is none.
  * @note Does not block. Uses of one context must not overlap.
  */
-VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx *context);
+VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
 
 /**
  * Take a snapshot of the devices that have been seen, to be read one by one.
@@ -594,7 +593,7 @@ VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx *context);
  * @return 0, or negative. Own errors: -22, -95. A "devices" file that cannot be read is an empty list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx **context);
+VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
 
 /**
  * Read the next device of a list.
@@ -604,7 +603,7 @@ VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx **context);
  *   context that is none. Short or malformed lines are no error: what is missing is 0 or empty.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
-VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx *context, mrfi_device_t *device);
+VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* device);
 
 /**
  * Close a list of devices; the context is gone afterwards.
@@ -612,7 +611,7 @@ VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx *context, mrfi_device_t *devi
  * @return 0, or negative. Own errors: -22; -1 for a context that is none.
  * @note Does not block. Uses of one context must not overlap.
  */
-VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx *context);
+VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);
 
 /**
  * Ask the device class that an address carries.
@@ -621,7 +620,7 @@ VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx *context);
  * @return 0, or negative. Own errors: -22. No kernel errors. Works on boards without MRFI too.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int mrfi_class_get(const mrfi_addr_t *address, uint32_t *device_class);
+VELMOR_API int mrfi_class_get(const mrfi_addr_t* address, uint32_t* device_class);
 
 /* ---- Motion sensors (none on this device) ----------------------------------------------------------------------- */
 
@@ -646,7 +645,7 @@ typedef struct car_motion_t {
  * @note Blocks for three ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
  *   it stays open until the process ends. Changes nothing.
  */
-VELMOR_API int attitude_get(attitude_t *attitude);
+VELMOR_API int attitude_get(attitude_t* attitude);
 
 /**
  * Ask the motion of the vehicle.
@@ -655,7 +654,7 @@ VELMOR_API int attitude_get(attitude_t *attitude);
  * @note Blocks for two ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
  *   it stays open until the process ends. Changes nothing.
  */
-VELMOR_API int car_motion_get(car_motion_t *motion);
+VELMOR_API int car_motion_get(car_motion_t* motion);
 
 /* ---- Serial ports ----------------------------------------------------------------------------------------------- */
 
@@ -692,7 +691,7 @@ VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
  * @return 0, or negative. Own errors: -22, -95. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int serial_device_info_get(int port, serial_device_info_t *info);
+VELMOR_API int serial_device_info_get(int port, serial_device_info_t* info);
 
 /**
  * Ask whether a serial pin can serve a function.
@@ -704,7 +703,7 @@ VELMOR_API int serial_device_info_get(int port, serial_device_info_t *info);
  *   Kernel errors: -1 when "/sys/devices/platform/gpio-keys/keys" cannot be read.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
-VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool *supported);
+VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* supported);
 
 /**
  * Switch a serial pin to a function.
@@ -732,7 +731,7 @@ typedef struct gps_info_t {
  * @return 0, or negative. Own errors: -22, -95. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int gps_info_get(gps_info_t *info);
+VELMOR_API int gps_info_get(gps_info_t* info);
 
 /**
  * Ask whether an echosounder is fitted, by the hardware table.
@@ -740,7 +739,7 @@ VELMOR_API int gps_info_get(gps_info_t *info);
  * @return 0, or negative. Own errors: -22. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
-VELMOR_API int es_present(bool *present);
+VELMOR_API int es_present(bool* present);
 
 /* ---- Layout checks: the records are binary interfaces ----------------------------------------------------------- */
 

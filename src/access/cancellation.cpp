@@ -11,7 +11,7 @@ constinit thread_local int callers_state = PTHREAD_CANCEL_ENABLE;
 
 }  // namespace
 
-CancellationOff::CancellationOff() : previous_() {
+CancellationOff::CancellationOff() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_);
     callers_state = previous_;
 }
@@ -20,7 +20,7 @@ CancellationOff::~CancellationOff() {
     pthread_setcancelstate(previous_, nullptr);
 }
 
-CancellationAsCaller::CancellationAsCaller() : previous_state_(), previous_type_() {
+CancellationAsCaller::CancellationAsCaller() {
     // Deferred: an asynchronous cancellation could strike where the unwinder finds no way out.
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &previous_type_);
     pthread_setcancelstate(callers_state, &previous_state_);

@@ -17,7 +17,7 @@ public:
     CancellationOff& operator=(CancellationOff&&) = delete;
 
 private:
-    int previous_;
+    int previous_ = 0;
 };
 
 /**
@@ -34,8 +34,8 @@ public:
     CancellationAsCaller& operator=(CancellationAsCaller&&) = delete;
 
 private:
-    int previous_state_;
-    int previous_type_;
+    int previous_state_ = 0;
+    int previous_type_ = 0;
 };
 
 }  // namespace Velmor

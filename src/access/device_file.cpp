@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "access/device_file.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <system_error>
 #include <unistd.h>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace Velmor {

@@ -35,8 +35,7 @@ const std::string& GPIO::out() {
     return text;
 }
 
-GPIO::GPIO(const pin& number, const std::string& direction)
-    : pin_(number), direction_(shared_direction(direction)) {}
+GPIO::GPIO(const pin& number, const std::string& direction) : pin_(number), direction_(shared_direction(direction)) {}
 
 void GPIO::set(const io_value_t& value) {
     require(out());

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/board.h"
 
-#include <cerrno>
 #include <cxxabi.h>
+#include <cerrno>
 #include <limits>
 #include <stdexcept>
 #include <system_error>

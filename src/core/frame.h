@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cerrno>
 #include <cxxabi.h>
+#include <cerrno>
 
 #include "access/cancellation.h"
 #include "core/startup.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "core/startup.h"
 
+#include <pthread.h>
 #include <exception>
 #include <mutex>
-#include <pthread.h>
 #include <stdexcept>
 
 #include "core/board_configuration.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "core/translator.h"
 
-#include <cerrno>
 #include <cxxabi.h>
+#include <cerrno>
 #include <exception>
 #include <ios>
 #include <iostream>

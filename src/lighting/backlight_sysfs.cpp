@@ -24,7 +24,7 @@ std::int32_t rounded(double value) {
 
 }  // namespace
 
-BacklightSysFS::BacklightSysFS(std::string path) : path_(std::move(path)), scale_(), offset_() {
+BacklightSysFS::BacklightSysFS(std::string path) : path_(std::move(path)) {
     const int maximum = std::max(SysFS<int>(path_ + max_brightness_attribute).read(), 1);
     scale_ = static_cast<double>(maximum - 1) / steps;
     offset_ = 1.0 - scale_;

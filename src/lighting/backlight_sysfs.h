@@ -27,8 +27,8 @@ public:
 
 private:
     std::string path_;
-    double scale_;   // raw units a level
-    double offset_;  // raw value of level 0 on the line
+    double scale_ = 0.0;   // raw units a level
+    double offset_ = 0.0;  // raw value of level 0 on the line
 };
 
 }  // namespace Velmor

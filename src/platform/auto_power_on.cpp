@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/auto_power_on.h"
 
-#include <cerrno>
 #include <linux/reboot.h>
 #include <sys/syscall.h>
-#include <system_error>
 #include <unistd.h>
+#include <cerrno>
+#include <system_error>
 
 namespace Velmor {
 

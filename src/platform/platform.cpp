@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/platform.h"
 
+#include <cxxabi.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cxxabi.h>
 #include <ios>
 #include <system_error>
 #include <type_traits>
@@ -100,7 +100,7 @@ constexpr std::uint32_t can_unique_num_mask = 0x1FFFFF;  // 21 bits
 
 }  // namespace
 
-Platform::Platform() : layout_(), layout_size_(), pht_version_(), featuremask_low_(), featuremask_high_() {
+Platform::Platform() {
     pht_version_ = record<int>("pht_version");
     const auto layout = hardware_table_layout(pht_version_);
     layout_ = layout.data();
@@ -180,9 +180,9 @@ void Platform::splash_info_read(platform_info_t& info) {
 }
 
 void Platform::os_info_read(platform_info_t& info) {
-    read_block("os_", {info.os_date_day, info.os_date_month, info.os_date_year, info.os_version_major,
-                       info.os_version_minor, info.os_version_revision, info.os_version_status, info.os_version_build,
-                       info.os_version_development});
+    read_block("os_",
+               {info.os_date_day, info.os_date_month, info.os_date_year, info.os_version_major, info.os_version_minor,
+                info.os_version_revision, info.os_version_status, info.os_version_build, info.os_version_development});
 }
 
 void Platform::fs_info_read(platform_info_t& info) {

@@ -43,12 +43,12 @@ public:
     virtual void fs_date_parse(platform_info_t& info, const std::string& text);
 
 private:
-    const HardwareTableField* layout_;
-    int layout_size_;
+    const HardwareTableField* layout_ = nullptr;
+    int layout_size_ = 0;
     std::vector<std::uint8_t> pht_;
-    int pht_version_;
-    std::uint32_t featuremask_low_;
-    std::uint32_t featuremask_high_;
+    int pht_version_ = 0;
+    std::uint32_t featuremask_low_ = 0;
+    std::uint32_t featuremask_high_ = 0;
 };
 
 }  // namespace Velmor

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/watchdog.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <linux/watchdog.h>
+#include <cerrno>
 #include <system_error>
 
 namespace Velmor {

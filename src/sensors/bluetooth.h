@@ -10,8 +10,8 @@
 namespace Velmor {
 
 /**
- * The Bluetooth radio's description: its network interface and a number of the board's, passed through. The radio itself
- * is never touched; it is present where the board has registered this. Immutable; any threads.
+ * The Bluetooth radio's description: its network interface and a number of the board's, passed through. The radio
+ * itself is never touched; it is present where the board has registered this. Immutable; any threads.
  */
 class Bluetooth : public Resource {
 public:

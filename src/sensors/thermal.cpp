@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "sensors/thermal.h"
 
-#include <cstddef>
 #include <cxxabi.h>
+#include <cstddef>
 
 #include "access/sysfs.h"
 

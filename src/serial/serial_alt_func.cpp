@@ -44,8 +44,7 @@ std::string first_word(const std::string& path) {
 
 int key_code(const std::string& piece) {
     const long code = std::strtol(piece.c_str(), nullptr, 10);
-    return static_cast<int>(
-        std::clamp<long>(code, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    return static_cast<int>(std::clamp<long>(code, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 // The state is looked at before a piece is taken, so that a trailing comma reads as one more code, 0.

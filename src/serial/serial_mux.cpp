@@ -8,8 +8,7 @@ namespace Velmor {
 
 SerialMux::SerialMux(const std::vector<GPIO>& ios, const MuxMap& mux_map) : ios_(ios), mux_map_(mux_map) {
     for (const auto& [port, levels] : mux_map_) {
-        if (levels.size() != ios_.size())
-            throw std::invalid_argument("IOs and MuxMap values must have the same size");
+        if (levels.size() != ios_.size()) throw std::invalid_argument("IOs and MuxMap values must have the same size");
     }
 }
 

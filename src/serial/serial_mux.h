@@ -19,7 +19,8 @@ class SerialMux : public Resource {
 public:
     using MuxMap = std::map<serial_mux_port_t, std::vector<io_value_t>>;
 
-    /** Select lines (outputs) in the order of the rows' columns. Throws std::invalid_argument for a row of another length. */
+    /** Select lines (outputs) in the order of the rows' columns. Throws std::invalid_argument for a row of another
+     * length. */
     SerialMux(const std::vector<GPIO>& ios, const MuxMap& mux_map);
 
     /** Throws std::invalid_argument for a connector without a row, before any line is touched. */
