@@ -35,9 +35,9 @@ struct tally {
     int number;
     int failed;
 };
-static struct tally *tally;
+static struct tally* tally;
 
-static void check(bool good, const char *what, const char *got) {
+static void check(bool good, const char* what, const char* got) {
     ++tally->number;
     if (good) {
         printf("ok %d - %s\n", tally->number, what);
@@ -47,25 +47,25 @@ static void check(bool good, const char *what, const char *got) {
     }
 }
 
-static void skip(const char *what, const char *why) {
+static void skip(const char* what, const char* why) {
     printf("ok %d - %s # SKIP %s\n", ++tally->number, what, why);
 }
 
-static void check_number(const char *what, long expected, long got) {
+static void check_number(const char* what, long expected, long got) {
     char text[text_size];
 
     snprintf(text, sizeof text, "%ld, not %ld", got, expected);
     check(got == expected, what, text);
 }
 
-static void check_text(const char *what, const char *expected, const char *got) {
+static void check_text(const char* what, const char* expected, const char* got) {
     check(strcmp(got, expected) == 0, what, got);
 }
 
 /* The file's first line without its newline. */
-static const char *text_of(const char *path) {
+static const char* text_of(const char* path) {
     static char text[text_size];
-    FILE *file = fopen(path, "r");
+    FILE* file = fopen(path, "r");
 
     if (file == NULL) return "nothing: it cannot be opened";
     if (fgets(text, sizeof text, file) == NULL) text[0] = '\0';
@@ -74,7 +74,7 @@ static const char *text_of(const char *path) {
     return text;
 }
 
-static bool put(const char *path, const char *text) {
+static bool put(const char* path, const char* text) {
     int fd = open(path, O_WRONLY);
     bool good = fd >= 0 && write(fd, text, strlen(text)) == (ssize_t)strlen(text);
 
@@ -82,14 +82,14 @@ static bool put(const char *path, const char *text) {
     return good;
 }
 
-static bool exists(const char *path) {
+static bool exists(const char* path) {
     return access(path, F_OK) == 0;
 }
 
 /* What a call of the library wrote to the standard error stream. */
 static char diagnostics[text_size];
 static int saved_stderr;
-static FILE *capture;
+static FILE* capture;
 
 static void capture_begin(void) {
     capture = tmpfile();
@@ -109,16 +109,16 @@ static void capture_end(void) {
 }
 
 /* A refused call gives its result and one line, which begins as expected. */
-static void check_refused(const char *what, int expected, const char *line, int got) {
+static void check_refused(const char* what, int expected, const char* line, int got) {
     char text[2 * text_size];
-    const char *newline = strchr(diagnostics, '\n');
+    const char* newline = strchr(diagnostics, '\n');
 
     snprintf(text, sizeof text, "%d, \"%s\"", got, diagnostics);
     check(got == expected && strncmp(diagnostics, line, strlen(line)) == 0 && newline != NULL && newline[1] == '\0',
           what, text);
 }
 
-static void check_accepted(const char *what, int got) {
+static void check_accepted(const char* what, int got) {
     char text[2 * text_size];
 
     snprintf(text, sizeof text, "%d, \"%s\"", got, diagnostics);
@@ -148,8 +148,8 @@ static void check_accepted(const char *what, int got) {
  * driver's own refusal shows only when that attribute overstates it.
  */
 static void backlight_range(void) {
-    const char *overstated = "/tmp/max_brightness";
-    FILE *file = fopen(overstated, "w");
+    const char* overstated = "/tmp/max_brightness";
+    FILE* file = fopen(overstated, "w");
 
     if (file != NULL) {
         fputs("100\n", file);
@@ -183,7 +183,7 @@ static void check_backlight_range(void) {
 static void check_backlight(void) {
     static const struct {
         uint32_t level;
-        const char *raw;
+        const char* raw;
     } levels[] = {{0, "0"}, {1, "1"}, {128, "4"}, {255, "7"}};
     char what[text_size];
     size_t i;
@@ -206,7 +206,7 @@ static void check_backlight(void) {
 
 static void check_display(void) {
     /* Blanking stops the pixel clock: the one trace that this driver leaves. */
-    const char *clock_users = "/sys/kernel/debug/clk/clcd-clock/clk_enable_count";
+    const char* clock_users = "/sys/kernel/debug/clk/clcd-clock/clk_enable_count";
     bool on = true;
     long lit = strtol(text_of(clock_users), NULL, 10);
 
@@ -227,9 +227,9 @@ static void check_display(void) {
 }
 
 static void check_timeleft(void) {
-    const char *what = "the watchdog has 1 to 30 s left";
-    const char *path = WATCHDOG "/timeleft";
-    const char *text;
+    const char* what = "the watchdog has 1 to 30 s left";
+    const char* path = WATCHDOG "/timeleft";
+    const char* text;
     long left;
 
     if (!exists(path)) {
@@ -243,7 +243,7 @@ static void check_timeleft(void) {
 
 /* HAZARD: an error between enable and disable resets the board. */
 static void check_watchdog(void) {
-    const char *what = "watchdog attributes";
+    const char* what = "watchdog attributes";
     bool attributes = exists(WATCHDOG "/state");
 
     REFUSED(-22, "watchdog_refresh failed: Invalid argument\n", watchdog_refresh());

@@ -62,7 +62,8 @@ void reset_device() {
     for (const char* top : {"/sys", "/proc/platform"}) {
         for (const auto& entry : fs::directory_iterator(top)) fs::remove_all(entry);
     }
-    for (const char* node : {"/dev/watchdog", "/etc/fs_version", "/sbin/reboot", "/sbin/poweroff"}) fs::remove_all(node);
+    for (const char* node : {"/dev/watchdog", "/etc/fs_version", "/sbin/reboot", "/sbin/poweroff"})
+        fs::remove_all(node);
     fs::copy(tree, "/", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
 }
 

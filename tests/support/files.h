@@ -29,7 +29,8 @@ void remove(const std::string& path);
 
 /** Whether the device's files at the real paths are ours to change: inside tests/on-device. */
 bool on_device();
-/** Put the device's files back as they are in tests/device/tree. Refuses, by ending the process, where not on_device(). */
+/** Put the device's files back as they are in tests/device/tree. Refuses, by ending the process, where not on_device().
+ */
 void reset_device();
 
 }  // namespace testing_support

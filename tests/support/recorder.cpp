@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "support/recorder.h"
 
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <linux/reboot.h>
 #include <sys/mman.h>
@@ -16,8 +9,15 @@
 #include <sys/uio.h>
 #include <sys/user.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace testing_support {
@@ -70,7 +70,9 @@ public:
         close(error_output_);
     }
 
-    pid_t pid() const { return pid_; }
+    pid_t pid() const {
+        return pid_;
+    }
 
     Outcome outcome(int wait_status) const {
         Outcome outcome;

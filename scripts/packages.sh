@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: MIT
+# shellcheck shell=bash
+# Sourced by the scripts beside it.
+
+# Packages that the scripts install where they are missing. Everything comes from Debian.
+# shellcheck disable=SC2034 # used by the scripts that source this file
+{
+    packages_build=(g++ cmake ninja-build)
+    packages_armhf=(g++-arm-linux-gnueabihf qemu-user)
+    packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
+    packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
+        shellcheck binutils)
+    packages_measure=(strace valgrind)
+}
+
+# need PACKAGE...: install those that are missing, and say which.
+need() {
+    local missing=() package as_root=()
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || {
+            echo "Missing packages, and no sudo to install them. As root: apt-get install ${missing[*]}" >&2
+            return 1
+        }
+        as_root=(sudo)
+    fi
+    echo "Installing Debian packages: ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+        </dev/null >/dev/null
+}
+
+# build PRESET [TARGET...]: configure and compile.
+build() {
+    local preset=$1 target targets=()
+    shift
+    for target in "$@"; do targets+=(--target "$target"); done
+    cmake --preset "$preset" -Wno-dev --log-level=WARNING >/dev/null
+    cmake --build --preset "$preset" "${targets[@]}" -- --quiet
+}
