@@ -24,6 +24,7 @@ endif()
 
 option(VELMOR_COVERAGE "Build with clang's source-based coverage" OFF)
 if(VELMOR_COVERAGE)
-    add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+    # Counters that live in the profile file survive the children that tests kill.
+    add_compile_options(-fprofile-instr-generate -fcoverage-mapping "SHELL:-mllvm -runtime-counter-relocation=true")
     add_link_options(-fprofile-instr-generate)
 endif()
