@@ -262,9 +262,10 @@ static void tour_watchdog(void) {
 }
 
 int main(void) {
-    printf("libvelmor %s: a tour of the device\n"
-           "(lines that say \"failed:\" are the library's own, on standard error)\n",
-           VELMOR_VERSION_STRING);
+    printf(
+        "libvelmor %s: a tour of the device\n"
+        "(lines that say \"failed:\" are the library's own, on standard error)\n",
+        VELMOR_VERSION_STRING);
     tour_identity();
     tour_light();
     tour_lines();
