@@ -18,14 +18,6 @@
 
 namespace Velmor {
 
-namespace {
-
-constexpr Resource::type operator+(Resource::type first, int index) {
-    return static_cast<Resource::type>(static_cast<int>(first) + index);
-}
-
-}  // namespace
-
 void configure_board(Board& board) {
     using type = Resource::type;
 

@@ -38,6 +38,11 @@ public:
         thermal = 43,
     };
 
+    /** The key of a family's resource with this index. */
+    friend constexpr type operator+(type family, int index) {
+        return static_cast<type>(static_cast<std::int32_t>(family) + index);
+    }
+
     Resource() = default;
     virtual ~Resource() = default;
 
