@@ -9,13 +9,14 @@
  * ## Errors
  * Every function returns 0 on success and a negative number on failure; the two mrfi list reads return 1 for an
  * entry and 0 at the end of the list. The failures are:
- *  - -22, errno EINVAL: a required pointer is null. Nothing was done and nothing was printed.
+ *  - -22, errno EINVAL, and nothing printed: a required pointer is null. Nothing was done.
  *  - -95, errno EOPNOTSUPP: this board has no such hardware, or the index names none.
- *  - -errno, with that errno: a device node, a system call or a started program failed.
- *  - -1, errno unchanged: a file under /sys, /proc or /etc could not be opened, read, written or parsed, or an
- *    argument is out of its range. errno keeps the value that it had when the failure was noticed.
+ *  - -errno, with that errno: a device node, a system call or a started program failed. A driver may answer with any
+ *    errno, -22 and -95 among them.
+ *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed, or an argument is out of its
+ *    range. errno is then as the failing operation left it and means nothing. (-1 is also -EPERM of those functions
+ *    that report -errno: power and watchdog calls and the motion sensors.)
  *
- * -1 is also -EPERM. Set errno to 0 before the call where the two must be told apart.
  * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write:
  * the function's name, " failed: " and the cause. Where the start of the board has failed, a line
  * "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call tries the
@@ -33,12 +34,13 @@
  * sees to it:
  *  - watchdog_enable(), watchdog_disable() and watchdog_refresh();
  *  - the first calls of one motion sensor (attitude_get(), car_motion_get());
+ *  - io_config_set() on one line with another io_config_set() or io_config_get() on it: the duty is 0 for a moment;
  *  - accesses to one GPIO line: io_set() and io_get() on it, the antennas and the serial multiplexers that use it;
  *  - uses of one list context (mrfi_*_list_read(), mrfi_*_list_close()).
  *
  * Two threads that set one attribute at once do no harm: the kernel keeps the later value. A thread may be cancelled
- * (pthread_cancel()) inside any function: the cancellation is taken up when the function returns, or at once where
- * a power function waits for a program or for the end of the system.
+ * (pthread_cancel()) inside any function: the cancellation is taken up when the function has done its work, or at once
+ * where a power function waits for a program or for the end of the system.
  *
  * ## Signals, fork and exec
  *  - fork(): a child may go on calling the library, also when another thread was inside it. The watchdog's descriptor
@@ -47,7 +49,8 @@
  *    waits for a start of the board that is under way in another thread.
  *  - power_reboot() (and power_shutdown() on boards that run a program for it) waits for any child of the process: it
  *    may reap a child of the application's own and take that child's exit status for the program's. Where SIGCHLD is
- *    ignored the status is lost and the call returns -ECHILD, although the program was run.
+ *    ignored the call waits until every child of the process has ended, and then returns -ECHILD although the program
+ *    was run: its status is lost.
  *  - The library installs no signal handler, changes no signal mask, sets no locale and starts no thread.
  *
  * ## What stays
@@ -190,9 +193,10 @@ VELMOR_API int io_get(int io, io_value_t* value);
  * @return 0, or negative. Own errors: -22; -1 for a frequency out of range, nothing is written; -1 for a duty out of
  *   range, with the duty left at 0 and the new period in force; -95 for a line that is no PWM.
  *   Kernel errors: -1 when "period" or "duty" cannot be read or written; the line may then be left at duty 0.
- * @note Blocks for up to four reads and three writes. Any thread. The duty is 0 for a moment while the period
- *   changes. Below 24 Hz the duty is computed in 32 bits and wraps for high percentages. The programme stays after
- *   the process has ended, until any process makes its first call of this library.
+ * @note Blocks for up to four reads and three writes. Any thread, but calls for one line must not overlap: the duty is
+ *   0 for a moment while the period changes, and would be taken for the present one. Below 24 Hz the duty is computed
+ * in 32 bits and wraps for high percentages. The programme stays after the process has ended, until any process makes
+ * its first call of this library.
  */
 VELMOR_API int io_config_set(int io, const io_config_t* config);
 
@@ -200,7 +204,8 @@ VELMOR_API int io_config_set(int io, const io_config_t* config);
  * Ask the programme of a PWM line.
  * @param io      line number; on this device 0
  * @param config  receives frequency in hertz and duty in percent, both rounded down, from the channel's "period" and
- *   "duty" (nanoseconds); a period of 0 yields 0 for both
+ *   "duty" (nanoseconds); a period of 0 yields 0 for both. The duty is computed in 32 bits and wraps for a high time
+ *   above 42949672 ns.
  * @return 0, or negative. Own errors: -22; -95 for a line that is no PWM. Kernel errors: -1 when "period" or "duty"
  *   cannot be read.
  * @note Blocks for three reads. Any thread. Changes nothing.
@@ -334,7 +339,8 @@ VELMOR_API int power_suspend(void);
  * @param timeout_s  timeout in seconds, 0 or more; the driver decides what it accepts and may round it
  * @return 0, or negative. Own errors: -22 for a negative timeout, nothing is opened; -95. Kernel errors: -errno of
  *   opening "/dev/watchdog" (-EBUSY while another process holds it), of WDIOC_SETTIMEOUT, or of the disarming that
- *   precedes a second arming. When WDIOC_SETTIMEOUT fails the watchdog is armed, with the driver's own timeout.
+ *   precedes a second arming. When WDIOC_SETTIMEOUT fails, be it with -22 or -95, the watchdog is armed, with the
+ * driver's own timeout.
  * @note Blocks for the driver only. Watchdog calls must not overlap. Stays armed after the process has ended: a
  *   process that exits without watchdog_disable() lets it bite.
  */
@@ -563,7 +569,8 @@ VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t* address);
  * Take a snapshot of the connections, to be read one by one.
  * @param index    MRFI interface, from 0
  * @param context  receives the list, which the caller owns until mrfi_connection_list_close()
- * @return 0, or negative. Own errors: -22, -95. A "connections" file that cannot be read is an empty list.
+ * @return 0, or negative. Own errors: -22, -95. A "connections" file that cannot be read is an empty list, and an
+ *   empty line ends the list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
@@ -590,7 +597,8 @@ VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
  * Take a snapshot of the devices that have been seen, to be read one by one.
  * @param index    MRFI interface, from 0
  * @param context  receives the list, which the caller owns until mrfi_device_list_close()
- * @return 0, or negative. Own errors: -22, -95. A "devices" file that cannot be read is an empty list.
+ * @return 0, or negative. Own errors: -22, -95. A "devices" file that cannot be read is an empty list, and an empty
+ *   line ends the list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
@@ -661,8 +669,12 @@ VELMOR_API int car_motion_get(car_motion_t* motion);
 /** A port of a serial multiplexer; the board says which there are. */
 typedef int32_t serial_mux_port_t;
 
-/** A function of a serial pin: 0 is the serial signal, 1 the input key; a board may list others. */
+/** A function of a serial pin; a board may list others than these two. */
 typedef int32_t serial_alt_func_t;
+enum {
+    SERIAL_ALT_FUNC_SERIAL = 0, /**< the pin is a serial signal, its key is disabled */
+    SERIAL_ALT_FUNC_KEY = 1     /**< the pin is an input key of the kernel's gpio-keys driver */
+};
 
 /** Description of a serial device. */
 typedef struct serial_device_info_t {
@@ -698,7 +710,7 @@ VELMOR_API int serial_device_info_get(int port, serial_device_info_t* info);
  * @param port       serial port, from 0
  * @param function   0 serial, 1 key, or another number of the board's
  * @param supported  receives true when the port lists the function and, for the key, the kernel's gpio-keys driver
- *   handles its key code
+ *   handles its key code. The driver prints neighbouring codes as a range, "114-116", of which only the first counts.
  * @return 0, or negative. Own errors: -22; -95 on boards without alternate functions, such as this device.
  *   Kernel errors: -1 when "/sys/devices/platform/gpio-keys/keys" cannot be read.
  * @note Blocks for one read. Any thread. Changes nothing.
@@ -713,7 +725,8 @@ VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* s
  *   does not handle; -95 on boards without alternate functions, such as this device. Kernel errors: -1 when
  *   "/sys/devices/platform/gpio-keys/keys" or "disabled_keys" cannot be read or written.
  * @note Blocks for up to three reads and a write. Any thread; calls for two ports that overlap may lose one of the two
- *   changes. Stays after the process has ended.
+ *   changes. HAZARD: of a range such as "114-116" in "disabled_keys" only the first code is kept, so that
+ *   switching one pin enables the other keys of the range. Stays after the process has ended.
  */
 VELMOR_API int serial_alt_func_set(int port, serial_alt_func_t function);
 

@@ -16,7 +16,7 @@ CancellationOff::CancellationOff() {
     callers_state = previous_;
 }
 
-CancellationOff::~CancellationOff() {
+CancellationOff::~CancellationOff() noexcept(false) {
     pthread_setcancelstate(previous_, nullptr);
 }
 

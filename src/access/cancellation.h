@@ -10,7 +10,8 @@ namespace Velmor {
 class CancellationOff {
 public:
     CancellationOff();
-    ~CancellationOff();
+    /** A thread that the application cancels asynchronously is unwound from here. */
+    ~CancellationOff() noexcept(false);
     CancellationOff(const CancellationOff&) = delete;
     CancellationOff(CancellationOff&&) = delete;
     CancellationOff& operator=(const CancellationOff&) = delete;

@@ -6,6 +6,7 @@
 #include <exception>
 #include <ios>
 #include <iostream>
+#include <new>
 #include <string>
 #include <system_error>
 

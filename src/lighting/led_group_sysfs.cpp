@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "lighting/led_group_sysfs.h"
 
+#include <initializer_list>
 #include <stdexcept>
 
 namespace Velmor {

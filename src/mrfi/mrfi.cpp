@@ -50,10 +50,6 @@ std::uint8_t byte_field(std::istream& line, std::ios_base::fmtflags base) {
     return static_cast<std::uint8_t>(static_cast<unsigned>(field<int>(line, base)) & 0xFFU);
 }
 
-std::uint8_t bit_field(std::istream& line) {
-    return byte_field(line, std::ios_base::dec) & 1U;
-}
-
 }  // namespace
 
 MRFI::MRFI(std::string path) : path_(std::move(path)) {}
@@ -107,8 +103,8 @@ bool MRFI::connection_list_read(mrfi_enum_ctx& context, mrfi_connection_t& conne
     connection.value1 = byte_field(line, std::ios_base::hex);
     connection.value2 = byte_field(line, std::ios_base::hex);
     connection.value3 = byte_field(line, std::ios_base::dec);
-    connection.flag1 = bit_field(line) & 1U;
-    connection.flag2 = bit_field(line) & 1U;
+    connection.flag1 = byte_field(line, std::ios_base::dec) & 1U;
+    connection.flag2 = byte_field(line, std::ios_base::dec) & 1U;
     return true;
 }
 

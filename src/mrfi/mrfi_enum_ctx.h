@@ -17,7 +17,6 @@ class MRFI;
  * it from open to close. Threads: uses of one object must not overlap, different objects are independent.
  */
 struct mrfi_enum_ctx {
-public:
     mrfi_enum_ctx(const std::string& path, Velmor::MRFI* owner);
     mrfi_enum_ctx(const mrfi_enum_ctx&) = delete;
     mrfi_enum_ctx(mrfi_enum_ctx&&) = delete;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ios>
+#include <span>
 #include <system_error>
 #include <type_traits>
 

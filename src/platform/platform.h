@@ -24,7 +24,7 @@ namespace Velmor {
  */
 class Platform : public Resource {
 public:
-    /** Loads the hardware table; throws for a missing record, an unknown version (ENODEV) or a text without digits. */
+    /** Loads the hardware table; throws for a missing record, an unknown version (ENODEV) or a text without an "x". */
     Platform();
 
     /** The record's size is not looked at. On failure the part that had been read by then is written. */

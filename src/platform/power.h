@@ -11,7 +11,7 @@ namespace Velmor {
  * HAZARD: acts on the whole machine.
  *
  * Powers off and reboots by running the system's programs and suspends through "/sys/power/state". shutdown() and
- * reboot() return only by failing: the calling thread then waits for the end of the system, where it can be cancelled.
+ * reboot() return only by failing; on success the thread waits for the end of the system, where it can be cancelled.
  * No state; any threads.
  */
 class Power : public Resource {

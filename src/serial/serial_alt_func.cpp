@@ -22,17 +22,13 @@ namespace {
 constexpr char keys_file[] = "/sys/devices/platform/gpio-keys/keys";
 constexpr char disabled_keys_file[] = "/sys/devices/platform/gpio-keys/disabled_keys";
 
-constexpr serial_alt_func_t serial_function = 0;
-constexpr serial_alt_func_t key_function = 1;
-
 [[noreturn]] void throw_invalid() {
     throw std::system_error(EINVAL, std::system_category());
 }
 
-// The attribute's first word. The driver shows an empty line when there is nothing to list, which a SysFS<std::string>
-// would report as a failure.
-std::string first_word(const std::string& path) {
-    InputFile file(path);
+// The driver shows an empty line when no key is disabled, which a SysFS<std::string> would report as a failure.
+std::string disabled_keys_word() {
+    InputFile file(disabled_keys_file);
     std::string word;
     file.exceptions(std::ios_base::badbit);
     file >> word;
@@ -48,10 +44,8 @@ int key_code(const std::string& piece) {
 }
 
 // The state is looked at before a piece is taken, so that a trailing comma reads as one more code, 0.
-std::vector<int> read_key_list(const std::string& path) {
+std::vector<int> key_codes(const std::string& word) {
     std::vector<int> codes;
-    const std::string word = first_word(path);
-    if (word.empty()) return codes;
     std::istringstream list(word);
     while (list.good()) {
         std::string piece;
@@ -59,6 +53,15 @@ std::vector<int> read_key_list(const std::string& path) {
         codes.push_back(key_code(piece));
     }
     return codes;
+}
+
+std::vector<int> read_keys() {
+    return key_codes(SysFS<std::string>(keys_file).read());
+}
+
+std::vector<int> read_disabled_keys() {
+    const std::string word = disabled_keys_word();
+    return word.empty() ? std::vector<int>() : key_codes(word);
 }
 
 template <typename Codes>
@@ -81,15 +84,15 @@ SerialAltFunc::SerialAltFunc(std::vector<serial_alt_func_t> funcs, int key) : fu
 
 void SerialAltFunc::set(const serial_alt_func_t& function) {
     if (!has(function)) throw_invalid();
-    if (function == serial_function) {
+    if (function == SERIAL_ALT_FUNC_SERIAL) {
         check_key();
-        const std::vector<int> disabled = read_key_list(disabled_keys_file);
+        const std::vector<int> disabled = read_disabled_keys();
         std::unordered_set<int> codes(disabled.begin(), disabled.end());
         codes.insert(key_);
         write_disabled_keys(codes);
-    } else if (function == key_function) {
+    } else if (function == SERIAL_ALT_FUNC_KEY) {
         check_key();
-        std::vector<int> codes = read_key_list(disabled_keys_file);
+        std::vector<int> codes = read_disabled_keys();
         std::erase(codes, key_);
         if (codes.empty()) codes.push_back(0);
         write_disabled_keys(codes);
@@ -98,13 +101,13 @@ void SerialAltFunc::set(const serial_alt_func_t& function) {
 
 bool SerialAltFunc::has(const serial_alt_func_t& function) {
     if (!contains(funcs_, function)) return false;
-    if (function != key_function) return true;
+    if (function != SERIAL_ALT_FUNC_KEY) return true;
     if (key_ == 0) return false;
-    return contains(read_key_list(keys_file), key_);
+    return contains(read_keys(), key_);
 }
 
 void SerialAltFunc::check_key() const {
-    if (!contains(read_key_list(keys_file), key_)) throw_invalid();
+    if (!contains(read_keys(), key_)) throw_invalid();
 }
 
 }  // namespace Velmor
