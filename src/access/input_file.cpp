@@ -5,10 +5,17 @@
 
 namespace Velmor {
 
-InputFile::InputFile(const std::string& path) {
+InputFile::InputFile(const std::string& path) : std::istream(nullptr) {
+    rdbuf(&buffer_);
     exceptions(failbit | badbit);
-    imbue(std::locale::classic());
-    open(path, in);
+    // An application that has set no global locale has the classic one already: setting it again costs as much as all
+    // the rest of the access.
+    if (getloc() != std::locale::classic()) imbue(std::locale::classic());
+    if (!buffer_.open_for_reading(path)) setstate(failbit);
+}
+
+void InputFile::close() {
+    if (!buffer_.close()) setstate(failbit);
 }
 
 }  // namespace Velmor

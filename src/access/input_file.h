@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <fstream>
+#include <istream>
 #include <string>
+
+#include "access/file_buffer.h"
 
 namespace Velmor {
 
@@ -11,9 +13,14 @@ namespace Velmor {
  * standard stream failure. Its text is the kernel's, so it speaks the classic locale whatever the application has set
  * globally. Call close() when done: a failing close is a failure too, which a destructor could not report.
  */
-class InputFile : public std::ifstream {
+class InputFile : public std::istream {
 public:
     explicit InputFile(const std::string& path);
+
+    void close();
+
+private:
+    FileBuffer buffer_;
 };
 
 }  // namespace Velmor

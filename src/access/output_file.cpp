@@ -5,10 +5,17 @@
 
 namespace Velmor {
 
-OutputFile::OutputFile(const std::string& path) {
+OutputFile::OutputFile(const std::string& path) : std::ostream(nullptr) {
+    rdbuf(&buffer_);
     exceptions(failbit | badbit);
-    imbue(std::locale::classic());
-    open(path, out | trunc);
+    // An application that has set no global locale has the classic one already: setting it again costs as much as all
+    // the rest of the access.
+    if (getloc() != std::locale::classic()) imbue(std::locale::classic());
+    if (!buffer_.open_for_writing(path)) setstate(failbit);
+}
+
+void OutputFile::close() {
+    if (!buffer_.close()) setstate(failbit);
 }
 
 }  // namespace Velmor

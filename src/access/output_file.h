@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <fstream>
+#include <ostream>
 #include <string>
+
+#include "access/file_buffer.h"
 
 namespace Velmor {
 
@@ -11,9 +13,14 @@ namespace Velmor {
  * thrown as the standard stream failure. It speaks the classic locale. The text reaches the kernel in one write when
  * close() is called, which is also where a value that the driver refuses is noticed.
  */
-class OutputFile : public std::ofstream {
+class OutputFile : public std::ostream {
 public:
     explicit OutputFile(const std::string& path);
+
+    void close();
+
+private:
+    FileBuffer buffer_;
 };
 
 }  // namespace Velmor

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "access/input_file.h"
@@ -21,6 +22,11 @@ template <typename T>
 class SysFS {
 public:
     explicit SysFS(std::string path) : path_(std::move(path)) {}
+    /** The path put together with a single allocation. */
+    SysFS(std::string_view directory, std::string_view attribute) {
+        path_.reserve(directory.size() + attribute.size());
+        path_.append(directory).append(attribute);
+    }
     SysFS(const SysFS&) = default;
     SysFS(SysFS&&) noexcept = default;
     SysFS& operator=(const SysFS&) = default;

@@ -59,31 +59,31 @@ std::uint32_t MRFI::class_get(const mrfi_addr_t& address) {
 }
 
 int MRFI::rssi_get() const {
-    return SysFS<int>(path_ + rssi_attribute).read();
+    return SysFS<int>(path_, rssi_attribute).read();
 }
 
 mrfi_device_type_t MRFI::type_get() const {
-    return SysFS<mrfi_device_type_t>(path_ + type_attribute).read();
+    return SysFS<mrfi_device_type_t>(path_, type_attribute).read();
 }
 
 mrfi_addr_t MRFI::address_get() const {
-    return SysFS<mrfi_addr_t>(path_ + address_attribute).read();
+    return SysFS<mrfi_addr_t>(path_, address_attribute).read();
 }
 
 void MRFI::autolink_set(bool on) const {
-    SysFS<bool>(path_ + autolink_attribute).write(on);
+    SysFS<bool>(path_, autolink_attribute).write(on);
 }
 
 bool MRFI::autolink_get() const {
-    return SysFS<bool>(path_ + autolink_attribute).read();
+    return SysFS<bool>(path_, autolink_attribute).read();
 }
 
 void MRFI::link(const mrfi_addr_t& address) const {
-    SysFS<mrfi_addr_t>(path_ + link_attribute).write(address);
+    SysFS<mrfi_addr_t>(path_, link_attribute).write(address);
 }
 
 void MRFI::unlink(const mrfi_addr_t& address) const {
-    SysFS<mrfi_addr_t>(path_ + unlink_attribute).write(address);
+    SysFS<mrfi_addr_t>(path_, unlink_attribute).write(address);
 }
 
 mrfi_enum_ctx* MRFI::connection_list_open() {

@@ -23,7 +23,7 @@ constexpr char fs_version_file[] = "/etc/fs_version";
 
 template <typename Value>
 Value record(const std::string& key) {
-    return SysFS<Value>(records + key).read();
+    return SysFS<Value>(records, key).read();
 }
 
 /** One software's version and build date in the public record, in the order in which its records are read. */

@@ -33,7 +33,7 @@ Thermal::Thermal(const std::string& base)
 
 void Thermal::state_get(thermal_state_t& state) {
     thermal_state_t now = {};
-    now.temp = SysFS<int>(base_ + temperature_file).read();
+    now.temp = SysFS<int>(base_, temperature_file).read();
     now.active = trip_temperature("active");
     now.hot = trip_temperature("hot");
     now.very_hot = trip_temperature("very_hot");
