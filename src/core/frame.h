@@ -37,7 +37,7 @@ auto succeed(Operation operation) {
  */
 template <typename Operation>
 // The C library's unwinding carries no object, and g++'s sanitizer takes the reference to it for a null one.
-[[gnu::no_sanitize("null")]] int frame(const char* function, Operation operation) {
+__attribute__((no_sanitize("null"))) int frame(const char* function, Operation operation) {
     const CancellationOff cancellation_off;
     try {
         return operation(started_board());
