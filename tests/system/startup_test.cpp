@@ -346,46 +346,6 @@ TEST_F(FirstCallsAtOnce, ForkDuringTheStartLeavesAChildThatCanCall) {
     EXPECT_EQ(played.told, "0: true, 42");
 }
 
-std::atomic<bool> fork_has_begun = false;
-std::atomic<bool> fork_may_go_on = false;
-
-// The first call comes when the fork is already under way, in the application's own fork handler.
-TEST_F(FirstCallsAtOnce, StartDuringAForkLeavesAChildThatCanCall) {
-    const Played played = play([this] {
-        no_longer_than(20);
-        pthread_atfork(
-            [] {
-                fork_has_begun = true;
-                wait_until([] { return fork_may_go_on.load(); });
-            },
-            nullptr, nullptr);
-        std::atomic<int> child_status = -1;
-        std::thread forker([&] {
-            const pid_t child = fork();
-            if (child == 0) {
-                no_longer_than(5);
-                _exit(ask_es() == "0: true" ? 42 : 43);
-            }
-            int status = 0;
-            waitpid(child, &status, 0);
-            child_status = status;
-        });
-        wait_until([] { return fork_has_begun.load(); });
-        Fifo fifo(table);
-        FirstCallers callers(1);
-        fifo.hold();
-        fork_may_go_on = true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets it fork
-        testing_support::remove(table);                              // the child's own start must not wait for the FIFO
-        put(table, good_table);
-        fifo.feed(good_table);
-        forker.join();
-        return callers.answers() + std::to_string(WIFEXITED(child_status) ? WEXITSTATUS(child_status) : -1);
-    });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "0: true, 42");
-}
-
 // The child starts a board of its own.
 TEST_F(StartUp, ChildOfAParentThatHasNotStartedStartsTheBoard) {
     const Played played = play([] {
