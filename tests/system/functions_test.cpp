@@ -614,7 +614,7 @@ std::vector<std::string> own_acts(const Recorder& recorder, const Scenario& call
 
 /** An act as the Recorder matches it: "write PATH" without its bytes, and without its result. */
 std::string without_bytes(const std::string& act) {
-    const std::string text = act.substr(0, act.find(" = "));
+    std::string text = act.substr(0, act.find(" = "));
     if (!text.starts_with("write ")) return text;
     return text.substr(0, text.find(' ', 6));
 }

@@ -483,6 +483,7 @@ TEST_F(HostProcess, ChildrenForkedAmongCallingThreadsCanCall) {
         ask_es();
         std::atomic<bool> stop = false;
         std::vector<std::thread> callers;
+        callers.reserve(3);
         for (int i = 0; i < 3; ++i)
             callers.emplace_back([&stop] {
                 while (!stop) ask_es();

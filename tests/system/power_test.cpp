@@ -27,7 +27,6 @@ using testing_support::answer;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::no_longer_than;
-using testing_support::Out;
 using testing_support::play;
 using testing_support::Played;
 using testing_support::put;

@@ -11,7 +11,7 @@
 #include "platform/platform.h"
 #include "support/files.h"
 
-using testing::_;
+using testing::_;  // NOLINT(bugprone-reserved-identifier): the matcher's name
 using testing::Return;
 using testing::StrictMock;
 using testing::Throw;

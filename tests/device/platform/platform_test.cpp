@@ -18,7 +18,6 @@
 #include "support/thrown.h"
 #include "velmor.h"
 
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::MatchesRegex;
 using testing_support::Outcome;
@@ -212,6 +211,7 @@ TEST_F(PlatformRecord, QueriesMayOverlap) {
     Platform platform;
     std::array<platform_info_t, 2> results = {sentinel(), sentinel()};
     std::vector<std::thread> threads;
+    threads.reserve(results.size());
     for (platform_info_t& result : results) {
         threads.emplace_back([&] {
             for (int i = 0; i < 10; ++i) platform.info_get(&result, sizeof result);

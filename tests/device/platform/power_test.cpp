@@ -18,7 +18,6 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::content;
-using testing_support::exists;
 using testing_support::Outcome;
 using testing_support::put;
 using testing_support::Recorder;

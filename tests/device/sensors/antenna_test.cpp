@@ -11,7 +11,6 @@
 #include "support/thrown.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing_support::content;
 using testing_support::Outcome;
 using testing_support::put;

@@ -34,10 +34,8 @@
 #include "serial/serial_mux.h"
 #include "support/files.h"
 
-using testing::Address;
 using testing::ElementsAre;
 using testing::InSequence;
-using testing::IsEmpty;
 using testing::Ref;
 using testing::Return;
 using testing::StrictMock;

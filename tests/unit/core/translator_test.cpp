@@ -20,7 +20,6 @@
 #include "support/recorder.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing_support::Outcome;
 using testing_support::run_apart;
 using Velmor::report_startup_failure;

@@ -95,7 +95,7 @@ constexpr char invalid[] = "system_error 22 Invalid argument";
 constexpr char full[] = "system_error 28 No space left on device";
 
 TEST_F(WatchdogTest, ConstructionTouchesNothing) {
-    Watchdog(directory_ / "none");
+    const Watchdog watchdog(directory_ / "none");
     EXPECT_FALSE(testing_support::exists(directory_ / "none"));
     EXPECT_THAT(driver_.calls, IsEmpty());
 }
