@@ -46,7 +46,8 @@
  *  - fork(): a child may go on calling the library, also when another thread was inside it. The watchdog's descriptor
  *    is shared between parent and child: a watchdog armed before the fork can be fed by either, and disarming it in one
  *    takes effect only when the other has closed it as well, by watchdog_disable(), by exec or by its end. A fork
- *    waits for a start of the board that is under way in another thread.
+ *    waits for a start of the board that is under way in another thread. Only a process's very first call must not be
+ *    made while another thread is in the middle of a fork: that child could not call the library.
  *  - power_reboot() (and power_shutdown() on boards that run a program for it) waits for any child of the process: it
  *    may reap a child of the application's own and take that child's exit status for the program's. Where SIGCHLD is
  *    ignored the call waits until every child of the process has ended, and then returns -ECHILD although the program

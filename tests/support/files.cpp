@@ -13,7 +13,9 @@ namespace fs = std::filesystem;
 namespace testing_support {
 
 TemporaryDirectory::TemporaryDirectory() {
-    std::string pattern = (fs::temp_directory_path() / "velmor-test-XXXXXX").string();
+    // In memory where there is such a place: tests write tens of thousands of small files.
+    const fs::path place = fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
+    std::string pattern = (place / "velmor-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
     path_ = pattern;
 }

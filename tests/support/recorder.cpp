@@ -286,6 +286,7 @@ private:
     static std::string memory(pid_t pid, unsigned long address, std::size_t length) {
         std::string bytes(length, '\0');
         const iovec local = {bytes.data(), length};
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of another process
         const iovec remote = {reinterpret_cast<void*>(address), length};
         const ssize_t n = process_vm_readv(pid, &local, 1, &remote, 1, 0);
         bytes.resize(n < 0 ? 0 : static_cast<std::size_t>(n));

@@ -3,30 +3,73 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
+#include <climits>
+#include <functional>
+#include <locale>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "access/sysfs.h"
 #include "support/files.h"
 #include "support/recorder.h"
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StrEq;
+using testing::ThrowsMessage;
+using testing_support::content;
 using testing_support::Outcome;
+using testing_support::put;
 using testing_support::Recorder;
+using Velmor::GPIO;
 
 namespace {
+
+constexpr char export_file[] = "/sys/class/gpio/export";
+constexpr char unexport_file[] = "/sys/class/gpio/unexport";
+constexpr char direction_file[] = "/sys/class/gpio/gpio37/direction";
+constexpr char value_file[] = "/sys/class/gpio/gpio37/value";
+constexpr char bad_direction[] = "GPIO direction not valid";
 
 class GPIOTest : public testing::Test {
 protected:
     void SetUp() override {
         testing_support::reset_device();
-        testing_support::put("/sys/class/gpio/export", "");
-        testing_support::put("/sys/class/gpio/unexport", "");
-        testing_support::put("/sys/class/gpio/gpio37/direction", "");
-        testing_support::put("/sys/class/gpio/gpio37/value", "0\n");
+        put(export_file, "");
+        put(unexport_file, "");
+        put(direction_file, "");
+        put(value_file, "0\n");
     }
 };
+
+/** 1 for the stream failure, 2 for the refused direction, 0 for none. */
+int failure_of(const std::function<void()>& code) {
+    try {
+        code();
+        return 0;
+    } catch (const std::ios_base::failure&) {
+        return 1;
+    } catch (const std::invalid_argument&) {
+        return 2;
+    }
+}
+
+void set_1() {
+    GPIO(37, "out").set(1);
+}
+
+void get() {
+    GPIO(37, "in").get();
+}
 
 TEST_F(GPIOTest, SetExportsSetsDirectionWritesLevelAndUnexports) {
     if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
     const Outcome outcome = Recorder().run([] {
-        Velmor::GPIO(37, "out").set(1);
+        GPIO(37, "out").set(1);
         return 0;
     });
     EXPECT_THAT(outcome.acts,
@@ -36,6 +79,293 @@ TEST_F(GPIOTest, SetExportsSetsDirectionWritesLevelAndUnexports) {
                             "open /sys/class/gpio/gpio37/value w", "write /sys/class/gpio/gpio37/value 1",
                             "close /sys/class/gpio/gpio37/value", "open /sys/class/gpio/unexport w",
                             "write /sys/class/gpio/unexport 37", "close /sys/class/gpio/unexport"));
+}
+
+TEST_F(GPIOTest, GetExportsSetsDirectionReadsLevelAndUnexports) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    put(value_file, "1\n");
+    const Outcome outcome = Recorder().run([] { return GPIO(37, "in").get(); });
+    EXPECT_EQ(outcome.result, 1);
+    EXPECT_THAT(outcome.acts,
+                ElementsAre("open /sys/class/gpio/export w", "write /sys/class/gpio/export 37",
+                            "close /sys/class/gpio/export", "open /sys/class/gpio/gpio37/direction w",
+                            "write /sys/class/gpio/gpio37/direction in", "close /sys/class/gpio/gpio37/direction",
+                            "open /sys/class/gpio/gpio37/value r", "read /sys/class/gpio/gpio37/value",
+                            "close /sys/class/gpio/gpio37/value", "open /sys/class/gpio/unexport w",
+                            "write /sys/class/gpio/unexport 37", "close /sys/class/gpio/unexport"));
+}
+
+TEST_F(GPIOTest, SetLeavesTheseTexts) {
+    GPIO line(37, "out");
+    for (const io_value_t level : {1, 0, 5, -1, INT_MAX, INT_MIN}) {
+        SetUp();
+        line.set(level);
+        EXPECT_EQ(content(export_file), "37");
+        EXPECT_EQ(content(direction_file), "out");
+        EXPECT_EQ(content(value_file), std::to_string(level));
+        EXPECT_EQ(content(unexport_file), "37");
+    }
+}
+
+TEST_F(GPIOTest, GetLeavesTheseTexts) {
+    GPIO line(37, "in");
+    for (const io_value_t level : {1, 0, 5, -1, INT_MAX, INT_MIN}) {
+        SetUp();
+        put(value_file, std::to_string(level) + "\n");
+        EXPECT_EQ(line.get(), level);
+        EXPECT_EQ(content(export_file), "37");
+        EXPECT_EQ(content(direction_file), "in");
+        EXPECT_EQ(content(value_file), std::to_string(level) + "\n");
+        EXPECT_EQ(content(unexport_file), "37");
+    }
+}
+
+TEST_F(GPIOTest, EveryPinHasItsOwnDirectory) {
+    const struct {
+        GPIO::pin number;
+        const char* text;
+    } rows[] = {{0, "0"}, {5, "5"}, {1234567, "1234567"}, {INT_MAX, "2147483647"}, {-1, "-1"}};
+    for (const auto& row : rows) {
+        const std::string directory = std::string("/sys/class/gpio/gpio") + row.text;
+        put(directory + "/direction", "");
+        GPIO(row.number, "out").set(1);
+        EXPECT_EQ(content(export_file), row.text);
+        EXPECT_EQ(content(directory + "/direction"), "out");
+        EXPECT_EQ(content(directory + "/value"), "1");
+        EXPECT_EQ(content(unexport_file), row.text);
+    }
+}
+
+TEST_F(GPIOTest, OtherDirectionsAreRefusedAtConstruction) {
+    for (const char* direction : {"OUT", "IN", "Out", "In", "", " in", "in ", "out\n", "high", "low", "inout"})
+        EXPECT_THAT([&] { const GPIO line(37, direction); }, ThrowsMessage<std::invalid_argument>(StrEq(bad_direction)))
+            << direction;
+    EXPECT_THAT([] { const GPIO line(37, std::string("in\0", 3)); },
+                ThrowsMessage<std::invalid_argument>(StrEq(bad_direction)));
+}
+
+TEST_F(GPIOTest, ConstructionTouchesNoFile) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Outcome outcome = Recorder().run([] {
+        const GPIO output(37, "out");
+        const GPIO input(37, "in");
+        return failure_of([] { const GPIO neither(37, "OUT"); });
+    });
+    EXPECT_EQ(outcome.result, 2);
+    EXPECT_THAT(outcome.acts, IsEmpty());
+}
+
+TEST_F(GPIOTest, WrongDirectionIsRefused) {
+    GPIO input(37, "in");
+    EXPECT_THAT([&] { input.set(1); }, ThrowsMessage<std::invalid_argument>(StrEq(bad_direction)));
+    GPIO output(37, "out");
+    EXPECT_THAT([&] { output.get(); }, ThrowsMessage<std::invalid_argument>(StrEq(bad_direction)));
+    EXPECT_EQ(content(export_file), "");
+    EXPECT_EQ(content(direction_file), "");
+    EXPECT_EQ(content(value_file), "0\n");
+    EXPECT_EQ(content(unexport_file), "");
+}
+
+TEST_F(GPIOTest, WrongDirectionTouchesNoFile) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Outcome outcome = Recorder().run(
+        [] { return 10 * failure_of([] { GPIO(37, "in").set(1); }) + failure_of([] { GPIO(37, "out").get(); }); });
+    EXPECT_EQ(outcome.result, 22);
+    EXPECT_THAT(outcome.acts, IsEmpty());
+}
+
+TEST_F(GPIOTest, DirectionMayBeATemporaryString) {
+    std::string direction = "out";
+    GPIO output(37, direction);
+    direction = "changed afterwards, and too long for the string object itself";
+    output.set(1);
+    EXPECT_EQ(content(direction_file), "out");
+
+    GPIO input(37, std::string("i") + "n");
+    EXPECT_EQ(input.get(), 1);
+    EXPECT_EQ(content(direction_file), "in");
+}
+
+TEST_F(GPIOTest, SharedDirectionsAreAccepted) {
+    GPIO(37, GPIO::out()).set(1);
+    EXPECT_EQ(content(direction_file), "out");
+    EXPECT_EQ(GPIO(37, GPIO::in()).get(), 1);
+    EXPECT_EQ(content(direction_file), "in");
+}
+
+TEST_F(GPIOTest, CopyIsALineOfTheSameDirection) {
+    GPIO copy = GPIO(37, std::string("out"));
+    const auto original = std::make_unique<GPIO>(copy);
+    GPIO second = *original;
+    second.set(1);
+    EXPECT_EQ(content(direction_file), "out");
+}
+
+// A step that fails: what has been asked of the kernel before and after it.
+
+struct Step {
+    std::string act;
+    std::string bytes;
+};
+
+class FailingStep : public GPIOTest, public testing::WithParamInterface<std::size_t> {
+protected:
+    /** The twelve acts of an access. */
+    static std::vector<Step> steps(const std::string& direction) {
+        const std::string value = value_file;
+        std::vector<Step> result = written(export_file, "37");
+        append(result, written(direction_file, direction));
+        if (direction == "out") {
+            append(result, written(value_file, "1"));
+        } else {
+            append(result, {{"open " + value + " r", ""}, {"read " + value, ""}, {"close " + value, ""}});
+        }
+        append(result, written(unexport_file, "37"));
+        return result;
+    }
+
+    /** What remains of them when the nth fails. */
+    static std::vector<std::string> acts_when_failing(const std::vector<Step>& steps, std::size_t nth) {
+        std::vector<std::string> acts;
+        for (std::size_t i = 0; i < nth; ++i) acts.push_back(steps[i].act + steps[i].bytes);
+        acts.push_back(steps[nth].act + steps[nth].bytes + " = EIO");
+        if (nth % 3 == 1) acts.push_back(steps[nth + 1].act);  // a file whose transfer has failed is closed
+        const bool in_value = nth / 3 == 2;
+        for (std::size_t i = 9; in_value && i < steps.size(); ++i) acts.push_back(steps[i].act + steps[i].bytes);
+        return acts;
+    }
+
+    static void expect(const std::string& direction, const std::function<void()>& access) {
+        const std::vector<Step> all = steps(direction);
+        const Outcome outcome = Recorder().fail(all[GetParam()].act, EIO).run([&] { return failure_of(access); });
+        EXPECT_EQ(outcome.result, 1);
+        EXPECT_EQ(outcome.acts, acts_when_failing(all, GetParam()));
+    }
+
+private:
+    static std::vector<Step> written(const std::string& path, const std::string& bytes) {
+        return {{"open " + path + " w", ""}, {"write " + path, " " + bytes}, {"close " + path, ""}};
+    }
+
+    static void append(std::vector<Step>& steps, const std::vector<Step>& more) {
+        steps.insert(steps.end(), more.begin(), more.end());
+    }
+};
+
+TEST_P(FailingStep, OfSet) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    expect("out", set_1);
+}
+
+TEST_P(FailingStep, OfGet) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    put(value_file, "1\n");
+    expect("in", get);
+}
+
+INSTANTIATE_TEST_SUITE_P(GPIO, FailingStep, testing::Range<std::size_t>(0, 12));
+
+TEST_F(GPIOTest, FailingExportAttemptsNothingElse) {
+    testing_support::remove(export_file);
+    put(std::string(export_file) + "/a directory", "");
+    EXPECT_THROW(set_1(), std::ios_base::failure);
+    EXPECT_THROW(get(), std::ios_base::failure);
+    EXPECT_EQ(content(direction_file), "");
+    EXPECT_EQ(content(value_file), "0\n");
+    EXPECT_EQ(content(unexport_file), "");
+}
+
+TEST_F(GPIOTest, FailingDirectionLeavesTheLineExported) {
+    testing_support::remove("/sys/class/gpio/gpio37");
+    EXPECT_THROW(set_1(), std::ios_base::failure);
+    EXPECT_THROW(get(), std::ios_base::failure);
+    EXPECT_EQ(content(export_file), "37");
+    EXPECT_EQ(content(unexport_file), "");
+}
+
+TEST_F(GPIOTest, FailingValueUnexportsTheLine) {
+    testing_support::remove(value_file);
+    EXPECT_THROW(get(), std::ios_base::failure);
+    EXPECT_EQ(content(unexport_file), "37");
+
+    put(unexport_file, "");
+    put(std::string(value_file) + "/a directory", "");
+    EXPECT_THROW(set_1(), std::ios_base::failure);
+    EXPECT_EQ(content(unexport_file), "37");
+}
+
+TEST_F(GPIOTest, ValueWithoutNumberUnexportsTheLine) {
+    for (const char* text : {"", "high\n", "2147483648\n"}) {
+        put(unexport_file, "");
+        put(value_file, text);
+        EXPECT_THROW(get(), std::ios_base::failure) << text;
+        EXPECT_EQ(content(unexport_file), "37");
+    }
+}
+
+TEST_F(GPIOTest, FailingUnexportIsAFailure) {
+    testing_support::remove(unexport_file);
+    put(std::string(unexport_file) + "/a directory", "");
+    EXPECT_THROW(set_1(), std::ios_base::failure);
+    EXPECT_EQ(content(value_file), "1");
+    EXPECT_THROW(get(), std::ios_base::failure);
+}
+
+TEST_F(GPIOTest, FailureOfTheValueIsReportedAndNotThatOfTheUnexport) {
+    // A directory in the value's place: the failure to read it has a text of its own, unlike that of opening a file.
+    testing_support::remove(value_file);
+    put(std::string(value_file) + "/a directory", "");
+    testing_support::remove(unexport_file);
+    put(std::string(unexport_file) + "/a directory", "");
+    const auto text_of = [](const std::function<void()>& code) -> std::string {
+        try {
+            code();
+            return "";
+        } catch (const std::ios_base::failure& failure) {
+            return failure.what();
+        }
+    };
+    const std::string of_value = text_of([] { Velmor::SysFS<io_value_t>(value_file).read(); });
+    const std::string of_unexport = text_of([] { Velmor::SysFS<GPIO::pin>(unexport_file).write(37); });
+    ASSERT_NE(of_value, of_unexport);
+    EXPECT_EQ(text_of(get), of_value);
+}
+
+TEST_F(GPIOTest, FailingUnexportAfterAFailingValueIsTriedOnce) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Outcome outcome = Recorder()
+                                .fail(std::string("write ") + value_file, EIO)
+                                .fail(std::string("write ") + unexport_file, EINVAL, 0)
+                                .run([] { return failure_of(set_1); });
+    EXPECT_EQ(outcome.result, 1);
+    ASSERT_EQ(outcome.acts.size(), 12U);
+    EXPECT_THAT(std::vector(outcome.acts.end() - 5, outcome.acts.end()),
+                ElementsAre("write /sys/class/gpio/gpio37/value 1 = EIO", "close /sys/class/gpio/gpio37/value",
+                            "open /sys/class/gpio/unexport w", "write /sys/class/gpio/unexport 37 = EINVAL",
+                            "close /sys/class/gpio/unexport"));
+}
+
+/** Groups by thousands with '.' and marks decimals with ','. */
+class OtherNumbers : public std::numpunct<char> {
+    char do_thousands_sep() const override { return '.'; }
+    char do_decimal_point() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST_F(GPIOTest, ApplicationsLocaleChangesNothing) {
+    put("/sys/class/gpio/gpio1234/direction", "");
+    put("/sys/class/gpio/gpio1234/value", "1.000\n");
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new OtherNumbers));
+    std::ostringstream application;
+    application << 1234;
+    EXPECT_EQ(application.str(), "1.234");
+    EXPECT_EQ(failure_of([] { EXPECT_EQ(GPIO(1234, "in").get(), 1); }), 0);
+    EXPECT_EQ(content(export_file), "1234");
+    EXPECT_EQ(failure_of([] { GPIO(1234, "out").set(5678); }), 0);
+    std::locale::global(before);
+    EXPECT_EQ(content("/sys/class/gpio/gpio1234/value"), "5678");
+    EXPECT_EQ(content(unexport_file), "1234");
+    EXPECT_FALSE(testing_support::exists("/sys/class/gpio/gpio1.234"));
 }
 
 }  // namespace

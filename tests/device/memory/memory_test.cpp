@@ -1,0 +1,320 @@
+// SPDX-License-Identifier: MIT
+// What a start of the board leaves behind in memory, and what happens where there is none. This program has an operator
+// new of its own, so it is not built with sanitizers.
+
+#include <gmock/gmock.h>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "core/resource.h"
+#include "lighting/backlight_sysfs.h"
+#include "platform/platform.h"
+#include "support/files.h"
+#include "system/scenario.h"
+#include "velmor.h"
+
+using testing::AnyOf;
+using testing_support::answer;
+using testing_support::content;
+using testing_support::joined;
+using testing_support::Out;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::put;
+using testing_support::reset_device;
+
+namespace {
+
+/** Stands before each block that operator new has handed out. */
+struct alignas(std::max_align_t) Header {
+    std::size_t size;
+    bool counted;
+};
+
+std::atomic<bool> counting = false;
+std::atomic<long> live_blocks = 0;
+std::atomic<long> live_bytes = 0;
+std::atomic<long> allocations = 0;
+std::atomic<long> failing_allocation = 0;  // 1 is the first that is counted, -1 is every one
+
+void* allocate(std::size_t size) {
+    const bool counted = counting;
+    if (counted) {
+        const long number = ++allocations;
+        if (failing_allocation == number || failing_allocation < 0) throw std::bad_alloc();
+    }
+    void* const memory = std::malloc(sizeof(Header) + size);
+    if (memory == nullptr) throw std::bad_alloc();
+    auto* const header = new (memory) Header{size, counted};
+    if (counted) {
+        ++live_blocks;
+        live_bytes += static_cast<long>(size);
+    }
+    return header + 1;
+}
+
+void release(void* block) {
+    if (block == nullptr) return;
+    Header* const header = static_cast<Header*>(block) - 1;
+    if (header->counted) {
+        --live_blocks;
+        live_bytes -= static_cast<long>(header->size);
+    }
+    std::free(header);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete[](void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    release(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    release(block);
+}
+
+namespace {
+
+/** Memory that is still in use, as blocks and bytes. */
+struct Memory {
+    long blocks = 0;
+    long bytes = 0;
+
+    template <typename Object>
+    Memory& object() {
+        return block(sizeof(Object));
+    }
+    Memory& text(const std::string& text) { return block(text.size() + 1); }
+    Memory& block(std::size_t size) {
+        ++blocks;
+        bytes += static_cast<long>(size);
+        return *this;
+    }
+
+    std::string told() const { return std::to_string(blocks) + " blocks, " + std::to_string(bytes) + " bytes"; }
+};
+
+/** What a piece of code leaves behind. */
+Memory left_by(const std::function<void()>& code) {
+    const long blocks = live_blocks;
+    const long bytes = live_bytes;
+    counting = true;
+    code();
+    counting = false;
+    return {live_blocks - blocks, live_bytes - bytes};
+}
+
+void call() {
+    bool present = false;
+    es_present(&present);
+}
+
+constexpr char backlight[] = "/sys/class/backlight/pwm-backlight.0";
+constexpr char pwm[] = "/sys/devices/platform/mxc_pwm.1";
+
+struct Failure {
+    std::string name;
+    void (*break_device)();
+    Memory lost;
+};
+
+class FailedStart : public testing::TestWithParam<Failure> {};
+
+TEST_P(FailedStart, LosesTheObjectsOfTheRowsBeforeAndNothingElse) {
+    reset_device();
+    GetParam().break_device();
+    const Played played = play([] {
+        const std::string first = left_by(call).told();
+        return joined({first, left_by(call).told()});
+    });
+    EXPECT_EQ(played.told, joined({GetParam().lost.told(), GetParam().lost.told()}));
+}
+
+Memory platform() {
+    return Memory().object<Velmor::Platform>().block(64);  // and the table's bytes
+}
+
+Memory platform_and_backlight() {
+    return platform().object<Velmor::BacklightSysFS>().text(backlight);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Board, FailedStart,
+    testing::Values(
+        Failure{"AtThePlatformsVersion", [] { testing_support::remove("/proc/platform/pht_version"); }, Memory()},
+        Failure{"AtThePlatformsUnknownVersion", [] { put("/proc/platform/pht_version", "4\n"); }, Memory()},
+        Failure{"AtThePlatformsTable", [] { testing_support::remove("/proc/platform/pht"); }, Memory()},
+        Failure{"AtThePlatformsTableWithoutX", [] { put("/proc/platform/pht", "002912\n"); }, Memory()},
+        Failure{"AtTheBacklight", [] { testing_support::remove(std::string(backlight) + "/max_brightness"); },
+                platform()},
+        Failure{"AtThePwm", [] { testing_support::remove(std::string(pwm) + "/period"); }, platform_and_backlight()},
+        Failure{"AtThePwmsDuty", [] { testing_support::remove(std::string(pwm) + "/duty"); },
+                platform_and_backlight()}),
+    [](const auto& instance) { return instance.param.name; });
+
+/** One entry of the registry: a red-black tree's colour and three pointers, the key and the pointer. */
+constexpr std::size_t node_size =
+    4 * sizeof(void*) + sizeof(std::pair<const Velmor::Resource::type, Velmor::Resource*>);
+
+struct Unfitted {
+    std::string name;
+    std::size_t byte;
+    const char* digits;
+    long resources;
+};
+
+class UnfittedResources : public testing::TestWithParam<Unfitted> {};
+
+// They are constructed all the same: only their places in the registry are saved.
+TEST_P(UnfittedResources, StayAllocatedOutsideTheRegistry) {
+    reset_device();
+    const auto start = [] {
+        const Memory memory = left_by(call);
+        return std::to_string(memory.blocks) + " " + std::to_string(memory.bytes);
+    };
+    const Played all = play(start);
+    reset_device();
+    std::string table = content("/proc/platform/pht");
+    table.replace(2 + 2 * GetParam().byte, 2, GetParam().digits);
+    put("/proc/platform/pht", table);
+    const Played fewer = play(start);
+
+    const auto numbers = [](const std::string& told) {
+        std::size_t end = 0;
+        const long blocks = std::stol(told, &end);
+        return std::pair(blocks, std::stol(told.substr(end)));
+    };
+    EXPECT_EQ(numbers(all.told).first - numbers(fewer.told).first, GetParam().resources);
+    EXPECT_EQ(numbers(all.told).second - numbers(fewer.told).second,
+              GetParam().resources * static_cast<long>(node_size));
+}
+
+INSTANTIATE_TEST_SUITE_P(Board, UnfittedResources,
+                         testing::Values(Unfitted{"Echosounder", 19, "2f", 3}, Unfitted{"Bluetooth", 18, "04", 1},
+                                         Unfitted{"Wifi", 4, "00", 1}),
+                         [](const auto& instance) { return instance.param.name; });
+
+TEST(StartedBoard, CallsLeaveNothingBehind) {
+    reset_device();
+    const Played played = play([] {
+        call();
+        return left_by([] {
+                   uint32_t level = 0;
+                   thermal_state_t state = {};
+                   platform_info_t info = {};
+                   io_config_t config = {};
+                   led_color_t color = {};
+                   for (int i = 0; i < 3; ++i) {
+                       backlight_set(0, 256);
+                       backlight_get(0, &level);
+                       thermal_state_get(0, &state);
+                       platform_info_get(&info, sizeof info);
+                       io_config_get(0, &config);
+                       led_color_get(0, &color);
+                   }
+               })
+            .told();
+    });
+    EXPECT_EQ(played.told, "0 blocks, 0 bytes");
+}
+
+// ---- Without memory ------------------------------------------------------------------------------------------------
+
+constexpr char failed_start[] =
+    "cannot set board resources: std::bad_alloc\nes_present failed: cannot initialize board data\n";
+
+// Every allocation of a start fails once. The next call must find a board, or build one.
+TEST(NoMemory, AnyFailingAllocationFailsTheStartAndNotTheNextOne) {
+    reset_device();
+    const long total = std::stol(play([] {
+                                     counting = true;
+                                     call();
+                                     counting = false;
+                                     return std::to_string(allocations);
+                                 }).told);
+    ASSERT_GT(total, 20);
+    int failures = 0;
+    for (long number = 1; number <= total; ++number) {
+        reset_device();
+        const Played played = play([number] {
+            Out<bool> present;
+            Out<bool> present_next;
+            failing_allocation = number;
+            counting = true;
+            const int result = es_present(present);
+            counting = false;
+            reset_device();  // an opened attribute that nothing was written to is empty on a plain file system
+            return joined({std::to_string(result), answer([&] { return es_present(present_next); }, present_next)});
+        });
+        ASSERT_EQ(played.wait_status, 0) << number;
+        EXPECT_THAT(played.told, AnyOf("-1, 0: true", "0, 0: true")) << number;
+        if (played.told.starts_with("-1")) {
+            ++failures;
+            EXPECT_EQ(played.error_text, failed_start) << number;
+        } else {
+            EXPECT_EQ(played.error_text, "") << number;  // the thermal zone's search for trip points ends early
+        }
+    }
+    EXPECT_GT(failures, total / 2);
+}
+
+TEST(NoMemory, CallWithoutAnyIsAFailureWithoutALine) {
+    reset_device();
+    const Played played = play([] {
+        call();
+        Out<uint32_t> level;
+        Out<led_color_t> color;
+        failing_allocation = -1;
+        counting = true;
+        errno = 4711;
+        const int got = backlight_get(0, level);
+        const bool kept = errno == 4711;
+        const int missing = led_color_get(0, color);
+        mrfi_enum_ctx* context = nullptr;
+        const int open = mrfi_connection_list_open(0, &context);
+        counting = false;
+        return joined({std::to_string(got), kept ? "errno kept" : "errno changed", std::to_string(missing),
+                       std::to_string(open), level.text(), color.text()});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, "-1, errno kept, -1, -1, untouched, untouched");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
+    reset_device();
+    const Played played = play([] {
+        Out<bool> present;
+        failing_allocation = -1;
+        counting = true;
+        errno = 4711;
+        const int result = es_present(present);
+        const bool kept = errno == 4711;
+        counting = false;
+        Out<bool> present_next;
+        return joined({std::to_string(result), kept ? "errno kept" : "errno changed", present.text(),
+                       answer([&] { return es_present(present_next); }, present_next)});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, "-1, errno kept, untouched, 0: true");
+    EXPECT_EQ(played.error_text, "");
+}
+
+}  // namespace

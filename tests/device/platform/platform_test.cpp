@@ -1,0 +1,661 @@
+// SPDX-License-Identifier: MIT
+#include "platform/platform.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+#include "support/recorder.h"
+#include "support/thrown.h"
+#include "velmor.h"
+
+using testing::ElementsAreArray;
+using testing::MatchesRegex;
+using testing_support::Outcome;
+using testing_support::put;
+using testing_support::Recorder;
+using testing_support::run_apart;
+using testing_support::thrown;
+using Velmor::Platform;
+
+namespace {
+
+using Bytes = std::array<std::uint8_t, 96>;
+
+constexpr char not_supported[] = "system_error 95 Operation not supported";
+
+std::string record(const std::string& key) {
+    return "/proc/platform/" + key;
+}
+
+/** The nine records of one software, in the order in which they are read. */
+std::vector<std::string> block(const std::string& software) {
+    std::vector<std::string> keys;
+    for (const char* key : {"date_day", "date_month", "date_year", "version_major", "version_minor", "version_revision",
+                            "version_status", "version_build", "version_development"}) {
+        keys.push_back(software + key);
+    }
+    return keys;
+}
+
+/** Every file that a query of the record reads, in order. */
+std::vector<std::string> files_of_info() {
+    std::vector<std::string> files;
+    for (const char* software : {"boot_", "splash_", "os_"}) {
+        for (const std::string& key : block(software)) files.push_back(record(key));
+    }
+    for (const char* file : {"/etc/fs_version", "/proc/platform/serial_number", "/proc/platform/compatibility_version"})
+        files.emplace_back(file);
+    return files;
+}
+
+/** A table's text with these bytes, and 0 elsewhere. */
+std::string table(const std::map<unsigned, unsigned>& bytes) {
+    std::string text = "0x";
+    for (unsigned i = 0; i < 64; ++i) {
+        const unsigned byte = bytes.contains(i) ? bytes.at(i) : 0;
+        text += "0123456789abcdef"[byte >> 4U];
+        text += "0123456789abcdef"[byte & 0xFU];
+    }
+    return text + "\n";
+}
+
+void put_table(int version, const std::string& text) {
+    put(record("pht_version"), std::to_string(version) + "\n");
+    put(record("pht"), text);
+}
+
+platform_info_t sentinel() {
+    Bytes bytes;
+    bytes.fill(0xA5);
+    return std::bit_cast<platform_info_t>(bytes);
+}
+
+platform_info_t info() {
+    platform_info_t result = sentinel();
+    Platform().info_get(&result, sizeof result);
+    return result;
+}
+
+class PlatformTest : public testing::Test {
+protected:
+    void SetUp() override { testing_support::reset_device(); }
+};
+
+// ---- The record
+
+class PlatformRecord : public PlatformTest {
+protected:
+    void SetUp() override {
+        PlatformTest::SetUp();
+        // Where two fields of the device's would be alike.
+        put(record("os_version_development"), "6\n");
+        put(record("boot_version_development"), "9\n");
+        put(record("splash_date_year"), "2023\n");
+        put(record("compatibility_version"), "16909060\n");
+        // Of old, and never read.
+        put(record("low_featuremask"), "1\n");
+        put(record("high_featuremask"), "2\n");
+    }
+};
+
+TEST_F(PlatformRecord, IsFilledByteByByte) {
+    constexpr std::uint8_t keep = 0xA5;
+    constexpr Bytes expected = {
+        3,    4,    5,    'A',  42,   6,    5,    6,     // 0: version and date of the operating system
+        0xEA, 0x07, keep, keep,                          // 8: its year, 2026
+        0,    0,    0,    0,    0,    0,    0,    0,     // 12: feature masks
+        4,    3,    2,    1,                             // 20: compatibility version 0x01020304
+        'A',  'B',  '1',  '2',  'C',  '0',  'F',  'F',   // 24: serial number
+        'E',  'E',  0,    keep, keep, keep, keep, keep,  // 32
+        keep, keep, keep, keep, keep, keep, keep, keep,  // 40
+        keep, keep, keep, keep, keep, keep, keep, keep,  // 48
+        keep, keep, keep, keep, keep, keep,              // 56
+        2,                                               // 62: kind of the boot loader's block
+        1,    2,    3,    'R',  40,   9,    3,    4,     // 63: version and date of the boot loader
+        keep,                                            // 71
+        0xE8, 0x07,                                      // 72: its year, 2024
+        2,    1,    3,    'R',  17,   1,    24,   12,    // 74: version and date of the root file system
+        0xE9, 0x07,                                      // 82: its year, 2025
+        2,    3,    4,    'B',  41,   1,    4,    5,     // 84: version and date of the boot splash
+        0xE7, 0x07,                                      // 92: its year, 2023
+        keep, keep,                                      // 94
+    };
+    EXPECT_THAT(std::bit_cast<Bytes>(info()), ElementsAreArray(expected));
+}
+
+TEST_F(PlatformRecord, SizeIsNotLookedAt) {
+    const Bytes whole = std::bit_cast<Bytes>(info());
+    platform_info_t result = sentinel();
+    Platform().info_get(&result, 0);
+    EXPECT_THAT(std::bit_cast<Bytes>(result), ElementsAreArray(whole));
+}
+
+TEST_F(PlatformRecord, FilesAreReadInOrder) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    Outcome outcome = Recorder().run([] {
+        info();
+        return 0;
+    });
+    std::vector<std::string> expected = {"open /proc/platform/pht_version r", "open /proc/platform/pht r"};
+    for (const std::string& file : files_of_info()) expected.push_back("open " + file + " r");
+    std::erase_if(outcome.acts, [](const std::string& act) { return !act.starts_with("open "); });
+    EXPECT_THAT(outcome.acts, ElementsAreArray(expected));
+}
+
+TEST_F(PlatformRecord, EveryQueryReadsAfresh) {
+    Platform platform;
+    platform_info_t result = {};
+    platform.info_get(&result, sizeof result);
+    put(record("boot_version_major"), "77\n");
+    put(record("serial_number"), "NEW\n");
+    put("/etc/fs_version", "9.8.7c6 1/2/2003\n");
+    platform.info_get(&result, sizeof result);
+    EXPECT_EQ(result.boot_version_major, 77);
+    EXPECT_STREQ(result.serial_number, "NEW");
+    EXPECT_EQ(result.fs_version_major, 9);
+}
+
+TEST_F(PlatformRecord, NumbersAreCutToTheirFields) {
+    put(record("os_version_major"), "259\n");
+    put(record("os_date_day"), "-1\n");
+    put(record("boot_date_year"), "67560\n");  // 2024 more than 65536
+    put(record("splash_date_year"), "-2\n");
+    put(record("splash_version_build"), "2147483647\n");
+    put(record("compatibility_version"), "4294967295\n");
+    const platform_info_t result = info();
+    EXPECT_EQ(result.os_version_major, 3);
+    EXPECT_EQ(result.os_date_day, 255);
+    EXPECT_EQ(result.boot_date_year, 2024);
+    EXPECT_EQ(result.splash_date_year, 65534);
+    EXPECT_EQ(result.splash_version_build, 255);
+    EXPECT_EQ(result.compatibility_version, 4294967295U);
+}
+
+TEST_F(PlatformRecord, StatusIsTheFirstCharacterThatIsNotBlank) {
+    put(record("os_version_status"), " \n xyz\n");
+    put(record("boot_version_status"), "0\n");
+    EXPECT_EQ(info().os_version_status, 'x');
+    EXPECT_EQ(info().boot_version_status, '0');
+}
+
+TEST_F(PlatformRecord, BlocksAndTextsGoThroughTheirOwnOperations) {
+    struct Noting : Platform {
+        void boot_info_read(platform_info_t& /*info*/) override { calls += "boot "; }
+        void splash_info_read(platform_info_t& /*info*/) override { calls += "splash "; }
+        void os_info_read(platform_info_t& /*info*/) override { calls += "os "; }
+        void fs_info_read(platform_info_t& info) override {
+            calls += "fs ";
+            Platform::fs_info_read(info);
+        }
+        void fs_version_parse(platform_info_t& /*info*/, const std::string& text) override { calls += text + " "; }
+        void fs_date_parse(platform_info_t& /*info*/, const std::string& text) override { calls += text; }
+        std::string calls;
+    };
+    Noting platform;
+    platform_info_t result = {};
+    platform.info_get(&result, sizeof result);
+    EXPECT_EQ(platform.calls, "boot splash os fs 2.1.3R17D 24/12/2025");
+}
+
+TEST_F(PlatformRecord, QueriesMayOverlap) {
+    Platform platform;
+    std::array<platform_info_t, 2> results = {sentinel(), sentinel()};
+    std::vector<std::thread> threads;
+    threads.reserve(results.size());
+    for (platform_info_t& result : results) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 10; ++i) platform.info_get(&result, sizeof result);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const Bytes expected = std::bit_cast<Bytes>(info());
+    for (const platform_info_t& result : results) {
+        EXPECT_THAT(std::bit_cast<Bytes>(result), ElementsAreArray(expected));
+    }
+}
+
+TEST_F(PlatformRecord, GlobalLocaleChangesNothing) {
+    const testing_support::GroupingLocale grouping;
+    put(record("os_date_year"), "2,026\n");
+    put("/etc/fs_version", "2,1.1.3R17D 24/12/2,025\n");
+    const platform_info_t result = info();
+    EXPECT_EQ(result.os_date_year, 2);
+    EXPECT_EQ(result.fs_version_major, 2);
+    EXPECT_EQ(result.fs_date_year, 2);
+    EXPECT_EQ(result.compatibility_version, 16909060U);
+}
+
+// ---- Files that cannot be read
+
+std::string name_of_file(const testing::TestParamInfo<std::string>& test) {
+    return std::filesystem::path(test.param).filename();
+}
+
+class PlatformFile : public PlatformTest, public testing::WithParamInterface<std::string> {
+protected:
+    bool is_forgiven() const { return GetParam().ends_with("serial_number"); }
+    bool is_number() const { return !GetParam().ends_with("status") && !GetParam().ends_with("fs_version"); }
+
+    static std::string failure() {
+        return thrown([] { info(); });
+    }
+};
+
+TEST_P(PlatformFile, MissingOrUnparsableFailsTheQuery) {
+    const std::string expected = is_forgiven() ? "nothing" : "stream failure";
+    for (const char* text : {"", " \n"}) {
+        put(GetParam(), text);
+        EXPECT_EQ(failure(), expected) << "\"" << text << "\"";
+    }
+    if (is_number() && !is_forgiven()) {
+        for (const char* text : {"x1\n", "-\n", "99999999999\n"}) {
+            put(GetParam(), text);
+            EXPECT_EQ(failure(), expected) << "\"" << text << "\"";
+        }
+    }
+    testing_support::remove(GetParam());
+    EXPECT_EQ(failure(), expected) << "missing";
+    std::filesystem::create_directory(GetParam());
+    EXPECT_EQ(failure(), expected) << "directory";
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, PlatformFile, testing::ValuesIn(files_of_info()), name_of_file);
+
+TEST_F(PlatformTest, FilesAreLookedAtOneAfterTheOther) {
+    // A failure leaves what was read before it, and nothing behind it.
+    testing_support::remove(record("splash_version_major"));
+    platform_info_t result = sentinel();
+    Platform platform;
+    EXPECT_EQ(thrown([&] { platform.info_get(&result, sizeof result); }), "stream failure");
+    EXPECT_EQ(result.boot_version_development, 0);
+    EXPECT_EQ(result.splash_date_year, 2025);
+    EXPECT_EQ(result.splash_version_major, 0xA5);
+    EXPECT_EQ(result.os_date_day, 0xA5);
+    EXPECT_EQ(result.boot_info_kind, 0xA5);
+}
+
+TEST_F(PlatformTest, FileSystemVersionNeedsBothWords) {
+    put("/etc/fs_version", "2.1.3R17D\n");
+    EXPECT_EQ(thrown([] { info(); }), "stream failure");
+}
+
+TEST_F(PlatformTest, SerialNumberIsTheFirstWordCutTo31Characters) {
+    put(record("serial_number"), " 123 456\n");
+    EXPECT_STREQ(info().serial_number, "123");
+    const std::string digits = "1234567890123456789012345678901";
+    for (const char* more : {"", "2", "2345678901234567890"}) {
+        put(record("serial_number"), digits + more + "\n");
+        EXPECT_STREQ(info().serial_number, digits.c_str());
+    }
+}
+
+TEST_F(PlatformTest, SerialNumberThatCannotBeReadIsEmpty) {
+    testing_support::remove(record("serial_number"));
+    const platform_info_t result = info();
+    EXPECT_STREQ(result.serial_number, "");
+    EXPECT_EQ(result.os_version_major, 3);
+    EXPECT_EQ(result.fs_version_major, 2);
+    EXPECT_EQ(result.boot_info_kind, 2);
+    EXPECT_EQ(result.compatibility_version, 7U);
+}
+
+TEST_F(PlatformTest, SerialNumberWhoseReadFailsIsEmpty) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    Recorder recorder;
+    recorder.fail("read /proc/platform/serial_number", EIO, 0);
+    EXPECT_EQ(recorder.run([] { return info().serial_number[0] == '\0' ? 1 : 0; }).result, 1);
+}
+
+// ---- The file system's texts
+
+struct VersionText {
+    const char* text;
+    int major, minor, revision;
+    char status;
+    int build, development;
+};
+
+class PlatformFsVersion : public PlatformTest, public testing::WithParamInterface<VersionText> {};
+
+TEST_P(PlatformFsVersion, IsReadAsFarAsItGoes) {
+    platform_info_t result = sentinel();
+    Platform().fs_version_parse(result, GetParam().text);
+    EXPECT_EQ(result.fs_version_major, GetParam().major);
+    EXPECT_EQ(result.fs_version_minor, GetParam().minor);
+    EXPECT_EQ(result.fs_version_revision, GetParam().revision);
+    EXPECT_EQ(result.fs_version_status, GetParam().status);
+    EXPECT_EQ(result.fs_version_build, GetParam().build);
+    EXPECT_EQ(result.fs_version_development, GetParam().development);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Whole, PlatformFsVersion,
+    testing::Values(VersionText{"2.1.3R17D", 2, 1, 3, 'R', 17, 1}, VersionText{"1..7b2", 1, 0, 7, 'b', 2, 0},
+                    VersionText{"10.20.30.40", 10, 20, 30, '.', 40, 0}, VersionText{"2.1.3R17d", 2, 1, 3, 'R', 17, 0},
+                    VersionText{"2.1.3R17XD", 2, 1, 3, 'R', 17, 0}, VersionText{"2.1.3R17DX", 2, 1, 3, 'R', 17, 1},
+                    VersionText{"2.1.3RD", 2, 1, 3, 'R', 0, 1}, VersionText{"2.1.3DD", 2, 1, 3, 'D', 0, 1},
+                    VersionText{"2.1.R17", 2, 1, 0, 'R', 17, 0}, VersionText{".1.3R17", 0, 1, 3, 'R', 17, 0},
+                    VersionText{"..R", 0, 0, 0, 'R', 0, 0}));
+INSTANTIATE_TEST_SUITE_P(
+    Short, PlatformFsVersion,
+    testing::Values(VersionText{"", 0, 0, 0, '\0', 0, 0}, VersionText{"2", 2, 0, 0, '\0', 0, 0},
+                    VersionText{"2.", 2, 0, 0, '\0', 0, 0}, VersionText{"2.1", 2, 1, 0, '\0', 0, 0},
+                    VersionText{"2.1.", 2, 1, 0, '\0', 0, 0}, VersionText{"2.1.3", 2, 1, 3, '\0', 0, 0},
+                    VersionText{"2.1.3R", 2, 1, 3, 'R', 0, 0}, VersionText{"2.1.3R17", 2, 1, 3, 'R', 17, 0}));
+INSTANTIATE_TEST_SUITE_P(NotNumbers, PlatformFsVersion,
+                         testing::Values(VersionText{"x.y.zR1", 0, 0, 0, 'z', 0, 0},
+                                         VersionText{"2a.1b.3R17", 2, 1, 3, 'R', 17, 0},
+                                         VersionText{"300.257.259R260", 44, 1, 3, 'R', 4, 0},
+                                         VersionText{"2147483648.1.3R99999999999", 0, 1, 3, 'R', 0, 0},
+                                         VersionText{"99999999999.99999999999.99999999999R1", 0, 0, 0, 'R', 1, 0}));
+
+struct DateText {
+    const char* text;
+    int day, month, year;
+};
+
+class PlatformFsDate : public PlatformTest, public testing::WithParamInterface<DateText> {};
+
+TEST_P(PlatformFsDate, IsReadAsFarAsItGoes) {
+    platform_info_t result = sentinel();
+    Platform().fs_date_parse(result, GetParam().text);
+    EXPECT_EQ(result.fs_date_day, GetParam().day);
+    EXPECT_EQ(result.fs_date_month, GetParam().month);
+    EXPECT_EQ(result.fs_date_year, GetParam().year);
+}
+
+INSTANTIATE_TEST_SUITE_P(Whole, PlatformFsDate,
+                         testing::Values(DateText{"24/12/2025", 24, 12, 2025}, DateText{"5//2013", 5, 0, 2013},
+                                         DateText{"//2013", 0, 0, 2013}, DateText{"05/09/65535", 5, 9, 65535},
+                                         DateText{"1/2/2013/4", 1, 2, 2013}));
+INSTANTIATE_TEST_SUITE_P(Short, PlatformFsDate,
+                         testing::Values(DateText{"", 0, 0, 0}, DateText{"5", 5, 0, 0}, DateText{"5/", 5, 0, 0},
+                                         DateText{"5/6", 5, 6, 0}, DateText{"5/6/", 5, 6, 0}, DateText{"//", 0, 0, 0}));
+INSTANTIATE_TEST_SUITE_P(NotNumbers, PlatformFsDate,
+                         testing::Values(DateText{"x/y/z", 0, 0, 0}, DateText{"5x/6y/7z", 5, 6, 7},
+                                         DateText{"1/2/65536", 1, 2, 0}, DateText{"300/2147483648/1", 44, 0, 1}));
+
+TEST_F(PlatformTest, FileSystemTextsAreTheTwoWordsOfTheirFile) {
+    put("/etc/fs_version", "\n 1..7b2\n5//2013 more\n");
+    const platform_info_t result = info();
+    EXPECT_EQ(result.fs_version_major, 1);
+    EXPECT_EQ(result.fs_version_revision, 7);
+    EXPECT_EQ(result.fs_version_status, 'b');
+    EXPECT_EQ(result.fs_version_build, 2);
+    EXPECT_EQ(result.fs_date_day, 5);
+    EXPECT_EQ(result.fs_date_month, 0);
+    EXPECT_EQ(result.fs_date_year, 2013);
+}
+
+// ---- The hardware table
+
+/** Where a field's bits are in the table; the layouts once more, in bits. */
+struct FieldBits {
+    std::uint32_t id;
+    unsigned byte;          // versions 1 and 3
+    unsigned high, low;     // bits, 7 is the highest
+    int byte_of_version_2;  // negative: absent
+};
+
+constexpr FieldBits fields[] = {
+    {1, 0, 7, 5, 0},    {2, 0, 4, 3, 0},    {3, 0, 2, 0, 0},    {4, 1, 7, 0, 1},    {5, 2, 7, 0, 2},
+    {6, 3, 7, 3, 3},    {7, 4, 7, 7, 4},    {8, 4, 6, 6, 4},    {9, 4, 5, 5, 4},    {10, 4, 4, 2, 4},
+    {11, 5, 2, 0, -1},  {12, 6, 7, 0, -1},  {13, 7, 4, 0, -1},  {14, 8, 7, 0, -1},  {15, 9, 7, 0, -1},
+    {16, 10, 7, 0, 5},  {17, 11, 7, 0, 6},  {18, 12, 7, 0, 7},  {19, 13, 7, 0, 8},  {20, 14, 7, 0, 9},
+    {21, 15, 7, 0, 10}, {22, 16, 7, 0, 11}, {23, 17, 7, 0, 12}, {24, 18, 7, 5, 13}, {25, 18, 4, 2, 13},
+    {26, 19, 7, 4, 14}, {27, 19, 3, 0, 14},
+};
+
+class PlatformLayout : public PlatformTest, public testing::WithParamInterface<int> {
+protected:
+    static int byte_of(const FieldBits& field) {
+        return GetParam() == 2 ? field.byte_of_version_2 : static_cast<int>(field.byte);
+    }
+
+    /** Every field of a table in which one byte alone is not 0. */
+    static void expect_fields(int byte, unsigned value) {
+        put_table(GetParam(), table({{static_cast<unsigned>(byte), value}}));
+        Platform platform;
+        for (const FieldBits& field : fields) {
+            if (byte_of(field) < 0) continue;
+            const unsigned width = field.high - field.low + 1;
+            const unsigned expected = byte_of(field) == byte ? value / (1U << field.low) % (1U << width) : 0;
+            EXPECT_EQ(platform.field_get(field.id), expected)
+                << "field " << field.id << ", byte " << byte << " is " << value;
+        }
+    }
+};
+
+TEST_P(PlatformLayout, EveryBitBelongsToItsField) {
+    for (int byte = 0; byte < 24; ++byte) {
+        for (unsigned bit = 0; bit < 8; ++bit) expect_fields(byte, 1U << bit);
+        expect_fields(byte, 0xFF);
+    }
+}
+
+TEST_P(PlatformLayout, OtherFieldsAreNotSupported) {
+    put_table(GetParam(), table({}));
+    Platform platform;
+    for (const std::uint32_t id : {0U, 28U, 256U + 1U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(thrown([&] { platform.field_get(id); }), not_supported) << id;
+    }
+    for (const FieldBits& field : fields) {
+        EXPECT_EQ(thrown([&] { platform.field_get(field.id); }), byte_of(field) < 0 ? not_supported : "nothing")
+            << field.id;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Version, PlatformLayout, testing::Values(1, 2, 3), testing::PrintToStringParamName());
+
+TEST_F(PlatformTest, Version2LacksField11AndFindsField16InByte5) {
+    put_table(2, table({{5, 0x5A}, {10, 0xFF}}));
+    EXPECT_EQ(Platform().field_get(16), 0x5AU);
+    EXPECT_EQ(thrown([] { Platform().field_get(11); }), not_supported);
+}
+
+TEST_F(PlatformTest, UnknownTableVersionIsNoDevice) {
+    for (const int version : {4, 0, -1}) {
+        put_table(version, table({}));
+        EXPECT_EQ(thrown([] { Platform(); }),
+                  "system_error 19 Invalid PHT table version " + std::to_string(version) + ": No such device");
+    }
+    testing_support::remove(record("pht"));
+    EXPECT_EQ(thrown([] { Platform(); }), "system_error 19 Invalid PHT table version -1: No such device")
+        << "the table itself is not looked at";
+}
+
+TEST_F(PlatformTest, TableThatCannotBeReadIsAStreamFailure) {
+    for (const char* key : {"pht_version", "pht"}) {
+        testing_support::reset_device();
+        for (const char* text : {"", " \n"}) {
+            put(record(key), text);
+            EXPECT_EQ(thrown([] { Platform(); }), "stream failure") << key;
+        }
+        testing_support::remove(record(key));
+        EXPECT_EQ(thrown([] { Platform(); }), "stream failure") << key;
+    }
+    testing_support::reset_device();
+    put(record("pht_version"), "one\n");
+    EXPECT_EQ(thrown([] { Platform(); }), "stream failure");
+}
+
+TEST_F(PlatformTest, TableWithoutMarkIsRefused) {
+    put(record("pht"), "2912342804022d\n");
+    EXPECT_EQ(thrown([] { Platform(); }), "invalid_argument platform hardware table has no \"x\" before its digits");
+}
+
+TEST_F(PlatformTest, ShortTableIsZeroBehindItsEnd) {
+    put(record("pht"), "0x29123\n");
+    Platform platform;
+    EXPECT_EQ(platform.uid_get(), 0x1203);
+    EXPECT_EQ(platform.mid_get(), 0U);
+    EXPECT_EQ(platform.field_get(27), 0U);
+}
+
+TEST_F(PlatformTest, TableIsReadOnceOnly) {
+    put_table(1, table({{1, 0x12}, {2, 0x34}}));
+    Platform platform;
+    put_table(2, table({{1, 0xFF}, {2, 0xFF}}));
+    EXPECT_EQ(platform.uid_get(), 0x1234);
+    testing_support::remove("/proc/platform/pht");
+    testing_support::remove("/proc/platform/pht_version");
+    EXPECT_EQ(platform.uid_get(), 0x1234);
+    EXPECT_EQ(platform.field_get(11), 0U);
+}
+
+// ---- Identities
+
+TEST_F(PlatformTest, IdentitiesAreFieldsOfTheTable) {
+    put_table(1, table({{1, 0x12}, {2, 0x34}, {3, 0xAF}, {16, 0xBE}, {17, 0xEF}}));
+    Platform platform;
+    EXPECT_EQ(platform.uid_get(), 0x1234);
+    EXPECT_EQ(platform.oemid_get(), 0x15U);
+    EXPECT_EQ(platform.mid_get(), 0xBEEFU);
+    put_table(2, table({{1, 0xFF}, {2, 0xFE}, {3, 0xF8}, {11, 0xCA}, {12, 0xFE}}));
+    Platform second;
+    EXPECT_EQ(second.uid_get(), 0xFFFE);
+    EXPECT_EQ(second.oemid_get(), 0x1FU);
+    EXPECT_EQ(second.mid_get(), 0xCAFEU);
+}
+
+TEST_F(PlatformTest, CanManufacturerCodeIsElevenBits) {
+    put_table(1, table({{5, 0xFD}, {6, 0x34}}));
+    EXPECT_EQ(Platform().can_manuf_code_get(), 0x534);
+    put_table(3, table({{5, 0xFF}, {6, 0xFF}}));
+    EXPECT_EQ(Platform().can_manuf_code_get(), 0x7FF);
+}
+
+TEST_F(PlatformTest, CanUniqueNumberIsTwentyOneBits) {
+    put_table(1, table({{7, 0xF5}, {8, 0x67}, {9, 0x89}}));
+    EXPECT_EQ(Platform().can_unique_num_get(), 0x156789U);
+    put_table(3, table({{7, 0xFF}, {8, 0xFF}, {9, 0xFF}}));
+    EXPECT_EQ(Platform().can_unique_num_get(), 0x1FFFFFU);
+    for (const unsigned byte : {7U, 8U, 9U}) {
+        put_table(1, table({{byte, 1}}));
+        EXPECT_EQ(Platform().can_unique_num_get(), 1U << 8U * (9 - byte));
+    }
+}
+
+TEST_F(PlatformTest, CanUniqueNumberReadsNoFileWhereTheTableHasOne) {
+    Platform platform;
+    for (const std::string& file : files_of_info()) testing_support::remove(file);
+    EXPECT_EQ(platform.can_unique_num_get(), 0x012345U);
+}
+
+TEST_F(PlatformTest, CanNumbersAreNotInVersion2) {
+    put_table(2, table({{5, 1}, {6, 1}, {7, 1}, {8, 1}, {9, 1}}));
+    EXPECT_EQ(thrown([] { Platform().can_manuf_code_get(); }), not_supported);
+    EXPECT_EQ(thrown([] { Platform().can_unique_num_get(); }), not_supported);
+}
+
+class PlatformCanFallback : public PlatformTest {
+protected:
+    void SetUp() override {
+        PlatformTest::SetUp();
+        put_table(1, table({{7, 0xE0}, {10, 0xFF}}));  // the unique number's own bits are all 0
+    }
+
+    static std::uint32_t number_of(const std::string& serial) {
+        put(record("serial_number"), serial + "\n");
+        return Platform().can_unique_num_get();
+    }
+};
+
+TEST_F(PlatformCanFallback, IsTheSerialNumbersLastSixDigits) {
+    EXPECT_EQ(number_of("AB12C0FFEE"), 0x00FFEEU);
+    EXPECT_EQ(number_of("ab123f0102"), 0x1F0102U);
+    EXPECT_EQ(number_of("123456"), 0x123456U);
+    EXPECT_EQ(number_of("FFFFFF"), 0x1FFFFFU);
+}
+
+TEST_F(PlatformCanFallback, PairThatIsNoNumberIsZero) {
+    EXPECT_EQ(number_of("XX1G3456"), 0x013456U);
+    EXPECT_EQ(number_of("G13456"), 0x003456U);
+    EXPECT_EQ(number_of("12zz56"), 0x120056U);
+    EXPECT_EQ(number_of("1234-Z"), 0x123400U);
+}
+
+TEST_F(PlatformCanFallback, ShortSerialNumberIsZero) {
+    EXPECT_EQ(number_of("12345"), 0U);
+    EXPECT_EQ(number_of("1"), 0U);
+    testing_support::remove(record("serial_number"));
+    EXPECT_EQ(Platform().can_unique_num_get(), 0U);
+}
+
+// It is the record's text, so what lies behind its 31 characters does not count.
+TEST_F(PlatformCanFallback, LongSerialNumberEndsWhereTheRecordDoes) {
+    EXPECT_EQ(number_of("1234567890123456789012345"
+                        "0A0B0C"
+                        "0D0E0F"),
+              0x0A0B0CU);
+}
+
+TEST_F(PlatformCanFallback, ReadsEveryFileOfTheRecord) {
+    Platform platform;
+    for (const std::string& file : files_of_info()) {
+        testing_support::reset_device();
+        testing_support::remove(file);
+        EXPECT_EQ(thrown([&] { platform.can_unique_num_get(); }),
+                  file.ends_with("serial_number") ? "nothing" : "stream failure")
+            << file;
+    }
+}
+
+// ---- The exported functions. In processes of their own: a board that has started stays.
+
+TEST_F(PlatformTest, NullPointersAreInvalid) {
+    const std::vector<int (*)()> calls = {
+        [] { return platform_info_get(nullptr, sizeof(platform_info_t)); },
+        [] { return platform_uid_get(nullptr); },
+        [] { return platform_oemid_get(nullptr); },
+        [] { return platform_mid_get(nullptr); },
+        [] { return platform_can_manuf_code_get(nullptr); },
+        [] { return platform_can_unique_num_get(nullptr); },
+    };
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        const Outcome outcome = run_apart(calls[i]);
+        EXPECT_EQ(outcome.result, -22) << i;
+        EXPECT_EQ(outcome.error, 22) << i;
+        EXPECT_EQ(outcome.error_text, "") << i;
+    }
+}
+
+TEST_F(PlatformTest, UnreadableRecordReturnsMinusOneAndPrintsOneLine) {
+    testing_support::remove(record("os_date_day"));
+    const Outcome outcome = run_apart([] {
+        platform_info_t result = {};
+        errno = 0;
+        return platform_info_get(&result, sizeof result);
+    });
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_THAT(outcome.error_text, MatchesRegex("platform_info_get failed: [^\n]+\n"));
+}
+
+TEST_F(PlatformTest, CanNumbersReturnNotSupportedInVersion2) {
+    put_table(2, table({}));
+    Outcome outcome = run_apart([] {
+        std::uint16_t code = 0;
+        return platform_can_manuf_code_get(&code);
+    });
+    EXPECT_EQ(outcome.result, -95);
+    EXPECT_EQ(outcome.error, 95);
+    EXPECT_EQ(outcome.error_text, "platform_can_manuf_code_get failed: Operation not supported\n");
+    outcome = run_apart([] {
+        std::uint32_t number = 0;
+        return platform_can_unique_num_get(&number);
+    });
+    EXPECT_EQ(outcome.result, -95);
+    EXPECT_EQ(outcome.error_text, "platform_can_unique_num_get failed: Operation not supported\n");
+}
+
+}  // namespace

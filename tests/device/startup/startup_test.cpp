@@ -1,0 +1,490 @@
+// SPDX-License-Identifier: MIT
+// The start of a board, and the frame of the exported functions, with board configurations of the tests' own.
+
+#include "core/startup.h"
+
+#include <gmock/gmock.h>
+#include <linux/input.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <exception>
+#include <functional>
+#include <ios>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "access/io.h"
+#include "core/board.h"
+#include "core/board_configuration.h"
+#include "lighting/led_group_sysfs.h"
+#include "mrfi/mrfi.h"
+#include "sensors/antenna.h"
+#include "sensors/attitude.h"
+#include "sensors/car_motion.h"
+#include "serial/serial_alt_func.h"
+#include "serial/serial_mux.h"
+#include "support/files.h"
+#include "support/recorder.h"
+#include "system/fifo.h"
+#include "system/scenario.h"
+#include "velmor.h"
+
+using testing_support::answer;
+using testing_support::content;
+using testing_support::joined;
+using testing_support::no_longer_than;
+using testing_support::Out;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::put;
+using testing_support::reset_device;
+using testing_support::Scenario;
+using testing_support::wait_until;
+using namespace Velmor;
+
+namespace {
+
+std::function<void(Board&)> configuration;
+int configurations = 0;
+
+}  // namespace
+
+// Takes the place of the device's.
+void Velmor::configure_board(Board& board) {
+    ++configurations;
+    configuration(board);
+}
+
+namespace {
+
+using type = Resource::type;
+
+/** What EVIOCGABS fails with; where it is 0 every axis has a value: minus its number, less one. */
+int axes_error = 0;
+
+}  // namespace
+
+// Takes the place of the C library's: plain files stand where the device has its nodes.
+extern "C" int ioctl(int /*fd*/, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (axes_error != 0) {
+        errno = axes_error;
+        return -1;
+    }
+    static_cast<input_absinfo*>(argument)->value = -static_cast<int>(request & 0x3FU) - 1;
+    return 0;
+}
+
+namespace {
+
+/** A line whose reading is what the test says. */
+class Line : public IO {
+public:
+    explicit Line(std::function<io_value_t()> reading) : reading_(std::move(reading)) {}
+    void set(const io_value_t& /*value*/) override {}
+    io_value_t get() override { return reading_(); }
+
+private:
+    std::function<io_value_t()> reading_;
+};
+
+void add_line(Board& board, int io, std::function<io_value_t()> reading) {
+    board.add(type::io + io, new Line(std::move(reading)));
+}
+
+std::string ask_io(int io) {
+    Out<io_value_t> value;
+    return answer([&] { return io_get(io, value); }, value);
+}
+
+std::string ask_es() {
+    Out<bool> present;
+    return answer([&] { return es_present(present); }, present);
+}
+
+// ---- Exceptions out of the configuration ---------------------------------------------------------------------------
+
+TEST(BoardStart, ConfigurationIsCalledOnceOnAnEmptyBoard) {
+    const Played played = play([] {
+        bool empty = false;
+        configuration = [&empty](Board& board) {
+            empty = !board.present(type::platform);
+            add_line(board, 3, [] { return 33; });
+        };
+        return joined({ask_io(3), ask_io(3), empty ? "empty" : "not empty", std::to_string(configurations)});
+    });
+    EXPECT_EQ(played.told, "0: 33, 0: 33, empty, 1");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST(BoardStart, ExceptionOfAnotherKindIsReportedAndThePartialBoardPublishedByTheNextCall) {
+    const Played played = play([] {
+        configuration = [](Board& board) {
+            add_line(board, 3, [] { return 33; });
+            throw 42;
+        };
+        return joined({ask_io(3), ask_io(3), ask_io(4), ask_io(3), std::to_string(configurations)});
+    });
+    EXPECT_EQ(played.told, "-1: untouched, 0: 33, -95 errno 95: untouched, 0: 33, 1");
+    EXPECT_EQ(played.error_text, "io_get unhandled exception\nio_get failed: Operation not supported\n");
+}
+
+struct Thrown {
+    std::string name;
+    std::function<void()> thrower;
+    std::string text;
+};
+
+class FailingConfiguration : public testing::TestWithParam<Thrown> {};
+
+TEST_P(FailingConfiguration, IsReportedWithItsTextAndTriedAgainOnANewBoard) {
+    const Played played = play([] {
+        configuration = [](Board& board) {
+            if (configurations == 1) add_line(board, 4, [] { return 44; });
+            if (configurations < 3) GetParam().thrower();
+            add_line(board, 3, [] { return 33; });
+        };
+        return joined({ask_io(3), ask_es(), ask_io(3), ask_io(4), std::to_string(configurations)});
+    });
+    const std::string start = "cannot set board resources: " + GetParam().text + "\n";
+    EXPECT_EQ(played.told, "-1: untouched, -1: untouched, 0: 33, -95 errno 95: untouched, 3");
+    EXPECT_EQ(played.error_text, start + "io_get failed: cannot initialize board data\n" + start +
+                                     "es_present failed: cannot initialize board data\n" +
+                                     "io_get failed: Operation not supported\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    BoardStart, FailingConfiguration,
+    testing::Values(Thrown{"RuntimeError", [] { throw std::runtime_error("no board"); }, "no board"},
+                    Thrown{"SystemError", [] { throw std::system_error(EBUSY, std::system_category()); },
+                           "Device or resource busy"},
+                    Thrown{"SystemErrorWithCodeZero", [] { throw std::system_error(0, std::system_category()); },
+                           "Success"},
+                    Thrown{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); },
+                           "basic_ios::clear: iostream error"},
+                    Thrown{"NoMemory", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
+                    Thrown{"PlainException", [] { throw std::exception(); }, "std::exception"}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST(BoardStart, FailedStartDestroysNoResource) {
+    class Watched : public Resource {
+    public:
+        explicit Watched(bool& destroyed) : destroyed_(destroyed) {}
+        ~Watched() override { destroyed_ = true; }
+
+    private:
+        bool& destroyed_;
+    };
+
+    const Played played = play([] {
+        bool destroyed = false;
+        configuration = [&destroyed](Board& board) {
+            board.add(type::gps, new Watched(destroyed));
+            throw std::runtime_error("no board");
+        };
+        return joined({ask_es(), destroyed ? "destroyed" : "alive"});
+    });
+    EXPECT_EQ(played.told, "-1: untouched, alive");
+}
+
+TEST(BoardStart, StartedBoardIsOneAndTheSame) {
+    const Played played = play([] {
+        configuration = [](Board&) {};
+        const Board* const first = &started_board();
+        return &started_board() == first ? "same" : "another";
+    });
+    EXPECT_EQ(played.told, "same");
+}
+
+TEST(BoardStart, FailureLeavesErrnoAsTheConfigurationLeftIt) {
+    const Played played = play([] {
+        configuration = [](Board&) {
+            errno = EXDEV;
+            throw std::runtime_error("no board");
+        };
+        return ask_es();
+    });
+    EXPECT_EQ(played.told, "-1 errno " + std::to_string(EXDEV) + ": untouched");
+}
+
+// ---- Exceptions out of resources -----------------------------------------------------------------------------------
+
+struct Answered {
+    std::string name;
+    std::function<void()> thrower;
+    std::string told;
+    std::string line;
+};
+
+class FailingResource : public testing::TestWithParam<Answered> {};
+
+TEST_P(FailingResource, IsAnsweredByTheFrame) {
+    const Played played = play([] {
+        configuration = [](Board& board) {
+            add_line(board, 3, [] {
+                GetParam().thrower();
+                return 1;
+            });
+        };
+        return ask_io(3);
+    });
+    EXPECT_EQ(played.told, GetParam().told + ": untouched");
+    EXPECT_EQ(played.error_text, GetParam().line);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Frame, FailingResource,
+    testing::Values(Answered{"SystemError", [] { throw std::system_error(EIO, std::system_category()); }, "-5 errno 5",
+                             "io_get failed: Input/output error\n"},
+                    Answered{"SystemErrorWithCodeZeroLooksLikeSuccess",
+                             [] { throw std::system_error(0, std::system_category()); }, "0 errno 0",
+                             "io_get failed: Success\n"},
+                    Answered{"SystemErrorWithNegativeCode",
+                             [] { throw std::system_error(-3, std::system_category(), "odd"); }, "3 errno -3",
+                             "io_get failed: odd: " + std::system_category().message(-3) + "\n"},
+                    Answered{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); }, "-1",
+                             "io_get failed: basic_ios::clear: iostream error\n"},
+                    Answered{"RangeError", [] { throw std::range_error("color out of range"); }, "-1",
+                             "io_get failed: color out of range\n"},
+                    Answered{"Number", [] { throw 42; }, "-1", "io_get unhandled exception\n"}),
+    [](const auto& instance) { return instance.param.name; });
+
+// ---- The library mutex is for the start only -----------------------------------------------------------------------
+
+TEST(Frame, OperationMayCallTheLibrary) {
+    const Played played = play([] {
+        no_longer_than(10);
+        configuration = [](Board& board) {
+            add_line(board, 3, [] { return 33; });
+            add_line(board, 4, [] {
+                io_value_t value = 0;
+                return io_get(3, &value) == 0 ? value + 1 : -1;
+            });
+        };
+        return ask_io(4);
+    });
+    EXPECT_EQ(played.told, "0: 34");
+}
+
+TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
+    const Played played = play([] {
+        no_longer_than(10);
+        std::atomic<bool> inside = false;
+        std::atomic<bool> go_on = false;
+        configuration = [&](Board& board) {
+            add_line(board, 3, [] { return 33; });
+            add_line(board, 4, [&] {
+                inside = true;
+                wait_until([&] { return go_on.load(); });
+                return 44;
+            });
+        };
+        std::string blocked;
+        std::thread thread([&] { blocked = ask_io(4); });
+        wait_until([&] { return inside.load(); });
+        const std::string other = ask_io(3);
+        go_on = true;
+        thread.join();
+        return joined({other, blocked});
+    });
+    EXPECT_EQ(played.told, "0: 33, 0: 44");
+}
+
+TEST(Frame, OperationRunsWithCancellationOff) {
+    const Played played = play([] {
+        configuration = [](Board& board) {
+            add_line(board, 3, [] {
+                int state = PTHREAD_CANCEL_ENABLE;
+                pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+                return state == PTHREAD_CANCEL_DISABLE ? 1 : 0;
+            });
+        };
+        return ask_io(3);
+    });
+    EXPECT_EQ(played.told, "0: 1");
+}
+
+// ---- The functions of the families that this device lacks ----------------------------------------------------------
+
+constexpr char radio[] = "/sys/devices/platform/radio.0";
+
+/** A board with one resource of each of them. */
+void equip(Board& board) {
+    board.add(type::led_group, new LedGroupSysFS("/sys/leds"));
+    board.add(type::wifi_antenna, new Antenna(37));
+    board.add(type::bluetooth_antenna, new Antenna(38));
+    board.add(type::mrfi + 1, new MRFI(radio));
+    board.add(type::attitude, new Attitude("/dev/attitude"));
+    board.add(type::car_motion, new CarMotion("/dev/motion"));
+    board.add(type::serial_mux + 2, new SerialMux({GPIO(39, GPIO::out())}, {{5, {1}}}));
+    board.add(type::serial_alt_func + 3, new SerialAltFunc({0, 1}, 114));
+}
+
+class EquippedBoard : public testing::Test {
+protected:
+    EquippedBoard() {
+        reset_device();
+        put("/sys/leds", "1 2 3\n");
+        for (const char* line : {"gpio37", "gpio38", "gpio39"}) {
+            put(std::string("/sys/class/gpio/") + line + "/direction", "");
+            put(std::string("/sys/class/gpio/") + line + "/value", "");
+        }
+        for (const char* name : {"rssi", "type", "address", "autolink", "link", "unlink"})
+            put(std::string(radio) + "/" + name, "1\n");
+        put(std::string(radio) + "/connections", "0x12340001 1f 2 -60 1 0\n");
+        put(std::string(radio) + "/devices", "0x12340001 3 7 probe\n");
+        put("/dev/attitude", "");
+        put("/dev/motion", "");
+        put("/sys/devices/platform/gpio-keys/keys", "114\n");
+        put("/sys/devices/platform/gpio-keys/disabled_keys", "114\n");
+    }
+
+    static Played play_equipped(const Scenario& scenario) {
+        return play([&] {
+            configuration = equip;
+            return scenario();
+        });
+    }
+};
+
+TEST_F(EquippedBoard, LedColor) {
+    const Played played = play_equipped([] {
+        const led_color_t wanted = {255, 0, 16};
+        const led_color_t too_bright = {256, 0, 0};
+        Out<led_color_t> color;
+        return joined({answer([&] { return led_color_get(0, color); }, color),
+                       answer([&] { return led_color_set(0, &wanted); }),
+                       answer([&] { return led_color_set(0, &too_bright); })});
+    });
+    EXPECT_EQ(played.told, "0: 1 2 3, 0, -1");
+    EXPECT_EQ(played.error_text, "led_color_set failed: color out of range\n");
+    EXPECT_EQ(content("/sys/leds"), "255 0 16");
+}
+
+TEST_F(EquippedBoard, Antennas) {
+    put("/sys/class/gpio/export", "");
+    put("/sys/class/gpio/unexport", "");
+    const Played played = play_equipped([] {
+        return joined({answer([] { return wifi_antenna_set(1); }), answer([] { return bluetooth_antenna_set(0); })});
+    });
+    EXPECT_EQ(played.told, "0, 0");
+    EXPECT_EQ(content("/sys/class/gpio/gpio37/value"), "1");
+    EXPECT_EQ(content("/sys/class/gpio/gpio38/value"), "0");
+}
+
+TEST_F(EquippedBoard, MrfiAttributes) {
+    put(std::string(radio) + "/rssi", "-61\n");
+    put(std::string(radio) + "/address", "0x12345678\n");
+    const Played played = play_equipped([] {
+        const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
+        const mrfi_addr_t nobody = {{0, 0, 0, 0}};
+        Out<int> rssi;
+        Out<mrfi_device_type_t> kind;
+        Out<mrfi_addr_t> address;
+        Out<bool> on;
+        Out<bool> off;
+        return joined(
+            {answer([&] { return mrfi_rssi_get(1, rssi); }, rssi), answer([&] { return mrfi_type_get(1, kind); }, kind),
+             answer([&] { return mrfi_address_get(1, address); }, address),
+             answer([&] { return mrfi_autolink_get(1, on); }, on), answer([] { return mrfi_autolink_set(1, 256); }),
+             answer([&] { return mrfi_autolink_get(1, off); }, off), answer([&] { return mrfi_link(1, &peer); }),
+             answer([&] { return mrfi_unlink(1, &nobody); }), answer([&] { return mrfi_link(0, &peer); })});
+    });
+    EXPECT_EQ(played.told, "0: -61, 0: 1, 0: 78 56 34 12 , 0: true, 0, 0: false, 0, 0, -95 errno 95");
+    EXPECT_EQ(content(std::string(radio) + "/autolink"), "0");
+    EXPECT_EQ(content(std::string(radio) + "/link"), "0xab0001");
+    EXPECT_EQ(content(std::string(radio) + "/unlink"), "0");
+}
+
+TEST_F(EquippedBoard, MrfiAutolinkTakesAnyLowByteAsOn) {
+    const Played played = play_equipped([] { return answer([] { return mrfi_autolink_set(1, 0x102); }); });
+    EXPECT_EQ(played.told, "0");
+    EXPECT_EQ(content(std::string(radio) + "/autolink"), "1");
+}
+
+TEST_F(EquippedBoard, MrfiLists) {
+    const Played played = play_equipped([] {
+        mrfi_enum_ctx* connections = nullptr;
+        mrfi_enum_ctx* devices = nullptr;
+        Out<mrfi_connection_t> connection;
+        Out<mrfi_connection_t> no_connection;
+        Out<mrfi_device_t> device;
+        Out<mrfi_device_t> no_device;
+        return joined({answer([&] { return mrfi_connection_list_open(1, &connections); }),
+                       answer([&] { return mrfi_connection_list_read(connections, nullptr); }),
+                       answer([&] { return mrfi_connection_list_read(connections, connection); }, connection),
+                       answer([&] { return mrfi_connection_list_read(connections, no_connection); }, no_connection),
+                       answer([&] { return mrfi_connection_list_read(connections, no_connection); }, no_connection),
+                       answer([&] { return mrfi_connection_list_close(connections); }),
+                       answer([&] { return mrfi_device_list_open(1, &devices); }),
+                       answer([&] { return mrfi_device_list_read(devices, nullptr); }),
+                       answer([&] { return mrfi_device_list_read(devices, device); }, device),
+                       answer([&] { return mrfi_device_list_read(devices, no_device); }, no_device),
+                       answer([&] { return mrfi_device_list_close(devices); })});
+    });
+    // The reserved bits keep the 0x5A that they had: 0x16 above the two flags.
+    EXPECT_EQ(played.told,
+              "0, -22 errno 22, 1: 31 2 196 10 22 1 0 34 12 , 0: untouched, 0: untouched, 0, "
+              "0, -22 errno 22, 1: 3 7 probe 1 0 34 12 , 0: untouched, 0");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST_F(EquippedBoard, MotionSensors) {
+    const Played played = play_equipped([] {
+        Out<attitude_t> attitude;
+        Out<car_motion_t> motion;
+        return joined({answer([&] { return attitude_get(attitude); }, attitude),
+                       answer([&] { return car_motion_get(motion); }, motion)});
+    });
+    EXPECT_EQ(played.told, "0: -1 -2 -3, 0: -1 backwards");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST_F(EquippedBoard, MotionSensorsReportTheirDevicesErrno) {
+    const Played played = play_equipped([] {
+        axes_error = ENODEV;
+        Out<attitude_t> attitude;
+        Out<car_motion_t> motion;
+        return joined({answer([&] { return attitude_get(attitude); }, attitude),
+                       answer([&] { return car_motion_get(motion); }, motion)});
+    });
+    EXPECT_EQ(played.told, "-19 errno 19: untouched, -19 errno 19: untouched");
+    EXPECT_EQ(played.error_text, "attitude_get failed: No such device\ncar_motion_get failed: No such device\n");
+}
+
+TEST_F(EquippedBoard, SerialMultiplexer) {
+    put("/sys/class/gpio/export", "");
+    put("/sys/class/gpio/unexport", "");
+    const Played played = play_equipped([] {
+        return joined({answer([] { return serial_mux(2, 5); }), answer([] { return serial_mux(2, 6); })});
+    });
+    EXPECT_EQ(played.told, "0, -1");
+    EXPECT_EQ(played.error_text, "serial_mux failed: Unsupported port\n");
+    EXPECT_EQ(content("/sys/class/gpio/gpio39/value"), "1");
+}
+
+TEST_F(EquippedBoard, SerialAlternateFunctions) {
+    const Played played = play_equipped([] {
+        Out<bool> key;
+        Out<bool> other;
+        return joined({answer([&] { return serial_alt_func_has(3, 1, key); }, key),
+                       answer([&] { return serial_alt_func_has(3, 2, other); }, other),
+                       answer([] { return serial_alt_func_set(3, 1); }),
+                       answer([] { return serial_alt_func_set(3, 2); })});
+    });
+    EXPECT_EQ(played.told, "0: true, 0: false, 0, -22 errno 22");
+    EXPECT_EQ(played.error_text, "serial_alt_func_set failed: Invalid argument\n");
+    EXPECT_EQ(content("/sys/devices/platform/gpio-keys/disabled_keys").find("114"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+// The shared object as it lies on the disk: what it exports, what it needs and what it does when it is loaded.
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "velmor.h"
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool instrumented = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(coverage_sanitizer)
+constexpr bool instrumented = true;
+#elif defined(__LLVM_INSTR_PROFILE_GENERATE)
+constexpr bool instrumented = true;
+#else
+constexpr bool instrumented = false;
+#endif
+#else
+constexpr bool instrumented = false;
+#endif
+
+const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
+
+std::string library_path() {
+    Dl_info info = {};
+    if (dladdr(reinterpret_cast<void*>(&es_present), &info) == 0) throw std::runtime_error("dladdr");
+    return std::filesystem::canonical(info.dli_fname).string();
+}
+
+/** What readelf says of the library, as lines of words. */
+std::vector<std::vector<std::string>> readelf(const std::string& options) {
+    const std::string command = "readelf --wide " + options + " '" + library_path() + "' 2>/dev/null";
+    std::FILE* const output = popen(command.c_str(), "r");
+    if (output == nullptr) throw std::runtime_error("popen");
+    std::string text;
+    std::array<char, 4096> buffer = {};
+    for (std::size_t n = 0; (n = std::fread(buffer.data(), 1, buffer.size(), output)) > 0;)
+        text.append(buffer.data(), n);
+    if (pclose(output) != 0) return {};
+    std::vector<std::vector<std::string>> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        std::istringstream words(line);
+        std::vector<std::string>& pieces = lines.emplace_back();
+        for (std::string word; words >> word;) pieces.push_back(word);
+    }
+    return lines;
+}
+
+struct Symbol {
+    std::string type;
+    std::string binding;
+    std::string section;
+    std::string name;
+    std::string source;  // of a local symbol
+};
+
+std::vector<Symbol> symbols(const std::string& option) {
+    std::vector<Symbol> result;
+    std::string source;
+    for (const auto& words : readelf(option)) {
+        // "12: 0000000000001234 56 FUNC GLOBAL DEFAULT 11 io_get"
+        if (words.size() < 8 || words[0].back() != ':' || words[0] == "Num:") continue;
+        if (words[3] == "FILE") source = words[7];
+        result.push_back({words[3], words[4], words[6], words[7], words[4] == "LOCAL" ? source : ""});
+    }
+    return result;
+}
+
+std::set<std::string> exported() {
+    std::set<std::string> names;
+    for (const Symbol& symbol : symbols("--dyn-syms"))
+        if (symbol.section != "UND" && symbol.binding != "LOCAL") names.insert(symbol.name);
+    return names;
+}
+
+std::set<std::string> listed() {
+    std::set<std::string> names;
+    std::ifstream list(here / "exports.txt");
+    for (std::string name; std::getline(list, name);) names.insert(name);
+    return names;
+}
+
+std::vector<std::string> dynamic_entries(const std::string& tag) {
+    std::vector<std::string> values;
+    for (const auto& words : readelf("--dynamic")) {
+        // "0x... (NEEDED) Shared library: [libc.so.6]"
+        if (words.size() < 3 || words[1] != "(" + tag + ")") continue;
+        values.push_back(words.back().substr(1, words.back().size() - 2));
+    }
+    return values;
+}
+
+class BuiltFile : public testing::Test {
+protected:
+    void SetUp() override {
+        if (readelf("--file-header").empty()) GTEST_SKIP() << "there is no readelf here";
+    }
+};
+
+TEST_F(BuiltFile, ExportsExactlyTheListedFunctions) {
+    EXPECT_EQ(exported(), listed());
+    EXPECT_EQ(exported().size(), 51U);
+}
+
+TEST_F(BuiltFile, ExportsAreFunctionsWithoutAVersion) {
+    for (const Symbol& symbol : symbols("--dyn-syms")) {
+        if (symbol.section == "UND" || symbol.binding == "LOCAL") continue;
+        EXPECT_EQ(symbol.type, "FUNC") << symbol.name;
+        EXPECT_EQ(symbol.binding, "GLOBAL") << symbol.name;
+        EXPECT_EQ(symbol.name.find('@'), std::string::npos) << symbol.name;
+    }
+}
+
+TEST(Header, DeclaresExactlyTheListedFunctions) {
+    const std::string header = testing_support::content((here / "../../include/velmor.h").string());
+    std::set<std::string> declared;
+    const std::regex declaration(R"(VELMOR_API\s+int\s+(\w+)\()");
+    for (auto match = std::sregex_iterator(header.begin(), header.end(), declaration); match != std::sregex_iterator();
+         ++match)
+        declared.insert((*match)[1]);
+    EXPECT_EQ(declared, listed());
+}
+
+TEST_F(BuiltFile, SonameIsThatOfMajorVersion3) {
+    EXPECT_THAT(dynamic_entries("SONAME"), ElementsAre("libvelmor.so.3"));
+}
+
+TEST_F(BuiltFile, NeedsTheLanguagesAndTheSystemsLibrariesOnly) {
+    if (instrumented) GTEST_SKIP() << "an instrumented library needs its instrument";
+    EXPECT_THAT(dynamic_entries("NEEDED"), Not(IsEmpty()));
+    EXPECT_THAT(dynamic_entries("NEEDED"),
+                Each(MatchesRegex("libstdc\\+\\+\\.so\\.6|libgcc_s\\.so\\.1|libc\\.so\\.6|ld-linux.*")));
+}
+
+TEST_F(BuiltFile, HasNoTextRelocationsAndNoExecutableStack) {
+    EXPECT_THAT(dynamic_entries("TEXTREL"), IsEmpty());
+    for (const auto& words : readelf("--program-headers")) {
+        if (words.empty() || words[0] != "GNU_STACK") continue;
+        EXPECT_EQ(words[6], "RW");
+    }
+}
+
+/** Entries of one of the tables of functions that are run at load and at exit. */
+std::size_t table_entries(const std::string& section) {
+    for (auto words : readelf("--section-headers")) {
+        // "[21] .init_array INIT_ARRAY 0000000000014c70 013c70 000010 ..." and "[ 1] ..."
+        while (!words.empty() && words[0].front() == '[' && words[0].back() != ']') words.erase(words.begin());
+        if (words.size() > 5 && words[1] == section) return std::stoul(words[5], nullptr, 16) / sizeof(void*);
+        if (words.size() > 4 && words[0] == section) return std::stoul(words[4], nullptr, 16) / sizeof(void*);
+    }
+    return 0;
+}
+
+// Nothing of the library's own is constructed or destroyed with the process: applications may call it from their own
+// static objects, and until the end. The one initialiser is that of the standard streams.
+TEST_F(BuiltFile, RunsNothingOfItsOwnAtLoadAndAtExit) {
+    if (instrumented) GTEST_SKIP() << "an instrumented library initialises its instrument";
+    std::vector<std::string> initialisers;
+    bool has_symbols = false;
+    for (const Symbol& symbol : symbols("--syms")) {
+        has_symbols = has_symbols || symbol.type == "FILE";
+        if (symbol.name.starts_with("_GLOBAL__sub_I_") || symbol.name.starts_with("__cxx_global_var_init") ||
+            symbol.name.starts_with("_GLOBAL__sub_D_") || symbol.name.starts_with("__tcf_"))
+            initialisers.push_back(symbol.source);
+    }
+    if (!has_symbols) GTEST_SKIP() << "the library is stripped";
+    for (const std::string& source : initialisers) EXPECT_EQ(source, "translator.cpp");
+    EXPECT_LE(table_entries(".init_array"), 2U);  // the compiler's frame_dummy, and the streams' initialiser
+    EXPECT_LE(table_entries(".fini_array"), 1U);  // the compiler's own
+}
+
+TEST_F(BuiltFile, IsHardened) {
+    if (instrumented) GTEST_SKIP() << "an instrumented library is bound as its instrument wants it";
+    bool relro = false;
+    for (const auto& words : readelf("--program-headers")) relro = relro || (!words.empty() && words[0] == "GNU_RELRO");
+    bool now = false;
+    for (const auto& words : readelf("--dynamic")) {
+        for (const std::string& word : words) now = now || word == "(BIND_NOW)" || word == "NOW" || word == "BIND_NOW";
+    }
+    EXPECT_TRUE(relro);
+    EXPECT_TRUE(now);
+}
+
+}  // namespace

@@ -1,0 +1,579 @@
+// SPDX-License-Identifier: MIT
+// The library lives in someone else's process: what the application has done there, and what it finds unchanged.
+
+#include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <iomanip>
+#include <ios>
+#include <iostream>
+#include <iterator>
+#include <locale>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+#include "support/recorder.h"
+#include "system/fifo.h"
+#include "system/scenario.h"
+#include "velmor.h"
+
+using testing::AnyOf;
+using testing_support::answer;
+using testing_support::content;
+using testing_support::exists;
+using testing_support::Fifo;
+using testing_support::joined;
+using testing_support::no_longer_than;
+using testing_support::Out;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::put;
+using testing_support::reset_device;
+using testing_support::wait_until;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char brightness[] = "/sys/class/backlight/pwm-backlight.0/brightness";
+constexpr char blank[] = "/sys/class/graphics/fb0/blank";
+constexpr char gps_enable[] = "/sys/devices/platform/gps.0/enable";
+constexpr char reboot_program[] = "/sbin/reboot";
+
+std::string ask_es() {
+    Out<bool> present;
+    return answer([&] { return es_present(present); }, present);
+}
+
+std::string ask_led() {
+    Out<led_color_t> color;
+    return answer([&] { return led_color_get(0, color); }, color);
+}
+
+constexpr char led_line[] = "led_color_get failed: Operation not supported\n";
+
+void put_program(const std::string& path, const std::string& commands) {
+    testing_support::remove(path);
+    put(path, "#!/bin/sh\n" + commands + "\n");
+    fs::permissions(path, fs::perms::owner_all);
+}
+
+class HostProcess : public testing::Test {
+protected:
+    void SetUp() override { reset_device(); }
+};
+
+// ---- The locale ----------------------------------------------------------------------------------------------------
+
+/** Writes 1234567 as "1.234.567" and true as "ja". */
+class GroupedNumbers : public std::numpunct<char> {
+protected:
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+    std::string do_truename() const override { return "ja"; }
+    std::string do_falsename() const override { return "nein"; }
+};
+
+TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
+    put("/sys/class/backlight/pwm-backlight.0/max_brightness", "1234567\n");
+    put(brightness, "1234567\n");
+    put("/sys/class/thermal/thermal_zone0/temp", "1045000\n");
+    put("/proc/platform/compatibility_version", "4000000\n");
+    const Played played = play([] {
+        std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
+        std::cerr.imbue(std::locale());
+        Out<uint32_t> level;
+        Out<thermal_state_t> state;
+        Out<io_config_t> config;
+        Out<io_value_t> value;
+        platform_info_t info = {};
+        const std::string text =
+            joined({answer([&] { return backlight_get(0, level); }, level), answer([] { return io_set(9, 1234567); }),
+                    answer([&] { return io_get(9, value); }, value),
+                    answer([&] { return thermal_state_get(0, state); }, state),
+                    answer([&] { return io_config_get(0, config); }, config),
+                    answer([&] { return platform_info_get(&info, sizeof info); }),
+                    answer([] { return backlight_set(0, 254); }), ask_led()});
+        std::locale::global(std::locale::classic());
+        return text + ", " + std::to_string(info.compatibility_version) + " " + std::to_string(info.os_date_year) +
+               " " + std::to_string(info.fs_date_year);
+    });
+    // The test tells its numbers in the global locale too.
+    std::string told = played.told;
+    told.erase(std::remove(told.begin(), told.end(), '.'), told.end());
+    EXPECT_EQ(told,
+              "0: 255, 0, 0: 1234567, 0: 1045000 60000 75000 85000 95000, 0: 2700 Hz 50 %, 0, 0, "
+              "-95 errno 95: untouched, 4000000 2026 2025");
+    EXPECT_EQ(content(gps_enable), "1234567");
+    EXPECT_EQ(content("/sys/devices/platform/mxc_pwm.1/period"), "370370");
+    EXPECT_EQ(content(brightness), "1229707");
+    EXPECT_EQ(played.error_text, led_line);
+}
+
+// ---- Standard error ------------------------------------------------------------------------------------------------
+
+TEST_F(HostProcess, ClosedStandardErrorLosesOnlyTheLines) {
+    const Played played = play([] {
+        close(STDERR_FILENO);
+        return joined({ask_led(), ask_es(), answer([] { return backlight_set(0, 256); })});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, "-95 errno 95: untouched, 0: true, -1");
+}
+
+TEST_F(HostProcess, ArmedErrorStreamLosesOnlyTheLines) {
+    testing_support::remove("/proc/platform/pht");
+    const Played played = play([] {
+        std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
+        close(STDERR_FILENO);
+        const std::string failed_start = joined({ask_es(), ask_es()});
+        reset_device();
+        return joined({failed_start, ask_led(), ask_es()});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, "-1 errno 2: untouched, -1 errno 2: untouched, -95 errno 95: untouched, 0: true");
+}
+
+TEST_F(HostProcess, FormattedErrorStreamDoesNotShowInTheLines) {
+    const Played played = play([] {
+        std::cerr << std::setw(60) << std::setfill('*') << std::nounitbuf;
+        return joined({ask_led(), ask_led()});
+    });
+    EXPECT_EQ(played.told, "-95 errno 95: untouched, -95 errno 95: untouched");
+    EXPECT_EQ(played.error_text, std::string(led_line) + led_line);
+}
+
+/** Standard error as a socket on which one message is one write. */
+class MessagesOnStandardError {
+public:
+    MessagesOnStandardError() {
+        int ends[2] = {};
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) < 0) throw std::runtime_error("socketpair");
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[1]);
+        reader_ = std::thread([this, end = ends[0]] {
+            char message[1000];
+            for (ssize_t n = 0; (n = read(end, message, sizeof message)) > 0;)
+                ++count_[std::string(message, static_cast<std::size_t>(n))];
+        });
+    }
+
+    /** How often each message has come. */
+    std::map<std::string, int> finish() {
+        close(STDERR_FILENO);
+        reader_.join();
+        return count_;
+    }
+
+private:
+    std::map<std::string, int> count_;
+    std::thread reader_;
+};
+
+TEST_F(HostProcess, EveryLineIsOneWriteWhenManyThreadsFailAtOnce) {
+    const Played played = play([] {
+        no_longer_than(60);
+        MessagesOnStandardError messages;
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([] {
+                for (int call = 0; call < 100; ++call) ask_led();
+            });
+            threads.emplace_back([] {
+                for (int call = 0; call < 100; ++call) backlight_set(0, 256);
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        std::string text;
+        for (const auto& [message, count] : messages.finish()) text += std::to_string(count) + " " + message;
+        return text;
+    });
+    EXPECT_EQ(played.told, "400 backlight_set failed: backlight brightness out of range\n400 " + std::string(led_line));
+}
+
+TEST_F(HostProcess, BothLinesOfAFailedStartAreOneWriteEach) {
+    put("/proc/platform/pht", "002912\n");
+    const Played played = play([] {
+        MessagesOnStandardError messages;
+        ask_es();
+        std::string text;
+        for (const auto& [message, count] : messages.finish()) text += std::to_string(count) + " " + message;
+        return text;
+    });
+    EXPECT_EQ(played.told,
+              "1 cannot set board resources: platform hardware table has no \"x\" before its digits\n"
+              "1 es_present failed: cannot initialize board data\n");
+}
+
+// ---- Threads that are cancelled ------------------------------------------------------------------------------------
+
+/** A thread that can be cancelled, and what it has told by then. */
+class Cancellable {
+public:
+    explicit Cancellable(std::function<void(Cancellable&)> code) : code_(std::move(code)) {
+        if (pthread_create(&thread_, nullptr, run, this) != 0) throw std::runtime_error("pthread_create");
+    }
+
+    void cancel() { pthread_cancel(thread_); }
+    std::string join() {
+        void* result = nullptr;
+        pthread_join(thread_, &result);
+        if (ended_) return told + " returned";
+        return told + (result == PTHREAD_CANCELED ? " cancelled" : " cancelled, unmarked");
+    }
+    bool running() { return !ended_ && pthread_tryjoin_np(thread_, nullptr) == EBUSY; }
+
+    std::string told;
+
+private:
+    static void* run(void* self) {
+        static_cast<Cancellable*>(self)->code_(*static_cast<Cancellable*>(self));
+        static_cast<Cancellable*>(self)->ended_ = true;
+        return nullptr;
+    }
+
+    std::function<void(Cancellable&)> code_;
+    std::atomic<bool> ended_ = false;
+    pthread_t thread_ = {};
+};
+
+TEST_F(HostProcess, CallFinishesBeforeItsThreadIsCancelled) {
+    const Played played = play([] {
+        no_longer_than(20);
+        ask_es();
+        Fifo fifo(blank);
+        Cancellable thread([](Cancellable& self) {
+            Out<bool> on;
+            self.told = answer([&] { return display_get(0, on); }, on);
+            pthread_testcancel();
+            self.told += " not cancelled";
+        });
+        fifo.hold();
+        thread.cancel();
+        fifo.feed("1\n");
+        const std::string text = thread.join();
+        return joined({text, ask_es()});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, "0: false cancelled, 0: true");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST_F(HostProcess, FailingCallFinishesBeforeItsThreadIsCancelled) {
+    const Played played = play([] {
+        no_longer_than(20);
+        ask_es();
+        Fifo fifo(blank);
+        Cancellable thread([](Cancellable& self) {
+            Out<bool> on;
+            self.told = answer([&] { return display_get(0, on); }, on);
+            pthread_testcancel();
+        });
+        fifo.hold();
+        thread.cancel();
+        fifo.feed("dark\n");
+        return thread.join();
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, "-1: untouched cancelled");
+    EXPECT_EQ(played.error_text, "display_get failed: basic_ios::clear: iostream error\n");
+}
+
+TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {
+    const std::string table = content("/proc/platform/pht");
+    const Played played = play([&table] {
+        no_longer_than(20);
+        Fifo fifo("/proc/platform/pht");
+        Cancellable thread([](Cancellable& self) {
+            self.told = ask_es();
+            pthread_testcancel();
+        });
+        fifo.hold();
+        thread.cancel();
+        fifo.feed(table);
+        const std::string text = thread.join();
+        return joined({text, ask_es()});
+    });
+    EXPECT_EQ(played.told, "0: true cancelled, 0: true");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
+    const Played played = play([] {
+        no_longer_than(20);
+        ask_es();
+        Fifo fifo(gps_enable);
+        Cancellable thread([](Cancellable& self) {
+            int type = 0;
+            pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
+            io_value_t value = 0;
+            io_get(9, &value);
+            self.told = "not cancelled";
+        });
+        fifo.hold();
+        thread.cancel();
+        fifo.feed("1\n");
+        const std::string text = thread.join();
+        testing_support::remove(gps_enable);
+        put(gps_enable, "0\n");
+        Out<io_value_t> value;
+        return joined({text, answer([&] { return io_get(9, value); }, value)});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    // Some C libraries leave out PTHREAD_CANCELED where the cancellation strikes in pthread_setcancelstate().
+    EXPECT_THAT(played.told, AnyOf(" cancelled, 0: 0", " cancelled, unmarked, 0: 0"));
+}
+
+/** Waits until the program that /sbin/reboot is has written its process number, and tells it. */
+pid_t program() {
+    constexpr char file[] = "/sys/started";
+    wait_until([&] { return exists(file) && content(file).ends_with('\n'); });
+    return std::stoi(content(file));
+}
+
+TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheProgram) {
+    put_program(reboot_program, "echo $$ >/sys/started; exec sleep 60");
+    const Played played = play([] {
+        no_longer_than(20);
+        ask_es();
+        Cancellable thread([](Cancellable& self) {
+            power_reboot();
+            self.told = "has returned";
+        });
+        const pid_t child = program();
+        thread.cancel();
+        const std::string text = thread.join();
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        return joined({text, ask_es(), ask_led()});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, " cancelled, 0: true, -95 errno 95: untouched");
+    EXPECT_EQ(played.error_text, led_line);
+}
+
+TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
+    put_program(reboot_program, "echo $$ >/sys/started; exit 0");
+    const Played played = play([] {
+        no_longer_than(20);
+        Cancellable thread([](Cancellable& self) {
+            power_reboot();
+            self.told = "has returned";
+        });
+        const pid_t child = program();
+        wait_until([child] { return kill(child, 0) < 0; });  // the library has taken its status
+        thread.cancel();
+        const std::string text = thread.join();
+        return joined({text, ask_es(), ask_led()});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, " cancelled, 0: true, -95 errno 95: untouched");
+    EXPECT_EQ(played.error_text, led_line);
+}
+
+TEST_F(HostProcess, AsynchronousThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
+    put_program(reboot_program, "echo $$ >/sys/started; exit 0");
+    const Played played = play([] {
+        no_longer_than(20);
+        Cancellable thread([](Cancellable& self) {
+            int type = 0;
+            pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
+            power_reboot();
+            self.told = "has returned";
+        });
+        const pid_t child = program();
+        wait_until([child] { return kill(child, 0) < 0; });
+        thread.cancel();
+        const std::string text = thread.join();
+        return joined({text, ask_es()});
+    });
+    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(played.told, " cancelled, 0: true");
+}
+
+TEST_F(HostProcess, ThreadThatTheApplicationProtectsIsNotCancelled) {
+    put_program(reboot_program, "echo $$ >/sys/started; exit 0");
+    const Played played = play([] {
+        no_longer_than(20);
+        Cancellable thread([](Cancellable&) {
+            int state = 0;
+            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+            power_reboot();
+        });
+        const pid_t child = program();
+        wait_until([child] { return kill(child, 0) < 0; });
+        thread.cancel();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1300));  // longer than a nap in the endless wait
+        _exit(thread.running() ? 42 : 43);                             // the thread waits for ever
+        return std::string();
+    });
+    ASSERT_TRUE(WIFEXITED(played.wait_status));
+    EXPECT_EQ(WEXITSTATUS(played.wait_status), 42);
+}
+
+TEST_F(HostProcess, CancellationStateAndTypeAreAsBefore) {
+    const Played played = play([] {
+        std::string text;
+        for (const int wanted : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {
+            int ignored = 0;
+            pthread_setcancelstate(wanted, &ignored);
+            ask_es();
+            ask_led();
+            put_program(reboot_program, "exit 1");
+            power_reboot();
+            int state = 0;
+            int type = 0;
+            pthread_setcancelstate(wanted, &state);
+            pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type);
+            text += state == wanted && type == PTHREAD_CANCEL_DEFERRED ? "kept " : "changed ";
+        }
+        return text;
+    });
+    EXPECT_EQ(played.told, "kept kept ");
+}
+
+// ---- Processes -----------------------------------------------------------------------------------------------------
+
+TEST_F(HostProcess, IgnoredSigchldLosesTheProgramsStatus) {
+    put_program(reboot_program, "echo $$ >/sys/started; exit 3");
+    const Played played = play([] {
+        no_longer_than(20);
+        std::signal(SIGCHLD, SIG_IGN);
+        return answer([] { return power_reboot(); });
+    });
+    EXPECT_EQ(played.told, "-10 errno 10");
+    EXPECT_EQ(played.error_text, "power_reboot failed: No child processes\n");
+    EXPECT_TRUE(exists("/sys/started"));
+}
+
+TEST_F(HostProcess, ChildOfAStartedParentGoesOnCalling) {
+    const Played played = play([] {
+        ask_es();
+        const pid_t child = fork();
+        if (child == 0) {
+            testing_support::remove("/proc/platform/pht");  // a start of its own would fail
+            _exit(ask_es() == "0: true" && backlight_set(0, 255) == 0 ? 42 : 43);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return joined({std::to_string(WEXITSTATUS(status)), ask_es()});
+    });
+    EXPECT_EQ(played.told, "42, 0: true");
+    EXPECT_EQ(content(brightness), "7");
+}
+
+TEST_F(HostProcess, ChildrenForkedAmongCallingThreadsCanCall) {
+    const Played played = play([] {
+        no_longer_than(60);
+        ask_es();
+        std::atomic<bool> stop = false;
+        std::vector<std::thread> callers;
+        callers.reserve(3);
+        for (int i = 0; i < 3; ++i)
+            callers.emplace_back([&stop] {
+                while (!stop) ask_es();
+            });
+        int good = 0;
+        for (int i = 0; i < 30; ++i) {
+            const pid_t child = fork();
+            if (child == 0) {
+                no_longer_than(10);
+                _exit(ask_es() == "0: true" ? 42 : 43);
+            }
+            int status = 0;
+            waitpid(child, &status, 0);
+            if (WIFEXITED(status) && WEXITSTATUS(status) == 42) ++good;
+        }
+        stop = true;
+        for (std::thread& caller : callers) caller.join();
+        return std::to_string(good);
+    });
+    EXPECT_EQ(played.told, "30");
+}
+
+// ---- What the application finds unchanged --------------------------------------------------------------------------
+
+void call_everything() {
+    put_program(reboot_program, "exit 3");
+    ask_es();
+    ask_led();
+    Out<uint32_t> level;
+    Out<thermal_state_t> state;
+    Out<io_config_t> config;
+    platform_info_t info = {};
+    backlight_set(0, 100);
+    backlight_get(0, level);
+    thermal_state_get(0, state);
+    io_config_get(0, config);
+    platform_info_get(&info, sizeof info);
+    power_suspend();
+    power_reboot();
+    watchdog_enable(30);  // a plain file refuses the timeout; the node stays open
+    watchdog_disable();
+    testing_support::remove(brightness);
+    backlight_get(0, level);
+}
+
+std::ptrdiff_t entries(const char* directory) {
+    return std::distance(fs::directory_iterator(directory), fs::directory_iterator());
+}
+
+TEST_F(HostProcess, SignalsThreadsDescriptorsLocaleAndUmaskAreUnchanged) {
+    const Played played = play([] {
+        const auto seen = [] {
+            std::string text;
+            for (int signal = 1; signal < SIGRTMIN; ++signal) {
+                struct sigaction action = {};
+                sigaction(signal, nullptr, &action);
+                text += action.sa_handler == SIG_DFL ? 'd' : action.sa_handler == SIG_IGN ? 'i' : 'h';
+            }
+            sigset_t mask;
+            sigprocmask(SIG_SETMASK, nullptr, &mask);
+            for (int signal = 1; signal < SIGRTMIN; ++signal) text += sigismember(&mask, signal) == 1 ? '1' : '0';
+            const mode_t creation_mask = umask(0);
+            umask(creation_mask);
+            return text + " " + std::to_string(entries("/proc/self/task")) + " threads, " +
+                   std::to_string(entries("/proc/self/fd")) + " descriptors, umask " + std::to_string(creation_mask) +
+                   ", locale " + std::locale().name() + ", directory " + fs::current_path().string();
+        };
+        const std::string before = seen();
+        call_everything();
+        const std::string after = seen();
+        return before == after ? "unchanged" : before + "\n" + after;
+    });
+    EXPECT_EQ(played.told, "unchanged");
+}
+
+// The endless uses of a service: nothing is left behind by calls, neither good ones nor failing ones.
+TEST_F(HostProcess, DescriptorsAreNotLost) {
+    const Played played = play([] {
+        call_everything();
+        const std::ptrdiff_t before = entries("/proc/self/fd");
+        for (int i = 0; i < 20; ++i) {
+            reset_device();
+            call_everything();
+            put(blank, "dark\n");
+            bool on = false;
+            display_get(0, &on);
+        }
+        return std::to_string(entries("/proc/self/fd") - before);
+    });
+    EXPECT_EQ(played.told, "0");
+}
+
+}  // namespace

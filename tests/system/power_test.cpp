@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: MIT
+// The functions that act on the whole device.
+//
+// HAZARD: nothing in here may reach the machine. The programs are scripts of the tests' own at the device's paths, and
+// the restart call is answered by the Recorder; the one real call is made by the first process of a PID namespace.
+
+#include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "support/files.h"
+#include "support/recorder.h"
+#include "system/fifo.h"
+#include "system/scenario.h"
+#include "velmor.h"
+
+using testing::ElementsAre;
+using testing_support::answer;
+using testing_support::content;
+using testing_support::exists;
+using testing_support::no_longer_than;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::put;
+using testing_support::Recorder;
+using testing_support::reset_device;
+using testing_support::wait_until;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char reboot_program[] = "/sbin/reboot";
+constexpr char power_state[] = "/sys/power/state";
+
+/** Put a script of the test's own where the device has its program. The system's is a link: it is replaced. */
+void put_program(const std::string& path, const std::string& commands) {
+    testing_support::remove(path);
+    put(path, "#!/bin/sh\n" + commands + "\n");
+    fs::permissions(path, fs::perms::owner_all);
+}
+
+std::string reboot() {
+    return answer([] { return power_reboot(); });
+}
+
+std::string failed(const std::string& function, const std::string& cause) {
+    return function + " failed: " + cause + "\n";
+}
+
+class PowerFunctions : public testing::Test {
+protected:
+    void SetUp() override { reset_device(); }
+};
+
+// ---- power_reboot --------------------------------------------------------------------------------------------------
+
+TEST_F(PowerFunctions, RebootReturnsTheExitCodeOfTheProgramNegated) {
+    put_program(reboot_program, "exit 3");
+    const Played played = play(reboot);
+    EXPECT_EQ(played.told, "-3 errno 3");
+    EXPECT_EQ(played.error_text, failed("power_reboot", "No such process"));
+}
+
+TEST_F(PowerFunctions, RebootWithoutTheProgramIsItsExecsErrno) {
+    testing_support::remove(reboot_program);
+    const Played played = play(reboot);
+    EXPECT_EQ(played.told, "-2 errno 2");
+    EXPECT_EQ(played.error_text, failed("power_reboot", "No such file or directory"));
+}
+
+TEST_F(PowerFunctions, RebootWithAProgramThatMayNotRunIsItsExecsErrno) {
+    put_program(reboot_program, "exit 0");
+    fs::permissions(reboot_program, fs::perms::owner_read);
+    const Played played = play(reboot);
+    EXPECT_EQ(played.told, "-13 errno 13");
+    EXPECT_EQ(played.error_text, failed("power_reboot", "Permission denied"));
+}
+
+TEST_F(PowerFunctions, RebootProgramGetsNoArguments) {
+    put_program(reboot_program, "echo \"$0 $#\" >/sys/arguments; exit 1");
+    EXPECT_EQ(play(reboot).told, "-1 errno 1");
+    EXPECT_EQ(content("/sys/arguments"), "/sbin/reboot 0\n");
+}
+
+/** Plays a reboot that waits for the end of the system, until the program has left its mark and a while after. */
+void expect_endless_reboot(const std::string& commands) {
+    put_program(reboot_program, "echo $$ >/sys/started; " + commands);
+    const Played played = play([] {
+        const pid_t caller = fork();
+        if (caller == 0) {
+            power_reboot();
+            _exit(1);
+        }
+        wait_until([] { return exists("/sys/started") && content("/sys/started").ends_with('\n'); });
+        usleep(1300000);  // longer than one of the naps in the endless wait
+        int status = 0;
+        const bool waits = waitpid(caller, &status, WNOHANG) == 0;
+        kill(caller, SIGKILL);
+        waitpid(caller, &status, 0);
+        return std::string(waits ? "waits" : "has returned");
+    });
+    EXPECT_EQ(played.told, "waits");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST_F(PowerFunctions, SuccessfulRebootWaitsForTheEndOfTheSystem) {
+    expect_endless_reboot("exit 0");
+}
+
+TEST_F(PowerFunctions, RebootProgramKilledByASignalCountsAsSuccess) {
+    expect_endless_reboot("kill -KILL $$");
+}
+
+TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    put_program(reboot_program, "exit 3");
+    const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}), reboot);
+    EXPECT_EQ(played.told, "-3 errno 3");
+    // The program's shell opens it as its script.
+    ASSERT_FALSE(played.acts.empty());
+    EXPECT_EQ(played.acts.front(), "exec /sbin/reboot");
+    for (const std::string& act : played.acts) EXPECT_FALSE(act.starts_with("reboot ") || act == "sync") << act;
+}
+
+// ---- power_suspend -------------------------------------------------------------------------------------------------
+
+TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Played played =
+        play(Recorder().watch({"/sys/power/", "/sbin/"}), [] { return answer([] { return power_suspend(); }); });
+    EXPECT_EQ(played.told, "0");
+    EXPECT_THAT(played.acts,
+                ElementsAre("open /sys/power/state w", "write /sys/power/state mem", "close /sys/power/state"));
+}
+
+TEST_F(PowerFunctions, SuspendThatTheKernelRefusesIsNotReported) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Played played =
+        play(Recorder().fail("write /sys/power/state", EBUSY, 0), [] { return std::to_string(power_suspend()); });
+    EXPECT_EQ(played.told, "0");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST_F(PowerFunctions, SuspendWithoutTheFileIsNotReported) {
+    testing_support::remove("/sys/power");
+    const Played played = play([] { return std::to_string(power_suspend()); });
+    EXPECT_EQ(played.told, "0");
+    EXPECT_EQ(played.error_text, "");
+    EXPECT_FALSE(exists(power_state));
+}
+
+// ---- power_shutdown ------------------------------------------------------------------------------------------------
+
+constexpr char restart[] = "reboot 0xa1b2c3d4 wdt";
+
+TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}),
+                               [] { return answer([] { return power_shutdown(); }); });
+    EXPECT_EQ(played.told, "-1 errno 1");
+    EXPECT_EQ(played.error_text, failed("power_shutdown", "Operation not permitted"));
+    EXPECT_THAT(played.acts, ElementsAre("sync", restart + std::string(" = EPERM")));
+}
+
+TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}).answer("reboot", 0), [] {
+        alarm(2);  // the end of the system
+        return answer([] { return power_shutdown(); });
+    });
+    ASSERT_TRUE(WIFSIGNALED(played.wait_status));
+    EXPECT_EQ(WTERMSIG(played.wait_status), SIGALRM);
+    EXPECT_EQ(played.told, "");
+    EXPECT_EQ(played.error_text, "");
+    EXPECT_THAT(played.acts, ElementsAre("sync", restart));
+}
+
+std::string name_space(const char* kind) {
+    return fs::read_symlink(std::string("/proc/self/ns/") + kind).string();
+}
+
+constexpr int refused = 99;
+
+/**
+ * The real restart call. HAZARD: made by nobody but the first process of a PID namespace other than the parent's and
+ * the machine's, where the kernel ends that namespace instead of the machine.
+ */
+[[noreturn]] void restart_own_name_space(const std::string& parents_user, const std::string& parents_pid) {
+    const std::string user = name_space("user");
+    const std::string pid = name_space("pid");
+    if (getpid() != 1 || user == parents_user || pid == parents_pid || user == "user:[4026531837]" ||
+        pid == "pid:[4026531836]" || !user.starts_with("user:[") || !pid.starts_with("pid:[")) {
+        std::fprintf(stderr, "REFUSED to make the restart call in %s %s\n", user.c_str(), pid.c_str());
+        _exit(refused);
+    }
+    const int result = power_shutdown();
+    _exit(result == 0 ? 1 : -result);
+}
+
+TEST_F(PowerFunctions, RealRestartCallEndsANameSpaceOfItsOwn) {
+    const Played played = play([] {
+        no_longer_than(20);
+        const std::string user = name_space("user");
+        const std::string pid = name_space("pid");
+        // As fork() with new namespaces; unshare() is refused to a process with threads.
+        const long child = syscall(SYS_clone, CLONE_NEWUSER | CLONE_NEWPID | SIGCHLD, 0L, 0L, 0L, 0L);
+        if (child < 0) return "no namespaces: errno " + std::to_string(errno);
+        if (child == 0) restart_own_name_space(user, pid);
+        int status = 0;
+        waitpid(static_cast<pid_t>(child), &status, 0);
+        return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                                   : "exit code " + std::to_string(WEXITSTATUS(status));
+    });
+    if (played.told.starts_with("no namespaces")) GTEST_SKIP() << played.told;
+    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(played.told, "signal " + std::to_string(SIGHUP));
+}
+
+}  // namespace

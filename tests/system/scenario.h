@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/mman.h>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <initializer_list>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "support/recorder.h"
+#include "velmor.h"
+
+namespace testing_support {
+
+/** A scenario in a process of its own, in which the board has not started yet: its outcome, and the text it returned.
+ */
+struct Played : Outcome {
+    std::string told;
+};
+
+using Scenario = std::function<std::string()>;
+
+namespace detail {
+
+constexpr std::size_t told_size = 65536;
+
+template <typename Run>
+Played play(const Scenario& scenario, Run run) {
+    auto* const shared =
+        static_cast<char*>(mmap(nullptr, told_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    if (shared == MAP_FAILED) throw std::runtime_error("mmap");
+    const Outcome outcome = run([&] {
+        // HAZARD: the child would go on with its parent's tests.
+        try {
+            scenario().copy(shared, told_size - 1);
+        } catch (const std::exception& error) {
+            std::snprintf(shared, told_size, "the scenario threw: %s", error.what());
+        }
+        return 0;
+    });
+    Played played = {outcome, shared};
+    munmap(shared, told_size);
+    return played;
+}
+
+}  // namespace detail
+
+inline Played play(const Scenario& scenario) {
+    return detail::play(scenario, [](const auto& code) { return run_apart(code); });
+}
+
+inline Played play(const Recorder& recorder, const Scenario& scenario) {
+    return detail::play(scenario, [&recorder](const auto& code) { return recorder.run(code); });
+}
+
+/** No errno of the system's: what errno is before every call. */
+constexpr int untouched_errno = 4711;
+
+/** An output argument, filled with 0x5A and fenced in: tells what a function has stored in it, and around it. */
+template <typename T>
+class Out {
+public:
+    Out() { std::memset(static_cast<void*>(&fenced_), 0x5A, sizeof fenced_); }
+
+    operator T*() { return &fenced_.value; }  // NOLINT(google-explicit-constructor)
+
+    std::string text() const {
+        if (!filled(fenced_.before, sizeof fenced_.before) || !filled(fenced_.after, sizeof fenced_.after))
+            return "written beyond the end";
+        if (filled(&fenced_.value, sizeof(T))) return "untouched";
+        std::ostringstream text;
+        tell(text, fenced_.value);
+        return text.str();
+    }
+
+private:
+    static bool filled(const void* memory, std::size_t size) {
+        const std::string bytes(static_cast<const char*>(memory), size);
+        return bytes == std::string(size, '\x5A');
+    }
+
+    static void tell(std::ostream& out, const thermal_state_t& state) {
+        out << state.temp << ' ' << state.active << ' ' << state.hot << ' ' << state.very_hot << ' ' << state.critical;
+    }
+    static void tell(std::ostream& out, const io_config_t& config) {
+        out << config.frequency << " Hz " << config.duty << " %";
+    }
+    static void tell(std::ostream& out, const led_color_t& color) {
+        out << color.red << ' ' << color.green << ' ' << color.blue;
+    }
+    static void tell(std::ostream& out, const wifi_info_t& info) { out << info.name << ' ' << info.value; }
+    static void tell(std::ostream& out, const bluetooth_info_t& info) { out << info.name << ' ' << info.value; }
+    static void tell(std::ostream& out, const gps_info_t& info) { out << info.value1 << ' ' << info.value2; }
+    static void tell(std::ostream& out, const serial_device_info_t& info) {
+        out << info.name << ' ' << info.baud_rate << ' ' << info.options;
+    }
+    static void tell(std::ostream& out, const attitude_t& attitude) {
+        out << attitude.x << ' ' << attitude.y << ' ' << attitude.z;
+    }
+    static void tell(std::ostream& out, const car_motion_t& motion) {
+        out << motion.speed << (motion.reverse ? " backwards" : " forwards");
+    }
+    static void tell(std::ostream& out, const mrfi_addr_t& address) {
+        for (const unsigned byte : address.byte) out << std::hex << byte << ' ';
+    }
+    static void tell(std::ostream& out, const mrfi_connection_t& connection) {
+        out << +connection.value1 << ' ' << +connection.value2 << ' ' << +connection.value3 << ' ' << +connection.flag1
+            << +connection.flag2 << ' ' << +connection.reserved << ' ';
+        tell(out, connection.address);
+    }
+    static void tell(std::ostream& out, const mrfi_device_t& device) {
+        out << device.value1 << ' ' << device.value2 << ' ' << device.name << ' ';
+        tell(out, device.address);
+    }
+    static void tell(std::ostream& out, bool flag) { out << (flag ? "true" : "false"); }
+    template <typename Other>
+    static void tell(std::ostream& out, const Other& value) {
+        out << value;
+    }
+
+    struct {
+        unsigned char before[16];
+        T value;
+        unsigned char after[16];
+    } fenced_;
+};
+
+/** Call an exported function: "0: 128", "-95 errno 95: untouched". errno is told where it is not what it was. */
+template <typename Function, typename... Outs>
+std::string answer(Function function, const Outs&... outs) {
+    errno = untouched_errno;
+    const int result = function();
+    const int error = errno;
+    std::string text = std::to_string(result);
+    if (error != untouched_errno) text += " errno " + std::to_string(error);
+    if constexpr (sizeof...(outs) > 0) text += ":";
+    (..., (text += " " + outs.text()));
+    return text;
+}
+
+/** Answers in the order of the calls: in a braced list calls are made in order, between operators they are not. */
+inline std::string joined(std::initializer_list<std::string> answers) {
+    std::string text;
+    for (const std::string& each : answers) text += text.empty() ? each : ", " + each;
+    return text;
+}
+
+}  // namespace testing_support

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+/** While it lives, ioctls with an int argument do not reach the kernel: they are kept, and succeed or fail as told. */
+class StandInIoctl {
+public:
+    explicit StandInIoctl(int error = 0);
+    ~StandInIoctl();
+    StandInIoctl(const StandInIoctl&) = delete;
+    StandInIoctl& operator=(const StandInIoctl&) = delete;
+
+    /** "0x80045705 0": request and argument. */
+    static std::vector<std::string> seen;
+};
+
+}  // namespace testing_support

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+#include "sensors/thermal.h"
+
+#include <gmock/gmock.h>
+
+#include <climits>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/board.h"
+#include "support/files.h"
+#include "support/recorder.h"
+#include "support/thrown.h"
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing_support::put;
+using testing_support::Recorder;
+using testing_support::thrown;
+using Velmor::Thermal;
+
+namespace {
+
+class ThermalTest : public testing::Test {
+protected:
+    /** Trip point i gets the ith type and the temperature 1000 * (i + 1). */
+    explicit ThermalTest(const std::vector<std::string>& types = {"critical", "hot", "active", "very_hot"}) {
+        put(zone_ + "/temp", "45000\n");
+        for (std::size_t i = 0; i < types.size(); ++i) trip(i, types[i]);
+    }
+
+    std::string file(std::size_t i, const std::string& suffix) const {
+        return zone_ + "/trip_point_" + std::to_string(i) + suffix;
+    }
+
+    void trip(std::size_t i, const std::string& type) const {
+        put(file(i, "_type"), type + "\n");
+        put(file(i, "_temp"), std::to_string(1000 * (i + 1)) + "\n");
+    }
+
+    /** The five numbers of a query. */
+    static std::vector<std::int32_t> query(Thermal& thermal) {
+        thermal_state_t state = {};
+        thermal.state_get(state);
+        return {state.temp, state.active, state.hot, state.very_hot, state.critical};
+    }
+
+    std::vector<std::int32_t> query() const {
+        Thermal thermal(zone_);
+        return query(thermal);
+    }
+
+    std::string failure() const {
+        return thrown([this] { query(); });
+    }
+
+    testing_support::TemporaryDirectory directory_;
+    std::string zone_ = directory_ / "thermal_zone0";
+};
+
+TEST_F(ThermalTest, TripPointsAreReportedInTheRecordsOrder) {
+    EXPECT_THAT(query(), ElementsAre(45000, 3000, 2000, 4000, 1000));
+}
+
+TEST_F(ThermalTest, TemperaturesAreNotScaled) {
+    put(zone_ + "/temp", "-2147483648\n");
+    put(file(2, "_temp"), "2147483647\n");
+    put(file(1, "_temp"), "0\n");
+    put(file(3, "_temp"), " -1 \n");
+    put(file(0, "_temp"), "7 8\n");
+    EXPECT_THAT(query(), ElementsAre(INT_MIN, INT_MAX, 0, -1, 7));
+}
+
+TEST_F(ThermalTest, EveryQueryReadsAfresh) {
+    Thermal thermal(zone_);
+    EXPECT_THAT(query(thermal), ElementsAre(45000, 3000, 2000, 4000, 1000));
+    put(zone_ + "/temp", "46000\n");
+    put(file(0, "_temp"), "99000\n");
+    EXPECT_THAT(query(thermal), ElementsAre(46000, 3000, 2000, 4000, 99000));
+}
+
+TEST_F(ThermalTest, TypesAreLearntAtConstructionOnly) {
+    Thermal thermal(zone_);
+    trip(0, "active");
+    testing_support::remove(file(1, "_type"));
+    EXPECT_THAT(query(thermal), ElementsAre(45000, 3000, 2000, 4000, 1000));
+}
+
+TEST_F(ThermalTest, FilesAreReadInTheRecordsOrder) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    put(zone_ + "/trip_point_4_type", "hot\n");
+    auto acts = Recorder()
+                    .watch({zone_})
+                    .run([this] {
+                        query();
+                        return 0;
+                    })
+                    .acts;
+    std::erase_if(acts, [](const std::string& act) { return !act.starts_with("open "); });
+    std::vector<std::string> expected;
+    for (const char* name : {"trip_point_0_type", "trip_point_1_type", "trip_point_2_type", "trip_point_3_type", "temp",
+                             "trip_point_2_temp", "trip_point_1_temp", "trip_point_3_temp", "trip_point_0_temp"}) {
+        expected.push_back("open " + zone_ + "/" + name + " r");
+    }
+    EXPECT_THAT(acts, ElementsAreArray(expected));
+}
+
+TEST_F(ThermalTest, AnyUnreadableTemperatureFailsAndStoresNothing) {
+    const std::vector<std::string> files = {zone_ + "/temp", file(0, "_temp"), file(1, "_temp"), file(2, "_temp"),
+                                            file(3, "_temp")};
+    for (const std::string& path : files) {
+        const std::string before = testing_support::content(path);
+        for (const char* text : {"", "\n", "warm\n", "2147483648\n", "missing"}) {
+            put(path, text);
+            if (std::string(text) == "missing") testing_support::remove(path);
+            Thermal thermal(zone_);
+            thermal_state_t state = {-1, -2, -3, -4, -5};
+            EXPECT_EQ(thrown([&] { thermal.state_get(state); }), "stream failure") << path << " " << text;
+            EXPECT_EQ(state.temp, -1);
+            EXPECT_EQ(state.active, -2);
+            EXPECT_EQ(state.hot, -3);
+            EXPECT_EQ(state.very_hot, -4);
+            EXPECT_EQ(state.critical, -5);
+        }
+        put(path, before);
+    }
+    EXPECT_EQ(failure(), "nothing");
+}
+
+TEST_F(ThermalTest, LaterTripPointOfATypeWins) {
+    trip(3, "hot");
+    EXPECT_EQ(failure(), "stream failure") << "very_hot has no trip point left";
+    trip(0, "very_hot");
+    trip(1, "critical");
+    EXPECT_EQ(failure(), "nothing");
+    EXPECT_THAT(query(), ElementsAre(45000, 3000, 4000, 1000, 2000));
+}
+
+TEST_F(ThermalTest, ScanStopsAtATypeThatCannotBeRead) {
+    put(file(2, "_type"), "\n");
+    Thermal thermal(zone_);
+    put(file(2, "_type"), "active\n");
+    EXPECT_EQ(thrown([&] { query(thermal); }), "stream failure");
+}
+
+TEST_F(ThermalTest, MissingZoneIsNoErrorAtConstruction) {
+    EXPECT_EQ(thrown([this] { Thermal(directory_ / "none"); }), "nothing");
+    Thermal thermal(directory_ / "none");
+    EXPECT_EQ(thrown([&] { query(thermal); }), "stream failure");
+}
+
+TEST_F(ThermalTest, GlobalLocaleChangesNothing) {
+    const testing_support::GroupingLocale grouping;
+    put(zone_ + "/temp", "45000,5\n");
+    EXPECT_THAT(query(), ElementsAre(45000, 3000, 2000, 4000, 1000));
+}
+
+class ThermalFifthTrip : public ThermalTest {
+protected:
+    ThermalFifthTrip() : ThermalTest({"active", "passive", "hot", "critical", "very_hot"}) {}
+};
+
+TEST_F(ThermalFifthTrip, IsNeverLookedAt) {
+    EXPECT_EQ(failure(), "stream failure");
+    trip(1, "very_hot");
+    EXPECT_THAT(query(), ElementsAre(45000, 1000, 3000, 2000, 4000));
+}
+
+class ThermalOtherTypes : public ThermalTest {
+protected:
+    ThermalOtherTypes() : ThermalTest({"a", "b", "c", "d", "active", "hot", "very_hot", "critical"}) {}
+};
+
+TEST_F(ThermalOtherTypes, DoNotExtendTheScan) {
+    EXPECT_EQ(failure(), "stream failure");
+}
+
+class ThermalTwoTrips : public ThermalTest {
+protected:
+    ThermalTwoTrips() : ThermalTest({"active", "hot"}) {}
+};
+
+TEST_F(ThermalTwoTrips, ConstructAndFailEveryQuery) {
+    Thermal thermal(zone_);
+    for (int i = 0; i < 3; ++i) {
+        thermal_state_t state = {-1, -2, -3, -4, -5};
+        EXPECT_EQ(thrown([&] { thermal.state_get(state); }), "stream failure");
+        EXPECT_EQ(state.temp, -1);
+        EXPECT_EQ(state.active, -2);
+    }
+}
+
+TEST_F(ThermalTwoTrips, ScanStopsAtTheGap) {
+    trip(3, "critical");
+    Thermal thermal(zone_);
+    trip(2, "very_hot");
+    EXPECT_EQ(thrown([&] { query(thermal); }), "stream failure");
+}
+
+// For the thread sanitizer: a query must not change the map, above all not where it fails.
+TEST_F(ThermalTwoTrips, QueriesMayOverlap) {
+    Thermal thermal(zone_);
+    int failures[2] = {};
+    std::vector<std::thread> threads;
+    for (int& count : failures) {
+        threads.emplace_back([&thermal, &count] {
+            for (int i = 0; i < 50; ++i) count += thrown([&thermal] { query(thermal); }) == "stream failure" ? 1 : 0;
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_THAT(failures, ElementsAre(50, 50));
+}
+
+TEST(Thermal, UnregisteredIsNotSupported) {
+    thermal_state_t state = {};
+    EXPECT_EQ(thrown([&] { Velmor::Board().thermal_state_get(0, &state); }), "system_error 95 Operation not supported");
+}
+
+TEST(Thermal, NullRecordIsInvalid) {
+    errno = 0;
+    EXPECT_EQ(thermal_state_get(0, nullptr), -22);
+    EXPECT_EQ(errno, 22);
+}
+
+}  // namespace
