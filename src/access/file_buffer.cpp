@@ -30,7 +30,7 @@ bool FileBuffer::open_for_writing(const std::string& path) {
 }
 
 bool FileBuffer::close() {
-    if (fd_ == -1) return true;
+    if (fd_ == -1) return false;
     const bool written = sync() == 0;
     setp(nullptr, nullptr);
     setg(nullptr, nullptr, nullptr);

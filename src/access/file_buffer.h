@@ -26,7 +26,7 @@ public:
     bool open_for_reading(const std::string& path);
     /** Creates or truncates. */
     bool open_for_writing(const std::string& path);
-    /** Writes what is left and closes. False where either failed; the file is closed in any case. */
+    /** Writes what is left and closes. False where either failed or nothing was open; closed it is in any case. */
     bool close();
 
 protected:
@@ -39,7 +39,7 @@ private:
     bool write_out(const char* text, std::size_t length);
 
     int fd_ = -1;
-    std::array<char, 512> characters_;  // an attribute's value and more; lists are read in pieces of this size
+    std::array<char, 4096> characters_;  // an attribute is at most a page: read whole, so that it is one moment's value
 };
 
 }  // namespace Velmor
