@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "mrfi/mrfi_enum_ctx.h"
 
-#include <fstream>
-#include <locale>
+#include <ios>
+#include <istream>
+
+#include "access/input_file.h"
 
 mrfi_enum_ctx::mrfi_enum_ctx(const std::string& path, Velmor::MRFI* owner) : owner_(owner) {
-    std::ifstream file;
-    file.imbue(std::locale::classic());
-    file.open(path);
-    std::string line;
-    while (std::getline(file, line) && !line.empty()) lines_.push_back(line);
+    try {
+        Velmor::InputFile file(path);
+        file.exceptions(std::ios_base::goodbit);  // the end of the list is no failure
+        std::string line;
+        while (std::getline(file, line) && !line.empty()) lines_.push_back(line);
+    } catch (const std::ios_base::failure&) {  // NOLINT(bugprone-empty-catch): a list that cannot be read is empty
+    }
 }
 
 bool mrfi_enum_ctx::next(std::string& line) {
