@@ -5,9 +5,11 @@
 #include <sys/uio.h>
 #include <unistd.h>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <ios>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -18,14 +20,14 @@ FileBuffer::~FileBuffer() {
 }
 
 bool FileBuffer::open_for_reading(const std::string& path) {
-    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_LARGEFILE);
+    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     return fd_ != -1;
 }
 
 bool FileBuffer::open_for_writing(const std::string& path) {
     constexpr mode_t anybody = 0666;  // less the process's umask, where the file does not exist
-    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_LARGEFILE, anybody);
-    setp(characters_.begin(), characters_.end());
+    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, anybody);
+    setp(std::begin(characters_), std::end(characters_));
     return fd_ != -1;
 }
 
@@ -40,15 +42,15 @@ bool FileBuffer::close() {
 FileBuffer::int_type FileBuffer::underflow() {
     ssize_t length = 0;
     do {
-        length = ::read(fd_, characters_.data(), characters_.size());
+        length = ::read(fd_, characters_, sizeof characters_);
     } while (length == -1 && errno == EINTR);
     // As the standard buffer reports it, so that a stream passes it on as it does that one's.
     if (length == -1) {
         throw std::ios_base::failure("basic_filebuf::underflow error reading the file",
                                      std::error_code(errno, std::generic_category()));
     }
-    setg(characters_.data(), characters_.data(), characters_.data() + length);
-    return length == 0 ? traits_type::eof() : traits_type::to_int_type(characters_.front());
+    setg(characters_, characters_, characters_ + length);
+    return length == 0 ? traits_type::eof() : traits_type::to_int_type(*characters_);
 }
 
 FileBuffer::int_type FileBuffer::overflow(int_type character) {
@@ -75,7 +77,7 @@ bool FileBuffer::write_out(const char* text, std::size_t length) {
     std::array<iovec, 2> pieces = {
         {{pbase(), static_cast<std::size_t>(pptr() - pbase())},
          {const_cast<char*>(text), length}}};  // NOLINT(cppcoreguidelines-pro-type-const-cast)
-    setp(characters_.begin(), characters_.end());
+    setp(std::begin(characters_), std::end(characters_));
     while (pieces[0].iov_len + pieces[1].iov_len > 0) {
         ssize_t written = ::writev(fd_, pieces.data(), pieces.size());
         if (written == -1 && errno == EINTR) continue;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <streambuf>
 #include <string>
 
@@ -39,7 +38,7 @@ private:
     bool write_out(const char* text, std::size_t length);
 
     int fd_ = -1;
-    std::array<char, 4096> characters_;  // an attribute is at most a page: read whole, so that it is one moment's value
+    char characters_[4096];  // an attribute is at most a page: read whole, so that it is one moment's value
 };
 
 }  // namespace Velmor

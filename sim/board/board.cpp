@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+#include "board/board.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "board/settings.h"
+#include "model/kinds.h"
+#include "model/model.h"
+#include "tree/attribute.h"
+
+namespace VelmorSim {
+
+namespace {
+
+using json = nlohmann::ordered_json;  // "set" acts in the order of the file
+namespace fs = std::filesystem;
+
+using Maker = void (*)(Model&, const std::string&, Settings&);
+
+const std::map<std::string, Maker>& makers() {
+    static const std::map<std::string, Maker> all = {
+        {"attribute", make_attribute}, {"backlight", make_backlight},
+        {"file", make_file},           {"framebuffer", make_framebuffer},
+        {"gpio", make_gpio},           {"gpio-keys", make_gpio_keys},
+        {"input", make_input},         {"led", make_led},
+        {"mrfi", make_mrfi},           {"power-state", make_power_state},
+        {"program", make_program},     {"pwm", make_pwm},
+        {"records", make_records},     {"thermal", make_thermal},
+        {"watchdog", make_watchdog},
+    };
+    return all;
+}
+
+/** The built tree's boards first, so that an installed set never hides the one that is worked on. */
+std::vector<fs::path> board_directories() {
+    std::error_code error;
+    const auto program = fs::read_symlink("/proc/self/exe", error).parent_path();
+    std::vector<fs::path> directories;
+    if (program == fs::path(VELMOR_SIM_BUILD_DIRECTORY)) directories.emplace_back(VELMOR_SIM_SOURCE_BOARDS);
+    directories.push_back(program / ".." / "share" / "velmor" / "boards");
+    return directories;
+}
+
+json read_file(const std::string& file) {
+    std::ifstream stream(file);
+    if (!stream)
+        throw BoardError(file +
+                         ": cannot be read; --board takes a file or one of the names that "
+                         "\"velmor-sim boards\" lists");
+    try {
+        return json::parse(stream);
+    } catch (const json::parse_error& error) {
+        // The library's text begins with its own error number.
+        std::string text = error.what();
+        text.erase(0, text.find("] ") + 2);
+        throw BoardError(file + ": is not JSON: " + text);
+    }
+}
+
+void make_device(Model& model, Settings& settings, const std::set<std::string>& without, std::set<std::string>& made) {
+    const auto name = settings.text("name");
+    const auto kind = settings.text("kind");
+    const auto maker = makers().find(kind);
+    if (maker == makers().end()) {
+        std::string known;
+        for (const auto& [each, function] : makers()) known += (known.empty() ? "" : ", ") + each;
+        settings.refuse("kind", "one of " + known);
+    }
+    if (!made.insert(name).second) settings.refuse("name", "a name that no other device of the board has");
+    if (without.contains(name)) return;
+    try {
+        maker->second(model, name, settings);
+    } catch (const std::invalid_argument& error) {
+        throw BoardError(settings.place() + ": " + error.what());
+    }
+    settings.finish();
+}
+
+void load(const std::string& file, Model& model, std::set<std::string> without, std::set<std::string>& made,
+          int depth) {
+    constexpr int deepest = 4;
+    const json text = read_file(file);
+    Settings board(text, file + ": ");
+    board.text("description");
+    for (auto& name : board.texts("without")) without.insert(name);
+    if (board.has("base")) {
+        const auto base = board.text("base");
+        if (depth == deepest) board.refuse("base", "a board that does not lead back to this one");
+        const auto beside = fs::path(file).parent_path() / (base + ".json");
+        load(fs::exists(beside) ? beside.string() : board_file(base), model, without, made, depth + 1);
+    }
+    for (auto& device : board.objects("devices")) make_device(model, device, without, made);
+    if (depth == 0) {
+        for (const auto& name : without) {
+            if (!made.contains(name)) board.refuse("without", "names of devices of the base; there is no " + name);
+        }
+    }
+    if (board.has("set")) {
+        auto values = board.object("set");
+        for (const auto& name : values.keys()) {
+            const auto value = values.scalar(name);
+            auto* known = model.value(name);
+            if (known == nullptr) values.refuse(name, "under a name that \"velmor-sim list\" shows");
+            if (const auto right = known->set(value); !right.empty()) values.refuse(name, right);
+        }
+    }
+    board.finish();
+}
+
+std::string unescape(const std::string& text) {
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); i++) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            plain += text[i];
+            continue;
+        }
+        const char letter = text[++i];
+        unsigned byte = 0;
+        if (letter == 'n') {
+            plain += '\n';
+        } else if (letter == 't') {
+            plain += '\t';
+        } else if (letter == 'x' && i + 2 < text.size() &&
+                   std::from_chars(&text[i + 1], &text[i + 1] + 2, byte, 16).ptr == &text[i + 1] + 2) {
+            plain += static_cast<char>(byte);
+            i += 2;
+        } else {
+            plain += letter;
+        }
+    }
+    return plain;
+}
+
+}  // namespace
+
+std::string board_file(const std::string& board) {
+    if (board.find('/') != std::string::npos || board.find('.') != std::string::npos) return board;
+    for (const auto& directory : board_directories()) {
+        const auto file = directory / (board + ".json");
+        if (fs::exists(file)) return file.lexically_normal().string();
+    }
+    return board;
+}
+
+std::vector<std::pair<std::string, std::string>> boards() {
+    std::map<std::string, std::string> found;
+    for (const auto& directory : board_directories()) {
+        std::error_code error;
+        for (const auto& entry : fs::directory_iterator(directory, error)) {
+            if (entry.path().extension() != ".json") continue;
+            const json text = read_file(entry.path().string());
+            found.emplace(entry.path().stem().string(), text.value("description", ""));
+        }
+    }
+    return {found.begin(), found.end()};
+}
+
+void load_board(const std::string& board, Model& model) {
+    std::set<std::string> made;
+    load(board_file(board), model, {}, made, 0);
+}
+
+void set_value(Model& model, const std::string& name, const std::string& value) {
+    auto* known = model.value(name);
+    if (known == nullptr) throw BoardError(name + ": there is no such value; \"velmor-sim list\" shows all");
+    if (const auto right = known->set(value); !right.empty())
+        throw BoardError(name + ": \"" + value + "\" should be " + right);
+}
+
+void set_raw(Model& model, const std::string& name, const std::string& text) {
+    auto* attribute = dynamic_cast<Attribute*>(model.value(name));
+    if (attribute == nullptr) throw BoardError(name + ": is no attribute's name or path, so it shows no text");
+    attribute->show_raw(unescape(text));
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#include "control/address.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <fstream>
+#include <set>
+#include <stdexcept>
+
+namespace VelmorSim {
+
+namespace {
+
+/** The user as the machine knows them: inside a run they are called 0. */
+unsigned long user() {
+    const unsigned long here = geteuid();
+    std::ifstream map("/proc/self/uid_map");
+    unsigned long inside = 0;
+    unsigned long outside = 0;
+    unsigned long count = 0;
+    while (map >> inside >> outside >> count) {
+        if (here >= inside && here - inside < count) return outside + (here - inside);
+    }
+    return here;
+}
+
+std::string prefix() {
+    return "velmor-sim/" + std::to_string(user()) + "/";
+}
+
+}  // namespace
+
+Address::Address(const std::string& run) {
+    const std::string name = prefix() + run;
+    if (name.size() + 1 > sizeof address.sun_path) throw std::invalid_argument("the run's name is too long: " + run);
+    address.sun_family = AF_UNIX;
+    std::copy(name.begin(), name.end(), &address.sun_path[1]);
+    length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+}
+
+std::vector<std::string> running() {
+    const std::string begin = "@" + prefix();
+    std::ifstream sockets("/proc/net/unix");
+    std::set<std::string> names;
+    std::string line;
+    while (std::getline(sockets, line)) {
+        const auto found = line.find(begin);
+        if (found != std::string::npos) names.insert(line.substr(found + begin.size()));
+    }
+    return {names.begin(), names.end()};
+}
+
+bool is_own(int socket) {
+    ucred other{};
+    socklen_t length = sizeof other;
+    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &other, &length) == 0 && other.uid == geteuid();
+}
+
+}  // namespace VelmorSim

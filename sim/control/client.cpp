@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "control/client.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "control/address.h"
+
+namespace VelmorSim {
+
+namespace {
+
+int complain(const std::string& text) {
+    std::cerr << "velmor-sim: " << text << "\n";
+    return 1;
+}
+
+}  // namespace
+
+int send_command(const std::string& run, const Words& words) {
+    std::string name = run;
+    if (name.empty()) {
+        const auto names = running();
+        if (names.empty()) return complain("nothing is running; start it with \"velmor-sim run -- PROGRAM\"");
+        if (names.size() > 1) {
+            std::string all;
+            for (const auto& each : names) all += " " + each;
+            return complain("more than one is running, say which by --name:" + all);
+        }
+        name = names[0];
+    }
+    const Address address(name);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket < 0 || connect(socket, address.socket(), address.length) != 0) {
+        const int error = errno;
+        if (socket >= 0) close(socket);
+        return complain("no run of the name " + name + ": " + std::system_category().message(error));
+    }
+    const auto line = nlohmann::json(words).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    static_cast<void>(send(socket, line.data(), line.size(), MSG_NOSIGNAL));
+
+    std::string received;
+    std::array<char, 4096> bytes{};
+    for (auto length = recv(socket, bytes.data(), bytes.size(), 0); length > 0;
+         length = recv(socket, bytes.data(), bytes.size(), 0)) {
+        received.append(bytes.data(), static_cast<std::size_t>(length));
+        for (auto end = received.find('\n'); end != std::string::npos; end = received.find('\n')) {
+            const auto answer = nlohmann::json::parse(received.substr(0, end), nullptr, false);
+            received.erase(0, end + 1);
+            const auto text = answer.is_object() ? answer.value("text", "") : std::string();
+            if (!answer.is_object() || !answer.contains("good")) {
+                std::cout << text << std::flush;
+                continue;
+            }
+            close(socket);
+            if (!answer.value("good", false)) return complain(text);
+            std::cout << text << std::flush;
+            return 0;
+        }
+    }
+    close(socket);
+    return complain("the run ended before it answered");
+}
+
+}  // namespace VelmorSim

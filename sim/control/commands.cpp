@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "control/commands.h"
+
+#include <fnmatch.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "board/board.h"
+#include "board/settings.h"
+#include "model/model.h"
+#include "record/faults.h"
+
+namespace VelmorSim {
+
+namespace {
+
+void need(const Words& words, std::size_t count, const std::string& right) {
+    if (words.size() != count) throw std::invalid_argument("\"" + words[0] + "\" should be \"" + right + "\"");
+}
+
+}  // namespace
+
+std::chrono::milliseconds duration(const std::string& text) {
+    constexpr double thousand = 1000;
+    constexpr double day = 86400 * thousand;
+    char* end = nullptr;
+    double time = std::strtod(text.c_str(), &end);
+    const std::string unit = end;
+    if (unit.empty() || unit == "s") time *= thousand;
+    const bool good = end != text.c_str() && (unit.empty() || unit == "s" || unit == "ms") && time >= 0 && time <= day;
+    if (!good) throw std::invalid_argument("\"" + text + "\" should be a time such as 2, 1.5s or 200ms");
+    return std::chrono::milliseconds(std::llround(time));
+}
+
+std::string Commands::run(const Words& words) {
+    const auto& command = words.at(0);
+    try {
+        if (command == "set") {
+            need(words, 3, "set NAME VALUE");
+            set_value(model_, words[1], words[2]);
+            return {};
+        }
+        if (command == "raw") {
+            need(words, 3, "raw NAME TEXT");
+            set_raw(model_, words[1], words[2]);
+            return {};
+        }
+    } catch (const BoardError& error) {
+        throw std::invalid_argument(error.what());
+    }
+    if (command == "get") {
+        need(words, 2, "get NAME");
+        auto* value = model_.value(words[1]);
+        if (value == nullptr)
+            throw std::invalid_argument(words[1] + ": there is no such value; \"velmor-sim list\" shows all");
+        return value->get() + "\n";
+    }
+    if (command == "list") {
+        if (words.size() > 2) need(words, 2, "list [PATTERN]");
+        std::string text;
+        for (const auto& [name, value] : model_.values()) {
+            if (words.size() == 2 && fnmatch(words[1].c_str(), name.c_str(), 0) != 0) continue;
+            std::string shown = value->get();
+            for (auto& c : shown) c = c == '\n' ? ';' : c;
+            text.append(name).append("=").append(shown);
+            if (!value->where().empty()) text.append("\t").append(value->where());
+            text += "\n";
+        }
+        return text;
+    }
+    if (command == "fault") {
+        need(words, 2, "fault PATH:OP:ERRNO[:N]");
+        faults_.add_fault(words[1]);
+        return {};
+    }
+    if (command == "delay") {
+        need(words, 2, "delay PATH:OP:MS");
+        faults_.add_delay(words[1]);
+        return {};
+    }
+    if (command == "clear") {
+        need(words, 1, "clear");
+        faults_.clear();
+        return {};
+    }
+    throw std::invalid_argument("\"" + command +
+                                "\" is no command; the commands are set, raw, get, list, fault, delay, clear, wait-for "
+                                "and watch, and in a script sleep");
+}
+
+}  // namespace VelmorSim

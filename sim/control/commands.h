@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace VelmorSim {
+
+class Faults;
+class Model;
+
+using Words = std::vector<std::string>;
+
+/** The commands that are done at once, from a second terminal or a script. Wrong ones throw std::invalid_argument. */
+class Commands {
+public:
+    Commands(Model& model, Faults& faults) : model_(model), faults_(faults) {}
+
+    /** set, raw, get, list, fault, delay or clear; the result is what to print. */
+    std::string run(const Words& words);
+    Model& model() const { return model_; }
+
+private:
+    Model& model_;
+    Faults& faults_;
+};
+
+/** "2", "1.5s" or "200ms". Throws std::invalid_argument. */
+std::chrono::milliseconds duration(const std::string& text);
+
+}  // namespace VelmorSim

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+#include "control/script.h"
+
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+#include "board/settings.h"
+#include "model/model.h"
+
+namespace VelmorSim {
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(10);
+
+Words split(const std::string& line) {
+    std::istringstream stream(line);
+    Words words;
+    std::string word;
+    while (stream >> std::ws && stream.peek() != '#' && stream >> std::quoted(word)) words.push_back(word);
+    return words;
+}
+
+}  // namespace
+
+Script::Script(const std::string& file, Commands& commands) : file_(file), commands_(commands) {
+    std::ifstream stream(file);
+    if (!stream) throw BoardError(file + ": cannot be read; --script takes a file of commands");
+    std::string text;
+    for (int number = 1; std::getline(stream, text); number++) {
+        Line line{number, split(text)};
+        if (line.words.empty()) continue;
+        try {
+            check(line);
+        } catch (const std::invalid_argument& error) {
+            throw BoardError(file + ":" + std::to_string(number) + ": " + error.what());
+        }
+        lines_.push_back(std::move(line));
+    }
+}
+
+// What can be known before the start is refused before the start.
+void Script::check(const Line& line) {
+    const std::set<std::string> known = {"set", "raw", "get", "list", "fault", "delay", "clear", "sleep", "wait-for"};
+    const auto& words = line.words;
+    if (words[0] == "sleep") {
+        if (words.size() != 2) throw std::invalid_argument(R"("sleep" should be "sleep TIME")");
+        duration(words[1]);
+    } else if (words[0] == "wait-for") {
+        if (words.size() != 2 && words.size() != 3)
+            throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
+        const Condition condition(commands_.model(), words[1]);
+        if (words.size() == 3) duration(words[2]);
+    } else if (!known.contains(words[0])) {
+        commands_.run(words);
+    } else if (words[0] == "set" || words[0] == "raw" || words[0] == "get") {
+        if (words.size() < 2 || commands_.model().value(words[1]) == nullptr)
+            throw std::invalid_argument((words.size() < 2 ? "" : words[1]) +
+                                        ": there is no such value; \"velmor-sim list\" shows all");
+    }
+}
+
+void Script::fail(const std::string& reason) {
+    const auto where = file_ + ":" + std::to_string(lines_[next_].number) + ": ";
+    next_ = lines_.size();
+    failed(where + reason);
+}
+
+bool Script::go_on(const Line& line) {
+    Timers& timers = commands_.model().timers;
+    if (line.words[0] == "sleep") {
+        sleeping_ = true;
+        timers.after(duration(line.words[1]), [this] { sleeping_ = false; });
+        return true;
+    }
+    if (line.words[0] != "wait-for") {
+        std::cout << commands_.run(line.words) << std::flush;
+        return true;
+    }
+    if (!awaited_) {
+        awaited_.emplace(commands_.model(), line.words[1]);
+        const auto most = line.words.size() == 3 ? duration(line.words[2]) : std::chrono::milliseconds(patience);
+        deadline_ = timers.after(most, [this] { fail("it did not come to " + lines_[next_].words[1]); });
+    }
+    if (!awaited_->holds(commands_.model())) return false;
+    timers.cancel(*deadline_);
+    awaited_.reset();
+    return true;
+}
+
+void Script::step() {
+    while (next_ < lines_.size() && !sleeping_) {
+        try {
+            if (!go_on(lines_[next_])) return;
+        } catch (const std::invalid_argument& error) {
+            fail(error.what());
+            return;
+        }
+        next_++;
+    }
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+#include "control/server.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <system_error>
+
+#include "control/address.h"
+#include "model/model.h"
+
+namespace VelmorSim {
+
+namespace {
+
+constexpr std::size_t longest_command = 1U << 16U;
+
+void send_line(int socket, const nlohmann::json& line) {
+    const auto text = line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    // A terminal that does not read must not stop the device.
+    static_cast<void>(send(socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+}
+
+}  // namespace
+
+Server::Server(const std::string& run, Commands& commands) : commands_(commands) {
+    constexpr int queue = 16;
+    const Address address(run);
+    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (listener_ < 0 || bind(listener_, address.socket(), address.length) != 0 || listen(listener_, queue) != 0) {
+        const int error = errno;
+        if (listener_ >= 0) close(listener_);
+        throw std::system_error(error, std::system_category(), "a run of the name " + run);
+    }
+}
+
+Server::~Server() {
+    for (const auto& client : clients_) close(client.socket);
+    close(listener_);
+}
+
+void Server::add_to(std::vector<pollfd>& events) const {
+    events.push_back({listener_, POLLIN, 0});
+    for (const auto& client : clients_) events.push_back({client.socket, POLLIN, 0});
+}
+
+void Server::serve(const std::vector<pollfd>& events) {
+    for (const auto& event : events) {
+        if (event.revents == 0) continue;
+        if (event.fd == listener_) accept_client();
+        for (auto& client : clients_) {
+            if (client.socket == event.fd) receive(client);
+        }
+    }
+    settle();
+}
+
+void Server::accept_client() {
+    const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (socket < 0) return;
+    if (is_own(socket)) {
+        clients_.push_back({.socket = socket});
+    } else {
+        close(socket);
+    }
+}
+
+void Server::receive(Client& client) {
+    std::array<char, 4096> bytes{};
+    const auto length = recv(client.socket, bytes.data(), bytes.size(), MSG_DONTWAIT);
+    if (length <= 0) {
+        client.done = true;
+        return;
+    }
+    client.received.append(bytes.data(), static_cast<std::size_t>(length));
+    const auto end_of_line = client.received.find('\n');
+    if (end_of_line == std::string::npos) {
+        if (client.received.size() > longest_command) client.done = true;
+        return;
+    }
+    try {
+        const auto words = nlohmann::json::parse(client.received.substr(0, end_of_line)).get<Words>();
+        client.received.clear();
+        command(client, words);
+    } catch (const nlohmann::json::exception&) {
+        end(client, false, "a command is a JSON list of words");
+    } catch (const std::exception& error) {
+        end(client, false, error.what());
+    }
+}
+
+void Server::command(Client& client, const Words& words) {
+    constexpr std::chrono::seconds patience(10);
+    if (words.empty()) throw std::invalid_argument("there is no command");
+    if (words[0] == "watch") {
+        for (std::size_t i = 1; i < words.size(); i++) {
+            if (commands_.model().value(words[i]) == nullptr)
+                throw std::invalid_argument(words[i] + ": there is no such value; \"velmor-sim list\" shows all");
+            client.watched.emplace_back(words[i], commands_.model().value(words[i])->get());
+            tell(client, words[i] + "=" + client.watched.back().second + "\n");
+        }
+        if (client.watched.empty()) throw std::invalid_argument(R"("watch" should be "watch NAME...")");
+        return;
+    }
+    if (words[0] == "wait-for") {
+        if (words.size() != 2 && words.size() != 3)
+            throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
+        const auto most = words.size() == 3 ? duration(words[2]) : std::chrono::milliseconds(patience);
+        client.awaited.emplace(commands_.model(), words[1]);
+        client.deadline = commands_.model().timers.after(most, [&client, condition = words[1]] {
+            client.deadline.reset();
+            client.awaited.reset();
+            end(client, false, "it did not come to " + condition);
+        });
+        return;
+    }
+    end(client, true, commands_.run(words));
+}
+
+void Server::settle(Client& client) {
+    if (client.awaited && client.awaited->holds(commands_.model())) {
+        client.awaited.reset();
+        end(client, true, "");
+    }
+    for (auto& [name, told] : client.watched) {
+        const auto now = commands_.model().value(name)->get();
+        if (now == told) continue;
+        told = now;
+        tell(client, std::string(name).append("=").append(now).append("\n"));
+    }
+}
+
+void Server::settle() {
+    for (auto& client : clients_) {
+        if (!client.done) settle(client);
+    }
+    for (auto client = clients_.begin(); client != clients_.end();) {
+        if (!client->done) {
+            ++client;
+            continue;
+        }
+        if (client->deadline) commands_.model().timers.cancel(*client->deadline);
+        close(client->socket);
+        client = clients_.erase(client);
+    }
+}
+
+void Server::finish() {
+    for (auto& client : clients_) {
+        if (!client.done) end(client, !client.awaited, client.awaited ? "the run is over" : "");
+    }
+    settle();
+}
+
+void Server::tell(Client& client, const std::string& text) {
+    send_line(client.socket, {{"text", text}});
+}
+
+void Server::end(Client& client, bool good, const std::string& text) {
+    send_line(client.socket, {{"good", good}, {"text", text}});
+    client.done = true;
+}
+
+}  // namespace VelmorSim

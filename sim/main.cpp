@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "board/board.h"
+#include "board/settings.h"
+#include "control/address.h"
+#include "control/client.h"
+#include "run/run.h"
+
+namespace {
+
+using VelmorSim::Run;
+using VelmorSim::RunOptions;
+
+constexpr int wrong_use = 2;
+
+int run(const RunOptions& options) {
+    try {
+        Run device(options);
+        return device.execute();
+    } catch (const std::exception& error) {
+        std::cerr << "velmor-sim: " << error.what() << "\n";
+        return Run::not_started;
+    }
+}
+
+int list_boards() {
+    for (const auto& [name, description] : VelmorSim::boards()) {
+        constexpr std::size_t column = 22;
+        std::cout << name << std::string(name.size() < column ? column - name.size() : 1, ' ') << description << "\n";
+    }
+    return 0;
+}
+
+CLI::App* add_run(CLI::App& app, RunOptions& options) {
+    auto* run = app.add_subcommand("run", "Run a program on the device");
+    run->add_option("--board", options.board, "A board file, or a name that \"velmor-sim boards\" lists")
+        ->type_name("FILE|NAME")
+        ->default_str("device");
+    run->add_option("--set", options.set, "One value at the start; again for more")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    run->add_option("--raw", options.raw, "Show exactly this text (\\n and \\xHH are understood)")
+        ->type_name("NAME=TEXT")
+        ->allow_extra_args(false);
+    run->add_option("--trace", options.trace, "Record every act, as JSON lines")->type_name("FILE");
+    run->add_flag("--explain", options.explain, "Print every act on standard error, for people");
+    run->add_option("--fault", options.faults, "Make the N-th such act fail, or every one")
+        ->type_name("PATH:OP:ERRNO[:N]")
+        ->allow_extra_args(false);
+    run->add_option("--delay", options.delays, "Make such acts take that long")
+        ->type_name("PATH:OP:MS")
+        ->allow_extra_args(false);
+    run->add_option("--script", options.script, "Do these commands while the program runs")->type_name("FILE");
+    run->add_option("--name", options.name, "What second terminals call this run (default: its process number)");
+    run->add_option("program", options.program, "The program and its arguments")->required();
+    run->prefix_command(false);
+    run->positionals_at_end();
+    run->footer(
+        "Exit status: the program's own; 120 when the watchdog has bitten, 121 after a restart, 122 after a "
+        "power-off,\n"
+        "123 when the script failed, 125 when the device could not start, 126 and 127 when the program could not.\n\n"
+        "Example:\n  velmor-sim run --explain --set thermal.temp=91000 -- ./my-app --verbose");
+    return run;
+}
+
+int act(int argc, char** argv) {
+    CLI::App app{"A virtual device: an unmodified program sees the device's files at their real absolute paths."};
+    app.require_subcommand(1);
+    app.footer(
+        "Examples:\n"
+        "  velmor-sim run -- ./my-app\n"
+        "  velmor-sim set thermal.temp 91000\n"
+        "  velmor-sim wait-for 'backlight.brightness<3'\n\n"
+        "velmor-sim COMMAND --help says more of each.");
+
+    RunOptions options;
+    const auto* run_command = add_run(app, options);
+    const auto* boards_command = app.add_subcommand("boards", "List the boards that come with the program");
+    const auto* runs_command = app.add_subcommand("runs", "List what is running");
+
+    std::string name;
+    std::vector<std::string> words;
+    std::vector<std::pair<const CLI::App*, std::string>> controls;
+    const auto add_control = [&](const std::string& command, const std::string& what, const std::string& usage) {
+        auto* control = app.add_subcommand(command, what);
+        control->add_option("--name", name, "Which run, when there are several");
+        control->add_option("words", words, usage)->type_name("");
+        control->positionals_at_end();
+        controls.emplace_back(control, command);
+    };
+    add_control("set", "Change a value as the hardware would", "NAME VALUE");
+    add_control("raw", "Show exactly this text, whatever it is", "NAME TEXT");
+    add_control("get", "Print a value", "NAME");
+    add_control("list", "Print all values and their files", "[PATTERN]");
+    add_control("watch", "Print values whenever they change, until the run ends", "NAME...");
+    add_control("wait-for", "Wait until a value is so, 10 s at most or TIME", "CONDITION [TIME]");
+    add_control("fault", "Make the N-th such act from now on fail, or every one", "PATH:OP:ERRNO[:N]");
+    add_control("delay", "Make such acts take that long", "PATH:OP:MS");
+    add_control("clear", "Forget all faults and delays", "");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : wrong_use;
+    }
+    if (run_command->parsed()) return run(options);
+    if (boards_command->parsed()) return list_boards();
+    if (runs_command->parsed()) {
+        for (const auto& each : VelmorSim::running()) std::cout << each << "\n";
+        return 0;
+    }
+    for (const auto& [control, command] : controls) {
+        if (!control->parsed()) continue;
+        words.insert(words.begin(), command);
+        return VelmorSim::send_command(name, words);
+    }
+    return wrong_use;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return act(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "velmor-sim: " << error.what() << "\n";
+        return 1;
+    }
+}

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "run/timers.h"
+#include "tree/tree.h"
+#include "tree/value.h"
+
+namespace VelmorSim {
+
+/** Why the unit went down. */
+struct Ending {
+    enum class Cause { watchdog, restart, power_off };
+    Cause cause;
+    /** For the record: what brought it about. */
+    std::string command;
+    /** The restart's text, or nothing. */
+    std::string text;
+    /** For people. */
+    std::string message;
+};
+
+/** The device as its kernel shows it: its files, and its values under names that people use. */
+class Model {
+public:
+    using Finder = std::function<std::unique_ptr<Value>(std::string_view rest)>;
+
+    explicit Model(Timers& run_timers) : timers(run_timers) {}
+
+    Tree tree;
+    Timers& timers;
+    /** Set by whoever runs the unit; called when it restarts or goes off. */
+    std::function<void(const Ending&)> end;
+
+    void name(const std::string& name, Value& value) { values_[name] = &value; }
+    void name(const std::string& name, ComputedValue::Getter getter, ComputedValue::Setter setter);
+    /** Values that are made when somebody asks: "gpio." and a number. */
+    void name_family(const std::string& prefix, Finder finder) { families_[prefix] = std::move(finder); }
+
+    /** By its name or by its file's path; null when there is none. */
+    Value* value(const std::string& name);
+    const std::map<std::string, Value*>& values() const { return values_; }
+
+    /** Keep something alive as long as the model. */
+    template <class T, class... Arguments>
+    T& part(Arguments&&... arguments) {
+        auto made = std::make_shared<T>(std::forward<Arguments>(arguments)...);
+        parts_.push_back(made);
+        return *made;
+    }
+
+private:
+    std::map<std::string, Value*> values_;
+    std::map<std::string, Finder> families_;
+    std::vector<std::unique_ptr<Value>> computed_;
+    std::vector<std::shared_ptr<void>> parts_;
+};
+
+}  // namespace VelmorSim

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "board/settings.h"
+#include "model/kinds.h"
+#include "model/model.h"
+#include "tree/attribute.h"
+#include "tree/parse.h"
+
+namespace VelmorSim {
+
+namespace {
+
+/** The sleep states. A write of one of them returns when the unit has woken again, here at once; see delays. */
+class PowerState : public Attribute {
+public:
+    explicit PowerState(std::vector<std::string> states) : Attribute(0644), states_(std::move(states)) {}
+
+    std::string set(std::string_view /*text*/) override { return "nothing: an application writes it"; }
+    int suspended() const { return suspended_; }
+
+protected:
+    int show(std::string& text) const override {
+        for (const auto& state : states_) text += (text.empty() ? "" : " ") + state;
+        text += "\n";
+        return 0;
+    }
+    int store(std::string_view text) override {
+        if (std::find(states_.begin(), states_.end(), without_newline(text)) == states_.end()) return -EINVAL;
+        suspended_++;
+        return 0;
+    }
+
+private:
+    std::vector<std::string> states_;
+    int suspended_ = 0;
+};
+
+}  // namespace
+
+void make_power_state(Model& model, const std::string& name, Settings& settings) {
+    const auto path = device_path(settings);
+    auto states = settings.texts("states");
+    if (states.empty()) settings.refuse("states", "a list of at least one state, for example [\"mem\"]");
+    auto& state = model.tree.add<PowerState>(path, std::move(states));
+    state.meaning = "sleeps, and returns when awake again";
+    model.name(name + ".state", state);
+    model.name(
+        name + ".suspended", [&] { return std::to_string(state.suspended()); }, nullptr);
+}
+
+}  // namespace VelmorSim

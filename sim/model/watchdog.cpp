@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+#include <linux/watchdog.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "board/settings.h"
+#include "model/kinds.h"
+#include "model/model.h"
+#include "tree/file.h"
+#include "tree/parse.h"
+
+namespace VelmorSim {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/** An ioctl request's low 16 bits: its group and number, without direction and size. */
+constexpr unsigned number_of(unsigned long request) {
+    return static_cast<unsigned>(request) & 0xffffU;
+}
+
+/** Opening it starts the countdown, a write or a keep-alive feeds it, closing it after a 'V' stops it. */
+class Watchdog : public File {
+public:
+    Watchdog(Model& model, std::int64_t timeout, std::int64_t shortest, std::int64_t longest)
+        : File(S_IFREG | 0600), model_(model), timeout_(timeout), shortest_(shortest), longest_(longest) {}
+
+    bool is_stream() const override { return true; }
+
+    int open(OpenFile& /*open*/) override {
+        if (held_) return -EBUSY;
+        held_ = true;
+        magic_ = false;
+        running_ = true;
+        feed();
+        return 0;
+    }
+
+    // Only the last close counts, not each duplicate's: a child that was forked must not stop it.
+    void release(OpenFile& /*open*/) override {
+        held_ = false;
+        if (magic_) stop();
+    }
+
+    int read(OpenFile& /*open*/, std::size_t /*size*/, std::size_t /*offset*/, std::string& /*out*/) override {
+        return -EINVAL;
+    }
+
+    int write(OpenFile& /*open*/, std::string_view text) override {
+        magic_ = text.find('V') != std::string_view::npos;
+        feed();
+        return static_cast<int>(text.size());
+    }
+
+    int ioctl(OpenFile& /*open*/, unsigned request, std::string_view in, std::size_t room, std::string& out) override {
+        switch (number_of(request)) {
+            case number_of(WDIOC_GETSUPPORT): return identify(room, out);
+            case number_of(WDIOC_GETSTATUS):
+            case number_of(WDIOC_GETBOOTSTATUS): return give(0, room, out);
+            case number_of(WDIOC_SETOPTIONS): return set_options(in);
+            // Declared as reading an int, yet callers may pass no place for one: nothing is given back.
+            case number_of(WDIOC_KEEPALIVE): feed(); return 0;
+            case number_of(WDIOC_SETTIMEOUT): return set_timeout(in, room, out);
+            case number_of(WDIOC_GETTIMEOUT): return give(timeout_, room, out);
+            case number_of(WDIOC_GETTIMELEFT):
+                return give(std::chrono::duration_cast<seconds>(left()).count(), room, out);
+            default: return -ENOTTY;
+        }
+    }
+
+    std::int64_t timeout() const { return timeout_; }
+    bool running() const { return running_; }
+    std::uint64_t feedings() const { return feedings_; }
+    milliseconds left() const {
+        if (!running_) return milliseconds(0);
+        const auto left = std::chrono::duration_cast<milliseconds>(bites_->first - Timers::Clock::now());
+        return std::max(left, milliseconds(0));
+    }
+
+    std::string change_timeout(std::string_view text) {
+        const auto number = plain_number(text);
+        if (!number || *number < shortest_ || *number > longest_) return range_text(shortest_, longest_);
+        timeout_ = *number;
+        if (running_) feed();
+        return {};
+    }
+
+private:
+    static int give(std::int64_t number, std::size_t room, std::string& out) {
+        const auto value = static_cast<int>(number);
+        if (room < sizeof value) return -EFAULT;
+        out.assign(sizeof value, '\0');
+        std::memcpy(out.data(), &value, sizeof value);
+        return 0;
+    }
+
+    static int take(std::string_view in, int& number) {
+        if (in.size() < sizeof number) return -EFAULT;
+        std::memcpy(&number, in.data(), sizeof number);
+        return 0;
+    }
+
+    static int identify(std::size_t room, std::string& out) {
+        watchdog_info info{};
+        info.options = WDIOF_SETTIMEOUT | WDIOF_KEEPALIVEPING | WDIOF_MAGICCLOSE;
+        constexpr std::string_view identity = "imx2+ watchdog";
+        std::copy(identity.begin(), identity.end(), info.identity);
+        if (room < sizeof info) return -EFAULT;
+        out.assign(sizeof info, '\0');
+        std::memcpy(out.data(), &info, sizeof info);
+        return 0;
+    }
+
+    int set_options(std::string_view in) {
+        int options = 0;
+        if (const int result = take(in, options); result < 0) return result;
+        if ((options & (WDIOS_DISABLECARD | WDIOS_ENABLECARD)) == 0) return -EINVAL;
+        if ((options & WDIOS_DISABLECARD) != 0) stop();
+        if ((options & WDIOS_ENABLECARD) != 0) {
+            running_ = true;
+            feed();
+        }
+        return 0;
+    }
+
+    int set_timeout(std::string_view in, std::size_t room, std::string& out) {
+        int timeout = 0;
+        if (const int result = take(in, timeout); result < 0) return result;
+        if (timeout < shortest_ || timeout > longest_) return -EINVAL;
+        timeout_ = timeout;
+        feed();
+        return give(timeout_, room, out);
+    }
+
+    void feed() {
+        if (!running_) return;
+        if (bites_) model_.timers.cancel(*bites_);
+        feedings_++;
+        bites_ = model_.timers.after(seconds(timeout_), [this] { bite(); });
+    }
+
+    void stop() {
+        if (bites_) model_.timers.cancel(*bites_);
+        bites_.reset();
+        running_ = false;
+    }
+
+    void bite() {
+        bites_.reset();
+        running_ = false;
+        model_.end({Ending::Cause::watchdog, "watchdog", "",
+                    "the watchdog bites: not fed for " + std::to_string(timeout_) + " s; the unit restarts"});
+    }
+
+    Model& model_;
+    std::int64_t timeout_;  // s
+    std::int64_t shortest_;
+    std::int64_t longest_;
+    std::optional<Timers::Id> bites_;
+    std::uint64_t feedings_ = 0;
+    bool held_ = false;
+    bool magic_ = false;
+    bool running_ = false;
+};
+
+std::string seconds_text(milliseconds time) {
+    const auto digits = std::to_string(time.count() % 1000 + 1000).substr(1);
+    return std::to_string(time.count() / 1000) + "." + digits;
+}
+
+}  // namespace
+
+void make_watchdog(Model& model, const std::string& name, Settings& settings) {
+    constexpr std::int64_t day = 86400;
+    const auto path = device_path(settings);
+    const auto lowest = settings.number("shortest", 1, day, 1);
+    const auto highest = settings.number("longest", lowest, day, 128);
+    auto& watchdog =
+        model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest, highest), lowest, highest);
+    watchdog.meaning = "watchdog";
+    model.name(
+        name + ".timeout", [&] { return std::to_string(watchdog.timeout()); },
+        [&](std::string_view text) { return watchdog.change_timeout(text); });
+    model.name(
+        name + ".running", [&] { return std::string(watchdog.running() ? "1" : "0"); }, nullptr);
+    model.name(
+        name + ".timeleft", [&] { return seconds_text(watchdog.left()); }, nullptr);
+    model.name(
+        name + ".feedings", [&] { return std::to_string(watchdog.feedings()); }, nullptr);
+}
+
+}  // namespace VelmorSim

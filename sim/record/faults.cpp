@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#include "record/faults.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "record/errno_name.h"
+#include "tree/parse.h"
+
+namespace VelmorSim {
+
+namespace {
+
+constexpr std::array<const char*, 5> operations = {"open", "read", "write", "ioctl", "close"};
+
+/** From the right, because a path may hold colons. */
+std::string cut_last(std::string& text) {
+    const auto colon = text.rfind(':');
+    if (colon == std::string::npos) return {};
+    auto last = text.substr(colon + 1);
+    text.erase(colon);
+    return last;
+}
+
+bool is_operation(const std::string& path, const std::string& op) {
+    if (path == "restart") return op == "call";
+    return std::find(operations.begin(), operations.end(), op) != operations.end();
+}
+
+[[noreturn]] void refuse(const std::string& text, const std::string& right) {
+    throw std::invalid_argument("\"" + text + "\" should be " + right);
+}
+
+bool matches(const std::string& pattern, const std::string& path) {
+    return pattern == path || fnmatch(pattern.c_str(), path.c_str(), FNM_PATHNAME) == 0;
+}
+
+}  // namespace
+
+void Faults::add_fault(const std::string& text) {
+    const std::string right =
+        "PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N "
+        "from "
+        "1 on, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO";
+    std::string rest = text;
+    std::string last = cut_last(rest);
+    std::uint64_t which = 0;
+    if (const auto number = plain_number(last)) {
+        if (*number < 1) refuse(text, right);
+        which = static_cast<std::uint64_t>(*number);
+        last = cut_last(rest);
+    }
+    const auto error = errno_number(last);
+    const auto op = cut_last(rest);
+    if (!error || !is_operation(rest, op) || (rest[0] != '/' && rest != "restart")) refuse(text, right);
+    faults_.push_back({rest, op, *error, which, 0});
+}
+
+void Faults::add_delay(const std::string& text) {
+    const std::string right =
+        "PATH:OP:MS, with an absolute path, OP one of open, read, write, ioctl, close, and milliseconds up to 3600000, "
+        "for example /sys/power/state:write:3000";
+    constexpr std::int64_t hour = 3600000;
+    std::string rest = text;
+    const auto time = plain_number(cut_last(rest));
+    const auto op = cut_last(rest);
+    if (!time || *time < 0 || *time > hour || !is_operation(rest, op) || rest[0] != '/') refuse(text, right);
+    delays_.push_back({rest, op, std::chrono::milliseconds(*time)});
+}
+
+void Faults::clear() {
+    faults_.clear();
+    delays_.clear();
+}
+
+int Faults::next(const std::string& path, const std::string& op) {
+    int error = 0;
+    for (auto& fault : faults_) {
+        if (fault.op != op || !matches(fault.path, path)) continue;
+        fault.seen++;
+        if (error == 0 && (fault.which == 0 || fault.which == fault.seen)) error = fault.error;
+    }
+    return error;
+}
+
+std::chrono::milliseconds Faults::delay(const std::string& path, const std::string& op) const {
+    std::chrono::milliseconds longest(0);
+    for (const auto& delay : delays_) {
+        if (delay.op == op && matches(delay.path, path)) longest = std::max(longest, delay.time);
+    }
+    return longest;
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace VelmorSim {
+
+/** Acts that are to fail, or to take their time. Paths may hold the wildcards * and ?. */
+class Faults {
+public:
+    /** PATH:OP:ERRNO[:N]: the N-th such act from now on fails, without N every one. Throws std::invalid_argument. */
+    void add_fault(const std::string& text);
+    /** PATH:OP:MS: such acts take that many milliseconds. */
+    void add_delay(const std::string& text);
+    void clear();
+
+    /** The errno of this act, counted, or 0. */
+    int next(const std::string& path, const std::string& op);
+    std::chrono::milliseconds delay(const std::string& path, const std::string& op) const;
+
+private:
+    struct Fault {
+        std::string path;
+        std::string op;
+        int error;
+        /** The act that fails; 0: every one. */
+        std::uint64_t which;
+        std::uint64_t seen;
+    };
+    struct Delay {
+        std::string path;
+        std::string op;
+        std::chrono::milliseconds time;
+    };
+
+    std::vector<Fault> faults_;
+    std::vector<Delay> delays_;
+};
+
+}  // namespace VelmorSim

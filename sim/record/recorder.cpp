@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+#include "record/recorder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+#include "record/errno_name.h"
+#include "tree/parse.h"
+
+namespace VelmorSim {
+
+namespace {
+
+bool is_printable(std::string_view text) {
+    return std::ranges::all_of(
+        text, [](char c) { return std::isprint(static_cast<unsigned char>(c)) != 0 || c == '\n' || c == '\t'; });
+}
+
+std::string hex_number(unsigned long number) {
+    std::ostringstream text;
+    text << "0x" << std::hex << number;
+    return text.str();
+}
+
+void write_line(int file, const std::string& line) {
+    std::string_view rest = line;
+    while (!rest.empty()) {
+        const auto written = write(file, rest.data(), rest.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+std::string quoted(const std::string& text) {
+    if (!is_printable(text)) return "hex " + hex_text(text);
+    std::string shown = "\"";
+    for (const char c : text) {
+        if (c == '\n') {
+            shown += "\\n";
+        } else if (c == '\t') {
+            shown += "\\t";
+        } else {
+            shown += c;
+        }
+    }
+    return shown + "\"";
+}
+
+}  // namespace
+
+Recorder::~Recorder() {
+    if (trace_ >= 0) close(trace_);
+}
+
+void Recorder::trace_to(const std::string& file) {
+    constexpr mode_t permissions = 0666;
+    trace_ = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, permissions);
+    if (trace_ < 0) throw std::system_error(errno, std::system_category(), file);
+}
+
+void Recorder::explain() {
+    explain_ = true;
+    const char* terminal = std::getenv("TERM");  // NOLINT(concurrency-mt-unsafe): there is one thread
+    const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
+    colour_ =
+        isatty(STDERR_FILENO) == 1 && !dumb && std::getenv("NO_COLOR") == nullptr;  // NOLINT(concurrency-mt-unsafe)
+}
+
+void Recorder::record(const Act& act) const {
+    if (stopped_) return;
+    if (explain_) explain(act);
+    if (trace_ < 0) return;
+    nlohmann::ordered_json line;
+    line["act"] = act.act;
+    if (!act.path.empty()) line["path"] = act.path;
+    if (!act.mode.empty()) line["mode"] = act.mode;
+    if (!act.command.empty()) line["command"] = act.command;
+    if (act.request) line["request"] = hex_number(*act.request);
+    if (act.text) {
+        if (is_printable(*act.text)) {
+            line["text"] = *act.text;
+        } else {
+            line["hex"] = hex_text(*act.text);
+        }
+    }
+    if (act.in) line["in"] = hex_text(*act.in);
+    if (act.out) line["out"] = hex_text(*act.out);
+    line["result"] = act.result < 0 ? -1 : act.result;
+    if (act.result < 0) line["errno"] = errno_name(static_cast<int>(-act.result));
+    line["pid"] = act.pid;
+    write_line(trace_, line.dump() + "\n");
+}
+
+void Recorder::explain(const Act& act) const {
+    const char* dim = colour_ ? "\x1b[2m" : "";
+    const char* red = colour_ ? "\x1b[31m" : "";
+    const char* strong = colour_ ? "\x1b[1m" : "";
+    const char* plain = colour_ ? "\x1b[0m" : "";
+    const std::chrono::duration<double> since = std::chrono::steady_clock::now() - start_;
+    std::array<char, 64> head{};
+    static_cast<void>(std::snprintf(head.data(), head.size(), "%s%8.3f %5d%s  %-7s", dim, since.count(), act.pid, plain,
+                                    act.act.c_str()));
+    std::string line = head.data();
+    line += " " + (act.path.empty() ? act.command : act.path);
+    if (!act.mode.empty())
+        line += " for " + std::string(act.mode == "r" ? "reading" : act.mode == "w" ? "writing" : "both");
+    if (act.request) line += " " + hex_number(*act.request);
+    if (act.text) line += std::string("  ") + strong + quoted(*act.text) + plain;
+    if (act.in && !act.in->empty()) line += std::string("  ") + strong + "in " + hex_text(*act.in) + plain;
+    if (act.out && !act.out->empty()) line += std::string("  ") + strong + "out " + hex_text(*act.out) + plain;
+    if (act.result < 0) {
+        const auto error = static_cast<int>(-act.result);
+        line += std::string("  ") + red + errno_name(error) + ": " + std::system_category().message(error) + plain;
+    }
+    if (!act.meaning.empty()) line += std::string("  ") + dim + "(" + act.meaning + ")" + plain;
+    write_line(STDERR_FILENO, line + "\n");
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#define FUSE_USE_VERSION 312
+#include <fuse3/fuse_lowlevel.h>
+
+#include <ctime>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tree/file.h"
+
+namespace VelmorSim {
+
+class Faults;
+class Model;
+class Recorder;
+
+/**
+ * Shows the model's tree through FUSE. One thread serves everything, so the model needs no locks; a read that must wait
+ * keeps its request and is answered later.
+ */
+class FileSystem {
+public:
+    FileSystem(Model& model, Recorder& recorder, Faults& faults)
+        : model_(model), recorder_(recorder), faults_(faults) {}
+    FileSystem(const FileSystem&) = delete;
+    FileSystem& operator=(const FileSystem&) = delete;
+    FileSystem(FileSystem&&) = delete;
+    FileSystem& operator=(FileSystem&&) = delete;
+    ~FileSystem();
+
+    /** Serve this opened and mounted /dev/fuse. Throws std::runtime_error. */
+    void attach(int fuse);
+    /** Serve what has come; without waiting. */
+    void serve();
+    /** Something of the device may have changed: wake readers and pollers. */
+    void settle();
+    /** The run ends: nobody waits any longer. */
+    void release_all();
+    bool is_attached() const { return session_ != nullptr; }
+
+    /** The "/proc" of the processes inside; its names are linked to from the device's. */
+    int inner_proc = -1;
+    /** Where that "/proc" stands inside. */
+    static constexpr const char* inner_proc_path = "/.host-proc/p/";
+
+private:
+    struct Waiting {
+        fuse_req_t request;
+        OpenFile* open;
+        std::size_t size;
+        bool interrupted;
+    };
+    /** One open as FUSE knows it. */
+    struct Handle {
+        OpenFile open;
+        fuse_pollhandle* poller = nullptr;
+        unsigned polled = 0;
+        bool close_recorded = false;
+    };
+    struct Operations;
+
+    struct stat stat_of(const Node& node) const;
+    struct stat stat_of_link(std::uint64_t inode) const;
+
+    void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);
+    void getattr(fuse_req_t request, fuse_ino_t inode);
+    void readlink(fuse_req_t request, fuse_ino_t inode);
+    void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset);
+    void open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info);
+    void refuse_creation(fuse_req_t request, fuse_ino_t parent, const std::string& name, int error, bool record);
+    void read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset);
+    void write(fuse_req_t request, Handle& handle, const std::string& text);
+    void ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room);
+    void poll(fuse_req_t request, Handle& handle, fuse_pollhandle* poller);
+    void flush(fuse_req_t request, Handle& handle);
+    void release(fuse_req_t request, Handle* handle);
+
+    /** Do it now, or when the path's delay is over. */
+    void act(const std::string& path, const char* op, std::function<void()> perform);
+    bool is_dead(const OpenFile& open) const { return open.incarnation != open.file.incarnation; }
+    void record_read(const OpenFile& open, int pid, long result, const std::string& text) const;
+    bool is_narrow(int pid) const;
+    bool is_proc(fuse_ino_t inode) const;
+    int inner_inode(const std::string& name, std::uint64_t& inode);
+
+    Model& model_;
+    Recorder& recorder_;
+    Faults& faults_;
+    fuse_session* session_ = nullptr;
+    fuse_buf buffer_{};
+    int fuse_ = -1;
+    std::list<std::unique_ptr<Handle>> handles_;
+    std::list<Waiting> waiting_;
+    /** Names of the inner "/proc" that are no processes; their links' inodes are their places here. */
+    std::vector<std::string> inner_names_;
+    bool ending_ = false;
+    std::time_t started_ = std::time(nullptr);
+};
+
+}  // namespace VelmorSim

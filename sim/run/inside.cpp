@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include "run/inside.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <system_error>
+
+#include "run/channel.h"
+#include "run/restart_call.h"
+#include "run/root.h"
+#include "run/signals.h"
+
+namespace VelmorSim {
+
+namespace {
+
+void write_map(const std::string& file, const std::string& text) {
+    const int map = open(("/proc/self/" + file).c_str(), O_WRONLY | O_CLOEXEC);
+    if (map < 0 || write(map, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        throw std::system_error(errno, std::system_category(), "write /proc/self/" + file);
+    close(map);
+}
+
+/** Without a PID namespace the children are killed one by one, however deep they are: each orphan comes to us. */
+void kill_children() {
+    while (true) {
+        // The device's "/proc" may be dead already; this is the one behind it.
+        std::ifstream children("/.host-proc/p/thread-self/children");
+        pid_t child = 0;
+        bool any = false;
+        while (children >> child) {
+            kill(child, SIGKILL);
+            any = true;
+        }
+        if (!any) return;
+        waitpid(-1, nullptr, 0);
+    }
+}
+
+}  // namespace
+
+pid_t Inside::start(bool own_pids, int& channel) {
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        throw std::system_error(errno, std::system_category(), "socketpair");
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    const unsigned long flags =
+        static_cast<unsigned long>(CLONE_NEWUSER | CLONE_NEWNS | SIGCHLD) | (own_pids ? CLONE_NEWPID : 0UL);
+    // The plain system call: a fork into new namespaces, without a stack of its own.
+    const auto first = static_cast<pid_t>(syscall(SYS_clone, flags, nullptr, nullptr, nullptr, nullptr));
+    if (first < 0) {
+        const int error = errno;
+        close(ends[0]);
+        close(ends[1]);
+        throw std::system_error(error, std::system_category(),
+                                "user namespaces are forbidden here; allow them with \"sysctl "
+                                "kernel.unprivileged_userns_clone=1 user.max_user_namespaces=10000\", or give the "
+                                "container \"--security-opt seccomp=unconfined\"");
+    }
+    if (first == 0) {
+        close(ends[0]);
+        channel_ = ends[1];
+        first_process(own_pids, user, group);
+    }
+    close(ends[1]);
+    channel = ends[0];
+    return first;
+}
+
+void Inside::fail(const std::string& text) const {
+    Message message{.kind = Message::Kind::failed};
+    std::copy_n(text.data(), std::min(text.size(), message.text.size() - 1), message.text.data());
+    send_message(channel_, message);
+    _exit(1);
+}
+
+void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
+    try {
+        write_map("setgroups", "deny");
+        write_map("uid_map", "0 " + std::to_string(user) + " 1");
+        write_map("gid_map", "0 " + std::to_string(group) + " 1");
+        // After the maps: a change of credentials would forget it. Whatever kills the simulator ends everything here.
+        // Without a PID namespace our death would end nothing: there the end of the talk is waited for instead.
+        if (own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
+        prctl(PR_SET_NAME, "velmor-sim init");
+        if (!own_pids) prctl(PR_SET_CHILD_SUBREAPER, 1);
+        build_root(own_pids, user == 0);
+    } catch (const std::system_error& error) {
+        // The text names what is missing; the errno's own words come last.
+        fail(error.what());
+    }
+    sigset_t children{};
+    sigemptyset(&children);
+    sigaddset(&children, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &children, nullptr);
+    const pid_t program = fork();
+    if (program < 0) fail("fork: " + std::system_category().message(errno));
+    if (program == 0) {
+        sigprocmask(SIG_UNBLOCK, &children, nullptr);
+        program_process(own_pids);
+    }
+    reap(program, own_pids);
+}
+
+void Inside::build_root(bool own_pids, bool as_root) const {
+    Root root(model_, as_root);
+    root.begin();
+    if (!root.mount_proc()) {
+        if (own_pids) {
+            send_message(channel_, {.kind = Message::Kind::no_proc});
+            _exit(1);
+        }
+        root.reuse_proc();
+    }
+    const int fuse = root.mount_fuse();
+    send_message(channel_, {.kind = Message::Kind::fuse, .descriptor = fuse});
+    close(fuse);
+    const int proc = root.open_proc();
+    send_message(channel_, {.kind = Message::Kind::proc, .descriptor = proc});
+    close(proc);
+    root.fill();
+    root.enter();
+}
+
+void Inside::program_process(bool own_pids) const {
+    if (!own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int listener = RestartCall::install();
+    // Behind the filter stands the PID namespace: there the call ends the first process and nothing else.
+    if (listener < 0 && !own_pids) fail("the restart call cannot be caught: " + std::system_category().message(errno));
+    if (listener >= 0) {
+        send_message(channel_, {.kind = Message::Kind::listener, .descriptor = listener});
+        close(listener);
+    }
+    std::vector<std::string> program = program_;
+    std::vector<char*> words;
+    words.reserve(program.size() + 1);
+    for (auto& word : program) words.push_back(word.data());
+    words.push_back(nullptr);
+    signals_.give_back();
+    execvp(words[0], words.data());
+    const int error = errno;
+    send_message(channel_, {.kind = Message::Kind::not_run, .number = error});
+    _exit(error == ENOENT ? 127 : 126);
+}
+
+void Inside::reap(pid_t program, bool own_pids) const {
+    sigset_t children{};
+    sigemptyset(&children);
+    sigaddset(&children, SIGCHLD);
+    const int signals = signalfd(-1, &children, SFD_CLOEXEC | SFD_NONBLOCK);
+    std::array<pollfd, 2> events = {{{signals, POLLIN, 0}, {channel_, POLLIN, 0}}};
+    bool gone = false;
+    while (!gone) {
+        if (poll(events.data(), events.size(), -1) < 0) continue;
+        if (events[0].revents != 0) {
+            signalfd_siginfo information{};
+            while (read(signals, &information, sizeof information) > 0) {
+            }
+            int status = 0;
+            for (pid_t child = waitpid(-1, &status, WNOHANG); child > 0; child = waitpid(-1, &status, WNOHANG)) {
+                if (child != program) continue;
+                program = -1;
+                send_message(channel_, {.kind = Message::Kind::ended, .number = status});
+            }
+        }
+        if (events[1].revents == 0) continue;
+        const auto message = receive_message(channel_, false, gone);
+        if (message && message->kind == Message::Kind::leave) break;
+        if (message && message->kind == Message::Kind::signal && program > 0) kill(program, message->number);
+    }
+    if (!own_pids) kill_children();
+    _exit(0);
+}
+
+}  // namespace VelmorSim

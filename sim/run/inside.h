@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace VelmorSim {
+
+class Model;
+class Signals;
+
+/** The processes inside: the first one, which builds the root and reaps, and the one that becomes the program. */
+class Inside {
+public:
+    Inside(const Model& model, const Signals& signals, std::vector<std::string> program)
+        : model_(model), signals_(signals), program_(std::move(program)) {}
+
+    /**
+     * Start the first process in its own namespaces; `channel` receives the simulator's end of the talk. The result is
+     * its process number. Throws std::system_error.
+     */
+    pid_t start(bool own_pids, int& channel);
+
+private:
+    [[noreturn]] void first_process(bool own_pids, uid_t user, gid_t group);
+    void build_root(bool own_pids, bool as_root) const;
+    [[noreturn]] void program_process(bool own_pids) const;
+    [[noreturn]] void reap(pid_t program, bool own_pids) const;
+    [[noreturn]] void fail(const std::string& text) const;
+
+    const Model& model_;
+    const Signals& signals_;
+    std::vector<std::string> program_;
+    int channel_ = -1;
+};
+
+}  // namespace VelmorSim

@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+#include "run/root.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <functional>
+#include <set>
+#include <system_error>
+
+#include "model/model.h"
+#include "tree/directory.h"
+
+namespace VelmorSim {
+
+namespace {
+
+/** The new root is built on the one directory that every machine has and that is not taken over as a whole. */
+const std::string root = "/sys";
+const std::string inner_proc = "/.host-proc/p";
+const std::string served = "/.vdev";
+
+/** Parts of the machine's "/sys" that programs need: the number of processors, memory pages, control groups. */
+constexpr std::array<const char*, 3> kept_parts = {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"};
+
+/** Programs of the machine that have no place on the device. */
+const std::set<std::string> withheld = {"reboot", "poweroff", "halt", "shutdown", "init", "telinit", "kexec"};
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::system_error(errno, std::system_category(), what);
+}
+
+void make_directory(const std::string& path) {
+    if (mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) fail("mkdir " + path);
+}
+
+void make_file(const std::string& path) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (file < 0) fail("create " + path);
+    close(file);
+}
+
+bool bind_mount(const std::string& from, const std::string& to) {
+    return mount(from.c_str(), to.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0;
+}
+
+void must_bind(const std::string& from, const std::string& to) {
+    if (!bind_mount(from, to)) fail("bind " + from + " to " + to);
+}
+
+bool make_read_only(const std::string& path) {
+    mount_attr attributes{};
+    attributes.attr_set = MOUNT_ATTR_RDONLY;
+    return mount_setattr(AT_FDCWD, path.c_str(), AT_RECURSIVE, &attributes, sizeof attributes) == 0;
+}
+
+std::string link_text(const std::string& path) {
+    std::array<char, PATH_MAX> text{};
+    const auto length = readlink(path.c_str(), text.data(), text.size());
+    return length < 0 ? std::string() : std::string(text.data(), static_cast<std::size_t>(length));
+}
+
+void for_each_entry(const std::string& path, const std::function<void(const std::string& name, bool link)>& act) {
+    DIR* directory = opendir(path.c_str());
+    if (directory == nullptr) return;
+    while (const dirent* entry = readdir(directory)) {  // NOLINT(concurrency-mt-unsafe): there is one thread
+        const std::string name = static_cast<const char*>(entry->d_name);
+        if (name == "." || name == "..") continue;
+        bool link = entry->d_type == DT_LNK;
+        struct stat there {};
+        if (entry->d_type == DT_UNKNOWN && lstat(std::string(path).append("/").append(name).c_str(), &there) == 0)
+            link = S_ISLNK(there.st_mode);
+        act(name, link);
+    }
+    closedir(directory);
+}
+
+bool is_directory(const std::string& path) {
+    struct stat there {};
+    return stat(path.c_str(), &there) == 0 && S_ISDIR(there.st_mode);
+}
+
+}  // namespace
+
+void Root::begin() {
+    if (mount("none", "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0)
+        fail(
+            "mounts in a user namespace are forbidden here; allow them with \"sysctl "
+            "kernel.apparmor_restrict_unprivileged_userns=0\", or give the container \"--security-opt "
+            "apparmor=unconfined\"");
+    std::array<char, PATH_MAX> path{};
+    if (realpath("/sbin", path.data()) != nullptr) sbin_ = path.data();
+    for (const char* part : kept_parts) {
+        const int place = open(part, O_PATH | O_CLOEXEC);
+        if (place >= 0) kept_.emplace_back(part, place);
+    }
+    if (mount("velmor", root.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0) fail("mount a tmpfs");
+}
+
+int Root::mount_fuse() {
+    // Only a descriptor that was opened in this user namespace may be mounted in it.
+    const int fuse = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+    if (fuse < 0) {
+        if (errno == ENOENT || errno == ENXIO || errno == ENODEV)
+            fail(
+                "no /dev/fuse; load it with \"modprobe fuse\", or give it to the container with \"--device "
+                "/dev/fuse\"");
+        fail("/dev/fuse may not be opened; allow it with \"chmod 666 /dev/fuse\", which udev does by itself");
+    }
+    make_directory(root + served);
+    const std::string options = "fd=" + std::to_string(fuse) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
+    if (mount("velmor-sim", (root + served).c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
+        fail(
+            "FUSE may not be mounted in a user namespace; it needs Linux 4.18 or later, and in a container "
+            "\"--security-opt seccomp=unconfined --security-opt apparmor=unconfined\"");
+    return fuse;
+}
+
+bool Root::mount_proc() {
+    make_directory(root + "/.host-proc");
+    make_directory(root + inner_proc);
+    return mount("proc", (root + inner_proc).c_str(), "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) == 0;
+}
+
+void Root::reuse_proc() {
+    must_bind("/proc", root + inner_proc);
+}
+
+int Root::open_proc() const {
+    const int proc = open((root + inner_proc).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (proc < 0) fail("open the inner /proc");
+    return proc;
+}
+
+void Root::fill() {
+    make_directory(root + "/.host");
+    link_top_level();
+    make_directory(root + "/etc");
+    const auto& top = model_.tree.root();
+    shadow("/etc", root + "/.host/etc", root + "/etc", dynamic_cast<const Directory&>(*top.child("etc")));
+    const std::string sbin = sbin_.empty() ? "/sbin" : sbin_;
+    if (is_directory(root + sbin)) {
+        // On most machines "/sbin" is a link into "/usr", which is taken over whole: cover it there.
+        if (mount("velmor", (root + sbin).c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0)
+            fail("cover " + sbin);
+    } else {
+        make_directory(root + sbin);
+    }
+    shadow(sbin, root + "/.host/sbin", root + sbin, dynamic_cast<const Directory&>(*top.child("sbin")));
+    fill_dev();
+    fill_sys();
+    make_directory(root + "/proc");
+    must_bind(root + served + "/proc", root + "/proc");
+    if (as_root_) protect();
+}
+
+void Root::link_top_level() {
+    const std::set<std::string> ours = {"sys", "proc", "dev", "etc"};
+    for_each_entry("/", [&](const std::string& name, bool link) {
+        if (ours.contains(name) || name[0] == '.') return;
+        const auto from = "/" + name;
+        const auto to = root + from;
+        if (link) {
+            if (symlink(link_text(from).c_str(), to.c_str()) != 0) fail("link " + from);
+        } else if (name == "sbin") {
+            make_directory(to);
+        } else if (is_directory(from)) {
+            make_directory(to);
+            // What may not be taken over stays an empty directory.
+            static_cast<void>(bind_mount(from, to));
+        } else {
+            make_file(to);
+            static_cast<void>(bind_mount(from, to));
+        }
+    });
+}
+
+void Root::shadow(const std::string& machine, const std::string& copy, const std::string& place,
+                  const Directory& device) {
+    make_directory(copy);
+    if (is_directory(machine)) must_bind(machine, copy);
+    const auto target = copy.substr(root.size()) + "/";
+    const bool programs = machine != "/etc";
+    for_each_entry(machine, [&](const std::string& name, bool link) {
+        if (device.child(name) != nullptr || (programs && withheld.contains(name))) return;
+        // A link of the machine's may be relative to where it stands.
+        const auto text = link ? link_text(machine + "/" + name) : target + name;
+        if (symlink(text.c_str(), (place + "/" + name).c_str()) != 0 && errno != EEXIST) fail("link " + name);
+    });
+    place_device_files(device, place);
+}
+
+void Root::place_device_files(const Directory& device, const std::string& place) {
+    for (const auto& [name, node] : device.children()) {
+        const auto to = std::string(place).append("/").append(name);
+        if (S_ISDIR(node->mode())) {
+            make_directory(to);
+        } else {
+            make_file(to);
+        }
+        must_bind(root + served + node->path, to);
+    }
+}
+
+void Root::fill_dev() {
+    const auto dev = root + "/dev";
+    make_directory(dev);
+    for (const char* name : {"null", "zero", "full", "random", "urandom", "tty", "ptmx"}) {
+        const auto from = std::string("/dev/") + name;
+        if (access(from.c_str(), F_OK) != 0) continue;
+        make_file(dev + "/" + name);
+        must_bind(from, dev + "/" + name);
+    }
+    for (const char* name : {"pts", "shm"}) {
+        const auto from = std::string("/dev/") + name;
+        if (!is_directory(from)) continue;
+        make_directory(dev + "/" + name);
+        must_bind(from, dev + "/" + name);
+    }
+    const std::array<std::pair<const char*, const char*>, 4> links = {{
+        {"/proc/self/fd", "/fd"},
+        {"/proc/self/fd/0", "/stdin"},
+        {"/proc/self/fd/1", "/stdout"},
+        {"/proc/self/fd/2", "/stderr"},
+    }};
+    for (const auto& [target, name] : links) {
+        if (symlink(target, (dev + name).c_str()) != 0) fail("link " + dev + name);
+    }
+    place_device_files(dynamic_cast<const Directory&>(*model_.tree.root().child("dev")), dev);
+}
+
+void Root::fill_sys() {
+    make_directory(root + "/sys");
+    must_bind(root + served + "/sys", root + "/sys");
+    for (const auto& [part, place] : kept_) {
+        const auto to = root + part;
+        if (!bind_mount("/proc/self/fd/" + std::to_string(place), to)) continue;
+        if (!make_read_only(to) && as_root_) umount2(to.c_str(), MNT_DETACH);
+        close(place);
+    }
+    kept_.clear();
+}
+
+// The machine's root could otherwise restart it, or change its kernel, from inside.
+void Root::protect() {
+    const auto proc = root + inner_proc;
+    make_file(root + "/.nothing");
+    for (const char* name : {"/sysrq-trigger", "/kcore", "/kmsg"}) {
+        const auto file = proc + name;
+        if (access(file.c_str(), F_OK) == 0) must_bind(root + "/.nothing", file);
+        if (access(file.c_str(), F_OK) == 0 && !make_read_only(file)) fail("protect " + file);
+    }
+    must_bind(proc + "/sys", proc + "/sys");
+    if (!make_read_only(proc + "/sys")) fail("protect " + proc + "/sys");
+    for (const char* name : {"/run/systemd/private", "/run/initctl", "/run/dbus/system_bus_socket"}) {
+        const auto file = root + name;
+        if (access(file.c_str(), F_OK) == 0) must_bind(root + "/.nothing", file);
+    }
+}
+
+void Root::enter() {
+    std::array<char, PATH_MAX> working{};
+    if (getcwd(working.data(), working.size()) == nullptr) working.front() = '/';
+    if (chdir(root.c_str()) != 0) fail("enter the new root");
+    if (syscall(SYS_pivot_root, ".", ".") != 0) fail("pivot_root");
+    if (umount2(".", MNT_DETACH) != 0) fail("let go of the old root");
+    if (chdir(working.data()) != 0 && chdir("/") != 0) fail("enter " + std::string(working.data()));
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: MIT
+#include "run/run.h"
+
+#include <linux/reboot.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+#include "board/board.h"
+#include "board/settings.h"
+#include "run/inside.h"
+#include "run/restart_call.h"
+
+namespace VelmorSim {
+
+namespace {
+
+std::pair<std::string, std::string> assignment(const std::string& option, const std::string& text) {
+    const auto equals = text.find('=');
+    if (equals == std::string::npos || equals == 0)
+        throw BoardError(option + " " + text + ": should be NAME=VALUE, for example thermal.temp=91000");
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+std::string hex_text_of(unsigned long number) {
+    std::ostringstream text;
+    text << "0x" << std::hex << number;
+    return text.str();
+}
+
+void say(const std::string& text) {
+    std::cerr << "velmor-sim: " << text << std::endl;
+}
+
+}  // namespace
+
+Run::Run(const RunOptions& options)
+    : options_(options), model_(timers_), commands_(model_, faults_), files_(model_, recorder_, faults_) {
+    // The machine's own parts of "/sys" are put on these.
+    for (const char* part : {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"}) model_.tree.directory(part);
+    load_board(options_.board, model_);
+    for (const auto& text : options_.set) {
+        const auto [name, value] = assignment("--set", text);
+        set_value(model_, name, value);
+    }
+    for (const auto& text : options_.raw) {
+        const auto [name, value] = assignment("--raw", text);
+        set_raw(model_, name, value);
+    }
+    for (const auto& text : options_.faults) faults_.add_fault(text);
+    for (const auto& text : options_.delays) faults_.add_delay(text);
+    if (!options_.script.empty()) {
+        script_.emplace(options_.script, commands_);
+        script_->failed = [this](const std::string& reason) {
+            if (leaving_) return;
+            script_failure_ = reason;
+            kill_unit();
+        };
+    }
+    if (!options_.trace.empty()) recorder_.trace_to(options_.trace);
+    if (options_.explain) recorder_.explain();
+    model_.end = [this](const Ending& ending) { end(ending); };
+    server_.emplace(options_.name.empty() ? std::to_string(getpid()) : options_.name, commands_);
+}
+
+int Run::execute() {
+    signals_.take();
+    signal_handle_ = signalfd(-1, &signals_.set(), SFD_CLOEXEC | SFD_NONBLOCK);
+    try {
+        start(true);
+        loop();
+        if (retry_) {
+            // A container hides parts of "/proc": no "/proc" of our own, and so no PID namespace.
+            retry_ = false;
+            start(false);
+            loop();
+        }
+    } catch (const std::exception& error) {
+        failure_ = error.what();
+        if (first_ > 0) kill(first_, SIGKILL);
+    }
+    server_->finish();
+    return status();
+}
+
+void Run::start(bool own_pids) {
+    own_pids_ = own_pids;
+    gone_ = false;
+    Inside inside(model_, signals_, options_.program);
+    first_ = inside.start(own_pids, channel_);
+    first_handle_ = static_cast<int>(syscall(SYS_pidfd_open, first_, 0));
+    if (first_handle_ < 0) throw std::system_error(errno, std::system_category(), "pidfd_open; it needs Linux 5.3");
+}
+
+void Run::loop() {
+    while (first_ > 0) {
+        wait_for_events();
+        if (script_ && files_.is_attached() && !leaving_) script_->step();
+        if (files_.is_attached()) files_.settle();
+        server_->settle();
+        if (!program_status_ || leaving_) continue;
+        // The program has ended; what it still did to the device has been served, and its closes are in the record.
+        files_.serve();
+        leaving_ = true;
+        release_waiting();
+        send_message(channel_, {.kind = Message::Kind::leave});
+    }
+    close(channel_);
+    close(first_handle_);
+    if (listener_ >= 0) close(listener_);
+    channel_ = first_handle_ = listener_ = -1;
+}
+
+void Run::wait_for_events() {
+    std::vector<pollfd> events = {{signal_handle_, POLLIN, 0}, {first_handle_, POLLIN, 0}};
+    const auto watch = [&events](int descriptor) {
+        if (descriptor < 0) return;
+        events.push_back({descriptor, POLLIN, 0});
+    };
+    if (!gone_) watch(channel_);
+    watch(fuse_);
+    watch(listener_);
+    server_->add_to(events);
+
+    timespec timeout{};
+    const auto next = timers_.next();
+    if (next) {
+        constexpr std::int64_t billion = 1000000000;
+        const auto left = std::max<std::int64_t>(
+            0, std::chrono::duration_cast<std::chrono::nanoseconds>(*next - Timers::Clock::now()).count());
+        timeout = {static_cast<std::time_t>(left / billion), static_cast<long>(left % billion)};
+    }
+    if (ppoll(events.data(), events.size(), next ? &timeout : nullptr, nullptr) < 0) return;
+    // What the program did comes before what came of the program.
+    for (const auto& event : events) {
+        if (event.revents != 0 && event.fd == fuse_) files_.serve();
+    }
+    for (const auto& event : events) {
+        if (event.revents == 0) continue;
+        if (event.fd == signal_handle_) forward_signals();
+        if (event.fd == channel_) receive_messages();
+        if (event.fd == listener_ && listener_ >= 0) {
+            if ((event.revents & POLLIN) != 0) {
+                handle_restart();
+            } else {
+                close(listener_);
+                listener_ = -1;
+            }
+        }
+    }
+    timers_.run_due();
+    server_->serve(events);
+    if (events[1].revents != 0) {
+        if (!gone_) receive_messages();
+        int status = 0;
+        waitpid(first_, &status, 0);
+        first_ = -1;
+    }
+}
+
+void Run::receive_messages() {
+    while (auto message = receive_message(channel_, false, gone_)) handle(*message);
+}
+
+void Run::handle(const Message& message) {
+    switch (message.kind) {
+        case Message::Kind::fuse:
+            fuse_ = message.descriptor;
+            files_.attach(fuse_);
+            break;
+        case Message::Kind::proc: files_.inner_proc = message.descriptor; break;
+        case Message::Kind::listener: listener_ = message.descriptor; break;
+        case Message::Kind::not_run: not_run_ = message.number; break;
+        case Message::Kind::failed: failure_ = message.text.data(); break;
+        case Message::Kind::no_proc: retry_ = true; break;
+        case Message::Kind::ended: program_status_ = message.number; break;
+        case Message::Kind::signal:
+        case Message::Kind::leave: break;
+    }
+}
+
+void Run::handle_restart() {
+    const auto call = RestartCall::receive(listener_);
+    if (!call) return;
+    const bool magic = call->magic1 == LINUX_REBOOT_MAGIC1 &&
+                       (call->magic2 == LINUX_REBOOT_MAGIC2 || call->magic2 == LINUX_REBOOT_MAGIC2A ||
+                        call->magic2 == LINUX_REBOOT_MAGIC2B || call->magic2 == LINUX_REBOOT_MAGIC2C);
+    int result = magic ? 0 : -EINVAL;
+    std::optional<Ending> ending;
+    const std::string command = hex_text_of(call->command);
+    switch (call->command) {
+        case LINUX_REBOOT_CMD_RESTART:
+            ending = {Ending::Cause::restart, command, "", "the unit restarts: restart call"};
+            break;
+        case LINUX_REBOOT_CMD_RESTART2:
+            ending = {Ending::Cause::restart, command, *call->text,
+                      "the unit restarts: restart call with \"" + *call->text + "\""};
+            break;
+        case LINUX_REBOOT_CMD_POWER_OFF:
+        case LINUX_REBOOT_CMD_HALT:
+            ending = {Ending::Cause::power_off, command, "", "the unit goes off: power-off call"};
+            break;
+        case LINUX_REBOOT_CMD_CAD_ON:
+        case LINUX_REBOOT_CMD_CAD_OFF: break;
+        default: result = -EINVAL;
+    }
+    if (result == 0) result = -faults_.next("restart", "call");
+    Act act{.act = "restart", .command = command, .result = result, .pid = inner_pid(call->pid)};
+    act.text = call->text;
+    recorder_.record(act);
+    if (result == 0 && ending) {
+        // The call does not return on the device either: the caller is killed in it.
+        ending->command.clear();
+        end(*ending);
+        return;
+    }
+    RestartCall::answer(listener_, *call, result);
+}
+
+int Run::inner_pid(int pid) const {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind("NSpid:", 0) == 0) return std::stoi(line.substr(line.find_last_of(" \t") + 1));
+    }
+    return pid;
+}
+
+void Run::forward_signals() const {
+    signalfd_siginfo information{};
+    while (read(signal_handle_, &information, sizeof information) == sizeof information) {
+        // What the terminal sends to its foreground group has reached the program already.
+        // A hang-up goes to the session's leader alone, which hands it on.
+        const bool leader_only = information.ssi_signo == SIGHUP && getsid(0) == getpid();
+        if (information.ssi_code > 0 && !leader_only) continue;
+        send_message(channel_, {.kind = Message::Kind::signal, .number = static_cast<int>(information.ssi_signo)});
+    }
+}
+
+void Run::end(const Ending& ending) {
+    // The program has ended before: what happens to its unit afterwards is nobody's business.
+    if (ending_ || leaving_) return;
+    ending_ = ending;
+    if (!ending.command.empty()) recorder_.record({.act = "restart", .command = ending.command});
+    kill_unit();
+}
+
+void Run::kill_unit() {
+    recorder_.stop();
+    if (own_pids_) {
+        if (first_ > 0) kill(first_, SIGKILL);
+    } else {
+        send_message(channel_, {.kind = Message::Kind::leave});
+    }
+    leaving_ = true;
+    release_waiting();
+}
+
+// Whoever waits inside a request can only die when it is answered.
+void Run::release_waiting() {
+    timers_.after(Timers::Clock::duration::zero(), [this] {
+        files_.release_all();
+        timers_.run_all();
+    });
+}
+
+int Run::status() {
+    if (!failure_.empty()) {
+        say(failure_);
+        return not_started;
+    }
+    if (!script_failure_.empty()) {
+        say(script_failure_);
+        return script_failed;
+    }
+    if (ending_) {
+        say(ending_->message);
+        switch (ending_->cause) {
+            case Ending::Cause::watchdog: return bitten;
+            case Ending::Cause::restart: return restarted;
+            case Ending::Cause::power_off: return powered_off;
+        }
+    }
+    if (not_run_ != 0) say(options_.program[0] + ": " + std::system_category().message(not_run_));
+    if (!program_status_) {
+        say("the device's first process was killed");
+        return not_started;
+    }
+    if (WIFEXITED(*program_status_)) return WEXITSTATUS(*program_status_);
+    // Die as the program did, without a second core file, so that the shell says the same.
+    const int signal = WTERMSIG(*program_status_);
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    std::signal(signal, SIG_DFL);  // NOLINT(cert-err33-c)
+    sigset_t set{};
+    sigemptyset(&set);
+    sigaddset(&set, signal);
+    sigprocmask(SIG_UNBLOCK, &set, nullptr);
+    server_.reset();
+    raise(signal);
+    constexpr int killed = 128;
+    return killed + signal;
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "control/commands.h"
+#include "control/script.h"
+#include "control/server.h"
+#include "model/model.h"
+#include "record/faults.h"
+#include "record/recorder.h"
+#include "run/channel.h"
+#include "run/file_system.h"
+#include "run/signals.h"
+#include "run/timers.h"
+
+namespace VelmorSim {
+
+/** What a run is asked for. */
+struct RunOptions {
+    std::string board = "device";
+    std::vector<std::string> set{};
+    std::vector<std::string> raw{};
+    std::string trace{};
+    bool explain = false;
+    std::vector<std::string> faults{};
+    std::vector<std::string> delays{};
+    std::string script{};
+    std::string name{};
+    std::vector<std::string> program{};
+};
+
+/**
+ * One run of the device with one program: this process serves the device from outside of its namespaces, so that it
+ * never waits for itself.
+ */
+class Run {
+public:
+    static constexpr int bitten = 120;
+    static constexpr int restarted = 121;
+    static constexpr int powered_off = 122;
+    static constexpr int script_failed = 123;
+    static constexpr int not_started = 125;
+
+    explicit Run(const RunOptions& options);
+
+    /** The exit status of all this. */
+    int execute();
+
+private:
+    void start(bool own_pids);
+    void loop();
+    void wait_for_events();
+    void receive_messages();
+    void handle(const Message& message);
+    void handle_restart();
+    void forward_signals() const;
+    void end(const Ending& ending);
+    void kill_unit();
+    void release_waiting();
+    int inner_pid(int pid) const;
+    int status();
+
+    RunOptions options_;
+    Timers timers_;
+    Model model_;
+    Recorder recorder_;
+    Faults faults_;
+    Commands commands_;
+    FileSystem files_;
+    Signals signals_;
+    std::optional<Script> script_;
+    std::optional<Server> server_;
+
+    pid_t first_ = -1;
+    bool own_pids_ = true;
+    bool gone_ = false;
+    bool leaving_ = false;
+    bool retry_ = false;
+    int channel_ = -1;
+    int fuse_ = -1;
+    int first_handle_ = -1;
+    int listener_ = -1;
+    int signal_handle_ = -1;
+
+    std::optional<Ending> ending_;
+    std::optional<int> program_status_;
+    std::string failure_;
+    std::string script_failure_;
+    int not_run_ = 0;
+};
+
+}  // namespace VelmorSim

@@ -1,0 +1,35 @@
+# SPDX-License-Identifier: MIT
+. "$(dirname "$0")/common.sh"
+
+file=/sys/class/backlight/pwm-backlight.0/brightness
+for op in open read write close; do
+    "$sim" run --trace trace --fault "$file:$op:EIO" -- sh -c "cat $file; echo 1 >$file" >/dev/null 2>&1
+    expect "a fault on $op" 0 "$op EIO" sh -c "grep -m1 EIO trace | sed 's/.*\"act\":\"\\([a-z]*\\)\".*\"errno\":\"\\([A-Z]*\\)\".*/\\1 \\2/'"
+done
+expect "a fault on ioctl" 1 EIO "$sim" run --fault /dev/watchdog:ioctl:EIO -- "$act" watchdog 5 0 - 0
+expect "the second one only" 2 "5" "$sim" run --fault /dev/watchdog:ioctl:EIO:2 -- "$act" watchdog 5 1 - 0
+expect "the second write only" 0 "bash: line 3: echo: write error: Input/output error
+3" "$sim" run --fault "/sys/class/backlight/*/brightness:write:EIO:2" -- bash -c "
+    echo 1 >$file
+    echo 2 >$file
+    echo 3 >$file; cat $file"
+start=$(date +%s%N)
+expect "a slow act" 0 "" "$sim" run --delay /sys/power/state:write:400 -- sh -c 'echo mem >/sys/power/state'
+took=$((($(date +%s%N) - start) / 1000000))
+if [ "$took" -lt 400 ]; then
+    echo "FAILED: the slow act took $took ms"
+    failures=$((failures + 1))
+fi
+start=$(date +%s%N)
+expect "a program that dies in a slow act" 120 "velmor-sim: the watchdog bites: not fed for 1 s; the unit restarts" \
+    "$sim" run --set watchdog.timeout=1 --delay /sys/power/state:write:60000 -- sh -c 'exec 3>/dev/watchdog; echo mem >/sys/power/state'
+took=$((($(date +%s%N) - start) / 1000000))
+if [ "$took" -gt 20000 ]; then
+    echo "FAILED: the end waited for the slow act: $took ms"
+    failures=$((failures + 1))
+fi
+right='PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N from 1 on, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO'
+for wrong in x /x:read /x:read:ENOTHING /x:eat:EIO /x:read:EIO:0 x:read:EIO; do
+    expect "the fault $wrong" 125 "velmor-sim: \"$wrong\" should be $right" "$sim" run --fault "$wrong" -- true
+done
+finish

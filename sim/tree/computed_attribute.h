@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cerrno>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tree/attribute.h"
+
+namespace VelmorSim {
+
+/** An attribute whose text is made when it is read and acts when it is written; its owner keeps the value. */
+class ComputedAttribute : public Attribute {
+public:
+    using Show = std::function<std::string()>;
+    using Store = std::function<int(std::string_view)>;
+
+    ComputedAttribute(mode_t permissions, Show show, Store store)
+        : Attribute(permissions), show_(std::move(show)), store_(std::move(store)) {}
+
+    std::string set(std::string_view /*text*/) override { return "nothing: it can only be read"; }
+
+protected:
+    int show(std::string& text) const override {
+        if (!show_) return -EIO;
+        text = show_();
+        return 0;
+    }
+    int store(std::string_view text) override { return store_ ? store_(text) : -EIO; }
+
+private:
+    Show show_;
+    Store store_;
+};
+
+}  // namespace VelmorSim

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// Calls one function of the library by name, with index 0 where it takes one, and prints its answer:
+// "-95 errno 95: untouched". Which library, and so which board, LD_LIBRARY_PATH says.
+#include <cstdio>
+#include <exception>
+
+#include "families/calls.h"
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("usage: call_function NAME\n", stderr);
+        return 2;
+    }
+    try {
+        std::printf("%s\n", families::calls().at(argv[1])(0).c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "call_function: %s\n", error.what());
+        return 2;
+    }
+    return 0;
+}

@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+// Alternate functions: what is read of the driver's key lists and what is written to them.
+
+#include <gmock/gmock.h>
+#include <string>
+
+#include "families/acts.h"
+#include "families/table.h"
+#include "families/virtual_device.h"
+#include "support/recorder.h"
+#include "system/scenario.h"
+#include "velmor.h"
+
+using families::hardware;
+using families::Kind;
+using families::proves;
+using testing::AnyOf;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing_support::answer;
+using testing_support::joined;
+using testing_support::Out;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::Recorder;
+
+namespace {
+
+const std::string gpio_keys = "/sys/devices/platform/gpio-keys/";
+const std::string keys = gpio_keys + "keys";
+const std::string disabled_keys = gpio_keys + "disabled_keys";
+constexpr char all_keys[] = "31,33,102,116\\n";
+
+std::string set(int port, serial_alt_func_t function) {
+    return answer([=] { return serial_alt_func_set(port, function); });
+}
+
+std::string has(int port, serial_alt_func_t function) {
+    Out<bool> supported;
+    return answer([&] { return serial_alt_func_has(port, function, supported); }, supported);
+}
+
+class AltFunc : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+        hardware({"raw", keys, all_keys});
+    }
+
+    static Played record(const std::string& disabled, int port, serial_alt_func_t function) {
+        hardware({"raw", disabled_keys, disabled});
+        return play(Recorder().watch({gpio_keys}), [=] { return set(port, function); });
+    }
+
+    /** What port 0 writes when it is switched and the driver shows this. */
+    static std::string written(const std::string& disabled, serial_alt_func_t function) {
+        const Played played = record(disabled, 0, function);
+        EXPECT_EQ(played.told, "0");
+        EXPECT_EQ(played.error_text, "");
+        std::string bytes = "nothing";
+        const std::string write = "write " + disabled_keys + " ";
+        for (const std::string& act : played.acts) {
+            if (!act.starts_with("write ")) continue;
+            EXPECT_EQ(bytes, "nothing");
+            bytes = act.substr(write.size());
+        }
+        return bytes;
+    }
+};
+
+TEST_F(AltFunc, KeyFunctionReadsBothListsAndWritesOne) {
+    proves("serial_alt_func_set", Kind::good);
+    const Played played = record("31,33\\n", 0, SERIAL_ALT_FUNC_KEY);
+    EXPECT_EQ(played.told, "0");
+    EXPECT_THAT(played.acts, ElementsAreArray(families::in_order({families::read(keys), families::read(keys),
+                                                                  families::read(disabled_keys),
+                                                                  families::written(disabled_keys, "33,")})));
+}
+
+TEST_F(AltFunc, KeyFunctionRemovesEveryOccurrenceOfTheKey) {
+    proves("serial_alt_func_set", Kind::good);
+    EXPECT_EQ(written("31,33,31,102\\n", SERIAL_ALT_FUNC_KEY), "33,102,");
+    EXPECT_EQ(written("33,102\\n", SERIAL_ALT_FUNC_KEY), "33,102,");
+}
+
+TEST_F(AltFunc, ListThatWouldBeEmptyIsWrittenAsCodeZero) {
+    proves("serial_alt_func_set", Kind::good);
+    EXPECT_EQ(written("31\\n", SERIAL_ALT_FUNC_KEY), "0,");
+    EXPECT_EQ(written("\\n", SERIAL_ALT_FUNC_KEY), "0,");
+    EXPECT_EQ(written("", SERIAL_ALT_FUNC_KEY), "0,");
+}
+
+TEST_F(AltFunc, SerialFunctionAddsTheKeyOnce) {
+    proves("serial_alt_func_set", Kind::good);
+    EXPECT_EQ(written("\\n", SERIAL_ALT_FUNC_SERIAL), "31,");
+    EXPECT_EQ(written("31\\n", SERIAL_ALT_FUNC_SERIAL), "31,");
+    EXPECT_THAT(written("33\\n", SERIAL_ALT_FUNC_SERIAL), AnyOf("31,33,", "33,31,"));
+    EXPECT_THAT(written("33,31\\n", SERIAL_ALT_FUNC_SERIAL), AnyOf("31,33,", "33,31,"));
+}
+
+TEST_F(AltFunc, TrailingCommaReadsAsCodeZeroAndARangeAsItsFirst) {
+    proves("serial_alt_func_set", Kind::good);
+    EXPECT_EQ(written("31,33,\\n", SERIAL_ALT_FUNC_KEY), "33,0,");
+    EXPECT_EQ(written("31-33,102\\n", SERIAL_ALT_FUNC_KEY), "102,");
+    EXPECT_EQ(written("33,x,102 116\\n", SERIAL_ALT_FUNC_KEY), "33,0,102,");
+}
+
+TEST_F(AltFunc, ListedFunctionOfNoMeaningTouchesNothing) {
+    proves("serial_alt_func_set", Kind::good);
+    const Played played = record("31\\n", 1, 2);
+    EXPECT_EQ(played.told, "0");
+    EXPECT_THAT(played.acts, IsEmpty());
+}
+
+TEST_F(AltFunc, FunctionThatIsNotSupportedIsInvalidAndNothingIsWritten) {
+    proves("serial_alt_func_set", Kind::bad_input);
+    const std::string line = "serial_alt_func_set failed: Invalid argument\n";
+    const struct {
+        int port;
+        serial_alt_func_t function;
+        const char* handled;
+        families::Acts acts;
+    } rows[] = {
+        {0, 2, all_keys, {}},                                         // not listed
+        {0, -1, all_keys, {}},                                        // not listed
+        {1, SERIAL_ALT_FUNC_KEY, all_keys, {}},                       // a port without key
+        {1, SERIAL_ALT_FUNC_SERIAL, all_keys, families::read(keys)},  // its key, 0, is not the driver's
+        {0, SERIAL_ALT_FUNC_KEY, "30,32\\n", families::read(keys)},
+        {0, SERIAL_ALT_FUNC_SERIAL, "30,32\\n", families::read(keys)},
+        {0, SERIAL_ALT_FUNC_SERIAL, "30-32\\n", families::read(keys)},  // only the first of a range counts
+    };
+    for (const auto& row : rows) {
+        hardware({"raw", keys, row.handled});
+        const Played played = record("102\\n", row.port, row.function);
+        EXPECT_EQ(played.told, "-22 errno 22") << row.port << row.function;
+        EXPECT_EQ(played.error_text, line) << row.port << row.function;
+        EXPECT_THAT(played.acts, ElementsAreArray(row.acts)) << row.port << row.function;
+    }
+}
+
+TEST_F(AltFunc, HasTellsWhatThePortListsAndTheDriverHandles) {
+    proves("serial_alt_func_has", Kind::good);
+    const auto asked = [] {
+        return play([] { return joined({has(0, 0), has(0, 1), has(0, 2), has(1, 0), has(1, 1), has(1, 2)}); }).told;
+    };
+    EXPECT_EQ(asked(), "0: true, 0: true, 0: false, 0: true, 0: false, 0: true");
+    hardware({"raw", keys, "33,102\\n"});
+    EXPECT_EQ(asked(), "0: true, 0: false, 0: false, 0: true, 0: false, 0: true");
+}
+
+TEST_F(AltFunc, FileThatFailsIsAStreamFailure) {
+    proves("serial_alt_func_set", Kind::bad_input);
+    proves("serial_alt_func_has", Kind::bad_input);
+    hardware({"raw", disabled_keys, "102\\n"});
+    for (const std::string& fault : {keys + ":open:EACCES", disabled_keys + ":open:EACCES:1",
+                                     disabled_keys + ":open:EACCES:2", disabled_keys + ":write:EACCES"}) {
+        const families::Fault failing(fault);
+        const Played played = play([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
+        EXPECT_EQ(played.told, "-1 errno 13") << fault;
+        EXPECT_EQ(played.error_text, "serial_alt_func_set failed: basic_ios::clear: iostream error\n") << fault;
+    }
+    const families::Fault failing(keys + ":open:EACCES");
+    EXPECT_EQ(play([] { return has(0, SERIAL_ALT_FUNC_KEY); }).told, "-1 errno 13: untouched");
+}
+
+}  // namespace

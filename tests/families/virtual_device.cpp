@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#include "families/virtual_device.h"
+
+#include <sys/wait.h>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <utility>
+
+namespace families {
+
+namespace {
+
+std::string quoted(const std::vector<std::string>& words) {
+    std::string line;
+    for (const std::string& word : words) {
+        if (word.find('\'') != std::string::npos) throw std::invalid_argument(word);
+        line += "'" + word + "' ";
+    }
+    return line;
+}
+
+std::pair<std::string, int> run(const std::string& line) {
+    std::FILE* const pipe = popen(line.c_str(), "re");
+    if (pipe == nullptr) throw std::runtime_error("cannot run " + line);
+    std::string output;
+    std::array<char, 4096> bytes = {};
+    for (std::size_t n = 0; (n = fread(bytes.data(), 1, bytes.size(), pipe)) > 0;) output.append(bytes.data(), n);
+    return {output, WEXITSTATUS(pclose(pipe))};
+}
+
+std::string variable(const char* name) {
+    const char* const value = std::getenv(name);
+    if (value == nullptr) throw std::runtime_error("started without tests/families/run");
+    return value;
+}
+
+}  // namespace
+
+std::string hardware(const std::vector<std::string>& words) {
+    std::vector<std::string> command = {variable("VELMOR_SIM"), words.at(0), "--name", variable("VELMOR_SIM_RUN")};
+    command.insert(command.end(), words.begin() + 1, words.end());
+    auto [output, status] = run(quoted(command) + "2>&1");
+    if (status != 0) throw std::runtime_error(quoted(words) + ": " + output);
+    if (output.ends_with('\n')) output.pop_back();
+    return output;
+}
+
+std::string output_of(const std::string& library_directory, const std::vector<std::string>& command) {
+    const auto [output, status] = run("LD_LIBRARY_PATH=" + quoted({library_directory}) + quoted(command) + "2>&1");
+    return status == 0 ? output : output + "exit " + std::to_string(status);
+}
+
+}  // namespace families
