@@ -20,6 +20,8 @@ set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers to build with, for example addre
 if(VELMOR_SANITIZE)
     add_compile_options(-fsanitize=${VELMOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${VELMOR_SANITIZE})
+    # A C program brings the library's sanitizer runtime along, and that one's is for C++.
+    add_link_options($<$<LINK_LANG_AND_ID:C,Clang>:-fsanitize-link-c++-runtime>)
 endif()
 
 option(VELMOR_COVERAGE "Build with clang's source-based coverage" OFF)
