@@ -20,8 +20,10 @@ set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers to build with, for example addre
 if(VELMOR_SANITIZE)
     add_compile_options(-fsanitize=${VELMOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${VELMOR_SANITIZE})
-    # A C program brings the library's sanitizer runtime along, and that one's is for C++.
-    add_link_options($<$<LINK_LANG_AND_ID:C,Clang>:-fsanitize-link-c++-runtime>)
+    # A C program brings the sanitizer's runtime for the library along, which needs the one for C++.
+    if(VELMOR_SANITIZE MATCHES undefined)
+        add_link_options("$<$<LINK_LANG_AND_ID:C,Clang>:-fsanitize-link-c++-runtime;-lstdc++>")
+    endif()
 endif()
 
 option(VELMOR_COVERAGE "Build with clang's source-based coverage" OFF)
