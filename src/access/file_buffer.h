@@ -8,7 +8,7 @@ namespace Velmor {
 
 /**
  * The buffer of a file stream: a descriptor and a fixed buffer, no heap. It behaves as the standard file buffer does,
- * at a third of the cost: one write(2) for a text that is written, however long, one read(2) for a value and the line
+ * at less cost: one write(2) for a text that is written, however long, one read(2) for a value and the line
  * that ends it, interrupted calls repeated, failures told in the same way. The descriptor is close-on-exec, so that no
  * child of the application inherits it.
  */

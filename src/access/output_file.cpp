@@ -8,8 +8,8 @@ namespace Velmor {
 OutputFile::OutputFile(const std::string& path) : std::ostream(nullptr) {
     rdbuf(&buffer_);
     exceptions(failbit | badbit);
-    // An application that has set no global locale has the classic one already: setting it again costs as much as all
-    // the rest of the access.
+    // An application that has set no global locale has the classic one already: to set it again would look up every
+    // facet a second time.
     if (getloc() != std::locale::classic()) imbue(std::locale::classic());
     if (!buffer_.open_for_writing(path)) setstate(failbit);
 }
