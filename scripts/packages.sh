@@ -6,6 +6,7 @@
 # shellcheck disable=SC2034 # used by the scripts that source this file
 {
     packages_build=(g++ cmake ninja-build)
+    packages_sim=(libfuse3-dev libcli11-dev nlohmann-json3-dev pkgconf)
     packages_armhf=(g++-arm-linux-gnueabihf qemu-user)
     packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
     packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
@@ -40,4 +41,12 @@ build() {
     for target in "$@"; do targets+=(--target "$target"); done
     cmake --preset "$preset" -Wno-dev --log-level=WARNING >/dev/null
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet
+}
+
+# build_product TARGET...: as it is released, without the tests and what they need.
+build_product() {
+    local target targets=()
+    for target in "$@"; do targets+=(--target "$target"); done
+    cmake --preset release -B build/product -DBUILD_TESTING=OFF -DVELMOR_SIM=ON -Wno-dev --log-level=WARNING >/dev/null
+    cmake --build build/product "${targets[@]}" -- --quiet
 }

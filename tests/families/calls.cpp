@@ -2,7 +2,9 @@
 #include "families/calls.h"
 
 #include <cstddef>
+#include <stdexcept>
 
+#include "support/files.h"
 #include "system/scenario.h"
 #include "velmor.h"
 
@@ -32,6 +34,14 @@ Call of(int (*function)(int)) {
 
 Call of(int (*function)()) {
     return [function](int) { return answer(function); };
+}
+
+/** HAZARD: on a machine that is not virtual these act on it. */
+Call ending(int (*function)()) {
+    return [function](int) {
+        if (!testing_support::in_namespaces_of_its_own()) throw std::runtime_error("refused outside of a device");
+        return answer(function);
+    };
 }
 
 template <typename T>
@@ -91,9 +101,9 @@ const std::map<std::string, Call>& calls() {
         {"bluetooth_antenna_set", of([] { return bluetooth_antenna_set(1); })},
         {"bluetooth_present", of(bluetooth_present)},
         {"bluetooth_info_get", of(bluetooth_info_get)},
-        {"power_shutdown", of(power_shutdown)},
-        {"power_reboot", of(power_reboot)},
-        {"power_suspend", of(power_suspend)},
+        {"power_shutdown", ending(power_shutdown)},
+        {"power_reboot", ending(power_reboot)},
+        {"power_suspend", ending(power_suspend)},
         {"watchdog_enable", of([] { return watchdog_enable(30); })},
         {"watchdog_disable", of(watchdog_disable)},
         {"watchdog_refresh", of(watchdog_refresh)},

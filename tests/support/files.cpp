@@ -48,11 +48,16 @@ void remove(const std::string& path) {
     fs::remove_all(path);
 }
 
-bool on_device() {
+bool in_namespaces_of_its_own() {
     std::error_code error;
-    return fs::read_symlink("/proc/self/ns/user", error) != fs::path("user:[4026531837]") &&
-           fs::read_symlink("/proc/self/ns/pid", error) != fs::path("pid:[4026531836]") &&
-           fs::exists("/proc/platform") && fs::exists("/.etc");
+    const fs::path user = fs::read_symlink("/proc/self/ns/user", error);
+    const fs::path pid = fs::read_symlink("/proc/self/ns/pid", error);
+    return !user.empty() && user != fs::path("user:[4026531837]") && !pid.empty() &&
+           pid != fs::path("pid:[4026531836]");
+}
+
+bool on_device() {
+    return in_namespaces_of_its_own() && fs::exists("/proc/platform") && fs::exists("/.etc");
 }
 
 void reset_device() {
