@@ -5,32 +5,53 @@
 #include <string.h>
 #include <velmor.h>
 
-static int once(const char* function) {
-    if (strcmp(function, "backlight_get") == 0) {
-        uint32_t level = 0;
-        return backlight_get(0, &level);
-    }
-    if (strcmp(function, "thermal_state_get") == 0) {
-        thermal_state_t state;
-        return thermal_state_get(0, &state);
-    }
-    if (strcmp(function, "io_set") == 0) return io_set(9, 1);
-    if (strcmp(function, "gps_info_get") == 0) {
-        gps_info_t info;
-        return gps_info_get(&info);
-    }
-    return -1;
+static int get_backlight(void) {
+    uint32_t level = 0;
+    return backlight_get(0, &level);
 }
 
+static int get_thermal_state(void) {
+    thermal_state_t state;
+    return thermal_state_get(0, &state);
+}
+
+static int set_io(void) {
+    return io_set(9, 1);
+}
+
+static int ask_wifi(void) {
+    bool present = false;
+    return wifi_present(&present);
+}
+
+static int get_gps_info(void) {
+    gps_info_t info;
+    return gps_info_get(&info);
+}
+
+static const struct {
+    const char* name;
+    int (*call)(void);
+} functions[] = {
+    {"backlight_get", get_backlight}, {"thermal_state_get", get_thermal_state}, {"io_set", set_io},
+    {"wifi_present", ask_wifi},       {"gps_info_get", get_gps_info},
+};
+
 int main(int argc, char** argv) {
+    size_t i = 0;
     long calls = 0;
 
-    if (argc != 3) {
-        fprintf(stderr, "usage: one_call backlight_get|thermal_state_get|io_set|gps_info_get COUNT\n");
-        return 2;
+    if (argc == 3) {
+        for (i = 0; i < sizeof functions / sizeof *functions; i++) {
+            if (strcmp(functions[i].name, argv[1]) != 0) continue;
+            for (calls = strtol(argv[2], NULL, 10); calls > 0; calls--) {
+                if (functions[i].call() != 0) return 1;
+            }
+            return 0;
+        }
     }
-    for (calls = strtol(argv[2], NULL, 10); calls > 0; calls--) {
-        if (once(argv[1]) != 0) return 1;
-    }
-    return 0;
+    fprintf(stderr, "usage: one_call FUNCTION COUNT; the functions:");
+    for (i = 0; i < sizeof functions / sizeof *functions; i++) fprintf(stderr, " %s", functions[i].name);
+    fprintf(stderr, "\n");
+    return 2;
 }

@@ -7,7 +7,8 @@ namespace Velmor {
 
 namespace {
 
-constinit thread_local int callers_state = PTHREAD_CANCEL_ENABLE;
+// In the place that the loader keeps for small libraries: reached without a call.
+[[gnu::tls_model("initial-exec")]] constinit thread_local int callers_state = PTHREAD_CANCEL_ENABLE;
 
 }  // namespace
 

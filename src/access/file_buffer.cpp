@@ -16,7 +16,7 @@
 namespace Velmor {
 
 FileBuffer::~FileBuffer() {
-    close();
+    if (fd_ != -1) close();
 }
 
 bool FileBuffer::open_for_reading(const std::string& path) {

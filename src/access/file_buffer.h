@@ -12,7 +12,7 @@ namespace Velmor {
  * that ends it, interrupted calls repeated, failures told in the same way. The descriptor is close-on-exec, so that no
  * child of the application inherits it.
  */
-class FileBuffer : public std::streambuf {
+class FileBuffer final : public std::streambuf {
 public:
     FileBuffer() = default;
     FileBuffer(const FileBuffer&) = delete;
@@ -28,17 +28,21 @@ public:
     /** Writes what is left and closes. False where either failed or nothing was open; closed it is in any case. */
     bool close();
 
-protected:
+private:
     int_type underflow() override;
     int_type overflow(int_type character) override;
     std::streamsize xsputn(const char* text, std::streamsize length) override;
     int sync() override;
 
-private:
     bool write_out(const char* text, std::size_t length);
 
     int fd_ = -1;
     char characters_[4096];  // an attribute is at most a page: read whole, so that it is one moment's value
+};
+
+/** A base that comes before the stream's, so that the buffer is there when the stream is made. */
+struct FileBufferBase {
+    FileBuffer buffer_;
 };
 
 }  // namespace Velmor

@@ -5,8 +5,7 @@
 
 namespace Velmor {
 
-InputFile::InputFile(const std::string& path) : std::istream(nullptr) {
-    rdbuf(&buffer_);
+InputFile::InputFile(const std::string& path) : std::istream(&buffer_) {
     exceptions(failbit | badbit);
     // An application that has set no global locale has the classic one already: to set it again would look up every
     // facet a second time.

@@ -13,14 +13,11 @@ namespace Velmor {
  * standard stream failure. Its text is the kernel's, so it speaks the classic locale whatever the application has set
  * globally. Call close() when done: a failing close is a failure too, which a destructor could not report.
  */
-class InputFile : public std::istream {
+class InputFile : private FileBufferBase, public std::istream {
 public:
     explicit InputFile(const std::string& path);
 
     void close();
-
-private:
-    FileBuffer buffer_;
 };
 
 }  // namespace Velmor

@@ -5,8 +5,7 @@
 
 namespace Velmor {
 
-OutputFile::OutputFile(const std::string& path) : std::ostream(nullptr) {
-    rdbuf(&buffer_);
+OutputFile::OutputFile(const std::string& path) : std::ostream(&buffer_) {
     exceptions(failbit | badbit);
     // An application that has set no global locale has the classic one already: to set it again would look up every
     // facet a second time.

@@ -13,14 +13,11 @@ namespace Velmor {
  * thrown as the standard stream failure. It speaks the classic locale. The text reaches the kernel in one write when
  * close() is called, which is also where a value that the driver refuses is noticed.
  */
-class OutputFile : public std::ostream {
+class OutputFile : private FileBufferBase, public std::ostream {
 public:
     explicit OutputFile(const std::string& path);
 
     void close();
-
-private:
-    FileBuffer buffer_;
 };
 
 }  // namespace Velmor

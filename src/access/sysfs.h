@@ -23,9 +23,8 @@ class SysFS {
 public:
     explicit SysFS(std::string path) : path_(std::move(path)) {}
     /** The path put together with a single allocation. */
-    SysFS(std::string_view directory, std::string_view attribute) {
-        path_.reserve(directory.size() + attribute.size());
-        path_.append(directory).append(attribute);
+    SysFS(std::string_view directory, std::string_view attribute) : path_(directory.size() + attribute.size(), '\0') {
+        attribute.copy(path_.data() + directory.copy(path_.data(), directory.size()), attribute.size());
     }
     SysFS(const SysFS&) = default;
     SysFS(SysFS&&) noexcept = default;

@@ -6,6 +6,8 @@
 #include <limits>
 #include <stdexcept>
 #include <system_error>
+#include <type_traits>
+#include <typeinfo>
 
 #include "access/io.h"
 #include "access/pwm.h"
@@ -49,7 +51,13 @@ template <typename Interface>
 Interface& Board::resource(Resource::type first, int index) {
     const std::int64_t key = std::int64_t{static_cast<std::int32_t>(first)} + index;
     if (key > std::numeric_limits<std::int32_t>::max()) throw_missing();
-    auto* const found = dynamic_cast<Interface*>(find(static_cast<Resource::type>(key)));
+    Resource* const entry = find(static_cast<Resource::type>(key));
+    if (entry == nullptr) throw_missing();
+    // Most families are a single class: one comparison tells what the cast below walks the base classes for.
+    if constexpr (!std::is_abstract_v<Interface>) {
+        if (typeid(*entry) == typeid(Interface)) return static_cast<Interface&>(*entry);
+    }
+    auto* const found = dynamic_cast<Interface*>(entry);
     if (found == nullptr) throw_missing();
     return *found;
 }
