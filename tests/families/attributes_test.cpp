@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The acts of the LED group, and of the plain power resource.
+// Texts of attributes that no sound driver shows, and the acts of the plain power resource.
 
 #include <gmock/gmock.h>
 #include <cerrno>
 #include <string>
 
 #include "families/acts.h"
+#include "families/calls.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "support/recorder.h"
@@ -17,17 +18,85 @@ using families::Kind;
 using families::proves;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 using testing_support::answer;
-using testing_support::Out;
 using testing_support::play;
 using testing_support::Played;
 using testing_support::Recorder;
 
 namespace {
 
-const std::string color_file = "/sys/class/leds/keypad/color";
-constexpr char stream_failure[] = "basic_ios::clear: iostream error";
+struct Text {
+    std::string function;
+    int index;
+    std::string value;  // of the hardware
+    std::string text;   // that its attribute shows
+    std::string told;
+};
+
+class Texts : public testing::TestWithParam<Text> {};
+
+TEST_P(Texts, AreReadOrAreAStreamFailure) {
+    const Text& row = GetParam();
+    const bool good = row.told.starts_with("0");
+    proves(row.function, good ? Kind::good : Kind::bad_input);
+    const std::string before = hardware({"get", row.value});
+    hardware({"raw", row.value, row.text});
+    const Played played = play([&] { return families::calls().at(row.function)(row.index); });
+    hardware({"set", row.value, before});
+    EXPECT_EQ(played.told, row.told);
+    EXPECT_EQ(played.error_text, good ? "" : row.function + " failed: basic_ios::clear: iostream error\n");
+}
+
+constexpr char no_value[] = "-1: untouched";
+
+INSTANTIATE_TEST_SUITE_P(
+    Functions, Texts,
+    testing::Values(Text{"backlight_get", 0, "backlight.brightness", "0\\n", "0: 0"},
+                    Text{"backlight_get", 0, "backlight.brightness", "-3\\n", "0: 0"},
+                    Text{"backlight_get", 0, "backlight.brightness", " 4 of 7\\n", "0: 128"},
+                    Text{"backlight_get", 0, "backlight.brightness", "9\\n", "0: 340"},  // it is not clamped
+                    Text{"backlight_get", 0, "backlight.brightness", "", no_value},
+                    Text{"backlight_get", 0, "backlight.brightness", "2147483648\\n", no_value},
+                    Text{"backlight_get", 1, "pwm2.status", "2\\n", "0: 127"},  // all but 0 is running
+                    Text{"backlight_get", 1, "pwm2.status", "on\\n", no_value},
+                    Text{"display_get", 0, "display.blank", "2", "0: true"},
+                    Text{"display_get", 0, "display.blank", "-1\\n", "0: true"},
+                    Text{"display_get", 0, "display.blank", "\\n", no_value},
+                    Text{"led_color_get", 0, "keypad.color", "-1 256 3 4\\n", "0: -1 256 3"},  // it is not checked
+                    Text{"led_color_get", 0, "keypad.color", "1 2\\n", no_value},
+                    Text{"led_color_get", 0, "keypad.color", "1 2 red\\n", no_value},
+                    Text{"io_get", 11, "echosounder.reset", "-5\\n", "0: -5"},
+                    Text{"io_get", 11, "echosounder.reset", "low\\n", no_value},
+                    Text{"io_get", 0, "pwm1.status", "2\\n", "0: 0"},  // only 1 is on
+                    Text{"io_get", 0, "pwm1.status", "\\n", no_value},
+                    Text{"thermal_state_get", 0, "thermal.temp", "45000", "0: 45000 60000 75000 85000 95000"},
+                    Text{"thermal_state_get", 0, "thermal.temp", "hot\\n", no_value}),
+    [](const auto& instance) { return instance.param.function + "_" + std::to_string(instance.index); });
+
+// A start-up programs the period anew: it is changed behind it.
+TEST(PwmTexts, PeriodOfZeroHasNeitherFrequencyNorDuty) {
+    proves("io_config_get", Kind::bad_input);
+    const Played played = play([] {
+        families::calls().at("es_present")(0);
+        hardware({"raw", "pwm1.period", "0\\n"});
+        return families::calls().at("io_config_get")(0);
+    });
+    EXPECT_EQ(played.told, "0: 0 Hz 0 %");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST(SysFSIO, LevelIsPassedOnUnchecked) {
+    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    proves("io_set", Kind::bad_input);
+    const Played played =
+        play(Recorder().watch({"/sys/devices/platform/gps.0/"}), [] { return answer([] { return io_set(9, 5); }); });
+    EXPECT_EQ(played.told, "-1 errno 22");
+    const std::string enable = "/sys/devices/platform/gps.0/enable";
+    EXPECT_THAT(played.acts,
+                ElementsAre("open " + enable + " w", "write " + enable + " 5 = EINVAL", "close " + enable));
+}
+
+// ---- Power ---------------------------------------------------------------------------------------------------------
 
 class Acts : public testing::Test {
 protected:
@@ -35,88 +104,6 @@ protected:
         if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
     }
 };
-
-Recorder leds() {
-    return Recorder().watch({"/sys/class/leds/"});
-}
-
-std::string set_color(led_color_t color) {
-    return answer([&] { return led_color_set(0, &color); });
-}
-
-std::string get_color() {
-    Out<led_color_t> color;
-    return answer([&] { return led_color_get(0, color); }, color);
-}
-
-TEST_F(Acts, ColorIsOneWriteOfThreeNumbers) {
-    proves("led_color_set", Kind::good);
-    const Played played = play(leds(), [] { return set_color({255, 0, 16}); });
-    EXPECT_EQ(played.told, "0");
-    EXPECT_THAT(played.acts, ElementsAreArray(families::written(color_file, "255 0 16")));
-}
-
-TEST_F(Acts, ColorIsOneRead) {
-    proves("led_color_get", Kind::good);
-    hardware({"set", "keypad.color", "1 2 3"});
-    const Played played = play(leds(), get_color);
-    EXPECT_EQ(played.told, "0: 1 2 3");
-    EXPECT_THAT(played.acts, ElementsAreArray(families::read(color_file)));
-}
-
-TEST_F(Acts, ColorIsNotCheckedWhenItIsRead) {
-    proves("led_color_get", Kind::good);
-    hardware({"raw", color_file, "-1 256 3 4\\n"});
-    EXPECT_EQ(play(get_color).told, "0: -1 256 3");
-    hardware({"set", "keypad.color", "0 0 0"});
-}
-
-TEST_F(Acts, ColorWithFewerThanThreeNumbersIsAStreamFailure) {
-    proves("led_color_get", Kind::bad_input);
-    hardware({"raw", color_file, "1 2\\n"});
-    const Played played = play(get_color);
-    EXPECT_EQ(played.told, "-1: untouched");
-    EXPECT_EQ(played.error_text, std::string("led_color_get failed: ") + stream_failure + "\n");
-    hardware({"set", "keypad.color", "0 0 0"});
-}
-
-TEST_F(Acts, ColorOutOfRangeTouchesNothing) {
-    proves("led_color_set", Kind::bad_input);
-    for (const led_color_t& color :
-         {led_color_t{-1, 0, 0}, {256, 0, 0}, {0, -1, 0}, {0, 256, 0}, {0, 0, -1}, {0, 0, 256}}) {
-        const Played played = play(leds(), [color] { return set_color(color); });
-        EXPECT_EQ(played.told, "-1");
-        EXPECT_EQ(played.error_text, "led_color_set failed: color out of range\n");
-        EXPECT_THAT(played.acts, IsEmpty());
-    }
-}
-
-TEST_F(Acts, ColorWhoseAccessFailsInTheMiddle) {
-    proves("led_color_set", Kind::bad_input);
-    proves("led_color_get", Kind::bad_input);
-    const auto set = [] { return set_color({1, 2, 3}); };
-    const std::string open_w = "open " + color_file + " w";
-    const std::string open_r = "open " + color_file + " r";
-
-    Played played = play(leds().fail(open_w, EIO), set);
-    EXPECT_EQ(played.told, "-1 errno 5");
-    EXPECT_THAT(played.acts, ElementsAre(open_w + " = EIO"));
-
-    played = play(leds().fail("write " + color_file, EIO), set);
-    EXPECT_EQ(played.told, "-1 errno 5");
-    EXPECT_EQ(played.error_text, std::string("led_color_set failed: ") + stream_failure + "\n");
-    EXPECT_THAT(played.acts, ElementsAre(open_w, "write " + color_file + " 1 2 3 = EIO", "close " + color_file));
-
-    played = play(leds().fail(open_r, EIO), get_color);
-    EXPECT_EQ(played.told, "-1 errno 5: untouched");
-    EXPECT_THAT(played.acts, ElementsAre(open_r + " = EIO"));
-
-    played = play(leds().fail("read " + color_file, EIO), get_color);
-    EXPECT_EQ(played.told, "-1 errno 5: untouched");
-    EXPECT_THAT(played.acts, ElementsAre(open_r, "read " + color_file + " = EIO", "close " + color_file));
-}
-
-// ---- Power ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Acts, ShutdownRunsThePowerOffProgramAndReturnsItsExitCode) {
     proves("power_shutdown", Kind::bad_input);

@@ -509,6 +509,23 @@ std::vector<Row> bad_rows() {
          {{"display1.blank", "0"}},
          stream_failure,
          "/sys/class/graphics/fb1/blank:write:EIO"},
+        // The driver has taken it by then.
+        {"display_set",
+         "close_that_fails",
+         telling([] { return display_set(1, 0); }),
+         "-1 errno 5",
+         {{"display1.blank", "0"}},
+         {{"display1.blank", "1"}},
+         stream_failure,
+         "/sys/class/graphics/fb1/blank:close:EIO"},
+        {"backlight_get",
+         "close_that_fails",
+         known("backlight_get", 0),
+         "-1 errno 5: untouched",
+         {},
+         {},
+         stream_failure,
+         "/sys/class/backlight/pwm-backlight.0/brightness:close:EIO"},
         {"led_color_set",
          "out_of_range",
          telling([] { return led_color_set(0, &too_green); }),
@@ -586,6 +603,17 @@ std::vector<Row> bad_rows() {
          {{"watchdog.running", "0"}},
          "Device or resource busy",
          "/dev/watchdog:open:EBUSY"},
+        // The node is closed in any case, and disarmed: nothing is reported.
+        {"watchdog_disable",
+         "close_that_fails",
+         [] {
+             return watchdog_enable(30), joined({answer(watchdog_disable), answer(watchdog_disable)});
+         },
+         "0 errno 5, -22 errno 22",
+         {},
+         {{"watchdog.running", "0"}},
+         "Invalid argument",
+         "/dev/watchdog:close:EIO"},
         {"watchdog_disable", "not_armed", known("watchdog_disable"), "-22 errno 22", {}, {}, "Invalid argument"},
         {"watchdog_refresh", "not_armed", known("watchdog_refresh"), "-22 errno 22", {}, {}, "Invalid argument"},
         {"mrfi_autolink_set",
@@ -686,7 +714,7 @@ class BoardOfNoFamily : public testing::TestWithParam<std::string> {};
 
 TEST_P(BoardOfNoFamily, DoesNotSupportTheFunction) {
     families::proves(GetParam(), Kind::absent);
-    EXPECT_EQ(output_of(VELMOR_BOARD_OF_NO_FAMILY, {VELMOR_CALL_FUNCTION, GetParam()}), told_without(GetParam()));
+    EXPECT_EQ(output_of(VELMOR_CHOSEN_BOARD, {VELMOR_CALL_FUNCTION, GetParam()}), told_without(GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Functions, BoardOfNoFamily, testing::ValuesIn(families::exported_functions()),
