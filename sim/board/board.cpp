@@ -35,8 +35,8 @@ const std::map<std::string, Maker>& makers() {
         {"input", make_input},         {"led", make_led},
         {"mrfi", make_mrfi},           {"power-state", make_power_state},
         {"program", make_program},     {"pwm", make_pwm},
-        {"records", make_records},     {"thermal", make_thermal},
-        {"watchdog", make_watchdog},
+        {"records", make_records},     {"serial", make_serial},
+        {"thermal", make_thermal},     {"watchdog", make_watchdog},
     };
     return all;
 }

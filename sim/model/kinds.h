@@ -23,6 +23,7 @@ void make_power_state(Model& model, const std::string& name, Settings& settings)
 void make_program(Model& model, const std::string& name, Settings& settings);
 void make_pwm(Model& model, const std::string& name, Settings& settings);
 void make_records(Model& model, const std::string& name, Settings& settings);
+void make_serial(Model& model, const std::string& name, Settings& settings);
 void make_thermal(Model& model, const std::string& name, Settings& settings);
 void make_watchdog(Model& model, const std::string& name, Settings& settings);
 

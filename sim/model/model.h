@@ -38,6 +38,8 @@ public:
     Timers& timers;
     /** Set by whoever runs the unit; called when it restarts or goes off. */
     std::function<void(const Ending&)> end;
+    /** Called when there is something to read from the descriptor. */
+    std::map<int, std::function<void()>> readers;
 
     void name(const std::string& name, Value& value) { values_[name] = &value; }
     void name(const std::string& name, ComputedValue::Getter getter, ComputedValue::Setter setter);

@@ -8,12 +8,15 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "board/settings.h"
 #include "model/kinds.h"
 #include "model/model.h"
+#include "tree/computed_attribute.h"
 #include "tree/file.h"
 #include "tree/parse.h"
+#include "tree/text_attribute.h"
 
 namespace VelmorSim {
 
@@ -26,6 +29,8 @@ using std::chrono::seconds;
 constexpr unsigned number_of(unsigned long request) {
     return static_cast<unsigned>(request) & 0xffffU;
 }
+
+constexpr std::string_view identity = "imx2+ watchdog";
 
 /** Opening it starts the countdown, a write or a keep-alive feeds it, closing it after a 'V' stops it. */
 class Watchdog : public File {
@@ -111,7 +116,6 @@ private:
     static int identify(std::size_t room, std::string& out) {
         watchdog_info info{};
         info.options = WDIOF_SETTIMEOUT | WDIOF_KEEPALIVEPING | WDIOF_MAGICCLOSE;
-        constexpr std::string_view identity = "imx2+ watchdog";
         std::copy(identity.begin(), identity.end(), info.identity);
         if (room < sizeof info) return -EFAULT;
         out.assign(sizeof info, '\0');
@@ -171,6 +175,21 @@ private:
     bool running_ = false;
 };
 
+/** The same for shells: a class device that can only be read. */
+void show_class_device(Model& model, Watchdog& watchdog, const std::string& path, const std::string& place) {
+    Directory& device = model.tree.class_device(path, place);
+    const auto add = [&](const char* name, ComputedAttribute::Show show) {
+        model.tree.add<ComputedAttribute>(device, name, mode_t{0444}, std::move(show), nullptr);
+    };
+    model.tree.add<TextAttribute>(device, "identity", mode_t{0444}, std::string(identity));
+    model.tree.add<TextAttribute>(device, "bootstatus", mode_t{0444}, "0");
+    model.tree.add<TextAttribute>(device, "nowayout", mode_t{0444}, "0");
+    add("state", [&] { return std::string(watchdog.running() ? "active\n" : "inactive\n"); });
+    add("timeout", [&] { return std::to_string(watchdog.timeout()) + "\n"; });
+    add("timeleft",
+        [&] { return std::to_string(std::chrono::duration_cast<seconds>(watchdog.left()).count()) + "\n"; });
+}
+
 std::string seconds_text(milliseconds time) {
     const auto digits = std::to_string(time.count() % 1000 + 1000).substr(1);
     return std::to_string(time.count() / 1000) + "." + digits;
@@ -186,6 +205,10 @@ void make_watchdog(Model& model, const std::string& name, Settings& settings) {
     auto& watchdog =
         model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest, highest), lowest, highest);
     watchdog.meaning = "watchdog";
+    if (settings.has("class")) {
+        const auto shown = device_path(settings, "class");
+        show_class_device(model, watchdog, shown, device_place(settings, shown));
+    }
     model.name(
         name + ".timeout", [&] { return std::to_string(watchdog.timeout()); },
         [&](std::string_view text) { return watchdog.change_timeout(text); });

@@ -10,8 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "model/model.h"
@@ -225,8 +227,6 @@ struct stat FileSystem::stat_of(const Node& node) const {
     attributes.st_mode = node.mode();
     attributes.st_nlink = 1;
     attributes.st_size = node.size();
-    if (const auto* link = dynamic_cast<const Link*>(&node))
-        attributes.st_size = static_cast<off_t>(link->target.size());
     if (const auto* directory = dynamic_cast<const Directory*>(&node)) {
         attributes.st_nlink = 2;
         for (const auto& [name, entry] : directory->children()) attributes.st_nlink += S_ISDIR(entry->mode()) ? 1U : 0U;
@@ -354,6 +354,11 @@ void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size,
 
 bool FileSystem::is_narrow(int pid) const {
     const auto name = std::to_string(pid) + "/exe";
+    // An emulator runs a program of another width than its own.
+    std::array<char, PATH_MAX> link{};
+    const auto size = readlinkat(inner_proc, name.c_str(), link.data(), link.size());
+    const std::string_view file(link.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    if (file.substr(file.rfind('/') + 1).substr(0, 8) == "qemu-arm") return true;
     const int program = openat(inner_proc, name.c_str(), O_RDONLY | O_CLOEXEC);
     if (program < 0) return false;
     std::array<char, EI_NIDENT> head{};

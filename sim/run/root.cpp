@@ -206,7 +206,11 @@ void Root::place_device_files(const Directory& device, const std::string& place)
         } else {
             make_file(to);
         }
-        must_bind(root + served + node->path, to);
+        if (node->stand_in.empty()) {
+            must_bind(root + served + node->path, to);
+        } else {
+            must_bind(node->stand_in, to);
+        }
     }
 }
 

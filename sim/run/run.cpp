@@ -50,6 +50,7 @@ Run::Run(const RunOptions& options)
     // The machine's own parts of "/sys" are put on these.
     for (const char* part : {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"}) model_.tree.directory(part);
     load_board(options_.board, model_);
+    model_.tree.finish_platform();
     for (const auto& text : options_.set) {
         const auto [name, value] = assignment("--set", text);
         set_value(model_, name, value);
@@ -131,6 +132,7 @@ void Run::wait_for_events() {
     if (!gone_) watch(channel_);
     watch(fuse_);
     watch(listener_);
+    for (const auto& [descriptor, reader] : model_.readers) watch(descriptor);
     server_->add_to(events);
 
     timespec timeout{};
@@ -149,6 +151,7 @@ void Run::wait_for_events() {
     for (const auto& event : events) {
         if (event.revents == 0) continue;
         if (event.fd == signal_handle_) forward_signals();
+        if (const auto reader = model_.readers.find(event.fd); reader != model_.readers.end()) reader->second();
         if (event.fd == channel_) receive_messages();
         if (event.fd == listener_ && listener_ >= 0) {
             if ((event.revents & POLLIN) != 0) {

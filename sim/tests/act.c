@@ -1,10 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * One act on the device, for the tests: what the shell cannot do.
+ * Acts on the device, for the tests: what the shell cannot do. It is built as a 64-bit, a static and a 32-bit program;
+ * act.py does the steps of "do" in Python.
  *
  * HAZARD: "restart" makes the restart system call. It refuses outside of a PID and a user namespace of its own.
  */
-#define _GNU_SOURCE 1
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/input.h>
@@ -14,6 +15,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -25,12 +27,30 @@ static int is_initial(const char* link, const char* inode) {
     return strstr(text, inode) != NULL;
 }
 
-static int restart(const char* command, const char* text) {
+/* The call by each of the ways into the kernel that this program has: of its own kind, "int80" or "x32". */
+static long call_restart(const char* way, unsigned long command, const char* text) {
+#ifdef __x86_64__
+    if (strcmp(way, "int80") == 0) {
+        long result = 88;
+        __asm__ volatile("int $0x80"
+                         : "+a"(result)
+                         : "b"(0xfee1deadUL), "c"(0x28121969UL), "d"(command), "S"(0UL)
+                         : "memory", "r8", "r9", "r10", "r11");
+        errno = (int)-result;
+        return result == 0 ? 0 : -1;
+    }
+    if (strcmp(way, "x32") == 0) return syscall(0x40000000L | SYS_reboot, 0xfee1deadUL, 0x28121969UL, command, text);
+#endif
+    (void)way;
+    return syscall(SYS_reboot, 0xfee1deadUL, 0x28121969UL, command, text);
+}
+
+static int restart(const char* command, const char* text, const char* way) {
     if (is_initial("/proc/self/ns/pid", "4026531836") || is_initial("/proc/self/ns/user", "4026531837")) {
         fprintf(stderr, "not in namespaces of its own: no restart call here\n");
         return 98;
     }
-    const long result = syscall(SYS_reboot, 0xfee1deadUL, 0x28121969UL, strtoul(command, NULL, 0), text);
+    const long result = call_restart(way, strtoul(command, NULL, 0), text);
     printf("%ld %s\n", result, strerrorname_np(errno));
     return 5;
 }
@@ -66,6 +86,7 @@ static int axes(const char* path) {
         printf("%d ", info.value);
     }
     printf("\n");
+    close(node);
     return 0;
 }
 
@@ -107,8 +128,78 @@ static int dead_line(void) {
     return 0;
 }
 
+static void say_result(long result) {
+    printf("%s\n", result < 0 ? strerrorname_np(errno) : "good");
+}
+
+static void read_file(const char* path) {
+    char text[4096];
+    const int node = open(path, O_RDONLY | O_CLOEXEC);
+    ssize_t length = node < 0 ? -1 : read(node, text, sizeof text);
+    if (length < 0) {
+        say_result(-1);
+    } else {
+        if (length > 0 && text[length - 1] == '\n') length--;
+        printf("%.*s\n", (int)length, text);
+    }
+    if (node >= 0) close(node);
+}
+
+static void write_file(const char* path, const char* text) {
+    const int node = open(path, O_WRONLY | O_CLOEXEC);
+    say_result(node < 0 ? -1 : (long)write(node, text, strlen(text)));
+    if (node >= 0) close(node);
+}
+
+static void show_attributes(const char* path) {
+    struct stat there;
+    if (stat(path, &there) != 0) {
+        say_result(-1);
+    } else {
+        printf("%o %u %u %ld\n", there.st_mode, there.st_uid, there.st_gid, (long)there.st_size);
+    }
+}
+
+static void count_entries(const char* path) {
+    DIR* directory = opendir(path);
+    int count = 0;
+    while (directory != NULL && readdir(directory) != NULL) count++;
+    printf("%d\n", count);
+    if (directory != NULL) closedir(directory);
+}
+
+static void feed(const char* path, const char* seconds) {
+    int timeout = atoi(seconds);
+    int now = 0;
+    int flags = 0;
+    const int node = open(path, O_WRONLY | O_CLOEXEC);
+    say_result(ioctl(node, WDIOC_SETTIMEOUT, &timeout));
+    say_result(ioctl(node, WDIOC_KEEPALIVE, &flags));
+    say_result(ioctl(node, WDIOC_GETTIMEOUT, &now));
+    printf("%d %d\n", timeout, now);
+    say_result((long)write(node, "V", 1));
+    close(node);
+}
+
+/* Steps: "read PATH", "write PATH TEXT", "stat PATH", "entries PATH", "axes PATH", "feed PATH SECONDS". */
+static int steps(char** words) {
+    while (*words != NULL) {
+        const char* step = *words++;
+        const char* path = *words++;
+        if (strcmp(step, "read") == 0) read_file(path);
+        if (strcmp(step, "write") == 0) write_file(path, *words++);
+        if (strcmp(step, "stat") == 0) show_attributes(path);
+        if (strcmp(step, "entries") == 0) count_entries(path);
+        if (strcmp(step, "axes") == 0) axes(path);
+        if (strcmp(step, "feed") == 0) feed(path, *words++);
+    }
+    return 0;
+}
+
 int main(int count, char** words) {
-    if (count == 4 && strcmp(words[1], "restart") == 0) return restart(words[2], words[3]);
+    if (count == 4 && strcmp(words[1], "restart") == 0) return restart(words[2], words[3], "");
+    if (count == 5 && strcmp(words[1], "restart") == 0) return restart(words[2], words[3], words[4]);
+    if (count >= 2 && strcmp(words[1], "do") == 0) return steps(words + 2);
     if (count == 6 && strcmp(words[1], "watchdog") == 0) return watchdog(words + 2);
     if (count == 3 && strcmp(words[1], "axes") == 0) return axes(words[2]);
     if (count == 3 && strcmp(words[1], "event") == 0) return event(words[2]);

@@ -1,4 +1,6 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
 # refuse BOARD MESSAGE: nothing starts, and the message names file, place and what would be right.
@@ -26,13 +28,41 @@ refuse '{"description":"x","base":"device","set":{"platform.pht":"0x12"}}' \
     '/set/platform.pht: "0x12" should be 0x and 128 hexadecimal digits'
 refuse '{"description":"x","base":"device","devices":[{'"$light"',"max_brightness":7,"brightness":2},{"kind":"attribute","name":"c","path":"/sys/class/backlight/b/brightness","value":1}]}' \
     '/devices/1: /sys/class/backlight/b/brightness is there already'
+refuse '{"description":"x","device":[]}' '/device: there is no such key; the keys here are base, description, devices, set, without'
+refuse '{"description":5}' '/description: 5 should be a text'
+refuse '{"devices":[]}' '/description: is missing; it should be a text'
+refuse '{"description":"x","devices":[{"kind":"lamp","name":"b"}]}' '/devices/0/kind: "lamp" should be one of attribute, backlight, file, framebuffer, gpio, gpio-keys, input, led, mrfi, power-state, program, pwm, records, serial, thermal, watchdog'
+refuse '{"description":"x","base":"device","set":{"heat":1}}' '/set/heat: 1 should be under a name that "velmor-sim list" shows'
+refuse '{
+  "description": "x",
+  "devices": [}
+}' 'is not JSON: parse error at line 3, column 15: syntax error while parsing value - unexpected '"'}'; expected '[', '{', or a literal"
 refuse '[]' '[] should be an object {...}'
 expect "a board that is not there" 125 'velmor-sim: nowhere: cannot be read; --board takes a file or one of the names that "velmor-sim boards" lists' \
     "$sim" run --board nowhere -- true
 expect "a wrong value" 125 'velmor-sim: backlight.brightness: "9" should be at most max_brightness' "$sim" run --set backlight.brightness=9 -- true
+expect "an unknown name" 125 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' "$sim" run --set heat=9 -- echo started
+expect "an unknown name for text" 125 'velmor-sim: heat: is no attribute'"'"'s name or path, so it shows no text' "$sim" run --raw heat=9 -- echo started
 expect "no value" 125 'velmor-sim: --set thermal.temp: should be NAME=VALUE, for example thermal.temp=91000' "$sim" run --set thermal.temp -- true
 expect "an own board" 0 "2" sh -c 'printf "%s" "$3" >own.json; "$1" run --board ./own.json -- cat "$2"' _ "$sim" /sys/class/backlight/b/brightness \
     '{"description":"x","devices":[{'"$light"',"max_brightness":7,"brightness":2}]}'
+expect "an attribute of one line" 0 "0 1" sh -c 'printf "%s" "$2" >lamp.json
+    "$1" run --board ./lamp.json -- sh -c "cd /sys/devices/platform/lamp.0; echo \$(cat enable; echo 1 >enable; cat enable)"' _ "$sim" \
+    '{"description":"x","base":"device","devices":[{"kind":"attribute","name":"lamp","path":"/sys/devices/platform/lamp.0/enable","value":0}]}'
+# shows BOARD EXPECTED FILE: what makes the board another one.
+shows() {
+    expect "board $1: $3" 0 "$2" "$sim" run --board "$1" -- sh -c 'test -e "$1" && cut -c1-16,37-46 "$1" || echo none' _ "$3"
+}
+table=/proc/platform/pht
+shows device 0x2912342804022d2a24210000 $table
+shows without-radios 0x2912342800022d2a04210000 $table
+shows without-echosounder 0x2912342804022d2a242f0000 $table
+shows without-echosounder none /sys/devices/platform/echosounder.0/reset
+for layout in 1 2 3; do shows table-layout-$layout $layout /proc/platform/pht_version; done
+shows coarse-backlight 1 /sys/class/backlight/pwm-backlight.0/max_brightness
+shows fine-backlight 255 /sys/class/backlight/pwm-backlight.0/max_brightness
+shows device none /dev/input/event0
+shows all-families 31,33,102,116 /sys/devices/platform/gpio-keys/keys
 expect "a value at the start" 0 91000 "$sim" run --set thermal.temp=91000 -- cat /sys/class/thermal/thermal_zone0/temp
 expect "an empty text" 0 "" "$sim" run --raw thermal.temp= -- cat /sys/class/thermal/thermal_zone0/temp
 expect "wrong use" 2 "" sh -c "'$sim' run --bogus -- true >/dev/null 2>&1"

@@ -1,38 +1,50 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2034
 # For the tests of the device: $sim is the simulator, $act the program that acts on the device.
 set -u
 sim=$1
-act=$2
+act=${2-}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+here=$(cd "$(dirname "$0")" && pwd)
 cd "$scratch" || exit 1
 failures=0
+
+skip() {
+    echo "skipped: $1"
+    exit 77
+}
 
 # The machine lacks something: say what, as a skip.
 if ! reason=$("$sim" run -- true 2>&1); then
     case $reason in
-        *"/dev/fuse"* | *"namespace"*)
-            echo "skipped: $reason"
-            exit 77
-            ;;
+        *"/dev/fuse"* | *"namespace"*) skip "$reason" ;;
     esac
 fi
+
+# fail TEXT: goes on, and the test fails in the end.
+fail() {
+    printf 'FAILED: %s\n' "$1"
+    failures=$((failures + 1))
+}
 
 # expect WHAT STATUS OUTPUT COMMAND...: run it and compare exit status and both outputs together.
 expect() {
     local what=$1 status=$2 output=$3 got rc
     shift 3
     got=$("$@" 2>&1) && rc=0 || rc=$?
-    if [ "$rc" != "$status" ] || [ "$got" != "$output" ]; then
-        printf 'FAILED: %s\n  status %s, should be %s\n  got:    %q\n  should: %q\n' "$what" "$rc" "$status" "$got" \
-            "$output"
-        failures=$((failures + 1))
-    fi
+    [ "$rc" = "$status" ] && [ "$got" = "$output" ] && return
+    fail "$(printf '%s\n  status %s, should be %s\n  got:    %q\n  should: %q' "$what" "$rc" "$status" "$got" "$output")"
 }
 
-# on_device ARGUMENT...: a shell script on the all-families board.
+# on_device SCRIPT: a shell script on the all-families board, in a run of the name on-$$.
 on_device() {
-    "$sim" run --board all-families -- bash -c "$1"
+    "$sim" run --name "on-$$" --board all-families -- bash -c "$1"
+}
+
+# Milliseconds since the epoch.
+now() {
+    echo $(($(date +%s%N) / 1000000))
 }
 
 finish() {

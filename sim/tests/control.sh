@@ -1,9 +1,25 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
+# A program that does what it is told through one pipe and answers through another.
 run=test-$$
-"$sim" run --name "$run" --board all-families -- sh -c 'echo 6 >/sys/class/backlight/pwm-backlight.0/brightness; exec sleep 60' &
+mkfifo orders answers
+"$sim" run --name "$run" --board all-families -- bash -c '
+    echo 6 >/sys/class/backlight/pwm-backlight.0/brightness
+    while read -r order; do eval "$order" 2>&1; echo "($?)"; done <orders >answers' &
 device=$!
+exec 8>orders 9<answers
+# program ORDER: what it says, and its status.
+program() {
+    local line
+    echo "$1" >&8
+    while read -r -t 20 line <&9; do
+        echo "$line"
+        case $line in "("*")") return ;; esac
+    done
+}
 until "$sim" runs | grep -qx "$run"; do sleep 0.05; done
 on() {
     local command=$1
@@ -22,6 +38,39 @@ motion.x=0" on list 'motion.*'
 expect "a condition that does not come" 1 "velmor-sim: it did not come to motion.x>5" on wait-for 'motion.x>5' 100ms
 expect "raw text" 0 "no number" sh -c "'$sim' raw --name $run thermal.temp 'no number\n' && '$sim' get --name $run thermal.temp"
 expect "a line" 0 1 sh -c "'$sim' set --name $run gpio.38 1 && '$sim' get --name $run gpio.38"
+light=/sys/class/backlight/pwm-backlight.0/brightness
+expect "no fault" 0 "6
+(0)" program "cat $light"
+expect "a fault while it runs" 0 "" on fault "$light:read:EIO:2"
+expect "not yet" 0 "6
+(0)" program "read -r v <$light; echo \$v"
+expect "now" 0 "cat: $light: Input/output error
+(1)" program "cat $light"
+expect "a fault of every one" 0 "" on fault "$light:open:ENODEV"
+expect "every one" 0 "bash: line 3: $light: No such device
+(1)" program "echo 1 >$light"
+expect "no longer" 0 "" on clear
+expect "none" 0 "6
+(0)" program "cat $light"
+expect "a delay while it runs" 0 "" on delay "$light:read:300"
+start=$(now)
+expect "slow" 0 "6
+(0)" program "cat $light"
+[ $(($(now) - start)) -ge 300 ] || fail "the delay took no time"
+expect "a long delay" 0 "" on delay "$light:read:60000"
+expect "is forgotten" 0 "" on clear
+expect "fast" 0 "6
+(0)" program "cat $light"
+expect "a wrong fault" 1 'velmor-sim: "x" should be PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N from 1 on, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO' on fault x
+expect "a wrong delay" 1 'velmor-sim: "x" should be PATH:OP:MS, with an absolute path, OP one of open, read, write, ioctl, close, and milliseconds up to 3600000, for example /sys/power/state:write:3000' on delay x
+expect "a wrong condition" 1 'velmor-sim: "backlight" should be NAME=VALUE, or with !=, <, <=, > or >=' on wait-for backlight
+expect "a condition on nothing" 1 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' on wait-for 'heat>3'
+expect "a wrong time" 1 'velmor-sim: "soon" should be a time such as 2, 1.5s or 200ms' on wait-for backlight.brightness=1 soon
+on wait-for backlight.brightness=2 &
+waiter=$!
+expect "what is waited for" 0 "(0)" program "echo 2 >$light"
+wait $waiter
+expect "the one that waits" 0 0 echo $?
 on watch motion.x >watched &
 watcher=$!
 until [ -s watched ]; do sleep 0.05; done
@@ -38,6 +87,15 @@ motion.x=5
 motion.x=-3" cat watched
 expect "no run" 1 "velmor-sim: no run of the name $run: Connection refused" on get thermal.temp
 
+# Serial lines are terminals of the machine, with line settings.
+echo 'wait-for ttymxc4.speed=38400
+set ttymxc4.line $GPGLL,5300.97914' >script
+expect "a serial line" 0 'speed 38400
+$GPGLL,5300.97914
+it was sent' "$sim" run --name "serial-$$" --script script -- bash -c 'exec 3<>/dev/ttymxc4; test -t 3 && test -c /dev/ttymxc3 || echo no terminal
+    stty 38400 <&3; stty <&3 | grep -o "speed [0-9]*"; read -r line <&3; echo "${line%?}"; printf good >&3
+    "$1" wait-for --name "$2" ttymxc4.sent=good && echo it was sent' _ "$sim" "serial-$$"
+
 cat >script <<'SCRIPT'
 # The keys and the line of the second terminal.
 wait-for keys.33=0 1s
@@ -52,15 +110,12 @@ expect "keys, by poll and by a blocking read" 0 "open
 echo 'wait-for gpio.38=0
 sleep 300ms
 set gpio.38 1' >script
-start=$(date +%s%N)
+start=$(now)
 expect "an edge" 0 "open
 1" "$sim" run --board all-families --script script -- sh -c "cd /sys/class/gpio; echo 38 >export
     echo rising >gpio38/edge; $act change /sys/class/gpio/gpio38/value"
-took=$((($(date +%s%N) - start) / 1000000))
-if [ "$took" -gt 8000 ]; then
-    echo "FAILED: nobody was woken by the edge: $took ms"
-    failures=$((failures + 1))
-fi
+took=$(($(now) - start))
+[ "$took" -le 8000 ] || fail "nobody was woken by the edge: $took ms"
 echo 'wait-for backlight.brightness=7 200ms' >script
 expect "a script that fails" 123 "velmor-sim: script:1: it did not come to backlight.brightness=7" \
     "$sim" run --script script -- sleep 60

@@ -1,4 +1,6 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
 file=/sys/class/backlight/pwm-backlight.0/brightness
@@ -13,23 +15,29 @@ expect "the second write only" 0 "bash: line 3: echo: write error: Input/output 
     echo 1 >$file
     echo 2 >$file
     echo 3 >$file; cat $file"
-start=$(date +%s%N)
+start=$(now)
 expect "a slow act" 0 "" "$sim" run --delay /sys/power/state:write:400 -- sh -c 'echo mem >/sys/power/state'
-took=$((($(date +%s%N) - start) / 1000000))
-if [ "$took" -lt 400 ]; then
-    echo "FAILED: the slow act took $took ms"
-    failures=$((failures + 1))
-fi
-start=$(date +%s%N)
+took=$(($(now) - start))
+[ "$took" -ge 400 ] || fail "the slow act took $took ms"
+for op in open read close; do
+    start=$(now)
+    expect "a slow $op" 0 4 "$sim" run --delay "$file:$op:300" -- cat "$file"
+    [ $(($(now) - start)) -ge 300 ] || fail "the slow $op took no time"
+done
+start=$(now)
+expect "a slow ioctl" 7 30 "$sim" run --delay /dev/watchdog:ioctl:300 -- "$act" watchdog 30 0 V 0
+[ $(($(now) - start)) -ge 300 ] || fail "the slow ioctl took no time"
+start=$(now)
 expect "a program that dies in a slow act" 120 "velmor-sim: the watchdog bites: not fed for 1 s; the unit restarts" \
     "$sim" run --set watchdog.timeout=1 --delay /sys/power/state:write:60000 -- sh -c 'exec 3>/dev/watchdog; echo mem >/sys/power/state'
-took=$((($(date +%s%N) - start) / 1000000))
-if [ "$took" -gt 20000 ]; then
-    echo "FAILED: the end waited for the slow act: $took ms"
-    failures=$((failures + 1))
-fi
+took=$(($(now) - start))
+[ "$took" -le 20000 ] || fail "the end waited for the slow act: $took ms"
 right='PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N from 1 on, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO'
 for wrong in x /x:read /x:read:ENOTHING /x:eat:EIO /x:read:EIO:0 x:read:EIO; do
     expect "the fault $wrong" 125 "velmor-sim: \"$wrong\" should be $right" "$sim" run --fault "$wrong" -- true
+done
+right='PATH:OP:MS, with an absolute path, OP one of open, read, write, ioctl, close, and milliseconds up to 3600000, for example /sys/power/state:write:3000'
+for wrong in x /x:read /x:read:soon /x:eat:5 /x:read:-1 /x:read:3600001 x:read:5; do
+    expect "the delay $wrong" 125 "velmor-sim: \"$wrong\" should be $right" "$sim" run --delay "$wrong" -- true
 done
 finish

@@ -1,14 +1,21 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
 # A number that only this test's processes have.
 mark=7$$
 left() { pgrep -f "sleep $mark" | wc -l; }
-mounts=$(wc -l </proc/self/mounts)
-files=$(ls -A "${TMPDIR:-/tmp}" | grep -c velmor)
+mkdir temporary
+export TMPDIR=$scratch/temporary
+sort /proc/self/mounts >mounts
+named() {
+    find /tmp /run /dev/shm /var/tmp -maxdepth 1 -user "$(id -u)" -name '*velmor-sim*' 2>/dev/null | sort
+}
+named >named-before
 gone() {
     local i=0
-    while [ "$(left)" != 0 ] && [ $i -lt 100 ]; do sleep 0.05 && i=$((i + 1)); done
+    while [ "$(left)" != 0 ] && [ "$i" -lt 100 ]; do sleep 0.05 && i=$((i + 1)); done
     left
 }
 for signal in KILL TERM HUP; do
@@ -19,6 +26,22 @@ for signal in KILL TERM HUP; do
     expect "processes after SIG$signal" 0 0 gone
     expect "names after SIG$signal" 0 "" sh -c "'$sim' runs | grep 'left-$$'; true"
 done
+"$sim" run -- sh -c "sleep $mark & sleep $mark" 2>said &
+until [ "$(left)" -ge 3 ]; do sleep 0.05; done
+kill -KILL "$(pgrep -P $!)"
+wait $! 2>/dev/null
+expect "when the first process inside is killed" 0 "125 velmor-sim: the device's first process was killed" echo "$?" "$(cat said)"
+expect "processes after that" 0 0 gone
+if command -v script >/dev/null; then
+    # A terminal that is closed: the device leads its session, and then a shell does.
+    for leader in "exec" ""; do
+        script -qec "$leader '$sim' run -- sh -c 'sleep $mark & sleep $mark'; true" /dev/null >/dev/null 2>&1 </dev/null &
+        until [ "$(left)" -ge 3 ] && pgrep -fx "sleep $mark" >/dev/null; do sleep 0.05; done
+        kill -KILL $!
+        wait $! 2>/dev/null
+        expect "processes after the terminal${leader:+ of the device}" 0 0 gone
+    done
+fi
 "$sim" run -- sleep "$mark" 2>/dev/null &
 until [ "$(left)" -ge 2 ]; do sleep 0.05; done
 kill -KILL "$(pgrep -fx "sleep $mark")"
@@ -26,10 +49,12 @@ wait $! 2>/dev/null
 expect "the program's death is the run's" 0 137 echo $?
 expect "what the program leaves" 0 "" "$sim" run -- sh -c "sleep $mark & sleep $mark &"
 expect "is gone" 0 0 gone
-expect "mounts" 0 "$mounts" sh -c "wc -l </proc/self/mounts"
-expect "files" 0 "$files" sh -c 'ls -A "${TMPDIR:-/tmp}" | grep -c velmor || true'
 expect "a hundred runs" 0 "100 4" sh -c "i=0; while [ \$i -lt 100 ]; do
     '$sim' run -- cat /sys/class/backlight/pwm-backlight.0/brightness; i=\$((i+1)); done | uniq -c | tr -s ' ' | sed 's/^ //'"
 expect "ten at once" 0 "10 4" sh -c "for i in 1 2 3 4 5 6 7 8 9 10; do
     '$sim' run -- cat /sys/class/backlight/pwm-backlight.0/brightness & done | sort | uniq -c | tr -s ' ' | sed 's/^ //'; wait"
+expect "mounts" 0 "" sh -c "sort /proc/self/mounts | diff mounts -"
+named >named-after
+expect "files" 0 "" diff named-before named-after
+expect "temporary files" 0 "" ls -A temporary
 finish

@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
 # The manual page names every command and option that the help names.
 sim=$1
 page=$2

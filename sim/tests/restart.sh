@@ -1,4 +1,6 @@
 # SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
 expect "a restart with a text" 121 'velmor-sim: the unit restarts: restart call with "wdt"' \

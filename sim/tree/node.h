@@ -30,6 +30,8 @@ public:
     bool comes_and_goes = false;
     /** Counts how often the name went; a descriptor from before is dead (ENODEV). */
     unsigned incarnation = 0;
+    /** A node of the machine that stands here instead of a served file, or nothing. */
+    std::string stand_in;
 
 protected:
     explicit Node(mode_t mode) : mode_(mode) {}

@@ -6,16 +6,26 @@
 #include <iterator>
 
 #include "tree/computed_attribute.h"
+#include "tree/text_attribute.h"
 
 namespace VelmorSim {
 
 namespace {
+
+const std::string platform = "/sys/devices/platform";
 
 std::string parent_of(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 std::string name_of(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
+}
+
+void make_lasting(Node& node) {
+    node.comes_and_goes = false;
+    const auto* directory = dynamic_cast<Directory*>(&node);
+    if (directory == nullptr) return;
+    for (const auto& [name, entry] : directory->children()) make_lasting(*entry);
 }
 
 }  // namespace
@@ -54,8 +64,7 @@ Directory& Tree::directory(const std::string& path) {
 Directory& Tree::class_device(const std::string& path, const std::string& place) {
     if (find(path) != nullptr || find(place) != nullptr) throw std::invalid_argument(path + " is there already");
     Directory& device = passing_class_device(path, place);
-    device.comes_and_goes = false;
-    for (const auto& [name, node] : device.children()) node->comes_and_goes = false;
+    make_lasting(device);
     show(path, place, device);
     directory(parent_of(path)).child(name_of(path))->comes_and_goes = false;
     return device;
@@ -68,9 +77,40 @@ Directory& Tree::passing_class_device(const std::string& path, const std::string
     device.path = path;
     device.comes_and_goes = true;
     add<Link>(device, "subsystem", relative_link(place + "/subsystem", parent_of(path)));
-    add<ComputedAttribute>(
-        device, "uevent", mode_t{0644}, [] { return std::string(); }, [](std::string_view) { return 0; });
+    add_common(device);
+    // A class device of a platform device leads back to that.
+    const auto driver = parent_of(parent_of(place));
+    if (parent_of(driver) == platform) add<Link>(device, "device", "../../../" + name_of(driver));
     return device;
+}
+
+void Tree::finish_platform() {
+    Directory& devices = directory(platform);
+    for (const auto& [name, node] : devices.children()) {
+        auto* device = dynamic_cast<Directory*>(node);
+        if (device == nullptr || device->child("subsystem") != nullptr) continue;
+        const auto path = std::string(platform).append("/").append(name);
+        const auto driver = name.substr(0, name.rfind('.'));
+        add<Link>(*device, "subsystem", relative_link(path + "/subsystem", "/sys/bus/platform"));
+        add<TextAttribute>(*device, "modalias", mode_t{0444}, "platform:" + driver);
+        add_common(*device);
+        const auto entry = "/sys/bus/platform/devices/" + name;
+        add<Link>(entry, relative_link(entry, path));
+    }
+}
+
+// What the kernel's driver core gives to every device.
+void Tree::add_common(Directory& device) {
+    const auto ignore = [](std::string_view) { return 0; };
+    add<ComputedAttribute>(
+        device, "uevent", mode_t{0644}, [] { return std::string(); }, ignore);
+    auto& power = add<Directory>(device, "power");
+    add<TextAttribute>(power, "runtime_status", mode_t{0444}, "unsupported");
+    for (const char* name : {"runtime_active_time", "runtime_suspended_time"})
+        add<TextAttribute>(power, name, mode_t{0444}, "0");
+    add<ComputedAttribute>(
+        power, "control", mode_t{0644}, [] { return std::string("auto\n"); }, ignore);
+    add<ComputedAttribute>(power, "autosuspend_delay_ms", mode_t{0644}, nullptr, nullptr);
 }
 
 void Tree::show(const std::string& path, const std::string& place, Directory& device) {

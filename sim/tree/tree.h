@@ -37,6 +37,8 @@ public:
     Directory& passing_class_device(const std::string& path, const std::string& place);
     void show(const std::string& path, const std::string& place, Directory& device);
     void hide(const std::string& path, const std::string& place);
+    /** Once all is added: every platform device gets what the kernel shows of each. */
+    void finish_platform();
 
     template <class T, class... Arguments>
     T& add(Directory& parent, const std::string& name, Arguments&&... arguments) {
@@ -63,6 +65,7 @@ public:
 
 private:
     void adopt(std::unique_ptr<Node> node);
+    void add_common(Directory& device);
 
     std::vector<std::unique_ptr<Node>> nodes_;
     Directory* root_ = nullptr;

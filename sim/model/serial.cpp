@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+#include "board/settings.h"
+#include "model/kinds.h"
+#include "model/model.h"
+#include "tree/file.h"
+
+namespace VelmorSim {
+
+namespace {
+
+constexpr std::array<std::pair<speed_t, int>, 8> speeds = {{{B1200, 1200},
+                                                            {B2400, 2400},
+                                                            {B4800, 4800},
+                                                            {B9600, 9600},
+                                                            {B19200, 19200},
+                                                            {B38400, 38400},
+                                                            {B57600, 57600},
+                                                            {B115200, 115200}}};
+
+/** A node whose place a pseudo-terminal takes: line settings need a terminal of the machine's kernel. */
+class SerialNode : public File {
+public:
+    SerialNode() : File(S_IFREG | 0660) {}
+
+    int read(OpenFile& /*open*/, std::size_t /*size*/, std::size_t /*offset*/, std::string& /*out*/) override {
+        return -EIO;
+    }
+    int write(OpenFile& /*open*/, std::string_view /*text*/) override { return -EIO; }
+};
+
+/** The far end of a serial line. */
+class Serial {
+public:
+    Serial() : far_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+        std::array<char, 64> name{};
+        if (far_ < 0 || grantpt(far_) != 0 || unlockpt(far_) != 0 || ptsname_r(far_, name.data(), name.size()) != 0)
+            return;
+        // Held open, so that the line outlives the application's closes.
+        near_ = open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        termios line{};
+        if (near_ < 0 || tcgetattr(near_, &line) != 0) return;
+        cfmakeraw(&line);
+        cfsetspeed(&line, B9600);
+        tcsetattr(near_, TCSANOW, &line);
+        node_ = name.data();
+    }
+    Serial(const Serial&) = delete;
+    Serial& operator=(const Serial&) = delete;
+    Serial(Serial&&) = delete;
+    Serial& operator=(Serial&&) = delete;
+    ~Serial() {
+        if (near_ >= 0) close(near_);
+        if (far_ >= 0) close(far_);
+    }
+
+    int descriptor() const { return far_; }
+    /** The machine's node, or nothing where it has no pseudo-terminals. */
+    const std::string& node() const { return node_; }
+    const std::string& sent() const { return sent_; }
+
+    void receive() {
+        constexpr std::size_t most = 4096;
+        std::array<char, most> bytes{};
+        for (auto length = read(far_, bytes.data(), bytes.size()); length > 0;
+             length = read(far_, bytes.data(), bytes.size()))
+            sent_.append(bytes.data(), static_cast<std::size_t>(length));
+        if (sent_.size() > most) sent_.erase(0, sent_.size() - most);
+    }
+
+    bool send(const std::string& text) const {
+        return write(far_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    }
+
+    std::string speed() const {
+        termios line{};
+        if (tcgetattr(near_, &line) != 0) return "0";
+        const auto* const found = std::find_if(speeds.begin(), speeds.end(),
+                                               [&](const auto& each) { return each.first == cfgetospeed(&line); });
+        return std::to_string(found == speeds.end() ? 0 : found->second);
+    }
+
+private:
+    int far_ = -1;
+    int near_ = -1;
+    std::string node_;
+    std::string sent_;
+};
+
+}  // namespace
+
+void make_serial(Model& model, const std::string& name, Settings& settings) {
+    const auto path = device_path(settings);
+    auto& serial = model.part<Serial>();
+    if (serial.node().empty()) return;
+    auto& node = model.tree.add<SerialNode>(path);
+    node.stand_in = serial.node();
+    model.readers[serial.descriptor()] = [&serial] { serial.receive(); };
+    model.name(
+        name + ".line", [] { return std::string(); },
+        [&serial](std::string_view text) {
+            return serial.send(std::string(text) + "\r\n") ? "" : "less: the application has not read the last ones";
+        });
+    model.name(
+        name + ".sent", [&serial] { return serial.sent(); }, nullptr);
+    model.name(
+        name + ".speed", [&serial] { return serial.speed(); }, nullptr);
+}
+
+}  // namespace VelmorSim

@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# as-user.sh SIM ACT TEST [ARGUMENT...]: root runs another test as an ordinary user, with copies that this user can
+# read and, where the machine's /dev/fuse is root's alone, an open node in a private /dev. The machine's stays as it is.
+set -eu
+sim=$1 act=$2 test=$3
+shift 3
+here=$(cd "$(dirname "$0")" && pwd)
+boards=$here/../boards
+skip() {
+    echo "skipped: $1"
+    exit 77
+}
+[ "$(id -u)" = 0 ] || skip "an ordinary user runs this already: sim.$test itself is it"
+command -v setpriv >/dev/null || skip "no setpriv"
+unshare -m true 2>/dev/null || skip "this root may make no mount namespace, for a private /dev/fuse"
+[ -c /dev/fuse ] || skip "no /dev/fuse"
+
+place=$(mktemp -d)
+trap 'rmdir "$place"' EXIT
+unshare -m bash -eu -c '
+    place=$1 sim=$2 act=$3 here=$4 boards=$5 test=$6
+    shift 6
+    mount -t tmpfs -o mode=755 velmor "$place"
+    mknod -m 666 "$place/fuse" c 10 229
+    mount --bind "$place/fuse" /dev/fuse
+    mkdir -p "$place/bin" "$place/lib" "$place/share/velmor" "$place/home"
+    cp "$sim" "$act"* "$place/bin"
+    cp -r "$boards" "$place/share/velmor"
+    cp -r "$here" "$place/tests"
+    chmod -R a+rX "$place"
+    chown -R 65534:65534 "$place/home"
+    if [ "$test" = tour ]; then
+        cp "$1" "$place/bin"
+        cp "$2" "$place/lib/libvelmor.so.3"
+        set -- "$place/bin/${1##*/}"
+    fi
+    cd "$place/home"
+    exec setpriv --reuid 65534 --regid 65534 --clear-groups env -i \
+        PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin LANG=C.UTF-8 HOME="$place/home" TMPDIR="$place/home" \
+        TERM="${TERM-dumb}" LD_LIBRARY_PATH="$place/lib" \
+        bash "$place/tests/$test.sh" "$place/bin/${sim##*/}" "$place/bin/${act##*/}" "$@"
+' _ "$place" "$sim" "$act" "$here" "$boards" "$test" "$@"
