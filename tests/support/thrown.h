@@ -13,7 +13,8 @@ namespace testing_support {
 
 /**
  * What a piece of code throws, as one text to compare with: "nothing", "stream failure", "system_error <errno> <text>",
- * "invalid_argument <text>". Any other type, also one derived from these, gives a text that equals none of them.
+ * "invalid_argument <text>", "range_error <text>". Any other type, also one derived from these, and a system_error of
+ * another category, gives a text that equals none of them.
  */
 template <typename Code>
 std::string thrown(Code code) {
@@ -23,6 +24,7 @@ std::string thrown(Code code) {
         return "stream failure";
     } catch (const std::exception& error) {
         if (typeid(error) == typeid(std::invalid_argument)) return std::string("invalid_argument ") + error.what();
+        if (typeid(error) == typeid(std::range_error)) return std::string("range_error ") + error.what();
         const auto* system = dynamic_cast<const std::system_error*>(&error);
         if (typeid(error) == typeid(std::system_error) && system->code().category() == std::system_category()) {
             return "system_error " + std::to_string(system->code().value()) + " " + error.what();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -40,8 +41,11 @@ public:
         wait_until([this] { return (fd_ = open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; });
     }
 
-    /** Let the reader go on with this. */
+    /** Let the reader go on with this. The next one meets a FIFO of its own, and not the end of this text. */
     void feed(const std::string& text) {
+        const std::string next = path_ + ".next";
+        if (mkfifo(next.c_str(), 0644) < 0 || std::rename(next.c_str(), path_.c_str()) != 0)
+            throw std::runtime_error("mkfifo");
         if (write(fd_, text.data(), text.size()) < 0) throw std::runtime_error("cannot feed " + path_);
         close(fd_);
         fd_ = -1;

@@ -35,6 +35,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::answer;
 using testing_support::content;
+using testing_support::exists;
 using testing_support::joined;
 using testing_support::Out;
 using testing_support::play;
@@ -115,6 +116,19 @@ std::string platform_text(const platform_info_t& info) {
     return text.str();
 }
 
+std::string ask_platform_info() {
+    platform_info_t info;
+    std::memset(&info, 0x5A, sizeof info);
+    const std::string text = answer([&] { return platform_info_get(&info, 0); });
+    return text.starts_with("0") ? text + ": " + platform_text(info) : text;
+}
+
+/** The device's record, with this serial number. */
+std::string platform_record(const std::string& serial) {
+    return "os 3.4.5A42,0 5/6/2026, masks 0 0, compatibility 7, serial " + serial +
+           ", kind 2, boot 1.2.3R40,0 3/4/2024, fs 2.1.3R17,1 24/12/2025, splash 2.3.4B41,1 4/5/2025";
+}
+
 /** An answer with outputs of type T: call(out). */
 template <typename T, typename Call>
 Scenario asking(Call call) {
@@ -178,16 +192,7 @@ std::vector<Function> fitted_functions() {
         {"bluetooth_info_get",
          asking<bluetooth_info_t>([](bluetooth_info_t* info) { return bluetooth_info_get(info); }), "0: hci0 3"},
         {"power_suspend", telling([] { return power_suspend(); }), "0", power_state, "mem"},
-        {"platform_info_get",
-         [] {
-             platform_info_t info;
-             std::memset(&info, 0x5A, sizeof info);
-             const std::string text = answer([&] { return platform_info_get(&info, 0); });
-             return text == "0" ? text + ": " + platform_text(info) : text;
-         },
-         "0: os 3.4.5A42,0 5/6/2026, masks 0 0, compatibility 7, serial AB12C0FFEE, kind 2, boot 1.2.3R40,0 3/4/2024, "
-         "fs 2.1.3R17,1 24/12/2025, splash 2.3.4B41,1 4/5/2025",
-         "", "", platform_records()},
+        {"platform_info_get", ask_platform_info, "0: " + platform_record("AB12C0FFEE"), "", "", platform_records()},
         {"platform_uid_get", asking<uint16_t>([](uint16_t* uid) { return platform_uid_get(uid); }), "0: 4660"},
         {"platform_oemid_get", asking<uint32_t>([](uint32_t* oemid) { return platform_oemid_get(oemid); }), "0: 5"},
         {"platform_mid_get", asking<uint32_t>([](uint32_t* mid) { return platform_mid_get(mid); }), "0: 42"},
@@ -525,14 +530,16 @@ protected:
     }
 };
 
-// On a plain file system a write would create the file; sysfs has no such folder to create it in.
-void remove_with_folder(const std::string& path) {
-    testing_support::remove(path.starts_with("/sys/") ? std::filesystem::path(path).parent_path().string() : path);
+/** This file alone is not there. On a plain file system a write would create it, but not the folder of this one. */
+void take_away(const std::string& path) {
+    testing_support::remove(path);
+    std::filesystem::create_symlink("/sys/absent/attribute", path);
 }
 
 TEST_P(FailingFiles, MissingFileIsAStreamFailure) {
-    for (const std::string& path : GetParam().reads) expect_failure(path, " errno 2", remove_with_folder);
-    for (const std::string& path : GetParam().writes) expect_failure(path, " errno 2", remove_with_folder);
+    for (const std::string& path : GetParam().reads) expect_failure(path, " errno 2", take_away);
+    for (const std::string& path : GetParam().writes) expect_failure(path, " errno 2", take_away);
+    EXPECT_FALSE(exists("/sys/absent"));
 }
 
 TEST_P(FailingFiles, FileWithoutAValueIsAStreamFailureThatLeavesErrnoAlone) {
@@ -552,13 +559,40 @@ INSTANTIATE_TEST_SUITE_P(Functions, FailingFiles, testing::ValuesIn(functions_wi
 TEST(Failures, UnreadableSerialNumberIsForgiven) {
     reset_device();
     testing_support::remove("/proc/platform/serial_number");
-    const Played played = play([] {
-        platform_info_t info = {};
-        const int result = platform_info_get(&info, sizeof info);
-        return std::to_string(result) + " \"" + info.serial_number + "\" " + std::to_string(info.boot_info_kind);
-    });
-    EXPECT_EQ(played.told, "0 \"\" 2");
-    EXPECT_EQ(played.error_text, "");
+    const Played missing = play(ask_platform_info);
+    EXPECT_EQ(missing.told, "0 errno 2: " + platform_record(""));
+    EXPECT_EQ(missing.error_text, "");
+    put("/proc/platform/serial_number", "\n");
+    const Played empty = play(ask_platform_info);
+    EXPECT_EQ(empty.told, "0: " + platform_record(""));
+    EXPECT_EQ(empty.error_text, "");
+}
+
+// The board starts all the same: which trip points a zone has shows in the queries, in each of them.
+TEST(Failures, ZoneWithoutATripPointOfEveryKindFailsEachQuery) {
+    const std::string trip = "/sys/class/thermal/thermal_zone0/trip_point_";
+    const std::function<void()> zones[] = {
+        [&] { put(trip + "2_type", "passive\n"); },   // no "very_hot"
+        [&] { put(trip + "0_type", "critical\n"); },  // no "active", and two of another kind
+        [&] {
+            for (const char* name : {"2_type", "2_temp", "3_type", "3_temp"}) testing_support::remove(trip + name);
+        },
+        [&] {
+            put(trip + "4_type", "critical\n");  // a fifth is not looked at
+            put(trip + "4_temp", "95000\n");
+            put(trip + "3_type", "passive\n");
+        },
+    };
+    const Scenario ask = asking<thermal_state_t>([](thermal_state_t* state) { return thermal_state_get(0, state); });
+    for (const auto& prepare : zones) {
+        reset_device();
+        prepare();
+        const Played played = play([&] { return joined({ask(), ask()}); });
+        EXPECT_EQ(played.told, "-1 errno 2: untouched, -1 errno 2: untouched") << &prepare - zones;
+        EXPECT_EQ(played.error_text,
+                  failed("thermal_state_get", stream_failure) + failed("thermal_state_get", stream_failure))
+            << &prepare - zones;
+    }
 }
 
 TEST(Failures, SuspendThatIsRefusedIsNotReported) {
@@ -570,7 +604,7 @@ TEST(Failures, SuspendThatIsRefusedIsNotReported) {
     });
     EXPECT_EQ(played.told, "0 errno 2");
     EXPECT_EQ(played.error_text, "");
-    EXPECT_FALSE(testing_support::exists(power_state));
+    EXPECT_FALSE(exists(power_state));
 }
 
 TEST(Failures, ArgumentsOutOfRangeAreTheirOwnFailures) {
@@ -644,8 +678,9 @@ TEST_P(FailingActs, EachIsAStreamFailureWithTheKernelsErrnoLeftInPlace) {
     int acts = 0;
     for_each_failing_act(Recorder(), GetParam().call, [&](const std::string& act, const Played& played) {
         ++acts;
-        if (act.find("/serial_number") != std::string::npos || act.find(power_state) != std::string::npos) {
-            EXPECT_TRUE(played.told.starts_with("0")) << act << ": " << played.told;
+        const bool of_serial = act.find("/serial_number") != std::string::npos;
+        if (of_serial || act.find(power_state) != std::string::npos) {  // the two that are forgiven
+            EXPECT_EQ(played.told, of_serial ? "0 errno 5: " + platform_record("") : "0 errno 5") << act;
             EXPECT_EQ(played.error_text, "") << act;
             return;
         }
@@ -713,7 +748,7 @@ TEST(WatchdogFunctions, MissingNode) {
     const Played played = play([] { return answer([] { return watchdog_enable(30); }); });
     EXPECT_EQ(played.told, "-2 errno 2");
     EXPECT_EQ(played.error_text, failed("watchdog_enable", "No such file or directory"));
-    EXPECT_FALSE(testing_support::exists(watchdog_node));
+    EXPECT_FALSE(exists(watchdog_node));
 }
 
 TEST(WatchdogFunctions, RefusedTimeoutLeavesTheWatchdogArmed) {

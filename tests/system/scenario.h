@@ -86,6 +86,14 @@ private:
         return bytes == std::string(size, '\x5A');
     }
 
+    /** A name; its field is filled up with NUL. */
+    static std::string name(const char (&field)[16]) {
+        const std::string bytes(field, sizeof field);
+        const std::string text = bytes.substr(0, bytes.find('\0'));
+        if (text.size() == bytes.size()) return text + " (without an end)";
+        return bytes.find_first_not_of('\0', text.size()) == std::string::npos ? text : text + " (and more behind)";
+    }
+
     static void tell(std::ostream& out, const thermal_state_t& state) {
         out << state.temp << ' ' << state.active << ' ' << state.hot << ' ' << state.very_hot << ' ' << state.critical;
     }
@@ -95,11 +103,11 @@ private:
     static void tell(std::ostream& out, const led_color_t& color) {
         out << color.red << ' ' << color.green << ' ' << color.blue;
     }
-    static void tell(std::ostream& out, const wifi_info_t& info) { out << info.name << ' ' << info.value; }
-    static void tell(std::ostream& out, const bluetooth_info_t& info) { out << info.name << ' ' << info.value; }
+    static void tell(std::ostream& out, const wifi_info_t& info) { out << name(info.name) << ' ' << info.value; }
+    static void tell(std::ostream& out, const bluetooth_info_t& info) { out << name(info.name) << ' ' << info.value; }
     static void tell(std::ostream& out, const gps_info_t& info) { out << info.value1 << ' ' << info.value2; }
     static void tell(std::ostream& out, const serial_device_info_t& info) {
-        out << info.name << ' ' << info.baud_rate << ' ' << info.options;
+        out << name(info.name) << ' ' << info.baud_rate << ' ' << info.options;
     }
     static void tell(std::ostream& out, const attitude_t& attitude) {
         out << attitude.x << ' ' << attitude.y << ' ' << attitude.z;
@@ -116,7 +124,7 @@ private:
         tell(out, connection.address);
     }
     static void tell(std::ostream& out, const mrfi_device_t& device) {
-        out << device.value1 << ' ' << device.value2 << ' ' << device.name << ' ';
+        out << device.value1 << ' ' << device.value2 << ' ' << name(device.name) << ' ';
         tell(out, device.address);
     }
     static void tell(std::ostream& out, bool flag) { out << (flag ? "true" : "false"); }

@@ -316,6 +316,11 @@ TEST_F(FirstCallsAtOnce, ManyThreadsGetOneBoard) {
         FirstCallers callers(16);
         return callers.answers();
     });
+    EXPECT_EQ(played.wait_status, 0);
+    std::string answers;
+    for (int i = 0; i < 16; ++i) answers += "0: true, ";
+    EXPECT_EQ(played.told, answers);
+    EXPECT_EQ(played.error_text, "");
     EXPECT_EQ(played.acts, in_order({reading(table_version), reading(table)}));
 }
 

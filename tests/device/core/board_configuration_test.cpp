@@ -2,7 +2,10 @@
 #include "core/board_configuration.h"
 
 #include <gmock/gmock.h>
+#include <cerrno>
 #include <cstddef>
+#include <cstring>
+#include <functional>
 #include <ios>
 #include <ostream>
 #include <stdexcept>
@@ -65,6 +68,24 @@ public:
     }
 };
 
+/** All 16 bytes of a name. */
+std::string bytes(const char (&name)[16]) {
+    return {name, sizeof name};
+}
+
+std::string filled_up(std::string name) {
+    name.resize(16, '\0');
+    return name;
+}
+
+/** A record whose every byte is to be written. */
+template <typename Record>
+Record dirty() {
+    Record record;
+    std::memset(static_cast<void*>(&record), 0x5A, sizeof record);
+    return record;
+}
+
 class BoardConfiguration : public testing::Test {
 protected:
     void SetUp() override { reset_device(); }
@@ -94,25 +115,26 @@ TEST_F(BoardConfiguration, OffersFifteenResourcesInOrder) {
 
 TEST_F(BoardConfiguration, ParametersAreThoseOfTheDevice) {
     configure_board(board);
-    wifi_info_t wifi = {};
+    auto wifi = dirty<wifi_info_t>();
     board.wifi_info_get(&wifi);
-    EXPECT_STREQ(wifi.name, "wlan0");
+    EXPECT_EQ(bytes(wifi.name), filled_up("wlan0"));
     EXPECT_EQ(wifi.value, 3U);
-    bluetooth_info_t bluetooth = {};
+    auto bluetooth = dirty<bluetooth_info_t>();
     board.bluetooth_info_get(&bluetooth);
-    EXPECT_STREQ(bluetooth.name, "hci0");
+    EXPECT_EQ(bytes(bluetooth.name), filled_up("hci0"));
     EXPECT_EQ(bluetooth.value, 3U);
-    gps_info_t gps = {};
+    auto gps = dirty<gps_info_t>();
     board.gps_info_get(&gps);
     EXPECT_EQ(gps.value1, 1U);
     EXPECT_EQ(gps.value2, 1U);
-    serial_device_info_t device = {};
+    auto device = dirty<serial_device_info_t>();
     board.serial_device_info_get(0, &device);
-    EXPECT_STREQ(device.name, "/dev/ttymxc4");
+    EXPECT_EQ(bytes(device.name), filled_up("/dev/ttymxc4"));
     EXPECT_EQ(device.baud_rate, 9600U);
     EXPECT_EQ(device.options, 0U);
+    device = dirty<serial_device_info_t>();
     board.serial_device_info_get(1, &device);
-    EXPECT_STREQ(device.name, "/dev/ttymxc3");
+    EXPECT_EQ(bytes(device.name), filled_up("/dev/ttymxc3"));
     EXPECT_EQ(device.baud_rate, 38400U);
     EXPECT_EQ(device.options, 0U);
     EXPECT_EQ(content(std::string(pwm) + "/period"), "370370");  // 2700 Hz
@@ -145,6 +167,40 @@ TEST_F(BoardConfiguration, ReadsTheSameFieldsElsewhereInALayoutOfVersion2) {
     set_table_byte(14, "0f");
     configure_board(board);
     EXPECT_THAT(board.registered(), ElementsAre(0, 9, 12, 16, 19, 20, 21, 36, 38, 41, 43));
+}
+
+TEST_F(BoardConfiguration, WithoutAPlatformOnlyWhatTheTableDecidesIsMissing) {
+    class BoardWithoutPlatform : public ListeningBoard {
+    public:
+        void add(const type& key, Resource* resource) override {
+            if (key != type::platform) ListeningBoard::add(key, resource);
+        }
+    };
+    BoardWithoutPlatform without;
+    configure_board(without);
+    EXPECT_EQ(without.offered.size(), 14U);
+    EXPECT_THAT(without.registered(), ElementsAre(0, 9, 16, 19, 20, 36, 38, 41, 43));
+}
+
+TEST_F(BoardConfiguration, WithATableThatCannotBeReadOnlyWhatItDecidesIsMissing) {
+    class BoardWithoutTable : public ListeningBoard {
+    public:
+        int platform_hw_get(int /*field*/) override { return failure(), 0; }
+        std::function<void()> failure;
+    };
+    const std::function<void()> failures[] = {
+        [] { throw std::ios_base::failure("unreadable"); },
+        [] { throw std::system_error(EOPNOTSUPP, std::system_category()); },
+        [] { throw std::runtime_error("unreadable"); },
+        [] { throw 42; },
+    };
+    for (const auto& failure : failures) {
+        BoardWithoutTable without;
+        without.failure = failure;
+        configure_board(without);
+        EXPECT_EQ(without.offered.size(), 15U);
+        EXPECT_THAT(without.registered(), ElementsAre(0, 9, 16, 19, 20, 21, 36, 38, 41, 43));
+    }
 }
 
 // ---- Failures ------------------------------------------------------------------------------------------------------

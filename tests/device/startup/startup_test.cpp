@@ -3,6 +3,7 @@
 
 #include "core/startup.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <linux/input.h>
 #include <pthread.h>
@@ -20,15 +21,20 @@
 #include <thread>
 #include <utility>
 
+#include "access/gpio.h"
 #include "access/io.h"
+#include "configuration.h"
 #include "core/board.h"
 #include "core/board_configuration.h"
 #include "lighting/led_group_sysfs.h"
 #include "mrfi/mrfi.h"
 #include "sensors/antenna.h"
 #include "sensors/attitude.h"
+#include "sensors/bluetooth.h"
 #include "sensors/car_motion.h"
+#include "sensors/wifi.h"
 #include "serial/serial_alt_func.h"
+#include "serial/serial_device.h"
 #include "serial/serial_mux.h"
 #include "support/files.h"
 #include "support/recorder.h"
@@ -49,12 +55,8 @@ using testing_support::Scenario;
 using testing_support::wait_until;
 using namespace Velmor;
 
-namespace {
-
 std::function<void(Board&)> configuration;
 int configurations = 0;
-
-}  // namespace
 
 // Takes the place of the device's.
 void Velmor::configure_board(Board& board) {
@@ -69,7 +71,25 @@ using type = Resource::type;
 /** What EVIOCGABS fails with; where it is 0 every axis has a value: minus its number, less one. */
 int axes_error = 0;
 
+/** The next locking of a mutex is refused. */
+bool lock_is_refused = false;
+
 }  // namespace
+
+// The one of the thread sanitizer, which has to learn of every locking.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer's name
+extern "C" int __interceptor_pthread_mutex_lock(pthread_mutex_t* mutex) noexcept __attribute__((weak));
+
+// Takes the place of the C library's.
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+    if (lock_is_refused) {
+        lock_is_refused = false;
+        return EDEADLK;
+    }
+    if (__interceptor_pthread_mutex_lock != nullptr) return __interceptor_pthread_mutex_lock(mutex);
+    static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    return real(mutex);
+}
 
 // Takes the place of the C library's: plain files stand where the device has its nodes.
 extern "C" int ioctl(int /*fd*/, unsigned long request, ...) noexcept {
@@ -145,6 +165,8 @@ struct Thrown {
     std::string text;
 };
 
+constexpr char long_name[] = "sixteen--letters";
+
 class FailingConfiguration : public testing::TestWithParam<Thrown> {};
 
 TEST_P(FailingConfiguration, IsReportedWithItsTextAndTriedAgainOnANewBoard) {
@@ -165,15 +187,24 @@ TEST_P(FailingConfiguration, IsReportedWithItsTextAndTriedAgainOnANewBoard) {
 
 INSTANTIATE_TEST_SUITE_P(
     BoardStart, FailingConfiguration,
-    testing::Values(Thrown{"RuntimeError", [] { throw std::runtime_error("no board"); }, "no board"},
-                    Thrown{"SystemError", [] { throw std::system_error(EBUSY, std::system_category()); },
-                           "Device or resource busy"},
-                    Thrown{"SystemErrorWithCodeZero", [] { throw std::system_error(0, std::system_category()); },
-                           "Success"},
-                    Thrown{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); },
-                           "basic_ios::clear: iostream error"},
-                    Thrown{"NoMemory", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
-                    Thrown{"PlainException", [] { throw std::exception(); }, "std::exception"}),
+    testing::Values(
+        Thrown{"RuntimeError", [] { throw std::runtime_error("no board"); }, "no board"},
+        Thrown{"SystemError", [] { throw std::system_error(EBUSY, std::system_category()); },
+               "Device or resource busy"},
+        Thrown{"SystemErrorWithCodeZero", [] { throw std::system_error(0, std::system_category()); }, "Success"},
+        Thrown{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); },
+               "basic_ios::clear: iostream error"},
+        Thrown{"NoMemory", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
+        Thrown{"LineOfNoDirection", [] { new GPIO(37, "OUT"); }, "GPIO direction not valid"},
+        Thrown{"WifiWithALongName", [] { new Wifi(long_name, 3); }, "device name is too long"},
+        Thrown{"BluetoothWithALongName", [] { new Bluetooth(long_name, 3); }, "device name is too long"},
+        Thrown{"SerialDeviceWithALongName", [] { new SerialDevice(long_name, 9600, 0); }, "device name is too long"},
+        Thrown{"SerialMuxWithALongRow",
+               [] {
+                   new SerialMux({GPIO(39, GPIO::out())}, {{5, {1, 0}}});
+               },
+               "IOs and MuxMap values must have the same size"},
+        Thrown{"PlainException", [] { throw std::exception(); }, "std::exception"}),
     [](const auto& instance) { return instance.param.name; });
 
 TEST(BoardStart, FailedStartDestroysNoResource) {
@@ -298,6 +329,18 @@ TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
         return joined({other, blocked});
     });
     EXPECT_EQ(played.told, "0: 33, 0: 44");
+}
+
+TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
+    const Played played = play([] {
+        configuration = [](Board& board) { add_line(board, 3, [] { return 33; }); };
+        const auto refused = [] { return lock_is_refused = true, ask_io(3); };
+        return joined({refused(), std::to_string(configurations), ask_io(3), refused(), ask_io(3),
+                       std::to_string(configurations)});
+    });
+    EXPECT_EQ(played.told, "-35 errno 35: untouched, 0, 0: 33, -35 errno 35: untouched, 0: 33, 1");
+    constexpr char line[] = "io_get failed: Resource deadlock avoided\n";
+    EXPECT_EQ(played.error_text, std::string(line) + line);
 }
 
 TEST(Frame, OperationRunsWithCancellationOff) {

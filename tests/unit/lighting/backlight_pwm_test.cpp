@@ -11,16 +11,20 @@
 
 #include "support/files.h"
 #include "support/recorder.h"
+#include "support/thrown.h"
+#include "system/scenario.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StrEq;
 using testing::ThrowsMessage;
 using testing_support::content;
-using testing_support::Outcome;
+using testing_support::play;
+using testing_support::Played;
 using testing_support::put;
 using testing_support::Recorder;
 using testing_support::TemporaryDirectory;
+using testing_support::thrown;
 using Velmor::BacklightPWM;
 
 namespace {
@@ -54,15 +58,9 @@ protected:
 
     std::string attribute(const std::string& name) const { return content(directory_ / name); }
 
-    Outcome acts_of_setting(Recorder& recorder, BacklightPWM& backlight, std::uint32_t level) const {
-        return recorder.watch({directory_.path()}).run([&] {
-            try {
-                backlight.set(level);
-                return 0;
-            } catch (const std::exception&) {
-                return 1;
-            }
-        });
+    /** The acts, and what it throws. */
+    Played setting(Recorder& recorder, BacklightPWM& backlight, std::uint32_t level) const {
+        return play(recorder.watch({directory_.path()}), [&] { return thrown([&] { backlight.set(level); }); });
     }
 
     TemporaryDirectory directory_;
@@ -143,27 +141,32 @@ TEST_F(BacklightPWMTest, DutyIsWrittenBeforeTheChannelStarts) {
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
     Recorder recorder;
-    EXPECT_THAT(acts_of_setting(recorder, backlight, 128).acts,
-                ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_,         //
-                            "open " + duty_ + " w", "write " + duty_ + " 500000", "close " + duty_,  //
-                            "open " + status_ + " w", "write " + status_ + " 1", "close " + status_));
+    const Played played = setting(recorder, backlight, 128);
+    EXPECT_EQ(played.told, "nothing");
+    EXPECT_THAT(played.acts, ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_,         //
+                                         "open " + duty_ + " w", "write " + duty_ + " 500000", "close " + duty_,  //
+                                         "open " + status_ + " w", "write " + status_ + " 1", "close " + status_));
 }
 
 TEST_F(BacklightPWMTest, LevelZeroWritesTheStatusOnly) {
     if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
     BacklightPWM backlight = at_1000_hz(40);
     Recorder recorder;
-    EXPECT_THAT(acts_of_setting(recorder, backlight, 0).acts,
-                ElementsAre("open " + status_ + " w", "write " + status_ + " 0", "close " + status_));
+    const Played played = setting(recorder, backlight, 0);
+    EXPECT_EQ(played.told, "nothing");
+    EXPECT_THAT(played.acts, ElementsAre("open " + status_ + " w", "write " + status_ + " 0", "close " + status_));
 }
 
 TEST_F(BacklightPWMTest, RefusedDutyDoesNotStartTheChannel) {
     if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
     BacklightPWM backlight = at_1000_hz(0);
+    put(period_, "1000000\n");
     Recorder recorder;
-    const Outcome outcome = acts_of_setting(recorder.fail("write " + duty_, EINVAL), backlight, 128);
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_EQ(outcome.acts.back(), "close " + duty_);
+    const Played played = setting(recorder.fail("write " + duty_, EINVAL), backlight, 128);
+    EXPECT_EQ(played.told, "stream failure");
+    EXPECT_THAT(played.acts,
+                ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_, "open " + duty_ + " w",
+                            "write " + duty_ + " 500000 = EINVAL", "close " + duty_));
 }
 
 TEST_F(BacklightPWMTest, LevelAboveRangeWritesNothing) {
@@ -180,9 +183,9 @@ TEST_F(BacklightPWMTest, LevelAboveRangeTouchesNoFile) {
     if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
     BacklightPWM backlight = at_1000_hz(40);
     Recorder recorder;
-    const Outcome outcome = acts_of_setting(recorder, backlight, 256);
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, IsEmpty());
+    const Played played = setting(recorder, backlight, 256);
+    EXPECT_EQ(played.told, "range_error backlight brightness out of range");
+    EXPECT_THAT(played.acts, IsEmpty());
 }
 
 TEST_F(BacklightPWMTest, StoppedChannelIsOffWhateverItsDuty) {

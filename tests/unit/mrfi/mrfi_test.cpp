@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -236,7 +237,9 @@ TEST_P(MrfiDeviceLine, IsReadAsFarAsItGoes) {
     EXPECT_THAT(bytes(device.address), ElementsAreArray(GetParam().address));
     EXPECT_EQ(device.value1, GetParam().value1);
     EXPECT_EQ(device.value2, GetParam().value2);
-    EXPECT_STREQ(device.name, GetParam().name);
+    std::string name = GetParam().name;
+    name.resize(sizeof device.name, '\0');
+    EXPECT_EQ(std::string(device.name, sizeof device.name), name);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -410,12 +413,14 @@ TEST_F(MrfiTest, ContextWithoutOwnerIsNotValid) {
 
 TEST_F(MrfiTest, NullPointersAreInvalidAndReadNothing) {
     put(file("connections"), "1\n");
-    const Context context(mrfi_.connection_list_open());
+    put(file("devices"), "1\n");
+    const Context connections(mrfi_.connection_list_open());
+    const Context devices(mrfi_.device_list_open());
     mrfi_connection_t connection = {};
     mrfi_device_t device = {};
-    mrfi_addr_t peer = {};
+    const mrfi_addr_t peer = {};
     std::uint32_t device_class = 0;
-    const std::vector<int (*)()> calls = {
+    const std::vector<std::function<int()>> calls = {
         [] { return mrfi_rssi_get(0, nullptr); },
         [] { return mrfi_type_get(0, nullptr); },
         [] { return mrfi_address_get(0, nullptr); },
@@ -426,19 +431,23 @@ TEST_F(MrfiTest, NullPointersAreInvalidAndReadNothing) {
         [] { return mrfi_connection_list_close(nullptr); },
         [] { return mrfi_device_list_open(0, nullptr); },
         [] { return mrfi_device_list_close(nullptr); },
+        [&] { return mrfi_connection_list_read(connections.get(), nullptr); },
+        [&] { return mrfi_connection_list_read(nullptr, &connection); },
+        [] { return mrfi_connection_list_read(nullptr, nullptr); },
+        [&] { return mrfi_device_list_read(devices.get(), nullptr); },
+        [&] { return mrfi_device_list_read(nullptr, &device); },
+        [] { return mrfi_device_list_read(nullptr, nullptr); },
+        [&] { return mrfi_class_get(nullptr, &device_class); },
+        [&] { return mrfi_class_get(&peer, nullptr); },
+        [] { return mrfi_class_get(nullptr, nullptr); },
     };
     for (std::size_t i = 0; i < calls.size(); ++i) {
         errno = 0;
         EXPECT_EQ(calls[i](), -22) << i;
         EXPECT_EQ(errno, 22) << i;
     }
-    EXPECT_EQ(mrfi_connection_list_read(context.get(), nullptr), -22);
-    EXPECT_EQ(mrfi_connection_list_read(nullptr, &connection), -22);
-    EXPECT_EQ(mrfi_device_list_read(context.get(), nullptr), -22);
-    EXPECT_EQ(mrfi_device_list_read(nullptr, &device), -22);
-    EXPECT_EQ(mrfi_class_get(nullptr, &device_class), -22);
-    EXPECT_EQ(mrfi_class_get(&peer, nullptr), -22);
-    EXPECT_TRUE(mrfi_.connection_list_read(*context, connection)) << "a refused read has taken the line";
+    EXPECT_TRUE(mrfi_.connection_list_read(*connections, connection)) << "a refused read has taken the line";
+    EXPECT_TRUE(mrfi_.device_list_read(*devices, device)) << "a refused read has taken the line";
 }
 
 }  // namespace

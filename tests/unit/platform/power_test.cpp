@@ -13,32 +13,31 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <system_error>
 
 #include "access/cancellation.h"
 #include "support/files.h"
-#include "support/recorder.h"
 #include "support/thrown.h"
+#include "system/scenario.h"
 
 namespace fs = std::filesystem;
 using testing::StartsWith;
+using testing_support::answer;
 using testing_support::content;
 using testing_support::exists;
-using testing_support::Outcome;
-using testing_support::run_apart;
+using testing_support::joined;
+using testing_support::play;
+using testing_support::Played;
 using testing_support::thrown;
 
 namespace {
 
-/** The code of the std::system_error that run_program() throws, 0 for none. */
-int code_of(const std::string& program) {
-    try {
-        Velmor::Power().run_program(program);
-    } catch (const std::system_error& error) {
-        return error.code().value();
-    }
-    return 0;
+/** What running it throws. */
+std::string running(const std::string& program) {
+    return thrown([&] { Velmor::Power().run_program(program); });
 }
+
+constexpr char no_program[] = "system_error 2 No such file or directory";
+constexpr char exit_code_3[] = "system_error 3 No such process";
 
 class PowerRunProgram : public testing::Test {
 protected:
@@ -65,113 +64,110 @@ protected:
 
 TEST_F(PowerRunProgram, WaitsForTheProgramToEnd) {
     const std::string end = directory_ / "end";
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("sleep 0.2; echo over >" + end)); }), "nothing");
+    EXPECT_EQ(running(script("sleep 0.2; echo over >" + end)), "nothing");
     EXPECT_EQ(content(end), "over\n");
 }
 
 TEST_F(PowerRunProgram, ExitCodeIsTheError) {
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("exit 0")); }), "nothing");
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("exit 1")); }), "system_error 1 Operation not permitted");
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("exit 3")); }), "system_error 3 No such process");
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("exit 255")); }), "system_error 255 Unknown error 255");
+    EXPECT_EQ(running(script("exit 0")), "nothing");
+    EXPECT_EQ(running(script("exit 1")), "system_error 1 Operation not permitted");
+    EXPECT_EQ(running(script("exit 3")), exit_code_3);
+    EXPECT_EQ(running(script("exit 255")), "system_error 255 Unknown error 255");
 }
 
 TEST_F(PowerRunProgram, DeathBySignalCountsAsSuccess) {
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("kill -KILL $$")); }), "nothing");
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(script("kill -TERM $$")); }), "nothing");
+    EXPECT_EQ(running(script("kill -KILL $$")), "nothing");
+    EXPECT_EQ(running(script("kill -TERM $$")), "nothing");
 }
 
 TEST_F(PowerRunProgram, MissingProgramIsNoEntry) {
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(directory_ / "none"); }),
-              "system_error 2 No such file or directory");
+    EXPECT_EQ(running(directory_ / "none"), no_program);
 }
 
 TEST_F(PowerRunProgram, ProgramThatMayNotBeExecutedIsAccessDenied) {
     testing_support::put(program_, "#!/bin/sh\n");
     fs::permissions(program_, fs::perms::owner_read);
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(program_); }), "system_error 13 Permission denied");
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(directory_.path()); }), "system_error 13 Permission denied");
+    EXPECT_EQ(running(program_), "system_error 13 Permission denied");
+    EXPECT_EQ(running(directory_.path()), "system_error 13 Permission denied");
 }
 
 // No shell stands in where the kernel knows no interpreter, and PATH is not searched.
 TEST_F(PowerRunProgram, ProgramIsExecutedByTheKernelOnly) {
     testing_support::put(program_, "exit 0\n");
     fs::permissions(program_, fs::perms::owner_all);
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program(program_); }), "system_error 8 Exec format error");
-    EXPECT_EQ(thrown([&] { Velmor::Power().run_program("true"); }), "system_error 2 No such file or directory");
+    EXPECT_EQ(running(program_), "system_error 8 Exec format error");
+    EXPECT_EQ(running("true"), no_program);
 }
 
 TEST_F(PowerRunProgram, PathIsTheOnlyArgument) {
     // The system's sleep says who it thinks it is, and that it has been given no argument.
     fs::create_symlink("/bin/sleep", program_);
     setenv("LC_ALL", "C", 1);
-    const Outcome outcome = run_apart([&] { return code_of(program_); });
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.error_text, StartsWith(program_ + ": missing operand\n"));
+    const Played played = play([&] { return running(program_); });
+    EXPECT_EQ(played.told, "system_error 1 Operation not permitted");
+    EXPECT_THAT(played.error_text, StartsWith(program_ + ": missing operand\n"));
 }
 
 TEST_F(PowerRunProgram, EnvironmentIsInherited) {
-    const std::string answer = directory_ / "answer";
+    const std::string said = directory_ / "said";
     setenv("VELMOR_TEST_VARIABLE", "of the application's", 1);
-    EXPECT_EQ(code_of(script("echo \"$# $VELMOR_TEST_VARIABLE\" >" + answer)), 0);
+    EXPECT_EQ(running(script("echo \"$# $VELMOR_TEST_VARIABLE\" >" + said)), "nothing");
     unsetenv("VELMOR_TEST_VARIABLE");
-    EXPECT_EQ(content(answer), "0 of the application's\n");
+    EXPECT_EQ(content(said), "0 of the application's\n");
 }
 
 TEST_F(PowerRunProgram, NoChildIsLeftBehind) {
-    const Outcome outcome = run_apart([&] {
-        code_of(script("exit 3"));
-        code_of(directory_ / "none");
-        return static_cast<int>(waitpid(-1, nullptr, WNOHANG));
+    const Played played = play([&] {
+        return joined({running(script("exit 3")), running(directory_ / "none"),
+                       answer([] { return waitpid(-1, nullptr, WNOHANG); })});
     });
-    EXPECT_EQ(outcome.result, -1);
-    EXPECT_EQ(outcome.error, ECHILD);
+    EXPECT_EQ(played.told, joined({exit_code_3, no_program, "-1 errno " + std::to_string(ECHILD)}));
 }
 
 TEST_F(PowerRunProgram, AnyChildThatEndsIsWaitedFor) {
-    const Outcome outcome = run_apart([&] {
+    const Played played = play([&] {
         const pid_t other = fork();
         if (other == 0) _exit(7);
         siginfo_t info = {};
         waitid(P_PID, static_cast<id_t>(other), &info, WEXITED | WNOWAIT);
-        return code_of(script("sleep 0.5"));
+        return running(script("sleep 0.5"));
     });
-    EXPECT_EQ(outcome.result, 7);
+    EXPECT_EQ(played.told, "system_error 7 Argument list too long");
 }
 
 TEST_F(PowerRunProgram, IgnoredChildSignalIsNoChild) {
-    const Outcome outcome = run_apart([&] {
+    const Played played = play([&] {
         std::signal(SIGCHLD, SIG_IGN);
-        return code_of(script("exit 0"));
+        return running(script("exit 0"));
     });
-    EXPECT_EQ(outcome.result, ECHILD);
+    EXPECT_EQ(played.told, "system_error 10 No child processes");
 }
 
 TEST_F(PowerRunProgram, SignalDuringTheWaitIsInterrupted) {
-    const Outcome outcome = run_apart([&] {
+    const Played played = play([&] {
         struct sigaction action = {};
         action.sa_handler = [](int) {};
         sigaction(SIGALRM, &action, nullptr);
         const itimerval every_50_ms = {{0, 50000}, {0, 50000}};
         const std::string& program = script("sleep 1");
         setitimer(ITIMER_REAL, &every_50_ms, nullptr);
-        return code_of(program);
+        return running(program);
     });
-    EXPECT_EQ(outcome.result, EINTR);
+    EXPECT_EQ(played.told, "system_error 4 Interrupted system call");
 }
 
 TEST_F(PowerRunProgram, RefusedProcessIsTheError) {
     const std::string& program = script("exit 0");
     fs::permissions(directory_.path(), fs::perms::all);
     fs::permissions(program, fs::perms::all);
-    const Outcome outcome = run_apart([&] {
+    const Played played = play([&] {
         // The limit holds for users without privileges only; a name service would not make 65534 another "nobody".
-        if (getuid() == 0 && setuid(65534) != 0) return -1;
+        if (getuid() == 0 && setuid(65534) != 0) return std::string("cannot become another user");
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_NPROC, &none);
-        return code_of(program);
+        return running(program);
     });
-    EXPECT_EQ(outcome.result, EAGAIN);
+    EXPECT_EQ(played.told, "system_error 11 Resource temporarily unavailable");
 }
 
 // The wait within the frame of an exported function, which keeps cancellation off everywhere else.
@@ -184,7 +180,7 @@ struct Waiter {
                 auto* const waiter = static_cast<Waiter*>(self);
                 pthread_setcancelstate(waiter->state, nullptr);
                 const Velmor::CancellationOff off;
-                waiter->code = code_of(waiter->program);
+                waiter->told = running(waiter->program);
                 return nullptr;
             },
             this);
@@ -199,7 +195,7 @@ struct Waiter {
 
     std::string program;
     int state;
-    int code = -1;
+    std::string told = "not returned";
     pthread_t thread = {};
 };
 
@@ -208,7 +204,7 @@ TEST_F(PowerRunProgram, ThreadCanBeCancelledInTheWait) {
     const pid_t program = pid_of_script();
     pthread_cancel(waiter.thread);
     EXPECT_TRUE(waiter.joined_as_cancelled());
-    EXPECT_EQ(waiter.code, -1);
+    EXPECT_EQ(waiter.told, "not returned");
     kill(program, SIGKILL);
     EXPECT_EQ(waitpid(program, nullptr, 0), program);
 }
@@ -218,7 +214,7 @@ TEST_F(PowerRunProgram, ThreadThatLetsNobodyCancelItIsNotCancelled) {
     pid_of_script();
     pthread_cancel(waiter.thread);
     EXPECT_FALSE(waiter.joined_as_cancelled());
-    EXPECT_EQ(waiter.code, 3);
+    EXPECT_EQ(waiter.told, exit_code_3);
 }
 
 }  // namespace

@@ -91,6 +91,11 @@ protected:
     std::unique_ptr<Watchdog> watchdog_ = std::make_unique<Watchdog>(node_);
 };
 
+bool is_closed(int fd) {
+    errno = 0;
+    return fcntl(fd, F_GETFD) == -1 && errno == EBADF;
+}
+
 constexpr char invalid[] = "system_error 22 Invalid argument";
 constexpr char full[] = "system_error 28 No space left on device";
 
@@ -150,7 +155,7 @@ TEST_F(WatchdogTest, DisableWritesTheMagicAndCloses) {
     watchdog_->enable(30);
     watchdog_->disable();
     EXPECT_EQ(content(node_), "V");
-    EXPECT_EQ(fcntl(driver_.fd, F_GETFD), -1);
+    EXPECT_TRUE(is_closed(driver_.fd));
     EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), invalid);
 }
 
@@ -163,9 +168,16 @@ TEST_F(WatchdogTest, SecondDisableIsInvalid) {
 
 TEST_F(WatchdogTest, SecondEnableDisarmsFirstAndSetsTheNewTimeout) {
     watchdog_->enable(30);
+    const int first = driver_.fd;
     watchdog_->enable(60);
+    EXPECT_EQ(driver_.fd, first) << "the first descriptor was still open when the node was opened again";
     EXPECT_EQ(content(node_), "V");
     EXPECT_THAT(driver_.calls, ElementsAre(Driver::Call{set_timeout, 30}, Driver::Call{set_timeout, 60}));
+    EXPECT_EQ(fcntl(driver_.fd, F_GETFL) & O_ACCMODE, O_WRONLY) << "it is not armed again";
+    put(node_, "");
+    watchdog_->disable();
+    EXPECT_EQ(content(node_), "V");
+    EXPECT_TRUE(is_closed(driver_.fd));
 }
 
 TEST_F(WatchdogTest, SecondEnableGoesThroughAnOverriddenDisable) {
@@ -234,7 +246,7 @@ TEST_F(WatchdogTest, FailedMagicStopsTheSecondEnable) {
 TEST_F(WatchdogTest, DestructionClosesWithoutTheMagic) {
     watchdog_->enable(30);
     watchdog_.reset();
-    EXPECT_EQ(fcntl(driver_.fd, F_GETFD), -1);
+    EXPECT_TRUE(is_closed(driver_.fd));
     EXPECT_EQ(content(node_), "");
 }
 

@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: MIT
+// The exported functions over the library's resources where these fail, on boards that have a resource of each kind.
+
+#include <gmock/gmock.h>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "access/gpio.h"
+#include "configuration.h"
+#include "core/board.h"
+#include "mrfi/mrfi.h"
+#include "platform/power.h"
+#include "sensors/antenna.h"
+#include "sensors/attitude.h"
+#include "sensors/car_motion.h"
+#include "support/files.h"
+#include "system/fifo.h"
+#include "system/scenario.h"
+#include "velmor.h"
+
+using testing_support::answer;
+using testing_support::content;
+using testing_support::exists;
+using testing_support::joined;
+using testing_support::no_longer_than;
+using testing_support::Out;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::put;
+using testing_support::reset_device;
+using testing_support::Scenario;
+using namespace Velmor;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using type = Resource::type;
+
+constexpr char stream_failure[] = "basic_ios::clear: iostream error";
+constexpr char no_space[] = "-1 errno 28";  // what "/dev/full" answers to a write
+
+constexpr char gpio_class[] = "/sys/class/gpio";
+constexpr char radio[] = "/sys/devices/platform/radio.0";
+
+std::string failed(const std::string& function, const std::string& cause) {
+    return function + " failed: " + cause + "\n";
+}
+
+/** An attribute whose driver refuses what is written to it. */
+void put_refusing(const std::string& path) {
+    testing_support::remove(path);
+    fs::create_directories(fs::path(path).parent_path());
+    fs::create_symlink("/dev/full", path);
+}
+
+class FailingResources : public testing::Test {
+protected:
+    void SetUp() override { reset_device(); }
+
+    static Played play_on(void (*configure)(Board&), const Scenario& scenario) {
+        return play([&] {
+            configuration = configure;
+            return scenario();
+        });
+    }
+};
+
+// ---- GPIO lines ----------------------------------------------------------------------------------------------------
+
+class FailingLines : public FailingResources {
+protected:
+    void SetUp() override {
+        FailingResources::SetUp();
+        put(std::string(gpio_class) + "/export", "");
+        put(std::string(gpio_class) + "/unexport", "");
+        put(std::string(gpio_class) + "/gpio37/direction", "");
+        put(std::string(gpio_class) + "/gpio37/value", "0\n");
+    }
+};
+
+TEST_F(FailingLines, InputIsNotSetAndOutputNotRead) {
+    const Played played = play_on(
+        [](Board& board) {
+            board.add(type::io + 1, new GPIO(37, GPIO::out()));
+            board.add(type::io + 2, new GPIO(37, GPIO::in()));
+        },
+        [] {
+            Out<io_value_t> value;
+            return joined({answer([] { return io_set(2, 1); }), answer([&] { return io_get(1, value); }, value)});
+        });
+    EXPECT_EQ(played.told, "-1, -1: untouched");
+    EXPECT_EQ(played.error_text,
+              failed("io_set", "GPIO direction not valid") + failed("io_get", "GPIO direction not valid"));
+    for (const char* untouched : {"/export", "/unexport", "/gpio37/direction"})
+        EXPECT_EQ(content(std::string(gpio_class) + untouched), "") << untouched;
+    EXPECT_EQ(content(std::string(gpio_class) + "/gpio37/value"), "0\n");
+}
+
+class FailingAntennas : public FailingLines {
+protected:
+    static Played play_antennas() {
+        return play_on(
+            [](Board& board) {
+                board.add(type::wifi_antenna, new Antenna(37));
+                board.add(type::bluetooth_antenna, new Antenna(37));
+            },
+            [] {
+                return joined(
+                    {answer([] { return wifi_antenna_set(1); }), answer([] { return bluetooth_antenna_set(1); })});
+            });
+    }
+
+    static std::string both_failed() {
+        return failed("wifi_antenna_set", stream_failure) + failed("bluetooth_antenna_set", stream_failure);
+    }
+};
+
+TEST_F(FailingAntennas, WithoutGpioLines) {
+    testing_support::remove(gpio_class);
+    const Played played = play_antennas();
+    EXPECT_EQ(played.told, "-1 errno 2, -1 errno 2");
+    EXPECT_EQ(played.error_text, both_failed());
+    EXPECT_FALSE(exists(gpio_class));
+}
+
+TEST_F(FailingAntennas, WhoseFilesRefuseWhatIsWritten) {
+    for (const char* refusing : {"/export", "/gpio37/direction", "/gpio37/value", "/unexport"}) {
+        SetUp();
+        put_refusing(std::string(gpio_class) + refusing);
+        const Played played = play_antennas();
+        EXPECT_EQ(played.told, joined({no_space, no_space})) << refusing;
+        EXPECT_EQ(played.error_text, both_failed()) << refusing;
+    }
+}
+
+// ---- Power ---------------------------------------------------------------------------------------------------------
+
+class FailingPower : public FailingResources {
+protected:
+    static Played play_shutdown() {
+        return play_on([](Board& board) { board.add(type::power, new Power); },
+                       [] {
+                           no_longer_than(20);  // success waits forever
+                           return answer([] { return power_shutdown(); });
+                       });
+    }
+};
+
+// HAZARD: the program is a script of the test's own; the system's is a link, and is replaced.
+TEST_F(FailingPower, PowerOffProgramThatFailsIsItsExitCode) {
+    testing_support::remove("/sbin/poweroff");
+    put("/sbin/poweroff", "#!/bin/sh\necho \"$0 $#\" >/sys/ran; exit 3\n");
+    fs::permissions("/sbin/poweroff", fs::perms::owner_all);
+    const Played played = play_shutdown();
+    EXPECT_EQ(played.told, "-3 errno 3");
+    EXPECT_EQ(played.error_text, failed("power_shutdown", "No such process"));
+    EXPECT_EQ(content("/sys/ran"), "/sbin/poweroff 0\n");
+}
+
+TEST_F(FailingPower, PowerOffProgramThatIsMissingIsNoEntry) {
+    testing_support::remove("/sbin/poweroff");
+    const Played played = play_shutdown();
+    EXPECT_EQ(played.told, "-2 errno 2");
+    EXPECT_EQ(played.error_text, failed("power_shutdown", "No such file or directory"));
+}
+
+// ---- GPS and motion sensors ----------------------------------------------------------------------------------------
+
+TEST_F(FailingResources, GpsThatIsAbsentIsNotSupported) {
+    const Played played = play_on([](Board&) {},
+                                  [] {
+                                      Out<gps_info_t> info;
+                                      return answer([&] { return gps_info_get(info); }, info);
+                                  });
+    EXPECT_EQ(played.told, "-95 errno 95: untouched");
+    EXPECT_EQ(played.error_text, failed("gps_info_get", "Operation not supported"));
+}
+
+TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
+    const Played played = play_on(
+        [](Board& board) {
+            board.add(type::attitude, new Attitude("/dev/input/event0"));
+            board.add(type::car_motion, new CarMotion("/dev/input/event1"));
+        },
+        [] {
+            Out<attitude_t> attitude;
+            Out<car_motion_t> motion;
+            return joined({answer([&] { return attitude_get(attitude); }, attitude),
+                           answer([&] { return car_motion_get(motion); }, motion)});
+        });
+    EXPECT_EQ(played.told, "-2 errno 2: untouched, -2 errno 2: untouched");
+    EXPECT_EQ(played.error_text, failed("attitude_get", "No such file or directory") +
+                                     failed("car_motion_get", "No such file or directory"));
+    EXPECT_FALSE(exists("/dev/input"));
+}
+
+// ---- MRFI ----------------------------------------------------------------------------------------------------------
+
+class FailingMrfiFiles : public FailingResources {
+protected:
+    static Played play_mrfi(const Scenario& scenario) {
+        return play_on([](Board& board) { board.add(type::mrfi + 1, new MRFI(radio)); }, scenario);
+    }
+};
+
+struct MrfiFunction {
+    std::string name;
+    std::string attribute;
+    bool reads;
+    Scenario call;
+};
+
+class FailingMrfi : public FailingMrfiFiles, public testing::WithParamInterface<MrfiFunction> {
+protected:
+    static void expect_failure(const std::string& told) {
+        const Played played = play_mrfi(GetParam().call);
+        EXPECT_EQ(played.told, told + (GetParam().reads ? ": untouched" : ""));
+        EXPECT_EQ(played.error_text, failed(GetParam().name, stream_failure));
+    }
+
+    static std::string path() { return std::string(radio) + "/" + GetParam().attribute; }
+};
+
+TEST_P(FailingMrfi, MissingAttribute) {
+    expect_failure("-1 errno 2");
+    EXPECT_FALSE(exists(radio));
+}
+
+TEST_P(FailingMrfi, AttributeThatHoldsNoValueOrRefusesOne) {
+    if (!GetParam().reads) {
+        put_refusing(path());
+        expect_failure(no_space);
+        return;
+    }
+    for (const char* text : {"", "\n", "none\n"}) {
+        put(path(), text);
+        expect_failure("-1");
+    }
+}
+
+template <typename T, typename Function>
+Scenario asking(Function function) {
+    return [function] {
+        Out<T> out;
+        return answer([&] { return function(1, out); }, out);
+    };
+}
+
+const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
+
+INSTANTIATE_TEST_SUITE_P(
+    Functions, FailingMrfi,
+    testing::Values(MrfiFunction{"mrfi_rssi_get", "rssi", true, asking<int>(mrfi_rssi_get)},
+                    MrfiFunction{"mrfi_type_get", "type", true, asking<mrfi_device_type_t>(mrfi_type_get)},
+                    MrfiFunction{"mrfi_address_get", "address", true, asking<mrfi_addr_t>(mrfi_address_get)},
+                    MrfiFunction{"mrfi_autolink_get", "autolink", true, asking<bool>(mrfi_autolink_get)},
+                    MrfiFunction{"mrfi_autolink_set", "autolink", false,
+                                 [] { return answer([] { return mrfi_autolink_set(1, 1); }); }},
+                    MrfiFunction{"mrfi_link", "link", false, [] { return answer([] { return mrfi_link(1, &peer); }); }},
+                    MrfiFunction{"mrfi_unlink", "unlink", false,
+                                 [] { return answer([] { return mrfi_unlink(1, &peer); }); }}),
+    [](const auto& instance) { return instance.param.name; });
+
+// What opening a missing file leaves in errno is nobody's business: the calls succeed.
+TEST_F(FailingMrfiFiles, ListsThatAreMissingOrCannotBeReadAreEmpty) {
+    const Scenario lists = [] {
+        mrfi_enum_ctx* connections = nullptr;
+        mrfi_enum_ctx* devices = nullptr;
+        Out<mrfi_connection_t> connection;
+        Out<mrfi_device_t> device;
+        const int opened[] = {mrfi_connection_list_open(1, &connections), mrfi_device_list_open(1, &devices)};
+        return joined({std::to_string(opened[0]), std::to_string(opened[1]),
+                       answer([&] { return mrfi_connection_list_read(connections, connection); }, connection),
+                       answer([&] { return mrfi_device_list_read(devices, device); }, device),
+                       answer([&] { return mrfi_connection_list_read(connections, connection); }, connection),
+                       answer([&] { return mrfi_device_list_read(devices, device); }, device),
+                       answer([&] { return mrfi_connection_list_close(connections); }),
+                       answer([&] { return mrfi_device_list_close(devices); })});
+    };
+    constexpr char empty[] = "0, 0, 0: untouched, 0: untouched, 0: untouched, 0: untouched, 0, 0";
+    const Played missing = play_mrfi(lists);
+    EXPECT_EQ(missing.told, empty);
+    EXPECT_EQ(missing.error_text, "");
+    for (const char* name : {"/connections", "/devices"}) fs::create_directories(std::string(radio) + name);
+    const Played unreadable = play_mrfi(lists);
+    EXPECT_EQ(unreadable.told, empty);
+    EXPECT_EQ(unreadable.error_text, "");
+}
+
+}  // namespace
