@@ -10,7 +10,7 @@
     packages_armhf=(g++-arm-linux-gnueabihf qemu-user)
     packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
     packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
-        shellcheck binutils)
+        shellcheck binutils gcc-i686-linux-gnu libc6-dev-i386-cross python3 valgrind)
     packages_measure=(strace valgrind)
 }
 
