@@ -36,6 +36,8 @@
  *  - the first calls of one motion sensor (attitude_get(), car_motion_get());
  *  - io_config_set() on one line with another io_config_set() or io_config_get() on it: the duty is 0 for a moment;
  *  - accesses to one GPIO line: io_set() and io_get() on it, the antennas and the serial multiplexers that use it;
+ *  - serial_alt_func_set() with another one, on whatever ports: they share a list of keys, and one of two changes to
+ *    it may be lost;
  *  - uses of one list context (mrfi_*_list_read(), mrfi_*_list_close()).
  *
  * Two threads that set one attribute at once do no harm: the kernel keeps the later value. A thread may be cancelled
@@ -196,8 +198,8 @@ VELMOR_API int io_get(int io, io_value_t* value);
  *   Kernel errors: -1 when "period" or "duty" cannot be read or written; the line may then be left at duty 0.
  * @note Blocks for up to four reads and three writes. Any thread, but calls for one line must not overlap: the duty is
  *   0 for a moment while the period changes, and would be taken for the present one. Below 24 Hz the duty is computed
- * in 32 bits and wraps for high percentages. The programme stays after the process has ended, until any process makes
- * its first call of this library.
+ *   in 32 bits and wraps for high percentages. The programme stays after the process has ended, until any process makes
+ *   its first call of this library.
  */
 VELMOR_API int io_config_set(int io, const io_config_t* config);
 
@@ -311,7 +313,8 @@ VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
  * @return does not return on success; the calling thread waits for the end of the system. Negative on failure.
  *   Own errors: -95. Kernel errors: -errno of the restart call (-EPERM without CAP_SYS_BOOT) or of starting the
  *   program (its exec's errno), or minus the program's exit code.
- * @note Blocks until the system is down. Other threads may go on calling the library. See "Signals, fork and exec".
+ * @note Blocks until the system is down. Any thread; other threads may go on calling the library. See "Signals, fork
+ *   and exec".
  */
 VELMOR_API int power_shutdown(void);
 
@@ -320,7 +323,7 @@ VELMOR_API int power_shutdown(void);
  * @return does not return on success; the calling thread waits for the end of the system. Negative on failure.
  *   Own errors: -95. Kernel errors: -errno of starting the program (-ENOENT where it is missing) or of waiting for
  *   it, or minus the program's exit code; a program killed by a signal counts as success.
- * @note Blocks until the system is down. Waits for any child of the process, see "Signals, fork and exec".
+ * @note Blocks until the system is down. Any thread. Waits for any child of the process, see "Signals, fork and exec".
  */
 VELMOR_API int power_reboot(void);
 
@@ -341,7 +344,7 @@ VELMOR_API int power_suspend(void);
  * @return 0, or negative. Own errors: -22 for a negative timeout, nothing is opened; -95. Kernel errors: -errno of
  *   opening "/dev/watchdog" (-EBUSY while another process holds it), of WDIOC_SETTIMEOUT, or of the disarming that
  *   precedes a second arming. When WDIOC_SETTIMEOUT fails, be it with -22 or -95, the watchdog is armed, with the
- * driver's own timeout.
+ *   driver's own timeout.
  * @note Blocks for the driver only. Watchdog calls must not overlap. Stays armed after the process has ended: a
  *   process that exits without watchdog_disable() lets it bite.
  */
@@ -351,14 +354,14 @@ VELMOR_API int watchdog_enable(int timeout_s);
  * Disarm the watchdog: write the magic character "V" and close it.
  * @return 0, or negative. Own errors: -22 when not armed by this process; -95. Kernel errors: -errno of the write; the
  *   watchdog then stays open and armed. A driver built with "nowayout" stays armed although 0 is returned.
- * @note Blocks for the driver only. Watchdog calls must not overlap.
+ * @note Blocks for the driver only. Watchdog calls must not overlap. Stays disarmed after the process has ended.
  */
 VELMOR_API int watchdog_disable(void);
 
 /**
  * Feed the watchdog (WDIOC_KEEPALIVE).
  * @return 0, or negative. Own errors: -22 when not armed by this process; -95. Kernel errors: -errno of the ioctl.
- * @note Blocks for the driver only. Watchdog calls must not overlap.
+ * @note Blocks for the driver only. Watchdog calls must not overlap. Nothing stays but the time that is left.
  */
 VELMOR_API int watchdog_refresh(void);
 
@@ -793,10 +796,12 @@ VELMOR_CHECK(platform_info_os_version_development, offsetof(platform_info_t, os_
 VELMOR_CHECK(platform_info_os_date_day, offsetof(platform_info_t, os_date_day) == 6);
 VELMOR_CHECK(platform_info_os_date_month, offsetof(platform_info_t, os_date_month) == 7);
 VELMOR_CHECK(platform_info_os_date_year, offsetof(platform_info_t, os_date_year) == 8);
+VELMOR_CHECK(platform_info_reserved_10, offsetof(platform_info_t, reserved_10) == 10);
 VELMOR_CHECK(platform_info_featuremask_low, offsetof(platform_info_t, featuremask_low) == 12);
 VELMOR_CHECK(platform_info_featuremask_high, offsetof(platform_info_t, featuremask_high) == 16);
 VELMOR_CHECK(platform_info_compatibility_version, offsetof(platform_info_t, compatibility_version) == 20);
 VELMOR_CHECK(platform_info_serial_number, offsetof(platform_info_t, serial_number) == 24);
+VELMOR_CHECK(platform_info_reserved_56, offsetof(platform_info_t, reserved_56) == 56);
 VELMOR_CHECK(platform_info_boot_info_kind, offsetof(platform_info_t, boot_info_kind) == 62);
 VELMOR_CHECK(platform_info_boot_version_major, offsetof(platform_info_t, boot_version_major) == 63);
 VELMOR_CHECK(platform_info_boot_version_minor, offsetof(platform_info_t, boot_version_minor) == 64);
@@ -806,6 +811,7 @@ VELMOR_CHECK(platform_info_boot_version_build, offsetof(platform_info_t, boot_ve
 VELMOR_CHECK(platform_info_boot_version_development, offsetof(platform_info_t, boot_version_development) == 68);
 VELMOR_CHECK(platform_info_boot_date_day, offsetof(platform_info_t, boot_date_day) == 69);
 VELMOR_CHECK(platform_info_boot_date_month, offsetof(platform_info_t, boot_date_month) == 70);
+VELMOR_CHECK(platform_info_reserved_71, offsetof(platform_info_t, reserved_71) == 71);
 VELMOR_CHECK(platform_info_boot_date_year, offsetof(platform_info_t, boot_date_year) == 72);
 VELMOR_CHECK(platform_info_fs_version_major, offsetof(platform_info_t, fs_version_major) == 74);
 VELMOR_CHECK(platform_info_fs_version_minor, offsetof(platform_info_t, fs_version_minor) == 75);
@@ -825,8 +831,10 @@ VELMOR_CHECK(platform_info_splash_version_development, offsetof(platform_info_t,
 VELMOR_CHECK(platform_info_splash_date_day, offsetof(platform_info_t, splash_date_day) == 90);
 VELMOR_CHECK(platform_info_splash_date_month, offsetof(platform_info_t, splash_date_month) == 91);
 VELMOR_CHECK(platform_info_splash_date_year, offsetof(platform_info_t, splash_date_year) == 92);
+VELMOR_CHECK(platform_info_reserved_94, offsetof(platform_info_t, reserved_94) == 94);
 
 VELMOR_CHECK(mrfi_addr_size, sizeof(mrfi_addr_t) == 4);
+VELMOR_CHECK(mrfi_addr_byte, offsetof(mrfi_addr_t, byte) == 0);
 VELMOR_CHECK(mrfi_connection_size, sizeof(mrfi_connection_t) == 8);
 VELMOR_CHECK(mrfi_connection_value1, offsetof(mrfi_connection_t, value1) == 1);
 VELMOR_CHECK(mrfi_connection_value2, offsetof(mrfi_connection_t, value2) == 2);

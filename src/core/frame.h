@@ -36,8 +36,11 @@ auto succeed(Operation operation) {
  * endless waits allow it; that unwinding is no exception of ours and passes, so an exported function is never noexcept.
  */
 template <typename Operation>
+#ifndef __clang__
 // The C library's unwinding carries no object, and g++'s sanitizer takes the reference to it for a null one.
-__attribute__((no_sanitize("null"))) int frame(const char* function, Operation operation) {
+__attribute__((no_sanitize("null")))
+#endif
+int frame(const char* function, Operation operation) {
     const CancellationOff cancellation_off;
     try {
         return operation(started_board());

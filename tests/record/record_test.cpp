@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <initializer_list>
 #include <map>
 #include <string>
@@ -279,6 +280,11 @@ TEST_F(OnTheDevice, RefusedRestartAndFailingProgramAreAnswered) {
     EXPECT_EQ(played.error_text,
               "power_shutdown failed: Operation not permitted\n"
               "power_reboot failed: Input/output error\n");
+}
+
+// The restart itself is caught by the virtual device, whose run it ends.
+TEST_F(OnTheDevice, ShutdownRestartsTheUnit) {
+    EXPECT_STREQ(std::getenv("VELMOR_ENDED_BY_SHUTDOWN"), "status 121, 1 restart with wdt");
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/files.h"
 
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -57,12 +59,13 @@ bool in_namespaces_of_its_own() {
 }
 
 bool on_device() {
-    return in_namespaces_of_its_own() && fs::exists("/proc/platform") && fs::exists("/.etc");
+    struct statfs sys = {};
+    return in_namespaces_of_its_own() && statfs("/sys", &sys) == 0 && sys.f_type == TMPFS_MAGIC;
 }
 
 void reset_device() {
     if (!on_device()) {
-        std::fputs("These tests change the files below /sys and /proc: run them through tests/on-device.\n", stderr);
+        std::fputs("These tests change the files below /sys and /proc: run them through tests/plain-files.\n", stderr);
         std::exit(2);
     }
     const fs::path tree = VELMOR_DEVICE_TREE;

@@ -30,7 +30,7 @@ void remove(const std::string& path);
 /** HAZARD: what may restart the machine or run its programs asks this first: a PID and a user namespace of our own. */
 bool in_namespaces_of_its_own();
 
-/** Whether the device's files at the real paths are ours to change: inside tests/on-device. */
+/** Whether the device's files at the real paths are ours to change: inside tests/plain-files. */
 bool on_device();
 /** Put the device's files back as they are in tests/device/tree. Refuses, by ending the process, where not on_device().
  */

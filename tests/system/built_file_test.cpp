@@ -80,6 +80,7 @@ std::vector<Symbol> symbols(const std::string& option) {
     std::string source;
     for (const auto& words : readelf(option)) {
         // "12: 0000000000001234 56 FUNC GLOBAL DEFAULT 11 io_get"
+        if (words.size() == 7 && words[3] == "FILE") source.clear();  // what link-time optimisation has made of all
         if (words.size() < 8 || words[0].back() != ':' || words[0] == "Num:") continue;
         if (words[3] == "FILE") source = words[7];
         result.push_back({words[3], words[4], words[6], words[7], words[4] == "LOCAL" ? source : ""});
@@ -182,7 +183,7 @@ TEST_F(BuiltFile, RunsNothingOfItsOwnAtLoadAndAtExit) {
         has_symbols = has_symbols || symbol.type == "FILE";
         if (symbol.name.starts_with("_GLOBAL__sub_I_") || symbol.name.starts_with("__cxx_global_var_init") ||
             symbol.name.starts_with("_GLOBAL__sub_D_") || symbol.name.starts_with("__tcf_"))
-            initialisers.push_back(symbol.source);
+            initialisers.push_back(symbol.name.ends_with("_translator.cpp") ? "translator.cpp" : symbol.source);
     }
     if (!has_symbols) GTEST_SKIP() << "the library is stripped";
     for (const std::string& source : initialisers) EXPECT_EQ(source, "translator.cpp");

@@ -2,12 +2,11 @@
 // The functions that act on the whole device.
 //
 // HAZARD: nothing in here may reach the machine. The programs are scripts of the tests' own at the device's paths, and
-// the restart call is answered by the Recorder; the one real call is made by the first process of a PID namespace.
+// the restart call is answered by the Recorder.
 
 #include <gmock/gmock.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -16,7 +15,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -215,47 +213,6 @@ TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
     EXPECT_EQ(played.told, "");
     EXPECT_EQ(played.error_text, "");
     EXPECT_THAT(played.acts, ElementsAre("sync", restart));
-}
-
-std::string name_space(const char* kind) {
-    return fs::read_symlink(std::string("/proc/self/ns/") + kind).string();
-}
-
-constexpr int refused = 99;
-
-/**
- * The real restart call. HAZARD: made by nobody but the first process of a PID namespace other than the parent's and
- * the machine's, where the kernel ends that namespace instead of the machine.
- */
-[[noreturn]] void restart_own_name_space(const std::string& parents_user, const std::string& parents_pid) {
-    const std::string user = name_space("user");
-    const std::string pid = name_space("pid");
-    if (getpid() != 1 || user == parents_user || pid == parents_pid || user == "user:[4026531837]" ||
-        pid == "pid:[4026531836]" || !user.starts_with("user:[") || !pid.starts_with("pid:[")) {
-        std::fprintf(stderr, "REFUSED to make the restart call in %s %s\n", user.c_str(), pid.c_str());
-        _exit(refused);
-    }
-    const int result = power_shutdown();
-    _exit(result == 0 ? 1 : -result);
-}
-
-TEST_F(PowerFunctions, RealRestartCallEndsANameSpaceOfItsOwn) {
-    const Played played = play([] {
-        no_longer_than(20);
-        const std::string user = name_space("user");
-        const std::string pid = name_space("pid");
-        // As fork() with new namespaces; unshare() is refused to a process with threads.
-        const long child = syscall(SYS_clone, CLONE_NEWUSER | CLONE_NEWPID | SIGCHLD, 0L, 0L, 0L, 0L);
-        if (child < 0) return "no namespaces: errno " + std::to_string(errno);
-        if (child == 0) restart_own_name_space(user, pid);
-        int status = 0;
-        waitpid(static_cast<pid_t>(child), &status, 0);
-        return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
-                                   : "exit code " + std::to_string(WEXITSTATUS(status));
-    });
-    if (played.told.starts_with("no namespaces")) GTEST_SKIP() << played.told;
-    EXPECT_EQ(played.error_text, "");
-    EXPECT_EQ(played.told, "signal " + std::to_string(SIGHUP));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "core/board.h"
 #include "core/resource.h"
 #include "lighting/backlight_sysfs.h"
 #include "platform/platform.h"
@@ -315,6 +316,14 @@ TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
     EXPECT_EQ(played.wait_status, 0);
     EXPECT_EQ(played.told, "-1, errno kept, untouched, 0: true");
     EXPECT_EQ(played.error_text, "");
+}
+
+TEST(ReplacedEntry, LosesTheObjectItNamedBeforeAndNothingElse) {
+    Velmor::Board board;
+    board.add(Velmor::Resource::type::gps, new Velmor::Resource);
+    const Memory left = left_by([&board] { board.add(Velmor::Resource::type::gps, new Velmor::Resource); });
+    // The new object is the board's; the registry has not grown, and the old object is still there.
+    EXPECT_EQ(left.told(), Memory().object<Velmor::Resource>().told());
 }
 
 }  // namespace

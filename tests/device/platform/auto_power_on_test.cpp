@@ -29,7 +29,7 @@ constexpr char restart[] = "reboot 0xFEE1DEAD 0x28121969 0xA1B2C3D4 wdt";
 class AutoPowerOnTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/on-device";
+        ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/plain-files";
         testing_support::reset_device();
         ASSERT_TRUE(stand_ins::reset());
     }

@@ -30,7 +30,7 @@ namespace {
 class PowerTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/on-device";
+        ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/plain-files";
         testing_support::reset_device();
         ASSERT_TRUE(stand_ins::reset());
     }

@@ -343,6 +343,18 @@ TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
     EXPECT_EQ(played.error_text, std::string(line) + line);
 }
 
+TEST(Frame, NullPointerIsRefusedBeforeTheMutex) {
+    const Played played = play([] {
+        configuration = [](Board&) {};
+        lock_is_refused = true;
+        const std::string refused = answer([] { return io_get(3, nullptr); });
+        return joined(
+            {refused, lock_is_refused ? "mutex left alone" : "mutex asked for", std::to_string(configurations)});
+    });
+    EXPECT_EQ(played.told, "-22 errno 22, mutex left alone, 0");
+    EXPECT_EQ(played.error_text, "");
+}
+
 TEST(Frame, OperationRunsWithCancellationOff) {
     const Played played = play([] {
         configuration = [](Board& board) {
