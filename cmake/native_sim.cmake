@@ -1,0 +1,15 @@
+# SPDX-License-Identifier: MIT
+# The virtual device as a program of the machine that builds, without a sanitizer: for builds of the library that are for
+# another machine or instrumented. They share it.
+include(ExternalProject)
+cmake_path(SET directory NORMALIZE ${PROJECT_BINARY_DIR}/../native-sim)
+ExternalProject_Add(native_sim
+    SOURCE_DIR ${PROJECT_SOURCE_DIR}/sim
+    BINARY_DIR ${directory}
+    CMAKE_ARGS -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF
+    BUILD_ALWAYS ON
+    BUILD_BYPRODUCTS ${directory}/velmor-sim
+    INSTALL_COMMAND "")
+add_executable(velmor-sim IMPORTED GLOBAL)
+set_target_properties(velmor-sim PROPERTIES IMPORTED_LOCATION ${directory}/velmor-sim)
+add_dependencies(velmor-sim native_sim)
