@@ -6,7 +6,7 @@ cmake_path(SET directory NORMALIZE ${PROJECT_BINARY_DIR}/../native-sim)
 ExternalProject_Add(native_sim
     SOURCE_DIR ${PROJECT_SOURCE_DIR}/sim
     BINARY_DIR ${directory}
-    CMAKE_ARGS -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF
+    CMAKE_ARGS -DCMAKE_BUILD_TYPE=Debug -DBUILD_TESTING=OFF
     BUILD_ALWAYS ON
     BUILD_BYPRODUCTS ${directory}/velmor-sim
     INSTALL_COMMAND "")
