@@ -5,6 +5,11 @@
 #include <string.h>
 #include <velmor.h>
 
+/* What the loop itself costs. */
+static int do_nothing(void) {
+    return 0;
+}
+
 static int get_backlight(void) {
     uint32_t level = 0;
     return backlight_get(0, &level);
@@ -17,6 +22,11 @@ static int get_thermal_state(void) {
 
 static int set_io(void) {
     return io_set(9, 1);
+}
+
+static int get_io(void) {
+    io_value_t value = 0;
+    return io_get(9, &value);
 }
 
 static int ask_wifi(void) {
@@ -33,8 +43,13 @@ static const struct {
     const char* name;
     int (*call)(void);
 } functions[] = {
-    {"backlight_get", get_backlight}, {"thermal_state_get", get_thermal_state}, {"io_set", set_io},
-    {"wifi_present", ask_wifi},       {"gps_info_get", get_gps_info},
+    {"nothing", do_nothing},
+    {"backlight_get", get_backlight},
+    {"thermal_state_get", get_thermal_state},
+    {"io_set", set_io},
+    {"io_get", get_io},
+    {"wifi_present", ask_wifi},
+    {"gps_info_get", get_gps_info},
 };
 
 int main(int argc, char** argv) {

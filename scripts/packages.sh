@@ -12,6 +12,7 @@
     packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
         shellcheck binutils gcc-i686-linux-gnu libc6-dev-i386-cross python3 valgrind)
     packages_measure=(strace valgrind)
+    packages_bench=(libbenchmark-dev libsensors-dev libiio-dev libsystemd-dev gnuplot-nox python3 binutils)
 }
 
 # need PACKAGE...: install those that are missing, and say which.
@@ -48,5 +49,5 @@ build_product() {
     local target targets=()
     for target in "$@"; do targets+=(--target "$target"); done
     cmake --preset release -B build/product -DBUILD_TESTING=OFF -DVELMOR_SIM=ON -Wno-dev --log-level=WARNING >/dev/null
-    cmake --build build/product "${targets[@]}" -- --quiet
+    cmake --build build/product "${targets[@]}" -- --quiet >/dev/null
 }

@@ -79,7 +79,10 @@ bool FileBuffer::write_out(const char* text, std::size_t length) {
          {const_cast<char*>(text), length}}};  // NOLINT(cppcoreguidelines-pro-type-const-cast)
     setp(std::begin(characters_), std::end(characters_));
     while (pieces[0].iov_len + pieces[1].iov_len > 0) {
-        ssize_t written = ::writev(fd_, pieces.data(), pieces.size());
+        const auto& [first, second] = pieces;
+        ssize_t written = second.iov_len == 0  ? ::write(fd_, first.iov_base, first.iov_len)
+                          : first.iov_len == 0 ? ::write(fd_, second.iov_base, second.iov_len)
+                                               : ::writev(fd_, pieces.data(), pieces.size());
         if (written == -1 && errno == EINTR) continue;
         if (written <= 0) return false;
         for (iovec& piece : pieces) {

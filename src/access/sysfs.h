@@ -37,8 +37,11 @@ public:
         file.close();
     }
 
-    virtual T read() const {
-        InputFile file(path_);
+    virtual T read() const { return read_from(path_); }
+
+    /** The same for a path that the caller keeps: without a copy of it. */
+    static T read_from(const std::string& path) {
+        InputFile file(path);
         T value{};
         get_text(file, value);
         file.close();

@@ -6,14 +6,18 @@
 #include <limits>
 #include <stdexcept>
 #include <system_error>
-#include <type_traits>
 #include <typeinfo>
 
 #include "access/io.h"
+#include "access/io_pwm.h"
 #include "access/pwm.h"
+#include "access/sysfs_io.h"
 #include "lighting/backlight.h"
+#include "lighting/backlight_sysfs.h"
 #include "lighting/display.h"
+#include "lighting/display_sysfs.h"
 #include "lighting/led_group.h"
+#include "lighting/led_group_sysfs.h"
 #include "mrfi/mrfi.h"
 #include "mrfi/mrfi_enum_ctx.h"
 #include "platform/platform.h"
@@ -47,59 +51,57 @@ MRFI& owner_of(const mrfi_enum_ctx* context) {
 
 }  // namespace
 
-template <typename Interface>
+template <typename Interface, typename Usual>
 Interface& Board::resource(Resource::type first, int index) {
     const std::int64_t key = std::int64_t{static_cast<std::int32_t>(first)} + index;
     if (key > std::numeric_limits<std::int32_t>::max()) throw_missing();
     Resource* const entry = find(static_cast<Resource::type>(key));
     if (entry == nullptr) throw_missing();
-    // Most families are a single class: one comparison tells what the cast below walks the base classes for.
-    if constexpr (!std::is_abstract_v<Interface>) {
-        if (typeid(*entry) == typeid(Interface)) return static_cast<Interface&>(*entry);
-    }
+    // One comparison tells what the cast below walks the base classes for.
+    if (typeid(*entry) == typeid(Usual)) return static_cast<Usual&>(*entry);
     auto* const found = dynamic_cast<Interface*>(entry);
     if (found == nullptr) throw_missing();
     return *found;
 }
 
 void Board::backlight_set(const int& index, std::uint32_t level) {
-    resource<Backlight>(Resource::type::backlight, index).set(level);
+    resource<Backlight, BacklightSysFS>(Resource::type::backlight, index).set(level);
 }
 
 std::uint32_t Board::backlight_get(const int& index) {
-    return resource<Backlight>(Resource::type::backlight, index).get();
+    return resource<Backlight, BacklightSysFS>(Resource::type::backlight, index).get();
 }
 
 void Board::display_set(const int& index, std::uint32_t on) {
-    resource<Display>(Resource::type::display, index).set(on);
+    resource<Display, DisplaySysFS>(Resource::type::display, index).set(on);
 }
 
 bool Board::display_get(const int& index) {
-    return resource<Display>(Resource::type::display, index).get();
+    return resource<Display, DisplaySysFS>(Resource::type::display, index).get();
 }
 
 void Board::led_color_set(const int& index, const led_color_t* color) {
-    resource<LedGroup>(Resource::type::led_group, index).set(*color);
+    resource<LedGroup, LedGroupSysFS>(Resource::type::led_group, index).set(*color);
 }
 
 void Board::led_color_get(const int& index, led_color_t* color) {
-    resource<LedGroup>(Resource::type::led_group, index).get(*color);
+    resource<LedGroup, LedGroupSysFS>(Resource::type::led_group, index).get(*color);
 }
 
 void Board::io_set(const int& io, const io_value_t& value) {
-    resource<IO>(Resource::type::io, io).set(value);
+    resource<IO, SysFSIO>(Resource::type::io, io).set(value);
 }
 
 io_value_t Board::io_get(const int& io) {
-    return resource<IO>(Resource::type::io, io).get();
+    return resource<IO, SysFSIO>(Resource::type::io, io).get();
 }
 
 void Board::io_config_set(const int& io, const io_config_t* config) {
-    resource<PWM>(Resource::type::io, io).set_frequency(config->frequency, config->duty);
+    resource<PWM, IOPWM>(Resource::type::io, io).set_frequency(config->frequency, config->duty);
 }
 
 io_config_t Board::io_config_get(const int& io) {
-    const PWM& pwm = resource<PWM>(Resource::type::io, io);
+    const PWM& pwm = resource<PWM, IOPWM>(Resource::type::io, io);
     io_config_t config = {};
     config.frequency = pwm.get_frequency();
     config.duty = static_cast<std::int32_t>(pwm.get_duty());

@@ -89,7 +89,8 @@ public:
     virtual int platform_hw_get(int field);
 
 private:
-    template <typename Interface>
+    /** The resource under this key as its family's interface; `Usual` is the class that is most often behind it. */
+    template <typename Interface, typename Usual = Interface>
     Interface& resource(Resource::type first, int index = 0);
 
     std::map<Resource::type, Resource*> registry_;

@@ -42,8 +42,7 @@ void Thermal::state_get(thermal_state_t& state) {
 }
 
 int Thermal::trip_temperature(const char* kind) const {
-    const auto trip = trips_.find(kind);
-    return SysFS<int>(trip == trips_.end() ? std::string() : trip->second).read();
+    return SysFS<int>::read_from(trips_.find(kind)->second);  // the constructor has entered all four kinds
 }
 
 }  // namespace Velmor
