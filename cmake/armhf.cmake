@@ -14,3 +14,18 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -cpu cortex-a9 -L /usr/arm-linux-gnueabihf)
+if(VELMOR_SANITIZE)
+    # The address of a Thumb function is odd, which the sanitizer takes for a misaligned one.
+    string(APPEND CMAKE_C_FLAGS_INIT " -marm")
+    string(APPEND CMAKE_CXX_FLAGS_INIT " -marm")
+endif()
+if(VELMOR_SANITIZE MATCHES address)
+    # The leak check stops the threads it looks at as a debugger does, which qemu's user mode does not know. The
+    # sanitizer reads its options where only the emulator's own environment is to be seen.
+    list(PREPEND CMAKE_CROSSCOMPILING_EMULATOR env ASAN_OPTIONS=detect_leaks=0:use_sigaltstack=0)
+    # ARM's way out of a destructor's frame during an exception leaves the marks of ended scopes on the stack, and what
+    # is called next is told to use memory after its scope. A thread that is cancelled ends with such a stack: no signal
+    # stack is given up there.
+    string(APPEND CMAKE_C_FLAGS_INIT " -fno-sanitize-address-use-after-scope")
+    string(APPEND CMAKE_CXX_FLAGS_INIT " -fno-sanitize-address-use-after-scope")
+endif()

@@ -81,7 +81,7 @@ int InputDevice::ioctl(OpenFile& /*open*/, unsigned request, std::string_view /*
     constexpr unsigned group = 'E';
     constexpr unsigned first_bits = 0x20;
     constexpr unsigned first_axis = 0x40;
-    if (_IOC_TYPE(request) != group) return -ENOTTY;
+    if (_IOC_TYPE(request) != group) return -EINVAL;
     const unsigned number = _IOC_NR(request);
     switch (number) {
         case _IOC_NR(EVIOCGVERSION): {
