@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # The virtual device as a program of the machine that builds, without a sanitizer: for builds of the library that are for
-# another machine or instrumented. They share it.
+# another machine, instrumented or optimised. They share it.
 include(ExternalProject)
 cmake_path(SET directory NORMALIZE ${PROJECT_BINARY_DIR}/../native-sim)
 ExternalProject_Add(native_sim
