@@ -179,14 +179,14 @@ private:
 class Directory {
 public:
     Directory() {
-        if (mkdtemp(path_) == nullptr) throw std::runtime_error("no temporary directory");
+        if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary directory");
     }
     Directory(const Directory&) = delete;
     Directory& operator=(const Directory&) = delete;
     ~Directory() {
         std::remove((path() + "/brightness").c_str());
         std::remove((path() + "/max_brightness").c_str());
-        rmdir(path_);
+        rmdir(path_.c_str());
     }
     std::string path() const { return path_; }
     void put(const char* file, std::int64_t number) const { std::ofstream(path() + file) << number << '\n'; }
@@ -197,7 +197,8 @@ public:
     }
 
 private:
-    char path_[20] = "/tmp/golden-XXXXXX";
+    // In memory where there is such a place: tens of thousands of files are written.
+    std::string path_ = access("/dev/shm", W_OK) == 0 ? "/dev/shm/golden-XXXXXX" : "/tmp/golden-XXXXXX";
 };
 
 /** The raw value of every level, and the level of raw values from below 0 to beyond the maximum. */
