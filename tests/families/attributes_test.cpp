@@ -86,7 +86,7 @@ TEST(PwmTexts, PeriodOfZeroHasNeitherFrequencyNorDuty) {
 }
 
 TEST(SysFSIO, LevelIsPassedOnUnchecked) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("io_set", Kind::bad_input);
     const Played played =
         play(Recorder().watch({"/sys/devices/platform/gps.0/"}), [] { return answer([] { return io_set(9, 5); }); });
@@ -100,9 +100,7 @@ TEST(SysFSIO, LevelIsPassedOnUnchecked) {
 
 class Acts : public testing::Test {
 protected:
-    void SetUp() override {
-        if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
-    }
+    void SetUp() override { VELMOR_NEEDS_RECORDER(); }
 };
 
 TEST_F(Acts, ShutdownRunsThePowerOffProgramAndReturnsItsExitCode) {

@@ -285,7 +285,7 @@ TEST(MrfiLists, ContextWithoutOwnerIsNotValidThoughThereAreInterfaces) {
 }
 
 TEST(MrfiLists, AreOpenedReadToTheEndAndClosedAtOnce) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("mrfi_connection_list_open", Kind::good);
     hardware({"raw", mrfi0 + "connections", two_lines});
     const std::string path = mrfi0 + "connections";

@@ -71,7 +71,7 @@ TEST_F(Sensors, OnlyTheSignOfTheSecondAxisTellsTheDirection) {
 }
 
 TEST_F(Sensors, NodeIsOpenedByTheFirstCallAndStaysOpen) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("attitude_get", Kind::good);
     proves("car_motion_get", Kind::good);
     const Played played = play(Recorder().watch({"/dev/input/"}), [] {
@@ -88,7 +88,7 @@ TEST_F(Sensors, NodeIsOpenedByTheFirstCallAndStaysOpen) {
 
 // 0x5A5A5A5A, 1515870810, is what the record held before.
 TEST_F(Sensors, AxesBeforeTheOneThatFailsAreStored) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("attitude_get", Kind::bad_input);
     const char* const told[] = {"-19 errno 19: untouched", "-19 errno 19: -12 1515870810 1515870810",
                                 "-19 errno 19: -12 34 1515870810"};
@@ -101,7 +101,7 @@ TEST_F(Sensors, AxesBeforeTheOneThatFailsAreStored) {
 }
 
 TEST_F(Sensors, MotionIsStoredWholeOrNotAtAll) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("car_motion_get", Kind::bad_input);
     for (const char* query : {"ioctl /dev/input/event1 0x80184540", "ioctl /dev/input/event1 0x80184543"}) {
         const Played played = play(Recorder().fail(query, ENODEV), motion);

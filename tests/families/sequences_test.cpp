@@ -482,9 +482,7 @@ int count(const Acts& acts, const std::string& act) {
 
 class Sequences : public testing::TestWithParam<Sequence> {
 protected:
-    void SetUp() override {
-        if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
-    }
+    void SetUp() override { VELMOR_NEEDS_RECORDER(); }
     void TearDown() override { give_lines_back(); }
 
     /** A failure may leave a line exported, and the next export would be refused. */

@@ -42,7 +42,7 @@ std::string has(int port, serial_alt_func_t function) {
 class AltFunc : public testing::Test {
 protected:
     void SetUp() override {
-        if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+        VELMOR_NEEDS_RECORDER();
         hardware({"raw", keys, all_keys});
     }
 

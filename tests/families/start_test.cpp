@@ -86,7 +86,7 @@ TEST(Start, ThatFailsIsReportedAndTriedAgain) {
 
 // The scan ends there without a word; every question fails later at the file without a name.
 TEST(Start, ThermalZoneWithTwoTripPointsFailsWhenItIsAsked) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("thermal_state_get", Kind::bad_input);
     const std::string zone = "/sys/class/thermal/thermal_zone0/";
     const Played played = play(Recorder().watch({zone}).fail("open " + zone + "trip_point_2_type r", ENOENT),
@@ -103,7 +103,7 @@ TEST(Start, ThermalZoneWithTwoTripPointsFailsWhenItIsAsked) {
 }
 
 TEST(Start, OfTwoTripPointsOfOneKindTheLaterCounts) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     proves("thermal_state_get", Kind::bad_input);
     const std::string zone = "/sys/class/thermal/thermal_zone0/";
     hardware({"raw", zone + "trip_point_3_type", "active\\n"});

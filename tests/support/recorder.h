@@ -55,6 +55,12 @@ private:
     friend class Tracer;
 };
 
+/** Begins a test of recorded acts. The acts do not depend on the processor: they are asserted on x86-64, in CI always.
+ */
+#define VELMOR_NEEDS_RECORDER()                  \
+    if (!testing_support::Recorder::available()) \
+    GTEST_SKIP() << "system calls are recorded on x86-64 only: run this test in a native build there"
+
 /** The same without recording, where only result, errno and standard error matter. Works everywhere. */
 Outcome run_apart(const std::function<int()>& code);
 

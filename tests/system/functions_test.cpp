@@ -445,7 +445,7 @@ TEST_P(NullPointer, IsInvalidOnAStartedBoardToo) {
 }
 
 TEST_P(NullPointer, DoesNotStartTheBoard) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     reset_device();
     const Played played = play(Recorder(), [] { return answer(GetParam().call); });
     expect_invalid(played);
@@ -672,7 +672,7 @@ void for_each_failing_act(const Recorder& recorder, const Scenario& call,
 class FailingActs : public OnDevice {};
 
 TEST_P(FailingActs, EachIsAStreamFailureWithTheKernelsErrnoLeftInPlace) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const bool has_output =
         GetParam().on_device.find(':') != std::string::npos && GetParam().name != "platform_info_get";
     int acts = 0;
@@ -765,7 +765,7 @@ TEST(WatchdogFunctions, RefusedTimeoutLeavesTheWatchdogArmed) {
 }
 
 TEST(WatchdogFunctions, ActsInOrder) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     reset_device();
     const Recorder recorder = Recorder().watch({"/dev/watchdog"}).answer(set_timeout, 0).answer(keep_alive, 0);
     const Played played = play(recorder, [] {
@@ -779,7 +779,7 @@ TEST(WatchdogFunctions, ActsInOrder) {
 }
 
 TEST(WatchdogFunctions, FailingActsAreReportedWithTheirErrno) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const struct {
         const char* name;
         Scenario call;
@@ -805,7 +805,7 @@ TEST(WatchdogFunctions, FailingActsAreReportedWithTheirErrno) {
 }
 
 TEST(WatchdogFunctions, WatchdogThatCouldNotBeDisarmedStaysArmed) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     reset_device();
     const Recorder recorder =
         Recorder().answer(set_timeout, 0).answer(keep_alive, 0).fail("write /dev/watchdog", EBUSY, 1);

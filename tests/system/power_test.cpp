@@ -152,7 +152,7 @@ TEST_F(PowerFunctions, RebootProgramKilledByASignalCountsAsSuccess) {
 }
 
 TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put_program(reboot_program, "exit 3");
     const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}), reboot);
     EXPECT_EQ(played.told, "-3 errno 3");
@@ -165,7 +165,7 @@ TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
 // ---- power_suspend -------------------------------------------------------------------------------------------------
 
 TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played played =
         play(Recorder().watch({"/sys/power/", "/sbin/"}), [] { return answer([] { return power_suspend(); }); });
     EXPECT_EQ(played.told, "0");
@@ -174,7 +174,7 @@ TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
 }
 
 TEST_F(PowerFunctions, SuspendThatTheKernelRefusesIsNotReported) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played played =
         play(Recorder().fail("write /sys/power/state", EBUSY, 0), [] { return std::to_string(power_suspend()); });
     EXPECT_EQ(played.told, "0");
@@ -194,7 +194,7 @@ TEST_F(PowerFunctions, SuspendWithoutTheFileIsNotReported) {
 constexpr char restart[] = "reboot 0xa1b2c3d4 wdt";
 
 TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}),
                                [] { return answer([] { return power_shutdown(); }); });
     EXPECT_EQ(played.told, "-1 errno 1");
@@ -203,7 +203,7 @@ TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
 }
 
 TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}).answer("reboot", 0), [] {
         alarm(2);  // the end of the system
         return answer([] { return power_shutdown(); });

@@ -85,7 +85,7 @@ std::vector<std::string> in_order(std::initializer_list<std::vector<std::string>
 }
 
 TEST_F(StartUp, FirstCallDoesExactlyTheseActsAndLaterCallsRepeatNone) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played played = play(Recorder(), [] { return joined({ask_es(), ask_es(), ask_es()}); });
     EXPECT_EQ(played.told, "0: true, 0: true, 0: true");
     const std::string thermal = "/sys/class/thermal/thermal_zone0/trip_point_";
@@ -96,7 +96,7 @@ TEST_F(StartUp, FirstCallDoesExactlyTheseActsAndLaterCallsRepeatNone) {
 }
 
 TEST_F(StartUp, RunningChannelIsSilencedBeforeItsPeriodChanges) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(duty, "250000\n");
     const Played played = play(Recorder().watch({"/sys/devices/"}), ask_es);
     EXPECT_EQ(played.acts, in_order({reading(period), reading(duty), reading(period), writing(duty, "0"),
@@ -152,7 +152,7 @@ TEST_P(FailingStartUp, PrintsTwoLinesACallAndIsTriedAgainByTheNext) {
 }
 
 TEST_P(FailingStartUp, StartsFromScratchEachTime) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played once = play(Recorder(), ask_es);
     SetUp();
     const Played twice = play(Recorder(), [] { return joined({ask_es(), ask_es()}); });
@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return instance.param.name; });
 
 TEST(StartUpWithFailingActs, EveryActThatMattersFailsTheStart) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const std::string thermal = "/sys/class/thermal/";
     reset_device();
     const std::vector<std::string> acts = play(Recorder(), ask_es).acts;
@@ -310,7 +310,7 @@ TEST_F(FirstCallsAtOnce, TheSecondStartsTheBoardWhereTheFirstHasFailed) {
 }
 
 TEST_F(FirstCallsAtOnce, ManyThreadsGetOneBoard) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Played played = play(Recorder().watch({table}), [] {
         no_longer_than(60);
         FirstCallers callers(16);

@@ -67,7 +67,7 @@ void get() {
 }
 
 TEST_F(GPIOTest, SetExportsSetsDirectionWritesLevelAndUnexports) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Outcome outcome = Recorder().run([] {
         GPIO(37, "out").set(1);
         return 0;
@@ -82,7 +82,7 @@ TEST_F(GPIOTest, SetExportsSetsDirectionWritesLevelAndUnexports) {
 }
 
 TEST_F(GPIOTest, GetExportsSetsDirectionReadsLevelAndUnexports) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(value_file, "1\n");
     const Outcome outcome = Recorder().run([] { return GPIO(37, "in").get(); });
     EXPECT_EQ(outcome.result, 1);
@@ -145,7 +145,7 @@ TEST_F(GPIOTest, OtherDirectionsAreRefusedAtConstruction) {
 }
 
 TEST_F(GPIOTest, ConstructionTouchesNoFile) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Outcome outcome = Recorder().run([] {
         const GPIO output(37, "out");
         const GPIO input(37, "in");
@@ -167,7 +167,7 @@ TEST_F(GPIOTest, WrongDirectionIsRefused) {
 }
 
 TEST_F(GPIOTest, WrongDirectionTouchesNoFile) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Outcome outcome = Recorder().run(
         [] { return 10 * failure_of([] { GPIO(37, "in").set(1); }) + failure_of([] { GPIO(37, "out").get(); }); });
     EXPECT_EQ(outcome.result, 22);
@@ -253,12 +253,12 @@ private:
 };
 
 TEST_P(FailingStep, OfSet) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     expect("out", set_1);
 }
 
 TEST_P(FailingStep, OfGet) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(value_file, "1\n");
     expect("in", get);
 }
@@ -332,7 +332,7 @@ TEST_F(GPIOTest, FailureOfTheValueIsReportedAndNotThatOfTheUnexport) {
 }
 
 TEST_F(GPIOTest, FailingUnexportAfterAFailingValueIsTriedOnce) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Outcome outcome = Recorder()
                                 .fail(std::string("write ") + value_file, EIO)
                                 .fail(std::string("write ") + unexport_file, EINVAL, 0)

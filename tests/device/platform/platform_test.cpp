@@ -140,7 +140,7 @@ TEST_F(PlatformRecord, SizeIsNotLookedAt) {
 }
 
 TEST_F(PlatformRecord, FilesAreReadInOrder) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     Outcome outcome = Recorder().run([] {
         info();
         return 0;
@@ -309,7 +309,7 @@ TEST_F(PlatformTest, SerialNumberThatCannotBeReadIsEmpty) {
 }
 
 TEST_F(PlatformTest, SerialNumberWhoseReadFailsIsEmpty) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     Recorder recorder;
     recorder.fail("read /proc/platform/serial_number", EIO, 0);
     EXPECT_EQ(recorder.run([] { return info().serial_number[0] == '\0' ? 1 : 0; }).result, 1);

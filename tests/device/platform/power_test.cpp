@@ -116,7 +116,7 @@ TEST_F(PowerTest, SuspendReportsNoFailure) {
 }
 
 TEST_F(PowerTest, SuspendIsOneWrite) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     Recorder recorder;
     recorder.fail("write /sys/power/state", EBUSY, 2);
     const Outcome outcome = recorder.run([] {

@@ -53,7 +53,7 @@ TEST_F(AntennaTest, NumbersArePassedThrough) {
 }
 
 TEST_F(AntennaTest, EverySetIsAWholeAccess) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const Outcome outcome = Recorder().run([] {
         Antenna(37).set(0);
         return 0;
@@ -76,7 +76,7 @@ TEST_F(AntennaTest, LineThatCannotBeWrittenIsAStreamFailure) {
 }
 
 TEST_F(AntennaTest, RefusedLevelGivesTheLineBack) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     Recorder recorder;
     recorder.fail("write /sys/class/gpio/gpio37/value", EPERM);
     const Outcome outcome = recorder.run([] { return thrown([] { Antenna(37).set(1); }) == "stream failure" ? 1 : 0; });

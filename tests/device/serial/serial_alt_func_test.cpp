@@ -230,7 +230,7 @@ TEST_F(SerialAltFuncTest, GlobalLocaleChangesNothing) {
 class SerialAltFuncActs : public SerialAltFuncTest {
 protected:
     void SetUp() override {
-        if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+        VELMOR_NEEDS_RECORDER();
         SerialAltFuncTest::SetUp();
         put(disabled, "31\n");
     }

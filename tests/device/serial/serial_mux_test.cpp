@@ -61,7 +61,7 @@ TEST_F(SerialMuxTest, PortSetsTheLinesToItsRow) {
 }
 
 TEST_F(SerialMuxTest, LinesAreSetInOrderEachByAnAccessOfItsOwn) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     Outcome outcome = Recorder().run([this] {
         SerialMux(two_, {{3, {1, 0}}}).mux(3);
         return 0;

@@ -105,7 +105,7 @@ TEST_F(DeviceFileTest, SecondOpenLeaksNothing) {
 }
 
 TEST_F(DeviceFileTest, SecondOpenClosesFirst) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome = recorder().run([&] {
         DeviceFile file(path_);
@@ -118,7 +118,7 @@ TEST_F(DeviceFileTest, SecondOpenClosesFirst) {
 }
 
 TEST_F(DeviceFileTest, OpenErrorOfTheKernelIsThrown) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     for (const int error : {EACCES, EBUSY, EMFILE, EINTR}) {
         const auto outcome =
             recorder().fail("open " + path_ + " rw", error).run([&] { return error_of([&] { file_.open(O_RDWR); }); });
@@ -154,7 +154,7 @@ TEST_F(DeviceFileTest, CloseReturnsTheSystemsResultAndIsClosedAfterwards) {
 }
 
 TEST_F(DeviceFileTest, FailingCloseIsNotRepeated) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome = recorder().fail("close " + path_, EINTR).run([&] {
         DeviceFile file(path_);
@@ -190,7 +190,7 @@ TEST_F(DeviceFileTest, DestructionOfAClosedFileClosesNothing) {
 }
 
 TEST_F(DeviceFileTest, DestructionIgnoresTheErrorOfClosing) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome = recorder().fail("close " + path_, EIO).run([&] {
         DeviceFile(path_).open(O_RDONLY);
@@ -218,7 +218,7 @@ TEST_F(DeviceFileTest, UseAfterClosingIsEINVAL) {
 }
 
 TEST_F(DeviceFileTest, UseWithoutOpeningAsksNothingOfTheKernel) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "text");
     const auto outcome = recorder().run([&] {
         DeviceFile file(path_);
@@ -303,7 +303,7 @@ TEST_F(DeviceFileOnPipe, ErrorOfIoctlIsThrown) {
 }
 
 TEST_F(DeviceFileTest, IoctlReturnsThePositiveResult) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome = recorder().answer("ioctl " + path_ + " 0xc0044507", 24).run([&] {
         DeviceFile file(path_);
@@ -315,7 +315,7 @@ TEST_F(DeviceFileTest, IoctlReturnsThePositiveResult) {
 }
 
 TEST_F(DeviceFileTest, TransfersAreNotRepeated) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "text");
     std::vector<std::string> acts = {"read " + path_, "write " + path_, "ioctl " + path_ + " 0x541b"};
     struct Answer {

@@ -69,7 +69,7 @@ TEST_F(InputFileTest, SecondCloseFails) {
 }
 
 TEST_F(InputFileTest, FailingCloseFails) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome = Recorder().watch({directory_.path()}).fail("close " + path_, EIO).run([&] {
         InputFile file(path_);
@@ -85,7 +85,7 @@ TEST_F(InputFileTest, FailingCloseFails) {
 }
 
 TEST_F(InputFileTest, DestructionCloses) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         const InputFile file(path_);

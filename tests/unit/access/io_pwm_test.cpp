@@ -78,7 +78,7 @@ TEST_F(IOPWMTest, SetOfAnotherLevelDoesNothing) {
 }
 
 TEST_F(IOPWMTest, SetOfAnotherLevelTouchesNoFile) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         io_.set(2);
         return 0;
@@ -87,7 +87,7 @@ TEST_F(IOPWMTest, SetOfAnotherLevelTouchesNoFile) {
 }
 
 TEST_F(IOPWMTest, SetAndGetAreOneAccessToTheStatus) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_ + "/status", "1\n");
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         const io_value_t level = io_.get();

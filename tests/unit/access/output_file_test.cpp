@@ -39,7 +39,7 @@ TEST_F(OutputFileTest, TextArrivesWhenClosed) {
 }
 
 TEST_F(OutputFileTest, PiecesArriveInOneWrite) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         OutputFile file(path_);
         file << "some " << 7 << " text";
@@ -66,7 +66,7 @@ TEST_F(OutputFileTest, RefusedTextFailsAtClose) {
 }
 
 TEST_F(OutputFileTest, FailingCloseFails) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const auto outcome = Recorder().watch({directory_.path()}).fail("close " + path_, EIO).run([&] {
         OutputFile file(path_);
         try {

@@ -63,7 +63,7 @@ TEST_F(SysFSIOTest, RefusedLevelIsTheStreamFailure) {
 }
 
 TEST_F(SysFSIOTest, AccessIsOneWriteOrOneRead) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "1\n");
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         const io_value_t level = line_.get();

@@ -157,7 +157,7 @@ TEST_F(SysFSPWMTest, DutyAboveHundredPercentWritesNothing) {
 }
 
 TEST_F(SysFSPWMTest, DutyAboveHundredPercentTouchesNoFile) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     SysFSPWM pwm = at_1000_hz(25);
     const Outcome outcome = recorder().run([&] { return range_error_of([&] { pwm.set_duty(101); }) == bad_duty; });
     EXPECT_EQ(outcome.result, 1);
@@ -165,7 +165,7 @@ TEST_F(SysFSPWMTest, DutyAboveHundredPercentTouchesNoFile) {
 }
 
 TEST_F(SysFSPWMTest, SettingTheDutyIsOneReadAndOneWrite) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     SysFSPWM pwm = at_1000_hz(0);
     put(path_ + "/period", "1000000\n");
     const Outcome outcome = recorder().run([&] {
@@ -259,7 +259,7 @@ TEST_F(SysFSPWMTest, OtherFrequenciesWriteNothing) {
 }
 
 TEST_F(SysFSPWMTest, FrequencyIsCheckedBeforeAnyFileAndBeforeTheDuty) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     SysFSPWM pwm = at_1000_hz(0);
     const Outcome outcome =
         recorder().run([&] { return range_error_of([&] { pwm.set_frequency(2000001, 101); }) == bad_frequency; });
@@ -283,7 +283,7 @@ TEST_F(SysFSPWMTest, KeptDutyIsThatOfTheNewPeriod) {
 }
 
 TEST_F(SysFSPWMTest, NewFrequencyWritesDutyZeroThenThePeriodThenTheDuty) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const struct {
         const char* present;
         int percent;
@@ -316,7 +316,7 @@ TEST_F(SysFSPWMTest, NewFrequencyWithDutyOutOfRangeFailsAfterThePeriod) {
 }
 
 TEST_F(SysFSPWMTest, NewFrequencyWithDutyOutOfRangeWritesDutyZeroOnlyWhereItWasNot) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     SysFSPWM pwm = at_1000_hz(0);
     program("1000000", "400000");
     EXPECT_THAT(writes_of([&] { range_error_of([&] { pwm.set_frequency(2000, 101); }); }),
@@ -335,7 +335,7 @@ TEST_F(SysFSPWMTest, KeptDutyAboveHundredPercentFailsAfterThePeriod) {
 }
 
 TEST_F(SysFSPWMTest, FailureInTheMiddleIsNotRolledBack) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     SysFSPWM pwm = at_1000_hz(0);
     const struct {
         std::string act;
@@ -382,7 +382,7 @@ TEST_F(SysFSPWMTest, StatusIsZeroOrOne) {
 }
 
 TEST_F(SysFSPWMTest, SwitchingIsOneWrite) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     SysFSPWM pwm = at_1000_hz(40);
     const Outcome outcome = recorder().run([&] {
         pwm.enable();

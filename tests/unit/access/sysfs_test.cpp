@@ -363,7 +363,7 @@ TEST_F(SysFSTest, NoDescriptorStaysOpen) {
 }
 
 TEST_F(SysFSTest, RefusedOpenIsAFailureAndTheOnlyAct) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "1\n");
     const auto written = recorder().fail("open " + path_ + " w", EACCES).run([&] {
         return failure_of([&] { SysFS<int>(path_).write(2); });
@@ -379,7 +379,7 @@ TEST_F(SysFSTest, RefusedOpenIsAFailureAndTheOnlyAct) {
 }
 
 TEST_F(SysFSTest, RefusedWriteIsNotRepeatedAndTheFileClosed) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "");
     const auto outcome =
         recorder().fail("write " + path_, EINVAL).run([&] { return failure_of([&] { SysFS<int>(path_).write(2); }); });
@@ -388,7 +388,7 @@ TEST_F(SysFSTest, RefusedWriteIsNotRepeatedAndTheFileClosed) {
 }
 
 TEST_F(SysFSTest, FailedReadIsNotRepeatedAndTheFileClosed) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "1\n");
     const auto outcome =
         recorder().fail("read " + path_, EIO).run([&] { return failure_of([&] { SysFS<int>(path_).read(); }); });
@@ -397,7 +397,7 @@ TEST_F(SysFSTest, FailedReadIsNotRepeatedAndTheFileClosed) {
 }
 
 TEST_F(SysFSTest, FailedCloseIsAFailure) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "1\n");
     const Recorder closing_fails = recorder().fail("close " + path_, EIO);
     EXPECT_EQ(closing_fails.run([&] { return failure_of([&] { SysFS<int>(path_).write(2); }); }).result, 1);
@@ -405,7 +405,7 @@ TEST_F(SysFSTest, FailedCloseIsAFailure) {
 }
 
 TEST_F(SysFSTest, UnparsableTextClosesTheFile) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "word\n");
     const auto outcome = recorder().run([&] { return failure_of([&] { SysFS<int>(path_).read(); }); });
     EXPECT_EQ(outcome.result, 1);
@@ -415,7 +415,7 @@ TEST_F(SysFSTest, UnparsableTextClosesTheFile) {
 // One act of each kind per access: a driver acts on every write, and its text may change between two reads.
 
 TEST_F(WrittenOnce, EveryType) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     expect<int>(-42, "-42");
     expect<unsigned long>(4294967295UL, "4294967295");
     expect<std::string>("out", "out");
@@ -428,13 +428,13 @@ TEST_F(WrittenOnce, EveryType) {
 }
 
 TEST_F(WrittenOnce, StringsUpToAWholePage) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     for (const std::size_t length : {1U, 1023U, 1024U, 4096U})
         expect<std::string>(std::string(length, 'k'), std::string(length, 'k'));
 }
 
 TEST_F(ReadOnce, EveryType) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     expect<int>("-42\n");
     expect<unsigned long>("4294967295\n");
     expect<std::string>("critical\n");
@@ -447,7 +447,7 @@ TEST_F(ReadOnce, EveryType) {
 }
 
 TEST_F(ReadOnce, StringsUpToAWholePage) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     expect<std::string>(std::string(4095, 'k') + "\n");
 }
 

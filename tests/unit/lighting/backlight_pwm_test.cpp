@@ -137,7 +137,7 @@ TEST_F(BacklightPWMTest, DutyIsOfThePresentPeriod) {
 }
 
 TEST_F(BacklightPWMTest, DutyIsWrittenBeforeTheChannelStarts) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
     Recorder recorder;
@@ -149,7 +149,7 @@ TEST_F(BacklightPWMTest, DutyIsWrittenBeforeTheChannelStarts) {
 }
 
 TEST_F(BacklightPWMTest, LevelZeroWritesTheStatusOnly) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(40);
     Recorder recorder;
     const Played played = setting(recorder, backlight, 0);
@@ -158,7 +158,7 @@ TEST_F(BacklightPWMTest, LevelZeroWritesTheStatusOnly) {
 }
 
 TEST_F(BacklightPWMTest, RefusedDutyDoesNotStartTheChannel) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
     Recorder recorder;
@@ -180,7 +180,7 @@ TEST_F(BacklightPWMTest, LevelAboveRangeWritesNothing) {
 }
 
 TEST_F(BacklightPWMTest, LevelAboveRangeTouchesNoFile) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(40);
     Recorder recorder;
     const Played played = setting(recorder, backlight, 256);

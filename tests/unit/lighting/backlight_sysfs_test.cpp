@@ -49,7 +49,7 @@ protected:
 };
 
 TEST_F(BacklightSysFSTest, ConstructionReadsTheMaximumOnceAndNothingElse) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(max_brightness_, "255\n");
     put(brightness_, "0\n");
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {

@@ -76,7 +76,7 @@ TEST_F(DisplaySysFSTest, UnusableAttributeIsTheStreamFailure) {
 }
 
 TEST_F(DisplaySysFSTest, AccessIsOneReadOrOneWrite) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "0\n");
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         const bool on = display_.get();

@@ -51,7 +51,7 @@ TEST_F(LedGroupSysFSTest, ColorIsThreeDecimalsAndTwoBlanks) {
 }
 
 TEST_F(LedGroupSysFSTest, ColorIsOneWrite) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         group_.set({255, 0, 16});
         return 0;
@@ -60,7 +60,7 @@ TEST_F(LedGroupSysFSTest, ColorIsOneWrite) {
 }
 
 TEST_F(LedGroupSysFSTest, ColorIsOneRead) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(path_, "255 0 16\n");
     const auto outcome = Recorder().watch({directory_.path()}).run([&] {
         led_color_t color = {};

@@ -63,7 +63,7 @@ TEST_F(MrfiContext, FileThatCannotBeReadIsAnEmptyList) {
 }
 
 TEST_F(MrfiContext, FailedReadEndsTheList) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(file_, "one\n");
     const auto outcome = Recorder().watch({file_}).fail("read " + file_, EIO, 0).run([this] {
         return static_cast<int>(lines().size());

@@ -151,7 +151,7 @@ TEST_F(MrfiTest, AttributeThatCannotBeWrittenIsAStreamFailure) {
 }
 
 TEST_F(MrfiTest, EveryOperationIsOneAccess) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(file("rssi"), "5");
     put(file("link"), "");
     const auto outcome = Recorder().watch({directory_.path()}).run([this] {

@@ -253,7 +253,7 @@ TEST_F(WatchdogTest, DestructionClosesWithoutTheMagic) {
 class WatchdogActs : public testing::Test {
 protected:
     void SetUp() override {
-        if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+        VELMOR_NEEDS_RECORDER();
         put(node_, "");
         recorder_.watch({node_})
             .answer("ioctl " + node_ + " 0xc0045706", 0)

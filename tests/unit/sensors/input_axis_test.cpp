@@ -70,7 +70,7 @@ TEST(InputAxis, FailedQueryIsItsErrorAndLeavesTheNodeOpen) {
 }
 
 TEST(InputAxis, EventsAreNeverRead) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const testing_support::TemporaryDirectory directory;
     const std::string node = directory / "event0";
     testing_support::put(node, "");
@@ -89,7 +89,7 @@ TEST(InputAxis, EventsAreNeverRead) {
 }
 
 TEST(InputAxis, RefusedOpenIsItsError) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     const testing_support::TemporaryDirectory directory;
     const std::string node = directory / "event0";
     const Outcome outcome = Recorder().watch({node}).fail("open " + node + " r", EACCES).run([&node] {

@@ -89,7 +89,7 @@ TEST_F(ThermalTest, TypesAreLearntAtConstructionOnly) {
 }
 
 TEST_F(ThermalTest, FilesAreReadInTheRecordsOrder) {
-    if (!Recorder::available()) GTEST_SKIP() << "acts are recorded on x86-64 only";
+    VELMOR_NEEDS_RECORDER();
     put(zone_ + "/trip_point_4_type", "hot\n");
     auto acts = Recorder()
                     .watch({zone_})
