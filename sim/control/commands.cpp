@@ -85,9 +85,7 @@ std::string Commands::run(const Words& words) {
         faults_.clear();
         return {};
     }
-    throw std::invalid_argument("\"" + command +
-                                "\" is no command; the commands are set, raw, get, list, fault, delay, clear, wait-for "
-                                "and watch, and in a script sleep");
+    throw std::invalid_argument("\"" + command + "\" is no command");
 }
 
 }  // namespace VelmorSim

@@ -56,7 +56,9 @@ void Script::check(const Line& line) {
         const Condition condition(commands_.model(), words[1]);
         if (words.size() == 3) duration(words[2]);
     } else if (!known.contains(words[0])) {
-        commands_.run(words);
+        throw std::invalid_argument("\"" + words[0] +
+                                    "\" is no command of a script; they are set, raw, get, list, fault, delay, clear, "
+                                    "sleep and wait-for");
     } else if (words[0] == "set" || words[0] == "raw" || words[0] == "get") {
         if (words.size() < 2 || commands_.model().value(words[1]) == nullptr)
             throw std::invalid_argument((words.size() < 2 ? "" : words[1]) +

@@ -122,7 +122,7 @@ expect "a script that fails" 123 "velmor-sim: script:1: it did not come to backl
 echo 'set thermal.temp 5
 
 fly' >script
-expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is no command; the commands are set, raw, get, list, fault, delay, clear, wait-for and watch, and in a script sleep' \
+expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is no command of a script; they are set, raw, get, list, fault, delay, clear, sleep and wait-for' \
     "$sim" run --script script -- true
 echo 'fault /proc/platform/serial_number:read:EIO
 set platform.serial_number X1
