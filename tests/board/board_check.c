@@ -232,10 +232,12 @@ static void check_attribute(int io, const char* path) {
 static void check_thermal(void) {
     thermal_state_t state = {0, 0, 0, 0, 0};
 
+    interface("/sys/class/thermal/thermal_zone0/temp", "thermal_state_get");
     ACCEPTED(thermal_state_get(0, &state));
-    check(state.temp == 45000 && state.active == 60000 && state.hot == 75000 && state.very_hot == 85000 &&
-              state.critical == 95000,
-          "all five temperatures", "others");
+    check_number("the temperature", 45000, state.temp);
+    interface("/sys/class/thermal/thermal_zone0/trip_point_0_temp", "thermal_state_get");
+    check(state.active == 60000 && state.hot == 75000 && state.very_hot == 85000 && state.critical == 95000,
+          "the four trip points", "others");
 }
 
 static void check_platform(void) {
@@ -244,16 +246,20 @@ static void check_platform(void) {
     bool present = false;
 
     memset(&info, 0, sizeof info);
+    interface("/proc/platform/serial_number", "platform_info_get platform_can_unique_num_get");
     ACCEPTED(platform_info_get(&info, sizeof info));
     check_text("the serial number", "VB0012C0FFEE", info.serial_number);
+    ACCEPTED(platform_can_unique_num_get(&number));
+    interface("/proc/platform/os_version_major", "platform_info_get");
     check(info.os_version_major == 2 && info.os_version_minor == 1 && info.os_version_revision == 3 &&
               info.os_version_status == 'R' && info.os_version_build == 17 && info.os_date_year == 2013,
           "the kernel's version", "another");
+    interface("/etc/fs_version", "platform_info_get");
     check(info.fs_version_major == 2 && info.fs_version_build == 17 && info.fs_version_development == 1 &&
               info.fs_date_day == 17 && info.fs_date_month == 4 && info.fs_date_year == 2013,
           "the file system's version", "another");
+    interface("/proc/platform/pht", "platform_mid_get es_present");
     ACCEPTED(platform_mid_get(&number));
-    ACCEPTED(platform_can_unique_num_get(&number));
     ACCEPTED(es_present(&present));
     check(present, "an echosounder is fitted", "none");
 }
@@ -268,7 +274,7 @@ static void check_absent(void) {
 }
 
 int main(void) {
-    begin_checks();
+    begin_checks(on_emulated_board(), "not the emulated board");
 
     interface(BACKLIGHT "/brightness", "backlight_set backlight_get");
     /* First, while the library of this process has not started. */
@@ -287,9 +293,7 @@ int main(void) {
     check_attribute(9, "/sys/devices/platform/gps.0/enable");
     interface("/sys/devices/platform/echosounder.0/reset", "io_set io_get");
     check_attribute(11, "/sys/devices/platform/echosounder.0/reset");
-    interface("/sys/class/thermal/thermal_zone0/temp", "thermal_state_get");
     check_thermal();
-    interface("/proc/platform/pht", "platform_info_get platform_mid_get platform_can_unique_num_get es_present");
     check_platform();
     interface("no such hardware", "attitude_get serial_alt_func_has backlight_get");
     check_absent();

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 
 /*
- * What the emulated board's programs have in common. tests/board/run reads the
+ * What the programs of this directory have in common. tests/board/run reads the
  * lines that begin with "velmor-board:", "ok" and "not ok".
  */
 
@@ -155,12 +155,16 @@ static inline void check_accepted(const char* what, int got) {
         check_accepted(#call " is 0", got_); \
     } while (0)
 
-/* HAZARD: what these programs do is for the emulated board only. */
-static inline void begin_checks(void) {
-    /* A node that only that board's device tree has. */
-    if (strcmp(text_of("/sys/firmware/devicetree/base/mxc_pwm.1/compatible"), "velmor,dummy") != 0 ||
-        !exists("/programs")) {
-        fputs("this is not the emulated board\n", stderr);
+/* By a node that only that board's device tree has. */
+static inline bool on_emulated_board(void) {
+    return strcmp(text_of("/sys/firmware/devicetree/base/mxc_pwm.1/compatible"), "velmor,dummy") == 0 &&
+           exists("/programs");
+}
+
+/* HAZARD: what these programs do is for the beds they are made for only. */
+static inline void begin_checks(bool on_its_bed, const char* elsewhere) {
+    if (!on_its_bed) {
+        fprintf(stderr, "refused: this is %s\n", elsewhere);
         exit(2);
     }
     setvbuf(stdout, NULL, _IONBF, 0);

@@ -37,7 +37,7 @@ static void bite(void) {
 int main(int count, char** words) {
     const char* way = count == 2 ? words[1] : "";
 
-    begin_checks();
+    begin_checks(on_emulated_board(), "not the emulated board");
     if (strcmp(way, "bite") == 0)
         bite();
     else if (strcmp(way, "reboot") == 0)

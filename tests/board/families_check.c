@@ -292,7 +292,7 @@ static void plain_files(void) {
 }
 
 int main(int count, char** words) {
-    begin_checks();
+    begin_checks(on_emulated_board(), "not the emulated board");
     if (count == 2 && strcmp(words[1], "inputs") == 0) {
         inputs();
     } else {

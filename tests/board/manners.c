@@ -9,17 +9,13 @@
  * HAZARD: for these two only. It refuses to run where neither is.
  */
 
-#include <errno.h>
-#include <fcntl.h>
+#include "check.h"
+
 #include <linux/input.h>
 #include <linux/watchdog.h>
-#include <stdbool.h>
 #include <stdint.h>
-#include <stdio.h>
-#include <string.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #define LIGHT "/sys/class/backlight/pwm-backlight.0"
 #define GPIO "/sys/class/gpio"
@@ -48,6 +44,9 @@ static const char width[] = "the kernel's numbers have the processor's word";
 static const char blank_shows[] = "the device's own driver shows its state, a mainline one nothing";
 static const char key_none[] =
     "the device's own driver takes key 0 for the list of none, a mainline one has no such key";
+static const char no_nodes[] = "an ordinary user, who may run the virtual device, can make no device nodes";
+static const char wrong_way[] =
+    "FUSE copies an argument by the direction in a request's number, and this one's is wrong";
 
 static const struct row rows[] = {
     {write_text, LIGHT "/brightness", "7", SAME("good")},
@@ -171,7 +170,6 @@ static const struct row rows[] = {
 };
 
 static bool on_board;
-static int number, failed;
 
 static const char* name_of(int error) {
     return error == 0 ? "good" : strerrorname_np(error);
@@ -180,13 +178,18 @@ static const char* name_of(int error) {
 static void report(const char* what, const char* board, const char* device, const char* reason, const char* got) {
     const char* expected = on_board || device == NULL ? board : device;
 
-    ++number;
+    ++tally->number;
     if (strcmp(got, expected) == 0) {
-        printf("ok %d - %s: %s%s%s\n", number, what, got, device == NULL ? "" : " # ", device == NULL ? "" : reason);
+        printf("ok %d - %s: %s%s%s\n", tally->number, what, got, device == NULL ? "" : " # ",
+               device == NULL ? "" : reason);
     } else {
-        ++failed;
-        printf("not ok %d - %s: %s, not %s\n", number, what, got, expected);
+        ++tally->failed;
+        printf("not ok %d - %s: %s, not %s\n", tally->number, what, got, expected);
     }
+}
+
+static void same(const char* what, const char* expected, const char* got) {
+    report(what, expected, NULL, NULL, got);
 }
 
 /* The text of a read, or the name of the error. */
@@ -253,13 +256,13 @@ static void check_descriptors(void) {
     int fd, other;
 
     fd = open(LIGHT "/brightness", O_RDWR | O_CLOEXEC);
-    report("brightness opens for both", "good", NULL, NULL, name_of(fd < 0 ? errno : 0));
+    same("brightness opens for both", "good", name_of(fd < 0 ? errno : 0));
     length = pread(fd, text, sizeof text, 0);
-    report("it has a line", "good", NULL, NULL, length == 2 && text[1] == '\n' ? "good" : "another");
-    report("at its end there is nothing", "good", NULL, NULL, pread(fd, text, sizeof text, 2) == 0 ? "good" : "more");
-    report("a second write on it", "good", NULL, NULL, pwrite(fd, "5", 1, 1) == 1 ? "good" : name_of(errno));
+    same("it has a line", "good", length == 2 && text[1] == '\n' ? "good" : "another");
+    same("at its end there is nothing", "good", pread(fd, text, sizeof text, 2) == 0 ? "good" : "more");
+    same("a second write on it", "good", pwrite(fd, "5", 1, 1) == 1 ? "good" : name_of(errno));
     length = pread(fd, text, sizeof text, 0);
-    report("is read on it", "good", NULL, NULL, length == 2 && text[0] == '5' ? "good" : "another");
+    same("is read on it", "good", length == 2 && text[0] == '5' ? "good" : "another");
     close(fd);
 
     other = open(GPIO "/export", O_WRONLY | O_CLOEXEC);
@@ -270,12 +273,20 @@ static void check_descriptors(void) {
     length = write(other, "37", 2);
     close(other);
     length = pread(fd, text, sizeof text, 0);
-    report("a line given back while it is open", "ENODEV", NULL, NULL, name_of(length < 0 ? errno : 0));
+    same("a line given back while it is open", "ENODEV", name_of(length < 0 ? errno : 0));
     close(fd);
 }
 
 static const char* ioctl_said(int fd, unsigned long request, void* argument) {
     return name_of(ioctl(fd, request, argument) < 0 ? errno : 0);
+}
+
+static const char* kind_of(const char* path) {
+    struct stat status = {0};
+
+    if (stat(path, &status) != 0) return name_of(errno);
+    if (S_ISCHR(status.st_mode)) return "of characters";
+    return S_ISREG(status.st_mode) ? "a file" : "another";
 }
 
 static void check_watchdog(void) {
@@ -285,35 +296,38 @@ static void check_watchdog(void) {
     int second;
     int fd = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
 
-    report("the watchdog opens", "good", NULL, NULL, name_of(fd < 0 ? errno : 0));
+    report("the watchdog's node", "of characters", "a file", no_nodes, kind_of("/dev/watchdog"));
+    same("the watchdog opens", "good", name_of(fd < 0 ? errno : 0));
     second = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
-    report("a second open of it", "EBUSY", NULL, NULL, name_of(second < 0 ? errno : 0));
-    report("WDIOC_SETTIMEOUT 30", "good", NULL, NULL, ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
+    same("a second open of it", "EBUSY", name_of(second < 0 ? errno : 0));
+    same("WDIOC_SETTIMEOUT 30", "good", ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
     seconds = 0;
-    report("WDIOC_GETTIMEOUT", "good", NULL, NULL, ioctl_said(fd, WDIOC_GETTIMEOUT, &seconds));
-    report("it is 30", "good", NULL, NULL, seconds == 30 ? "good" : "another");
+    same("WDIOC_GETTIMEOUT", "good", ioctl_said(fd, WDIOC_GETTIMEOUT, &seconds));
+    same("it is 30", "good", seconds == 30 ? "good" : "another");
     seconds = 0;
-    report("WDIOC_SETTIMEOUT 0", "EINVAL", NULL, NULL, ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
-    report("WDIOC_KEEPALIVE", "good", NULL, NULL, ioctl_said(fd, WDIOC_KEEPALIVE, &seconds));
-    report("WDIOC_KEEPALIVE without an argument", "good", NULL, NULL, ioctl_said(fd, WDIOC_KEEPALIVE, NULL));
-    report("WDIOC_SETTIMEOUT without an argument", "EFAULT", NULL, NULL, ioctl_said(fd, WDIOC_SETTIMEOUT, NULL));
-    report("an axis of the watchdog", "ENOTTY", NULL, NULL, ioctl_said(fd, EVIOCGABS(0), &(struct input_absinfo){0}));
+    same("WDIOC_SETTIMEOUT 0", "EINVAL", ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
+    same("WDIOC_KEEPALIVE", "good", ioctl_said(fd, WDIOC_KEEPALIVE, &seconds));
+    same("WDIOC_KEEPALIVE without an argument", "good", ioctl_said(fd, WDIOC_KEEPALIVE, NULL));
+    same("WDIOC_SETTIMEOUT without an argument", "EFAULT", ioctl_said(fd, WDIOC_SETTIMEOUT, NULL));
+    same("an axis of the watchdog", "ENOTTY", ioctl_said(fd, EVIOCGABS(0), &(struct input_absinfo){0}));
     seconds = -1;
-    report("WDIOC_SETTIMEOUT -1", "EINVAL", NULL, NULL, ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
-    report("WDIOC_GETTIMEOUT", "good", NULL, NULL, ioctl_said(fd, WDIOC_GETTIMEOUT, &seconds));
-    report("it is still 30", "good", NULL, NULL, seconds == 30 ? "good" : "another");
-    report("WDIOC_GETSTATUS", "good", NULL, NULL, ioctl_said(fd, WDIOC_GETSTATUS, &seconds));
-    report("WDIOC_GETSUPPORT", "good", NULL, NULL, ioctl_said(fd, WDIOC_GETSUPPORT, &info));
-    report("it can be fed, set and stopped", "good", NULL, NULL, (info.options & able) == able ? "good" : "another");
-    report("WDIOC_GETTEMP", "ENOTTY", NULL, NULL, ioctl_said(fd, WDIOC_GETTEMP, &seconds));
-    report("a seek", "ESPIPE", NULL, NULL, name_of(lseek(fd, 0, SEEK_SET) < 0 ? errno : 0));
-    report("a read", "EBADF", NULL, NULL, name_of(read(fd, &seconds, 1) < 0 ? errno : 0));
-    report("a write feeds it", "good", NULL, NULL, write(fd, "x", 1) == 1 ? "good" : name_of(errno));
-    report("the magic character", "good", NULL, NULL, write(fd, "V", 1) == 1 ? "good" : name_of(errno));
+    same("WDIOC_SETTIMEOUT -1", "EINVAL", ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
+    same("WDIOC_GETTIMEOUT", "good", ioctl_said(fd, WDIOC_GETTIMEOUT, &seconds));
+    same("it is still 30", "good", seconds == 30 ? "good" : "another");
+    same("WDIOC_GETSTATUS", "good", ioctl_said(fd, WDIOC_GETSTATUS, &seconds));
+    same("WDIOC_GETSUPPORT", "good", ioctl_said(fd, WDIOC_GETSUPPORT, &info));
+    same("it can be fed, set and stopped", "good", (info.options & able) == able ? "good" : "another");
+    seconds = WDIOS_ENABLECARD;
+    report("WDIOC_SETOPTIONS", "good", "EFAULT", wrong_way, ioctl_said(fd, WDIOC_SETOPTIONS, &seconds));
+    same("WDIOC_GETTEMP", "ENOTTY", ioctl_said(fd, WDIOC_GETTEMP, &seconds));
+    same("a seek", "ESPIPE", name_of(lseek(fd, 0, SEEK_SET) < 0 ? errno : 0));
+    same("a read", "EBADF", name_of(read(fd, &seconds, 1) < 0 ? errno : 0));
+    same("a write feeds it", "good", write(fd, "x", 1) == 1 ? "good" : name_of(errno));
+    same("the magic character", "good", write(fd, "V", 1) == 1 ? "good" : name_of(errno));
     close(fd);
     fd = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
-    report("it opens again", "good", NULL, NULL, name_of(fd < 0 ? errno : 0));
-    report("the magic character again", "good", NULL, NULL, write(fd, "V", 1) == 1 ? "good" : name_of(errno));
+    same("it opens again", "good", name_of(fd < 0 ? errno : 0));
+    same("the magic character again", "good", write(fd, "V", 1) == 1 ? "good" : name_of(errno));
     close(fd);
 }
 
@@ -329,30 +343,30 @@ static const char* read_events(int fd) {
 static void check_input(void) {
     int version = 0;
     struct input_absinfo axis;
-    int fd = open(on_board ? "/dev/input/event0" : "/dev/input/event2", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const char* node = on_board ? "/dev/input/event0" : "/dev/input/event2";
+    int fd = open(node, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 
-    report("the keys' node opens", "good", NULL, NULL, name_of(fd < 0 ? errno : 0));
-    report("EVIOCGVERSION", "good", NULL, NULL, ioctl_said(fd, EVIOCGVERSION, &version));
-    report("a read without an event", "good", NULL, NULL, read_events(fd));
-    report("a short read", "EINVAL", NULL, NULL, name_of(read(fd, &version, sizeof version) < 0 ? errno : 0));
-    report("a write to what was opened for reading", "EBADF", NULL, NULL, name_of(write(fd, "x", 1) < 0 ? errno : 0));
-    report("an axis of keys", "EINVAL", NULL, NULL, ioctl_said(fd, EVIOCGABS(0), &axis));
-    report("a watchdog's request", "EINVAL", NULL, NULL, ioctl_said(fd, WDIOC_KEEPALIVE, &axis));
+    report("the keys' node", "of characters", "a file", no_nodes, kind_of(node));
+    same("the keys' node opens", "good", name_of(fd < 0 ? errno : 0));
+    same("EVIOCGVERSION", "good", ioctl_said(fd, EVIOCGVERSION, &version));
+    same("a read without an event", "good", read_events(fd));
+    same("a short read", "EINVAL", name_of(read(fd, &version, sizeof version) < 0 ? errno : 0));
+    same("a write to what was opened for reading", "EBADF", name_of(write(fd, "x", 1) < 0 ? errno : 0));
+    same("an axis of keys", "EINVAL", ioctl_said(fd, EVIOCGABS(0), &axis));
+    same("a watchdog's request", "EINVAL", ioctl_said(fd, WDIOC_KEEPALIVE, &axis));
     close(fd);
 }
 
 int main(void) {
-    on_board = access("/sys/firmware/devicetree/base/mxc_pwm.1/compatible", F_OK) == 0;
-    if (!on_board && (access("/.vdev", F_OK) != 0 || access(LIGHT "/brightness", F_OK) != 0)) {
-        fputs("manners: neither the emulated board nor the virtual device\n", stderr);
-        return 2;
-    }
-    setvbuf(stdout, NULL, _IONBF, 0);
-    printf("velmor-board: interface the kernel's manners | (the list that the virtual device is held to)\n");
+    on_board = on_emulated_board();
+    begin_checks(on_board || (exists("/.vdev") && exists(LIGHT "/brightness")),
+                 "neither the emulated board nor the virtual device");
+
+    interface("the kernel's manners", "(the list that the virtual device is held to)");
     check_rows();
     check_descriptors();
     check_watchdog();
     check_input();
-    printf("1..%d\n", number);
-    return failed == 0 ? 0 : 1;
+
+    return end_checks();
 }
