@@ -2,6 +2,7 @@
 #include "support/recorder.h"
 
 #include <fcntl.h>
+#include <linux/audit.h>
 #include <linux/reboot.h>
 #include <sys/mman.h>
 #include <sys/ptrace.h>
@@ -10,15 +11,22 @@
 #include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <system_error>
 #include <utility>
+
+#if defined(__x86_64__) || defined(__i386__)
+#define VELMOR_RECORDS_HERE 1
+#endif
 
 namespace testing_support {
 
@@ -47,7 +55,7 @@ public:
         if (pid_ < 0) give_up("fork");
         if (pid_ != 0) return;
         dup2(error_output_, STDERR_FILENO);
-#if defined(__x86_64__)
+#ifdef VELMOR_RECORDS_HERE
         if (traced) {
             ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
             raise(SIGSTOP);
@@ -116,7 +124,30 @@ Recorder& Recorder::answer(const std::string& act, long result, int nth) {
     return *this;
 }
 
+#ifdef VELMOR_RECORDS_HERE
+
+namespace {
+
 #if defined(__x86_64__)
+constexpr std::uint32_t architecture = AUDIT_ARCH_X86_64;
+constexpr auto call_number = &user_regs_struct::orig_rax;
+constexpr auto call_result = &user_regs_struct::rax;
+using Register = unsigned long long;
+#else
+constexpr std::uint32_t architecture = AUDIT_ARCH_I386;
+constexpr auto call_number = &user_regs_struct::orig_eax;
+constexpr auto call_result = &user_regs_struct::eax;
+using Register = long;
+#endif
+
+void set_register(pid_t pid, Register user_regs_struct::*which, long value) {
+    user_regs_struct registers = {};
+    if (ptrace(PTRACE_GETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_GETREGS");
+    registers.*which = static_cast<Register>(value);
+    if (ptrace(PTRACE_SETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_SETREGS");
+}
+
+}  // namespace
 
 /** The parent's side: follows one child and what it starts, system call by system call. */
 class Tracer {
@@ -175,7 +206,10 @@ private:
     void entry(pid_t pid, const __ptrace_syscall_info& info) {
         Pending& pending = pending_[pid];
         pending = Pending();
-        const auto* args = info.entry.args;
+        // What a 32-bit program starts may be a 64-bit one, whose calls have other numbers.
+        if (info.arch != architecture) return;
+        std::array<unsigned long, 6> args = {};
+        std::copy(std::begin(info.entry.args), std::end(info.entry.args), args.begin());
         const auto fd = static_cast<int>(args[0]);
         switch (info.entry.nr) {
             case SYS_open: opening(pid, pending, args[0], args[1]); break;
@@ -212,7 +246,7 @@ private:
         }
         if (pending.act.empty()) return;
         intervene(pending);
-        if (pending.intervened) skip_call(pid);
+        if (pending.intervened) set_register(pid, call_number, -1);  // no such call
     }
 
     void exit(pid_t pid, long long result) {
@@ -221,7 +255,7 @@ private:
         Pending& pending = found->second;
         if (pending.intervened) {
             result = pending.result;
-            set_result(pid, pending.result);
+            set_register(pid, call_result, pending.result);
         }
         std::string act = pending.act + pending.bytes;
         if (result < 0) act += std::string(" = ") + strerrorname_np(static_cast<int>(-result));
@@ -267,20 +301,6 @@ private:
             if (path.starts_with(prefix)) return path != "/dev/null";
         }
         return false;
-    }
-
-    static void skip_call(pid_t pid) {
-        user_regs_struct registers = {};
-        if (ptrace(PTRACE_GETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_GETREGS");
-        registers.orig_rax = static_cast<unsigned long long>(-1);
-        if (ptrace(PTRACE_SETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_SETREGS");
-    }
-
-    static void set_result(pid_t pid, long result) {
-        user_regs_struct registers = {};
-        if (ptrace(PTRACE_GETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_GETREGS");
-        registers.rax = static_cast<unsigned long long>(result);
-        if (ptrace(PTRACE_SETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_SETREGS");
     }
 
     static std::string memory(pid_t pid, unsigned long address, std::size_t length) {

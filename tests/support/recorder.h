@@ -20,7 +20,7 @@ struct Outcome {
 /**
  * Runs a piece of code in a child process of its own and records, in order, what reaches the kernel: every act on a
  * file below the watched paths, of the child and of what it starts. Acts can be made to fail, or be answered without
- * the kernel. x86-64 only (see available()).
+ * the kernel. x86 only, of 64 and of 32 bits (see available()).
  *
  * An act reads "open PATH r", "open PATH w", "open PATH rw" (followed by " = ENOENT" or the like where it failed, as
  * every act), "read PATH", "write PATH <bytes>", "ioctl PATH 0x<request>", "close PATH", "exec PATH", "sync" and
@@ -29,7 +29,7 @@ struct Outcome {
  */
 class Recorder {
 public:
-    /** False where the machine cannot record (not x86-64, or run by an emulator). */
+    /** False where the machine cannot record (not x86, or run by an emulator). */
     static bool available();
 
     /** Watch the files below these, in place of the device's: /sys/ /proc/platform/ /etc/fs_version /dev/ /sbin/. */
@@ -55,11 +55,11 @@ private:
     friend class Tracer;
 };
 
-/** Begins a test of recorded acts. The acts do not depend on the processor: they are asserted on x86-64, in CI always.
+/** Begins a test of recorded acts. The acts do not depend on the processor: they are asserted on x86, in CI always.
  */
 #define VELMOR_NEEDS_RECORDER()                  \
     if (!testing_support::Recorder::available()) \
-    GTEST_SKIP() << "system calls are recorded on x86-64 only: run this test in a native build there"
+    GTEST_SKIP() << "system calls are recorded on x86 only: run this test in a native build there"
 
 /** The same without recording, where only result, errno and standard error matter. Works everywhere. */
 Outcome run_apart(const std::function<int()>& code);

@@ -50,7 +50,8 @@ constexpr int refused = 99;
 
 TEST(RealRestartCall, EndsANameSpaceOfItsOwn) {
     // qemu-arm does not create namespaces.
-    if (!Recorder::available()) GTEST_SKIP() << "namespaces are made on x86-64 only";
+    if (!Recorder::available())
+        GTEST_SKIP() << "an emulated program makes no namespaces: run this test in a native build";
     const std::string user = name_space("user");
     const std::string pid = name_space("pid");
     // As fork() with new namespaces; unshare() is refused to a process with threads.
