@@ -10,7 +10,7 @@
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "support/recorder.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using families::hardware;

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "support/files.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 /** A context without an owner. The library's own class is opaque here; its virtual table is as this one's. */

@@ -13,7 +13,8 @@
 #include "families/calls.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
-#include "system/scenario.h"
+#include "support/null_calls.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using families::calls;
@@ -21,20 +22,18 @@ using families::hardware;
 using families::Kind;
 using families::output_of;
 using testing_support::answer;
+using testing_support::failed;
 using testing_support::joined;
+using testing_support::not_supported;
+using testing_support::null_calls;
+using testing_support::NullCall;
 using testing_support::Out;
 using testing_support::play;
 using testing_support::Played;
 using testing_support::Scenario;
+using testing_support::stream_failure;
 
 namespace {
-
-constexpr char not_supported[] = "Operation not supported";
-constexpr char stream_failure[] = "basic_ios::clear: iostream error";
-
-std::string failed(const std::string& name, const std::string& cause) {
-    return name + " failed: " + cause + "\n";
-}
 
 struct Value {
     std::string name;
@@ -415,74 +414,17 @@ TEST(Power, RebootRunsTheProgramThatRestartsTheUnit) {
 
 // ---- Bad input, and drivers that refuse ----------------------------------------------------------------------------
 
-struct NullRow {
-    std::string function;
-    int (*call)();
-};
-
-class NullPointer : public testing::TestWithParam<NullRow> {};
+class NullPointer : public testing::TestWithParam<NullCall> {};
 
 TEST_P(NullPointer, IsInvalidAndPrintsNothing) {
-    families::proves(GetParam().function.substr(0, GetParam().function.find("__")), Kind::bad_input);
+    families::proves(GetParam().function, Kind::bad_input);
     const Played played = play(telling(GetParam().call));
     EXPECT_EQ(played.told, "-22 errno 22");
     EXPECT_EQ(played.error_text, "");
 }
 
-mrfi_enum_ctx* some_context() {
-    static int memory = 0;
-    return reinterpret_cast<mrfi_enum_ctx*>(&memory);
-}
-
-mrfi_connection_t some_connection;
-mrfi_device_t some_device;
-uint32_t some_number;
-
-INSTANTIATE_TEST_SUITE_P(
-    Functions, NullPointer,
-    testing::Values(
-        NullRow{"backlight_get", [] { return backlight_get(1, nullptr); }},
-        NullRow{"display_get", [] { return display_get(1, nullptr); }},
-        NullRow{"led_color_set", [] { return led_color_set(0, nullptr); }},
-        NullRow{"led_color_get", [] { return led_color_get(0, nullptr); }},
-        NullRow{"io_get", [] { return io_get(2, nullptr); }},
-        NullRow{"io_config_set", [] { return io_config_set(0, nullptr); }},
-        NullRow{"io_config_get", [] { return io_config_get(0, nullptr); }},
-        NullRow{"thermal_state_get", [] { return thermal_state_get(1, nullptr); }},
-        NullRow{"wifi_present", [] { return wifi_present(nullptr); }},
-        NullRow{"wifi_info_get", [] { return wifi_info_get(nullptr); }},
-        NullRow{"bluetooth_present", [] { return bluetooth_present(nullptr); }},
-        NullRow{"bluetooth_info_get", [] { return bluetooth_info_get(nullptr); }},
-        NullRow{"platform_info_get", [] { return platform_info_get(nullptr, 96); }},
-        NullRow{"platform_uid_get", [] { return platform_uid_get(nullptr); }},
-        NullRow{"platform_oemid_get", [] { return platform_oemid_get(nullptr); }},
-        NullRow{"platform_mid_get", [] { return platform_mid_get(nullptr); }},
-        NullRow{"platform_can_manuf_code_get", [] { return platform_can_manuf_code_get(nullptr); }},
-        NullRow{"platform_can_unique_num_get", [] { return platform_can_unique_num_get(nullptr); }},
-        NullRow{"mrfi_rssi_get", [] { return mrfi_rssi_get(0, nullptr); }},
-        NullRow{"mrfi_type_get", [] { return mrfi_type_get(0, nullptr); }},
-        NullRow{"mrfi_address_get", [] { return mrfi_address_get(0, nullptr); }},
-        NullRow{"mrfi_autolink_get", [] { return mrfi_autolink_get(0, nullptr); }},
-        NullRow{"mrfi_link", [] { return mrfi_link(0, nullptr); }},
-        NullRow{"mrfi_unlink", [] { return mrfi_unlink(0, nullptr); }},
-        NullRow{"mrfi_connection_list_open", [] { return mrfi_connection_list_open(0, nullptr); }},
-        NullRow{"mrfi_connection_list_read__context",
-                [] { return mrfi_connection_list_read(nullptr, &some_connection); }},
-        NullRow{"mrfi_connection_list_read__entry", [] { return mrfi_connection_list_read(some_context(), nullptr); }},
-        NullRow{"mrfi_connection_list_close", [] { return mrfi_connection_list_close(nullptr); }},
-        NullRow{"mrfi_device_list_open", [] { return mrfi_device_list_open(0, nullptr); }},
-        NullRow{"mrfi_device_list_read__context", [] { return mrfi_device_list_read(nullptr, &some_device); }},
-        NullRow{"mrfi_device_list_read__entry", [] { return mrfi_device_list_read(some_context(), nullptr); }},
-        NullRow{"mrfi_device_list_close", [] { return mrfi_device_list_close(nullptr); }},
-        NullRow{"mrfi_class_get__address", [] { return mrfi_class_get(nullptr, &some_number); }},
-        NullRow{"mrfi_class_get__class", [] { return mrfi_class_get(&known_peer, nullptr); }},
-        NullRow{"attitude_get", [] { return attitude_get(nullptr); }},
-        NullRow{"car_motion_get", [] { return car_motion_get(nullptr); }},
-        NullRow{"serial_device_info_get", [] { return serial_device_info_get(0, nullptr); }},
-        NullRow{"serial_alt_func_has", [] { return serial_alt_func_has(0, 0, nullptr); }},
-        NullRow{"gps_info_get", [] { return gps_info_get(nullptr); }},
-        NullRow{"es_present", [] { return es_present(nullptr); }}),
-    [](const auto& instance) { return instance.param.function; });
+INSTANTIATE_TEST_SUITE_P(Functions, NullPointer, testing::ValuesIn(null_calls()),
+                         [](const auto& instance) { return instance.param.name(); });
 
 std::vector<Row> bad_rows() {
     const std::string no_direction = "GPIO direction not valid";

@@ -12,7 +12,7 @@
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "support/recorder.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 
 using families::calls;
 using families::hardware;

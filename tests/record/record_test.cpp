@@ -16,7 +16,7 @@
 #include "families/virtual_device.h"
 #include "record/trace.h"
 #include "support/files.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using families::calls;

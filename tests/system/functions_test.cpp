@@ -16,8 +16,9 @@
 #include <vector>
 
 #include "support/files.h"
+#include "support/null_calls.h"
 #include "support/recorder.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "system/stand_in_ioctl.h"
 #include "velmor.h"
 
@@ -36,7 +37,11 @@ using testing::IsEmpty;
 using testing_support::answer;
 using testing_support::content;
 using testing_support::exists;
+using testing_support::failed;
 using testing_support::joined;
+using testing_support::not_supported;
+using testing_support::null_calls;
+using testing_support::NullCall;
 using testing_support::Out;
 using testing_support::play;
 using testing_support::Played;
@@ -45,11 +50,9 @@ using testing_support::Recorder;
 using testing_support::reset_device;
 using testing_support::Scenario;
 using testing_support::StandInIoctl;
+using testing_support::stream_failure;
 
 namespace {
-
-constexpr char stream_failure[] = "basic_ios::clear: iostream error";
-constexpr char not_supported[] = "Operation not supported";
 
 constexpr char brightness[] = "/sys/class/backlight/pwm-backlight.0/brightness";
 constexpr char blank[] = "/sys/class/graphics/fb0/blank";
@@ -60,10 +63,6 @@ constexpr char gps_enable[] = "/sys/devices/platform/gps.0/enable";
 constexpr char echosounder_reset[] = "/sys/devices/platform/echosounder.0/reset";
 constexpr char power_state[] = "/sys/power/state";
 constexpr char watchdog_node[] = "/dev/watchdog";
-
-std::string failed(const std::string& name, const std::string& cause) {
-    return name + " failed: " + cause + "\n";
-}
 
 /** Starts the board with a call that touches nothing else. */
 void start_board() {
@@ -416,11 +415,6 @@ TEST(HardwareTable, CanNumberComesFromTheSerialNumberWhereTheTableSaysZero) {
 
 // ---- Null pointers -------------------------------------------------------------------------------------------------
 
-struct NullCall {
-    std::string name;
-    int (*call)();
-};
-
 class NullPointer : public testing::TestWithParam<NullCall> {
 protected:
     static void expect_invalid(const Played& played) {
@@ -452,64 +446,8 @@ TEST_P(NullPointer, DoesNotStartTheBoard) {
     EXPECT_THAT(played.acts, IsEmpty());
 }
 
-/** The address of a context for the calls that must not look at it. */
-mrfi_enum_ctx* some_context() {
-    static int memory = 0;
-    return reinterpret_cast<mrfi_enum_ctx*>(&memory);
-}
-
-mrfi_connection_t some_connection;
-mrfi_device_t some_device;
-uint32_t some_number;
-
-INSTANTIATE_TEST_SUITE_P(
-    Functions, NullPointer,
-    testing::Values(
-        NullCall{"backlight_get", [] { return backlight_get(0, nullptr); }},
-        NullCall{"display_get", [] { return display_get(0, nullptr); }},
-        NullCall{"led_color_set", [] { return led_color_set(0, nullptr); }},
-        NullCall{"led_color_get", [] { return led_color_get(0, nullptr); }},
-        NullCall{"io_get", [] { return io_get(0, nullptr); }},
-        NullCall{"io_config_set", [] { return io_config_set(0, nullptr); }},
-        NullCall{"io_config_get", [] { return io_config_get(0, nullptr); }},
-        NullCall{"thermal_state_get", [] { return thermal_state_get(0, nullptr); }},
-        NullCall{"wifi_present", [] { return wifi_present(nullptr); }},
-        NullCall{"wifi_info_get", [] { return wifi_info_get(nullptr); }},
-        NullCall{"bluetooth_present", [] { return bluetooth_present(nullptr); }},
-        NullCall{"bluetooth_info_get", [] { return bluetooth_info_get(nullptr); }},
-        NullCall{"platform_info_get", [] { return platform_info_get(nullptr, 96); }},
-        NullCall{"platform_uid_get", [] { return platform_uid_get(nullptr); }},
-        NullCall{"platform_oemid_get", [] { return platform_oemid_get(nullptr); }},
-        NullCall{"platform_mid_get", [] { return platform_mid_get(nullptr); }},
-        NullCall{"platform_can_manuf_code_get", [] { return platform_can_manuf_code_get(nullptr); }},
-        NullCall{"platform_can_unique_num_get", [] { return platform_can_unique_num_get(nullptr); }},
-        NullCall{"mrfi_rssi_get", [] { return mrfi_rssi_get(0, nullptr); }},
-        NullCall{"mrfi_type_get", [] { return mrfi_type_get(0, nullptr); }},
-        NullCall{"mrfi_address_get", [] { return mrfi_address_get(0, nullptr); }},
-        NullCall{"mrfi_autolink_get", [] { return mrfi_autolink_get(0, nullptr); }},
-        NullCall{"mrfi_link", [] { return mrfi_link(0, nullptr); }},
-        NullCall{"mrfi_unlink", [] { return mrfi_unlink(0, nullptr); }},
-        NullCall{"mrfi_connection_list_open", [] { return mrfi_connection_list_open(0, nullptr); }},
-        NullCall{"mrfi_connection_list_read_context",
-                 [] { return mrfi_connection_list_read(nullptr, &some_connection); }},
-        NullCall{"mrfi_connection_list_read_entry", [] { return mrfi_connection_list_read(some_context(), nullptr); }},
-        NullCall{"mrfi_connection_list_read_both", [] { return mrfi_connection_list_read(nullptr, nullptr); }},
-        NullCall{"mrfi_connection_list_close", [] { return mrfi_connection_list_close(nullptr); }},
-        NullCall{"mrfi_device_list_open", [] { return mrfi_device_list_open(0, nullptr); }},
-        NullCall{"mrfi_device_list_read_context", [] { return mrfi_device_list_read(nullptr, &some_device); }},
-        NullCall{"mrfi_device_list_read_entry", [] { return mrfi_device_list_read(some_context(), nullptr); }},
-        NullCall{"mrfi_device_list_read_both", [] { return mrfi_device_list_read(nullptr, nullptr); }},
-        NullCall{"mrfi_device_list_close", [] { return mrfi_device_list_close(nullptr); }},
-        NullCall{"mrfi_class_get_address", [] { return mrfi_class_get(nullptr, &some_number); }},
-        NullCall{"mrfi_class_get_class", [] { return mrfi_class_get(&some_address, nullptr); }},
-        NullCall{"mrfi_class_get_both", [] { return mrfi_class_get(nullptr, nullptr); }},
-        NullCall{"attitude_get", [] { return attitude_get(nullptr); }},
-        NullCall{"car_motion_get", [] { return car_motion_get(nullptr); }},
-        NullCall{"serial_device_info_get", [] { return serial_device_info_get(0, nullptr); }},
-        NullCall{"serial_alt_func_has", [] { return serial_alt_func_has(0, 0, nullptr); }},
-        NullCall{"gps_info_get", [] { return gps_info_get(nullptr); }},
-        NullCall{"es_present", [] { return es_present(nullptr); }}),
-    [](const auto& instance) { return instance.param.name; });
+INSTANTIATE_TEST_SUITE_P(Functions, NullPointer, testing::ValuesIn(null_calls()),
+                         [](const auto& instance) { return instance.param.name(); });
 
 // ---- Files that fail -----------------------------------------------------------------------------------------------
 

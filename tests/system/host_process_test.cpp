@@ -25,10 +25,10 @@
 #include <thread>
 #include <vector>
 
+#include "support/fifo.h"
 #include "support/files.h"
 #include "support/recorder.h"
-#include "system/fifo.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using testing::AnyOf;

@@ -20,16 +20,17 @@
 #include <string>
 #include <vector>
 
+#include "support/fifo.h"
 #include "support/files.h"
 #include "support/recorder.h"
-#include "system/fifo.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using testing::ElementsAre;
 using testing_support::answer;
 using testing_support::content;
 using testing_support::exists;
+using testing_support::failed;
 using testing_support::no_longer_than;
 using testing_support::play;
 using testing_support::Played;
@@ -54,10 +55,6 @@ void put_program(const std::string& path, const std::string& commands) {
 
 std::string reboot() {
     return answer([] { return power_reboot(); });
-}
-
-std::string failed(const std::string& function, const std::string& cause) {
-    return function + " failed: " + cause + "\n";
 }
 
 class PowerFunctions : public testing::Test {

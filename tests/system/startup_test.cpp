@@ -17,10 +17,10 @@
 #include <thread>
 #include <vector>
 
+#include "support/fifo.h"
 #include "support/files.h"
 #include "support/recorder.h"
-#include "system/fifo.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using testing::ElementsAre;
@@ -36,6 +36,7 @@ using testing_support::Played;
 using testing_support::put;
 using testing_support::Recorder;
 using testing_support::reset_device;
+using testing_support::stream_failure;
 using testing_support::wait_until;
 
 namespace {
@@ -46,8 +47,6 @@ constexpr char period[] = "/sys/devices/platform/mxc_pwm.1/period";
 constexpr char duty[] = "/sys/devices/platform/mxc_pwm.1/duty";
 constexpr char table[] = "/proc/platform/pht";
 constexpr char table_version[] = "/proc/platform/pht_version";
-
-constexpr char stream_failure[] = "basic_ios::clear: iostream error";
 
 std::string lines_of_failed_start(const std::string& cause, const std::string& function) {
     return "cannot set board resources: " + cause + "\n" + function + " failed: cannot initialize board data\n";

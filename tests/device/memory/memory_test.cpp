@@ -17,7 +17,7 @@
 #include "lighting/backlight_sysfs.h"
 #include "platform/platform.h"
 #include "support/files.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using testing::AnyOf;

@@ -14,14 +14,15 @@
 #include "sensors/antenna.h"
 #include "sensors/attitude.h"
 #include "sensors/car_motion.h"
+#include "support/fifo.h"
 #include "support/files.h"
-#include "system/fifo.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using testing_support::answer;
 using testing_support::content;
 using testing_support::exists;
+using testing_support::failed;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::Out;
@@ -30,6 +31,7 @@ using testing_support::Played;
 using testing_support::put;
 using testing_support::reset_device;
 using testing_support::Scenario;
+using testing_support::stream_failure;
 using namespace Velmor;
 
 namespace fs = std::filesystem;
@@ -38,15 +40,10 @@ namespace {
 
 using type = Resource::type;
 
-constexpr char stream_failure[] = "basic_ios::clear: iostream error";
 constexpr char no_space[] = "-1 errno 28";  // what "/dev/full" answers to a write
 
 constexpr char gpio_class[] = "/sys/class/gpio";
 constexpr char radio[] = "/sys/devices/platform/radio.0";
-
-std::string failed(const std::string& function, const std::string& cause) {
-    return function + " failed: " + cause + "\n";
-}
 
 /** An attribute whose driver refuses what is written to it. */
 void put_refusing(const std::string& path) {

@@ -36,10 +36,10 @@
 #include "serial/serial_alt_func.h"
 #include "serial/serial_device.h"
 #include "serial/serial_mux.h"
+#include "support/fifo.h"
 #include "support/files.h"
 #include "support/recorder.h"
-#include "system/fifo.h"
-#include "system/scenario.h"
+#include "support/scenario.h"
 #include "velmor.h"
 
 using testing_support::answer;

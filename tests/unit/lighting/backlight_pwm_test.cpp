@@ -11,8 +11,8 @@
 
 #include "support/files.h"
 #include "support/recorder.h"
+#include "support/scenario.h"
 #include "support/thrown.h"
-#include "system/scenario.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

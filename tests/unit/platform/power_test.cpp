@@ -16,8 +16,8 @@
 
 #include "access/cancellation.h"
 #include "support/files.h"
+#include "support/scenario.h"
 #include "support/thrown.h"
-#include "system/scenario.h"
 
 namespace fs = std::filesystem;
 using testing::StartsWith;

@@ -153,6 +153,15 @@ std::string answer(Function function, const Outs&... outs) {
     return text;
 }
 
+/** What a failed call prints. */
+inline std::string failed(const std::string& function, const std::string& cause) {
+    return function + " failed: " + cause + "\n";
+}
+
+/** The causes of a file that fails and of a resource that is missing. */
+inline constexpr char stream_failure[] = "basic_ios::clear: iostream error";
+inline constexpr char not_supported[] = "Operation not supported";
+
 /** Answers in the order of the calls: in a braced list calls are made in order, between operators they are not. */
 inline std::string joined(std::initializer_list<std::string> answers) {
     std::string text;

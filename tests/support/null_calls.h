@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+/** A call with a null pointer: of this function, in place of this argument where it has several. */
+struct NullCall {
+    std::string function;
+    std::string argument;
+    int (*call)();
+
+    std::string name() const { return argument.empty() ? function : function + "_" + argument; }
+};
+
+/** Every pointer of the 51 functions. */
+std::vector<NullCall> null_calls();
+
+}  // namespace testing_support
