@@ -478,6 +478,10 @@ TEST_F(HostProcess, ChildOfAStartedParentGoesOnCalling) {
 }
 
 TEST_F(HostProcess, ChildrenForkedAmongCallingThreadsCanCall) {
+#if defined(__arm__) && defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP()
+        << "under qemu-arm the address sanitizer's own locks stay locked in such children: run this in another build";
+#endif
     const Played played = play([] {
         no_longer_than(60);
         ask_es();
