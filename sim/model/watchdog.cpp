@@ -75,8 +75,7 @@ public:
             case number_of(WDIOC_KEEPALIVE): feed(); return 0;
             case number_of(WDIOC_SETTIMEOUT): return set_timeout(in, room, out);
             case number_of(WDIOC_GETTIMEOUT): return give(timeout_, room, out);
-            case number_of(WDIOC_GETTIMELEFT):
-                return give(std::chrono::duration_cast<seconds>(left()).count(), room, out);
+            case number_of(WDIOC_GETTIMELEFT): return -EOPNOTSUPP;
             default: return -ENOTTY;
         }
     }
@@ -186,8 +185,6 @@ void show_class_device(Model& model, Watchdog& watchdog, const std::string& path
     model.tree.add<TextAttribute>(device, "nowayout", mode_t{0444}, "0");
     add("state", [&] { return std::string(watchdog.running() ? "active\n" : "inactive\n"); });
     add("timeout", [&] { return std::to_string(watchdog.timeout()) + "\n"; });
-    add("timeleft",
-        [&] { return std::to_string(std::chrono::duration_cast<seconds>(watchdog.left()).count()) + "\n"; });
 }
 
 std::string seconds_text(milliseconds time) {
@@ -198,10 +195,11 @@ std::string seconds_text(milliseconds time) {
 }  // namespace
 
 void make_watchdog(Model& model, const std::string& name, Settings& settings) {
-    constexpr std::int64_t day = 86400;
+    // What a kernel can count in milliseconds; beyond the hardware's own 128 s it feeds by itself.
+    constexpr std::int64_t most = 4294967;
     const auto path = device_path(settings);
-    const auto lowest = settings.number("shortest", 1, day, 1);
-    const auto highest = settings.number("longest", lowest, day, 128);
+    const auto lowest = settings.number("shortest", 1, most, 1);
+    const auto highest = settings.number("longest", lowest, most, most);
     auto& watchdog =
         model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest, highest), lowest, highest);
     watchdog.meaning = "watchdog";

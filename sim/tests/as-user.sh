@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
-# as-user.sh SIM ACT TEST [ARGUMENT...]: root runs another test as an ordinary user, with copies that this user can
+# as-user.sh SIM ACT TEST [ARGUMENT...]: run another test as an ordinary user: root as user 65534, with copies that this user can
 # read and, where the machine's /dev/fuse is root's alone, an open node in a private /dev. The machine's stays as it is.
 set -eu
 sim=$1 act=$2 test=$3
@@ -11,7 +11,7 @@ skip() {
     echo "skipped: $1"
     exit 77
 }
-[ "$(id -u)" = 0 ] || skip "an ordinary user runs this already: sim.$test itself is it"
+[ "$(id -u)" = 0 ] || exec bash "$here/$test.sh" "$sim" "$act" "$@"
 command -v setpriv >/dev/null || skip "no setpriv"
 unshare -m true 2>/dev/null || skip "this root may make no mount namespace, for a private /dev/fuse"
 [ -c /dev/fuse ] || skip "no /dev/fuse"

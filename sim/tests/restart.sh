@@ -11,7 +11,7 @@ expect "a power-off" 122 'velmor-sim: the unit goes off: power-off call' "$sim" 
 expect "an unknown command" 5 '-1 EINVAL' "$sim" run -- "$act" restart 0x1111 ""
 expect "a restart that is made to fail" 5 '-1 EPERM' "$sim" run --fault restart:call:EPERM -- "$act" restart 0xA1B2C3D4 wdt
 expect "the restart program" 121 "velmor-sim: the unit restarts: /sbin/reboot" "$sim" run -- /sbin/reboot
-expect "under its other name" 121 "velmor-sim: the unit restarts: /sbin/reboot" "$sim" run -- sh -c 'exec reboot'
+expect "under its other name" 121 "velmor-sim: the unit restarts: /sbin/reboot" "$sim" run -- sh -c 'PATH=$PATH:/sbin exec reboot'
 expect "the power-off program" 122 "velmor-sim: the unit goes off: /sbin/poweroff" "$sim" run -- /sbin/poweroff
 expect "a restart program that fails" 3 "" "$sim" run --set reboot.exit=3 -- /sbin/reboot
 expect "a restart program that cannot be run" 126 "velmor-sim: /sbin/reboot: Permission denied" \

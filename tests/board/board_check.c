@@ -7,8 +7,6 @@
  * It arms the watchdog and suspends the machine: for that board only.
  */
 
-#define _GNU_SOURCE
-
 #include "check.h"
 
 #include <sched.h>
@@ -42,7 +40,7 @@ static void backlight_range(void) {
     }
     put(BACKLIGHT "/brightness", "3");
     check_text("max_brightness is overstated", "100", text_of(BACKLIGHT "/max_brightness"));
-    REFUSED(-1, "backlight_set failed: ", backlight_set(0, 255));
+    REFUSED(-1, "backlight_set failed: basic_ios::clear: iostream error\n", backlight_set(0, 255));
     check_text("the driver kept its brightness", "3", text_of(BACKLIGHT "/brightness"));
 }
 
@@ -91,67 +89,45 @@ static void check_display(void) {
     long lit = strtol(text_of(clock_users), NULL, 10);
 
     ACCEPTED(display_set(0, 0));
-    if (exists(clock_users))
-        check_number("the pixel clock is off", lit - 1, strtol(text_of(clock_users), NULL, 10));
-    else
-        skip("the pixel clock is off", "no clock tree in debugfs");
+    check_number("the pixel clock is off", lit - 1, strtol(text_of(clock_users), NULL, 10));
     ACCEPTED(display_set(0, 1));
-    if (exists(clock_users))
-        check_number("the pixel clock is on", lit, strtol(text_of(clock_users), NULL, 10));
-    else
-        skip("the pixel clock is on", "no clock tree in debugfs");
+    check_number("the pixel clock is on", lit, strtol(text_of(clock_users), NULL, 10));
 
     /* This kernel's blank attribute reads as empty: no state can be had. */
     check_text("blank reads as empty", "", text_of("/sys/class/graphics/fb0/blank"));
-    REFUSED(-1, "display_get failed: ", display_get(0, &on));
-}
-
-static void check_timeleft(void) {
-    const char* what = "the watchdog has 1 to 30 s left";
-    const char* path = WATCHDOG "/timeleft";
-    const char* text;
-    long left;
-
-    if (!exists(path)) {
-        skip(what, "this driver does not tell");
-        return;
-    }
-    text = text_of(path);
-    left = strtol(text, NULL, 10);
-    check(left >= 1 && left <= 30, what, text);
+    REFUSED(-1, "display_get failed: basic_ios::clear: iostream error\n", display_get(0, &on));
 }
 
 /* HAZARD: an error between enable and disable resets the board. */
 static void check_watchdog(void) {
-    const char* what = "watchdog attributes";
-    bool attributes = exists(WATCHDOG "/state");
+    double disarmed;
+    char text[text_size];
 
     REFUSED(-22, "watchdog_refresh failed: Invalid argument\n", watchdog_refresh());
     REFUSED(-22, "watchdog_enable failed: Invalid argument\n", watchdog_enable(-1));
-    if (attributes) check_text("the watchdog is not armed", "inactive", text_of(WATCHDOG "/state"));
+    check_file("the watchdog is not armed", "inactive", WATCHDOG "/state");
 
     ACCEPTED(watchdog_enable(30));
-    if (attributes) {
-        check_text("the watchdog is armed", "active", text_of(WATCHDOG "/state"));
-        check_text("its timeout is 30 s", "30", text_of(WATCHDOG "/timeout"));
-        check_timeleft();
-    }
+    check_file("the watchdog is armed", "active", WATCHDOG "/state");
+    check_file("its timeout is 30 s", "30", WATCHDOG "/timeout");
     ACCEPTED(watchdog_refresh());
     ACCEPTED(watchdog_enable(20));
-    if (attributes) {
-        check_text("the watchdog is armed again", "active", text_of(WATCHDOG "/state"));
-        check_text("its timeout is 20 s", "20", text_of(WATCHDOG "/timeout"));
-    }
+    check_file("the watchdog is armed again", "active", WATCHDOG "/state");
+    check_file("its timeout is 20 s", "20", WATCHDOG "/timeout");
+
+    /* HAZARD of the library's header: a timeout that the driver refuses leaves the watchdog armed. */
+    REFUSED(-22, "watchdog_enable failed: Invalid argument\n", watchdog_enable(0));
+    check_file("it is still armed", "active", WATCHDOG "/state");
+
     /* Short, so that the wait below outlasts it. */
     ACCEPTED(watchdog_enable(3));
     ACCEPTED(watchdog_disable());
-    if (attributes)
-        check_text("the watchdog is disarmed", "inactive", text_of(WATCHDOG "/state"));
-    else
-        skip(what, "this kernel has none");
+    check_file("the watchdog is disarmed", "inactive", WATCHDOG "/state");
     REFUSED(-22, "watchdog_disable failed: Invalid argument\n", watchdog_disable());
+    disarmed = now();
     sleep(5);
-    check(true, "the board outlived the disarmed watchdog", "");
+    snprintf(text, sizeof text, "%.1f s", now() - disarmed);
+    check(now() - disarmed >= 5, "the board outlived the disarmed watchdog", text);
 }
 
 /*
@@ -164,7 +140,7 @@ static void check_suspend(void) {
     char text[text_size];
 
     if (!put("/sys/power/pm_test", "devices") || strstr(text_of("/sys/power/pm_test"), "[devices]") == NULL) {
-        skip("power_suspend() is 0", "this kernel cannot test suspend");
+        check(false, "this kernel can test suspend", text_of("/sys/power/pm_test"));
         return;
     }
     succeeded = strtol(text_of(SUSPEND_STATS "/success"), NULL, 10);
@@ -192,14 +168,15 @@ static void check_wake(void) {
     char text[text_size];
 
     if (strstr(text_of("/sys/power/mem_sleep"), "[s2idle]") == NULL) {
-        skip("power_suspend() sleeps", "this kernel cannot wake from its deep sleep");
+        check(false, "this kernel sleeps lightly", text_of("/sys/power/mem_sleep"));
         return;
     }
     printf("velmor-board: asleep\n");
     ACCEPTED(power_suspend());
     printf("velmor-board: awake\n");
     snprintf(text, sizeof text, "%.1f s", now() - start);
-    check(now() - start >= 1, "it returned when the power key was pressed", text);
+    /* The key is pressed 3 s after the line above, or later. */
+    check(now() - start >= 2, "it returned when the power key was pressed", text);
     check_number("the kernel counts one more suspend", succeeded + 1,
                  strtol(text_of(SUSPEND_STATS "/success"), NULL, 10));
 }
@@ -223,8 +200,10 @@ static void check_pwm(void) {
 static void check_attribute(int io, const char* path) {
     io_value_t value = -1;
 
+    ACCEPTED(io_set(io, 0));
+    check_file("the attribute is off", "0", path);
     ACCEPTED(io_set(io, 1));
-    check_file("the attribute has it", "1", path);
+    check_file("the attribute is on", "1", path);
     ACCEPTED(io_get(io, &value));
     check_number("it reads the same level", 1, value);
 }
@@ -270,7 +249,7 @@ static void check_absent(void) {
 
     REFUSED(-95, "attitude_get failed: Operation not supported\n", attitude_get(&attitude));
     REFUSED(-95, "serial_alt_func_has failed: Operation not supported\n", serial_alt_func_has(0, 0, &has));
-    REFUSED(-22, "", (fputs("\n", stderr), backlight_get(0, NULL)));
+    REFUSED(-22, "", backlight_get(0, NULL));
 }
 
 int main(void) {

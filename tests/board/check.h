@@ -8,6 +8,10 @@
 #ifndef VELMOR_BOARD_CHECK_H
 #define VELMOR_BOARD_CHECK_H
 
+#ifndef _GNU_SOURCE
+#define _GNU_SOURCE
+#endif
+
 #include <errno.h>
 #include <fcntl.h>
 #include <stdbool.h>
@@ -35,10 +39,6 @@ static inline void check(bool good, const char* what, const char* got) {
         ++tally->failed;
         printf("not ok %d - %s (got %s)\n", tally->number, what, got);
     }
-}
-
-static inline void skip(const char* what, const char* why) {
-    printf("ok %d - %s # SKIP %s\n", ++tally->number, what, why);
 }
 
 /* The checks that follow are of this interface (where it is a path, the board tells what answers there). */
@@ -86,6 +86,11 @@ static inline bool put(const char* path, const char* text) {
     return good;
 }
 
+/* What the write of a text says: the errno's name, or "good". */
+static inline void check_put(const char* what, const char* expected, const char* path, const char* text) {
+    check_text(what, expected, put(path, text) ? "good" : strerrorname_np(errno));
+}
+
 static inline bool exists(const char* path) {
     return access(path, F_OK) == 0;
 }
@@ -120,14 +125,12 @@ static inline void capture_end(void) {
     fclose(capture);
 }
 
-/* A refused call gives its result and one line, which begins as expected. */
-static inline void check_refused(const char* what, int expected, const char* line, int got) {
+/* A refused call gives its result, the errno that goes with it (with -1 it means nothing), and prints this. */
+static inline void check_refused(const char* what, int expected, const char* line, int got, int error) {
     char text[2 * text_size];
-    const char* newline = strchr(diagnostics, '\n');
 
-    snprintf(text, sizeof text, "%d, \"%s\"", got, diagnostics);
-    check(got == expected && strncmp(diagnostics, line, strlen(line)) == 0 && newline != NULL && newline[1] == '\0',
-          what, text);
+    snprintf(text, sizeof text, "%d, errno %d, \"%s\"", got, error, diagnostics);
+    check(got == expected && (expected == -1 || error == -expected) && strcmp(diagnostics, line) == 0, what, text);
 }
 
 static inline void check_accepted(const char* what, int got) {
@@ -137,13 +140,15 @@ static inline void check_accepted(const char* what, int got) {
     check(got == 0 && diagnostics[0] == '\0', what, text);
 }
 
-#define REFUSED(expected, line, call)                                \
-    do {                                                             \
-        int got_;                                                    \
-        capture_begin();                                             \
-        got_ = (call);                                               \
-        capture_end();                                               \
-        check_refused(#call " is " #expected, expected, line, got_); \
+#define REFUSED(expected, line, call)                                        \
+    do {                                                                     \
+        int got_, error_;                                                    \
+        capture_begin();                                                     \
+        errno = 0;                                                           \
+        got_ = (call);                                                       \
+        error_ = errno;                                                      \
+        capture_end();                                                       \
+        check_refused(#call " is " #expected, expected, line, got_, error_); \
     } while (0)
 
 #define ACCEPTED(call)                       \

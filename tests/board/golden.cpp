@@ -246,18 +246,19 @@ int main(int count, char** words) try {
     }
     std::cout << "velmor-board: interface records and levels | (as on x86-64 and i686)\n";
     std::ifstream file(words[1]);
+    if (!file) throw std::runtime_error(std::string(words[1]) + ": cannot be read; it should be golden.txt");
     std::istringstream lines(found);
     bool good = true;
-    for (int number = 0;; ++number) {
-        std::string is, should;
-        std::getline(lines, is);
-        std::getline(file, should);
-        if (lines.eof() && file.eof()) break;
+    int number = 0;
+    for (std::string is, should; std::getline(lines, is), std::getline(file, should), lines || file;) {
+        if (!lines) is = "nothing";
+        if (!file) should = "nothing";
         const bool same = is == should;
         good = good && same;
-        std::cout << (same ? "ok " : "not ok ") << number << " - " << is << (same ? "" : " (golden: " + should + ")")
+        std::cout << (same ? "ok " : "not ok ") << ++number << " - " << is << (same ? "" : " (golden: " + should + ")")
                   << '\n';
     }
+    std::cout << "1.." << number << '\n';
     return good ? 0 : 1;
 } catch (const std::exception& exception) {
     std::cerr << "golden: " << exception.what() << '\n';

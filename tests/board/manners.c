@@ -10,8 +10,9 @@
  */
 
 #include "check.h"
+#include "uinput.h"
 
-#include <linux/input.h>
+#include <dirent.h>
 #include <linux/watchdog.h>
 #include <stdint.h>
 #include <sys/ioctl.h>
@@ -91,6 +92,8 @@ static const struct row rows[] = {
 
     {write_text, BLANK, "-1", SAME("good")},
     {mode, BLANK, NULL, SAME("100644 4096")},
+
+    {read_text, "/sys/class/watchdog/watchdog0/timeleft", NULL, SAME("ENOENT")},
 
     {mode, STATE, NULL, SAME("100644 4096")},
     {write_text, STATE, "bogus", SAME("EINVAL")},
@@ -205,7 +208,8 @@ static const char* done(const struct row* row) {
     switch (row->act) {
         case write_text:
             fd = open(row->path, O_WRONLY | O_TRUNC | O_CLOEXEC);
-            if (fd < 0 || write(fd, row->text, strlen(row->text)) < 0) result = -1;
+            if (fd < 0 || (length = write(fd, row->text, strlen(row->text))) < 0) result = -1;
+            if (result == 0 && length != (ssize_t)strlen(row->text)) return "a part";
             break;
         case read_text:
             fd = open(row->path, O_RDONLY | O_CLOEXEC);
@@ -314,6 +318,9 @@ static void check_watchdog(void) {
     same("WDIOC_SETTIMEOUT -1", "EINVAL", ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
     same("WDIOC_GETTIMEOUT", "good", ioctl_said(fd, WDIOC_GETTIMEOUT, &seconds));
     same("it is still 30", "good", seconds == 30 ? "good" : "another");
+    seconds = 200;
+    same("WDIOC_SETTIMEOUT 200, beyond the hardware's own", "good", ioctl_said(fd, WDIOC_SETTIMEOUT, &seconds));
+    same("WDIOC_GETTIMELEFT", "EOPNOTSUPP", ioctl_said(fd, WDIOC_GETTIMELEFT, &seconds));
     same("WDIOC_GETSTATUS", "good", ioctl_said(fd, WDIOC_GETSTATUS, &seconds));
     same("WDIOC_GETSUPPORT", "good", ioctl_said(fd, WDIOC_GETSUPPORT, &info));
     same("it can be fed, set and stopped", "good", (info.options & able) == able ? "good" : "another");
@@ -357,6 +364,47 @@ static void check_input(void) {
     close(fd);
 }
 
+/* The newest input device's node: "/dev/input/event5". */
+static void find_node(int uinput, char* node, size_t size) {
+    char sysname[64];
+    char path[128];
+    DIR* directory;
+    struct dirent* entry;
+
+    node[0] = '\0';
+    if (ioctl(uinput, UI_GET_SYSNAME(sizeof sysname), sysname) < 0) return;
+    snprintf(path, sizeof path, "/sys/devices/virtual/input/%s", sysname);
+    directory = opendir(path);
+    if (directory == NULL) return;
+    while ((entry = readdir(directory)) != NULL)
+        if (strncmp(entry->d_name, "event", 5) == 0) snprintf(node, size, "/dev/input/%.16s", entry->d_name);
+    closedir(directory);
+}
+
+static void check_axis(void) {
+    static const int axes[] = {ABS_X, ABS_Y, ABS_Z};
+    struct input_absinfo axis;
+    char node[64] = "/dev/input/event0";
+    int fd, uinput = -1;
+
+    if (on_board) {
+        uinput = make_input("axes", axes, 3);
+        find_node(uinput, node, sizeof node);
+        move_axis(uinput, ABS_X, -12);
+    }
+    fd = open(node, O_RDONLY | O_CLOEXEC);
+    same("an axis's node opens", "good", name_of(fd < 0 ? errno : 0));
+    same("EVIOCGABS", "good", ioctl_said(fd, EVIOCGABS(ABS_X), &axis));
+    same("it has the value and the range", "good",
+         axis.value == -12 && axis.minimum == -2048 && axis.maximum == 2047 ? "good" : "another");
+    same("EVIOCGABS of an axis that the device lacks", "good", ioctl_said(fd, EVIOCGABS(ABS_THROTTLE), &axis));
+    same("it is all zeros", "good", axis.value == 0 && axis.minimum == 0 && axis.maximum == 0 ? "good" : "another");
+    same("EVIOCGABS without an argument", "EFAULT", ioctl_said(fd, EVIOCGABS(ABS_X), NULL));
+    same("a watchdog's request of an axis", "EINVAL", ioctl_said(fd, WDIOC_KEEPALIVE, &axis));
+    close(fd);
+    if (on_board) close(uinput);
+}
+
 int main(void) {
     on_board = on_emulated_board();
     begin_checks(on_board || (exists("/.vdev") && exists(LIGHT "/brightness")),
@@ -367,6 +415,7 @@ int main(void) {
     check_descriptors();
     check_watchdog();
     check_input();
+    check_axis();
 
     return end_checks();
 }
