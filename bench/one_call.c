@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Calls one function a number of times, for scripts/figures to count what that costs. */
+/* Calls one function a number of times, for scripts/figures and scripts/bench to count what that costs. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -96,51 +96,51 @@ def tables():
 failed = 0
 
 
-def check(item, text, holds, measured):
+def check(text, holds, measured):
     global failed
     failed += not holds
-    print("%-7s %d  %s: %s" % ("holds" if holds else "FAILS", item, text, measured))
+    print("%-7s %s: %s" % ("holds" if holds else "FAILS", text, measured))
 
 
 def checks():
     calls, allocations = counts["calls"], counts["allocations"]
-    check(1, "a number read is openat, read, close", calls["io_get"] == calls["backlight_get"] == "openat read close",
+    check("a number read is openat, read, close", calls["io_get"] == calls["backlight_get"] == "openat read close",
           calls["backlight_get"])
-    check(1, "a number written is openat, write, close", calls["io_set"] == "openat write close", calls["io_set"])
-    check(1, "thermal_state_get is 15 system calls", calls["thermal_state_get"] == " ".join(["openat read close"] * 5),
+    check("a number written is openat, write, close", calls["io_set"] == "openat write close", calls["io_set"])
+    check("thermal_state_get is 15 system calls", calls["thermal_state_get"] == " ".join(["openat read close"] * 5),
           len(calls["thermal_state_get"].split()))
-    check(1, "one allocation per attribute at most", allocations["backlight_get"] <= 1 and allocations["thermal_state_get"] <= 5,
+    check("one allocation per attribute at most", allocations["backlight_get"] <= 1 and allocations["thermal_state_get"] <= 5,
           "%g, thermal_state_get %g for 5" % (allocations["backlight_get"], allocations["thermal_state_get"]))
-    check(1, "none in the stream (a path that is kept)", allocations["io_get"] == allocations["io_set"] == 0,
+    check("none in the stream (a path that is kept)", allocations["io_get"] == allocations["io_set"] == 0,
           "read %g, written %g" % (allocations["io_get"], allocations["io_set"]))
     real = ratios["sysfs"]
     for name in reads + [ours_written]:
-        check(2, f"{name.split('/')[1]} is at most 1.15 times the floor on sysfs", real[name][1] <= 1.15, "%.3f" % real[name][1])
+        check(f"{name.split('/')[1]} is at most 1.15 times the floor on sysfs", real[name][1] <= 1.15, "%.3f" % real[name][1])
     for kind, most in ("instructions", 2500), ("arm", 2900):
         for name, attributes in ("io_get", 1), ("backlight_get", 1), ("io_set", 1), ("thermal_state_get", 5):
             value = counts[kind][name] / attributes
             where = "ARM" if kind == "arm" else "x86-64"
-            check(2, f"{name} is at most {most} instructions per attribute on {where}", value <= most, "%.0f" % value)
+            check(f"{name} is at most {most} instructions per attribute on {where}", value <= most, "%.0f" % value)
     for place, names in ratios.items():
         for group, others in (reads, peers), ([ours_written], peers_written):
             slowest = max(names[name][1] for name in group if name in names)
             for other in others:
                 if other in names:
-                    check(2, f"ahead of {other.split('/')[1]} on {place}", slowest < names[other][1],
+                    check(f"ahead of {other.split('/')[1]} on {place}", slowest < names[other][1],
                           "%.3f against %.3f" % (slowest, names[other][1]))
     for name, most in ("wifi_present", 250), ("gps_info_get", 350):
         value = counts["instructions"][name]
-        check(3, f"{name} is at most {most} instructions and no system call", value <= most and not calls[name], "%.0f" % value)
-    check(4, "the start's system calls are those of bench/start.txt", counts["start"]["as_listed"] == 1, int(counts["start"]["calls"]))
+        check(f"{name} is at most {most} instructions and no system call", value <= most and not calls[name], "%.0f" % value)
+    check("the start's system calls are those of bench/start.txt", counts["start"]["as_listed"] == 1, int(counts["start"]["calls"]))
     # Its steps read the period again, once it is set.
     twice = counts["start"]["opened_twice"]
-    check(4, "only the PWM's period is read twice", twice == "/sys/devices/platform/mxc_pwm.1/period", twice)
-    check(5, "the stripped armhf library is at most 100 KiB", counts["size"]["armhf"] <= 100 * 1024, "%d bytes" % counts["size"]["armhf"])
-    check(5, "its load adds less than 20 % to an empty C++ program", added < 0.2,
+    check("only the PWM's period is read twice", twice == "/sys/devices/platform/mxc_pwm.1/period", twice)
+    check("the stripped armhf library is at most 100 KiB", counts["size"]["armhf"] <= 100 * 1024, "%d bytes" % counts["size"]["armhf"])
+    check("its load adds less than 20 % to an empty C++ program", added < 0.2,
           "%.1f %%, %d relocations, %d imported symbols" % (100 * added, counts["relocations"]["x86-64"], counts["imported"]["x86-64"]))
-    check(6, "instructions per line of a list are flat from 10 to 100,000 lines", max(per_line.values()) <= 1.1 * min(per_line.values()),
+    check("instructions per line of a list are flat from 10 to 100,000 lines", max(per_line.values()) <= 1.1 * min(per_line.values()),
           "%.0f to %.0f" % (min(per_line.values()), max(per_line.values())))
-    check(6, "two threads gain at least 0.95 of what they gain at the floor", threads[1] >= 0.95, "%.3f" % threads[1])
+    check("two threads gain at least 0.95 of what they gain at the floor", threads[1] >= 0.95, "%.3f" % threads[1])
 
 
 if mode == "--check":

@@ -13,9 +13,10 @@
  *  - -95, errno EOPNOTSUPP: this board has no such hardware, or the index names none.
  *  - -errno, with that errno: a device node, a system call or a started program failed. A driver may answer with any
  *    errno, -22 and -95 among them.
- *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed, or an argument is out of its
- *    range. errno is then as the failing operation left it and means nothing. (-1 is also -EPERM of those functions
- *    that report -errno: power and watchdog calls and the motion sensors.)
+ *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed, an argument is out of its
+ *    range, memory has run out, or the start of the board has failed. errno is then as the failing operation left it
+ *    and means nothing. (-1 is also -EPERM of those functions that report -errno: power and watchdog calls and the
+ *    motion sensors.)
  *
  * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write:
  * the function's name, " failed: " and the cause. Where the start of the board has failed, a line
@@ -422,7 +423,7 @@ typedef struct platform_info_t {
 
 /**
  * Ask versions, build dates and the serial number.
- * @param info  receives the record: 96 bytes are written to, whatever size says
+ * @param info  receives the record, which is 96 bytes long, whatever size says
  * @param size  sizeof(platform_info_t); kept for the future, not looked at
  * @return 0, or negative. Own errors: -22. Kernel errors: -1 when a record other than serial_number is missing or
  *   holds no number; the part of *info that had been read by then is written.
@@ -583,8 +584,8 @@ VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
  * Read the next connection of a list.
  * @param context     a list from mrfi_connection_list_open()
  * @param connection  receives the entry; its reserved bits are left alone
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
- *   context that is none. Short or malformed lines are no error: what is missing is 0.
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22. A
+ *   context that is none, or closed, is undefined. Short or malformed lines are no error: what is missing is 0.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection_t* connection);
@@ -592,7 +593,7 @@ VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection
 /**
  * Close a list of connections; the context is gone afterwards.
  * @param context  a list from mrfi_connection_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22; -1 for a context that is none.
+ * @return 0, or negative. Own errors: -22. A context that is none, or closed, is undefined.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
@@ -611,8 +612,9 @@ VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
  * Read the next device of a list.
  * @param context  a list from mrfi_device_list_open()
  * @param device   receives the entry
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
- *   context that is none. Short or malformed lines are no error: what is missing is 0 or empty.
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22. A
+ *   context that is none, or closed, is undefined. Short or malformed lines are no error: what is missing is 0 or
+ *   empty.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* device);
@@ -620,7 +622,7 @@ VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* devi
 /**
  * Close a list of devices; the context is gone afterwards.
  * @param context  a list from mrfi_device_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22; -1 for a context that is none.
+ * @return 0, or negative. Own errors: -22. A context that is none, or closed, is undefined.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);

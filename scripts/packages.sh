@@ -10,10 +10,24 @@
     packages_armhf=(g++-arm-linux-gnueabihf qemu-user)
     packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
     packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
-        shellcheck binutils gcc-i686-linux-gnu libc6-dev-i386-cross python3 valgrind)
+        shellcheck binutils git gdb strace gcc-i686-linux-gnu libc6-dev-i386-cross python3 valgrind)
     packages_i686=(g++-i686-linux-gnu)
     packages_measure=(strace valgrind)
     packages_bench=(libbenchmark-dev libsensors-dev libiio-dev libsystemd-dev gnuplot-nox python3 binutils)
+}
+
+# options ALLOWED ARGUMENT...: a script takes one of the ALLOWED (separated by blanks), none, or --help, which prints the
+# script's usage; anything else ends it with 2.
+options() {
+    local allowed=" $1 "
+    shift
+    [ $# -gt 0 ] || return 0
+    if [ $# -eq 1 ]; then
+        case $allowed in *" $1 "*) return ;; esac
+        [ "$1" != --help ] || { usage && exit 0; }
+    fi
+    echo "$0: unknown argument: $*; --help tells what there is" >&2
+    exit 2
 }
 
 # need PACKAGE...: install those that are missing, and say which.
@@ -41,8 +55,24 @@ build() {
     local preset=$1 target targets=()
     shift
     for target in "$@"; do targets+=(--target "$target"); done
-    cmake --preset "$preset" -Wno-dev --log-level=WARNING >/dev/null
+    cmake --preset "$preset" -DBUILD_TESTING=ON -Wno-dev --log-level=WARNING >/dev/null
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet
+}
+
+# run_tests PRESET: build it and run its tests; what they print is left in build/PRESET/ctest.log.
+run_tests() {
+    build "$1"
+    ctest --test-dir "build/$1" --output-on-failure --no-tests=error --parallel 2 | tee "build/$1/ctest.log" || return 1
+}
+
+# nothing_skipped PRESET: fail, and say so, where run_tests has left something out: whole programs as ctest tells, or
+# single tests as their programs do.
+nothing_skipped() {
+    if cat "build/$1/ctest.log" "build/$1/Testing/Temporary/LastTest.log" |
+        grep -aE '\*\*\*Skipped|^\[  SKIPPED \] [^0-9]|^left out: ' | sort -u; then
+        echo "the tests above were skipped; on this machine every test of the build $1 must run" >&2
+        return 1
+    fi
 }
 
 # build_product TARGET...: as it is released, without the tests and what they need.

@@ -132,11 +132,13 @@ namespace {
 constexpr std::uint32_t architecture = AUDIT_ARCH_X86_64;
 constexpr auto call_number = &user_regs_struct::orig_rax;
 constexpr auto call_result = &user_regs_struct::rax;
+constexpr unsigned foreign_reboot = 88;  // i386
 using Register = unsigned long long;
 #else
 constexpr std::uint32_t architecture = AUDIT_ARCH_I386;
 constexpr auto call_number = &user_regs_struct::orig_eax;
 constexpr auto call_result = &user_regs_struct::eax;
+constexpr unsigned foreign_reboot = 169;  // x86-64
 using Register = long;
 #endif
 
@@ -206,8 +208,11 @@ private:
     void entry(pid_t pid, const __ptrace_syscall_info& info) {
         Pending& pending = pending_[pid];
         pending = Pending();
-        // What a 32-bit program starts may be a 64-bit one, whose calls have other numbers.
-        if (info.arch != architecture) return;
+        // What a 32-bit program starts may be a 64-bit one, whose calls have other numbers: only the restart matters.
+        if (info.arch != architecture) {
+            if (info.entry.nr == foreign_reboot) refuse_restart(pid, pending);
+            return;
+        }
         std::array<unsigned long, 6> args = {};
         std::copy(std::begin(info.entry.args), std::end(info.entry.args), args.begin());
         const auto fd = static_cast<int>(args[0]);
@@ -236,17 +241,22 @@ private:
             }
             case SYS_sync: pending.act = "sync"; break;
             case SYS_reboot:
-                pending.act = "reboot";
+                refuse_restart(pid, pending);
                 pending.bytes = " " + hex(args[2] & 0xFFFFFFFFU);
                 if (args[2] == LINUX_REBOOT_CMD_RESTART2) pending.bytes += " " + text(pid, args[3]);
-                pending.intervened = true;
-                pending.result = -EPERM;
                 break;
             default: break;
         }
         if (pending.act.empty()) return;
         intervene(pending);
         if (pending.intervened) set_register(pid, call_number, -1);  // no such call
+    }
+
+    static void refuse_restart(pid_t pid, Pending& pending) {
+        pending.act = "reboot";
+        pending.intervened = true;
+        pending.result = -EPERM;
+        set_register(pid, call_number, -1);
     }
 
     void exit(pid_t pid, long long result) {
