@@ -22,13 +22,13 @@ endif()
 if(VELMOR_SANITIZE MATCHES address)
     # The leak check stops the threads it looks at as a debugger does, which qemu's user mode does not know. The
     # sanitizer reads its options where only the emulator's own environment is to be seen.
-    set(options detect_leaks=0:use_sigaltstack=0)
+    set(velmor_asan_options detect_leaks=0:use_sigaltstack=0)
     # The unwinder of a cancelled thread copies registers onto frames that it has left. The sanitizer takes their redzones
     # away for an exception, and not for a cancellation.
-    string(APPEND options :suppressions=${CMAKE_CURRENT_LIST_DIR}/armhf-asan.supp)
+    string(APPEND velmor_asan_options :suppressions=${CMAKE_CURRENT_LIST_DIR}/armhf-asan.supp)
     # The emulator hands out about 110 MB of addresses, and then those that the sanitizer takes for the kernel's.
-    string(APPEND options :quarantine_size_mb=16)
-    list(PREPEND CMAKE_CROSSCOMPILING_EMULATOR env ASAN_OPTIONS=${options})
+    string(APPEND velmor_asan_options :quarantine_size_mb=16)
+    list(PREPEND CMAKE_CROSSCOMPILING_EMULATOR env ASAN_OPTIONS=${velmor_asan_options})
     # ARM's way out of a destructor's frame during an exception leaves the marks of ended scopes on the stack, and what
     # is called next is told to use memory after its scope. A thread that is cancelled ends with such a stack: no signal
     # stack is given up there.

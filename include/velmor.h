@@ -18,8 +18,9 @@
  *    and means nothing. (-1 is also -EPERM of those functions that report -errno: power and watchdog calls and the
  *    motion sensors.)
  *
- * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write:
- * the function's name, " failed: " and the cause. Where the start of the board has failed, a line
+ * Every failure but that of a null pointer, and of memory that has run out so far that there is none for a line,
+ * writes one line to standard error, through std::cerr and in one write: the function's name, " failed: " and the
+ * cause. Where the start of the board has failed, a line
  * "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call tries the
  * start again.
  * "Kernel errors" below are those that the driver or the system reports; they are passed on as they are.
@@ -584,8 +585,9 @@ VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
  * Read the next connection of a list.
  * @param context     a list from mrfi_connection_list_open()
  * @param connection  receives the entry; its reserved bits are left alone
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22. A
- *   context that is none, or closed, is undefined. Short or malformed lines are no error: what is missing is 0.
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
+ *   context without an owner. A pointer that is no open list of this kind makes the call undefined. Short or malformed
+ *   lines are no error: what is missing is 0.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection_t* connection);
@@ -593,7 +595,8 @@ VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection
 /**
  * Close a list of connections; the context is gone afterwards.
  * @param context  a list from mrfi_connection_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22. A context that is none, or closed, is undefined.
+ * @return 0, or negative. Own errors: -22; -1 for a context without an owner. A pointer that is no open list of
+ *   this kind makes the call undefined.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
@@ -612,9 +615,9 @@ VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
  * Read the next device of a list.
  * @param context  a list from mrfi_device_list_open()
  * @param device   receives the entry
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22. A
- *   context that is none, or closed, is undefined. Short or malformed lines are no error: what is missing is 0 or
- *   empty.
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
+ *   context without an owner. A pointer that is no open list of this kind makes the call undefined. Short or malformed
+ *   lines are no error: what is missing is 0 or empty.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* device);
@@ -622,7 +625,8 @@ VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* devi
 /**
  * Close a list of devices; the context is gone afterwards.
  * @param context  a list from mrfi_device_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22. A context that is none, or closed, is undefined.
+ * @return 0, or negative. Own errors: -22; -1 for a context without an owner. A pointer that is no open list of
+ *   this kind makes the call undefined.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);

@@ -16,21 +16,23 @@
     packages_bench=(libbenchmark-dev libsensors-dev libiio-dev libsystemd-dev gnuplot-nox python3 binutils)
 }
 
-# options ALLOWED ARGUMENT...: a script takes one of the ALLOWED (separated by blanks), none, or --help, which prints the
-# script's usage; anything else ends it with 2.
+# options ALLOWED ARGUMENT...: a script takes one of the ALLOWED (separated by blanks), none, or --help, which prints
+# the script's usage; anything else ends it with 2.
 options() {
-    local allowed=" $1 "
+    local allowed=$1 option
     shift
     [ $# -gt 0 ] || return 0
     if [ $# -eq 1 ]; then
-        case $allowed in *" $1 "*) return ;; esac
+        for option in $allowed; do
+            [ "$1" != "$option" ] || return 0
+        done
         [ "$1" != --help ] || { usage && exit 0; }
     fi
-    echo "$0: unknown argument: $*; --help tells what there is" >&2
+    echo "$0: wrong arguments: $*; --help tells what there is" >&2
     exit 2
 }
 
-# need PACKAGE...: install those that are missing, and say which.
+# need PACKAGE...: install those that are missing, and say which; 2 where they cannot be had.
 need() {
     local missing=() package as_root=()
     for package in "$@"; do
@@ -40,15 +42,18 @@ need() {
     if [ "$(id -u)" -ne 0 ]; then
         command -v sudo >/dev/null || {
             echo "Missing packages, and no sudo to install them. As root: apt-get install ${missing[*]}" >&2
-            return 1
+            return 2
         }
         as_root=(sudo)
     fi
     echo "Installing Debian packages: ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" apt-get update -qq || return 2
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
-        </dev/null >/dev/null
+        </dev/null >/dev/null || return 2
 }
+
+# stage WHAT: head what follows.
+stage() { printf '\n==== %s (%s min so far)\n' "$1" $((SECONDS / 60)); }
 
 # build PRESET [TARGET...]: configure and compile.
 build() {
@@ -68,11 +73,13 @@ run_tests() {
 # nothing_skipped PRESET: fail, and say so, where run_tests has left something out: whole programs as ctest tells, or
 # single tests as their programs do.
 nothing_skipped() {
-    if cat "build/$1/ctest.log" "build/$1/Testing/Temporary/LastTest.log" |
-        grep -aE '\*\*\*Skipped|^\[  SKIPPED \] [^0-9]|^left out: ' | sort -u; then
-        echo "the tests above were skipped; on this machine every test of the build $1 must run" >&2
-        return 1
-    fi
+    local skips status=0
+    skips=$(grep -ahE '\*\*\*Skipped|^\[  SKIPPED \] [^0-9]|^left out: ' \
+        "build/$1/ctest.log" "build/$1/Testing/Temporary/LastTest.log") || status=$?
+    [ $status -ne 1 ] || return 0 # 1: none; 2: a log is missing
+    sort -u <<<"$skips" >&2
+    echo "the tests above were skipped; on this machine every test of the build $1 must run" >&2
+    return 1
 }
 
 # build_product TARGET...: as it is released, without the tests and what they need.

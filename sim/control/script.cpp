@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "control/script.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <set>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 #include "board/settings.h"
 #include "model/model.h"
@@ -16,6 +18,7 @@ namespace VelmorSim {
 namespace {
 
 constexpr auto patience = std::chrono::seconds(10);
+constexpr std::string_view known[] = {"set", "raw", "get", "list", "fault", "delay", "clear", "sleep", "wait-for"};
 
 Words split(const std::string& line) {
     std::istringstream stream(line);
@@ -45,7 +48,6 @@ Script::Script(const std::string& file, Commands& commands) : file_(file), comma
 
 // What can be known before the start is refused before the start.
 void Script::check(const Line& line) {
-    const std::set<std::string> known = {"set", "raw", "get", "list", "fault", "delay", "clear", "sleep", "wait-for"};
     const auto& words = line.words;
     if (words[0] == "sleep") {
         if (words.size() != 2) throw std::invalid_argument(R"("sleep" should be "sleep TIME")");
@@ -55,7 +57,7 @@ void Script::check(const Line& line) {
             throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
         const Condition condition(commands_.model(), words[1]);
         if (words.size() == 3) duration(words[2]);
-    } else if (!known.contains(words[0])) {
+    } else if (std::find(std::begin(known), std::end(known), words[0]) == std::end(known)) {
         throw std::invalid_argument("\"" + words[0] +
                                     "\" is no command of a script; they are set, raw, get, list, fault, delay, clear, "
                                     "sleep and wait-for");

@@ -32,11 +32,14 @@ constexpr unsigned number_of(unsigned long request) {
 
 constexpr std::string_view identity = "imx2+ watchdog";
 
+// Timeouts in s: the most that a kernel can count in ms. Beyond the hardware's own 128 s it feeds by itself.
+constexpr std::int64_t shortest = 1;
+constexpr std::int64_t longest = 4294967;
+
 /** Opening it starts the countdown, a write or a keep-alive feeds it, closing it after a 'V' stops it. */
 class Watchdog : public File {
 public:
-    Watchdog(Model& model, std::int64_t timeout, std::int64_t shortest, std::int64_t longest)
-        : File(S_IFREG | 0600), model_(model), timeout_(timeout), shortest_(shortest), longest_(longest) {}
+    Watchdog(Model& model, std::int64_t timeout) : File(S_IFREG | 0600), model_(model), timeout_(timeout) {}
 
     bool is_stream() const override { return true; }
 
@@ -70,7 +73,8 @@ public:
             case number_of(WDIOC_GETSUPPORT): return identify(room, out);
             case number_of(WDIOC_GETSTATUS):
             case number_of(WDIOC_GETBOOTSTATUS): return give(0, room, out);
-            case number_of(WDIOC_SETOPTIONS): return set_options(in);
+            // Declared as reading, yet it takes an argument: FUSE does not hand it over.
+            case number_of(WDIOC_SETOPTIONS): return -EFAULT;
             // Declared as reading an int, yet callers may pass no place for one: nothing is given back.
             case number_of(WDIOC_KEEPALIVE): feed(); return 0;
             case number_of(WDIOC_SETTIMEOUT): return set_timeout(in, room, out);
@@ -91,7 +95,7 @@ public:
 
     std::string change_timeout(std::string_view text) {
         const auto number = plain_number(text);
-        if (!number || *number < shortest_ || *number > longest_) return range_text(shortest_, longest_);
+        if (!number || *number < shortest || *number > longest) return range_text(shortest, longest);
         timeout_ = *number;
         if (running_) feed();
         return {};
@@ -122,22 +126,10 @@ private:
         return 0;
     }
 
-    int set_options(std::string_view in) {
-        int options = 0;
-        if (const int result = take(in, options); result < 0) return result;
-        if ((options & (WDIOS_DISABLECARD | WDIOS_ENABLECARD)) == 0) return -EINVAL;
-        if ((options & WDIOS_DISABLECARD) != 0) stop();
-        if ((options & WDIOS_ENABLECARD) != 0) {
-            running_ = true;
-            feed();
-        }
-        return 0;
-    }
-
     int set_timeout(std::string_view in, std::size_t room, std::string& out) {
         int timeout = 0;
         if (const int result = take(in, timeout); result < 0) return result;
-        if (timeout < shortest_ || timeout > longest_) return -EINVAL;
+        if (timeout < shortest || timeout > longest) return -EINVAL;
         timeout_ = timeout;
         feed();
         return give(timeout_, room, out);
@@ -165,8 +157,6 @@ private:
 
     Model& model_;
     std::int64_t timeout_;  // s
-    std::int64_t shortest_;
-    std::int64_t longest_;
     std::optional<Timers::Id> bites_;
     std::uint64_t feedings_ = 0;
     bool held_ = false;
@@ -195,13 +185,8 @@ std::string seconds_text(milliseconds time) {
 }  // namespace
 
 void make_watchdog(Model& model, const std::string& name, Settings& settings) {
-    // What a kernel can count in milliseconds; beyond the hardware's own 128 s it feeds by itself.
-    constexpr std::int64_t most = 4294967;
     const auto path = device_path(settings);
-    const auto lowest = settings.number("shortest", 1, most, 1);
-    const auto highest = settings.number("longest", lowest, most, most);
-    auto& watchdog =
-        model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest, highest), lowest, highest);
+    auto& watchdog = model.tree.add<Watchdog>(path, model, settings.number("timeout", shortest, longest));
     watchdog.meaning = "watchdog";
     if (settings.has("class")) {
         const auto shown = device_path(settings, "class");

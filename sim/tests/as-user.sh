@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
-# as-user.sh SIM ACT TEST [ARGUMENT...]: run another test as an ordinary user: root as user 65534, with copies that this user can
-# read and, where the machine's /dev/fuse is root's alone, an open node in a private /dev. The machine's stays as it is.
+# as-user.sh SIM ACT TEST [ARGUMENT...]: run another test as an ordinary user. An ordinary user runs it again as it is;
+# root becomes user 65534, with copies that this user can read and, where the machine's /dev/fuse is root's alone, an
+# open node in a private /dev. The machine's stays as it is.
 set -eu
 sim=$1 act=$2 test=$3
 shift 3

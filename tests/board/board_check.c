@@ -100,9 +100,6 @@ static void check_display(void) {
 
 /* HAZARD: an error between enable and disable resets the board. */
 static void check_watchdog(void) {
-    double disarmed;
-    char text[text_size];
-
     REFUSED(-22, "watchdog_refresh failed: Invalid argument\n", watchdog_refresh());
     REFUSED(-22, "watchdog_enable failed: Invalid argument\n", watchdog_enable(-1));
     check_file("the watchdog is not armed", "inactive", WATCHDOG "/state");
@@ -124,10 +121,8 @@ static void check_watchdog(void) {
     ACCEPTED(watchdog_disable());
     check_file("the watchdog is disarmed", "inactive", WATCHDOG "/state");
     REFUSED(-22, "watchdog_disable failed: Invalid argument\n", watchdog_disable());
-    disarmed = now();
     sleep(5);
-    snprintf(text, sizeof text, "%.1f s", now() - disarmed);
-    check(now() - disarmed >= 5, "the board outlived the disarmed watchdog", text);
+    check_file("after its last timeout it is disarmed, and the board goes on", "inactive", WATCHDOG "/state");
 }
 
 /*
@@ -225,10 +220,9 @@ static void check_platform(void) {
     bool present = false;
 
     memset(&info, 0, sizeof info);
-    interface("/proc/platform/serial_number", "platform_info_get platform_can_unique_num_get");
+    interface("/proc/platform/serial_number", "platform_info_get");
     ACCEPTED(platform_info_get(&info, sizeof info));
     check_text("the serial number", "VB0012C0FFEE", info.serial_number);
-    ACCEPTED(platform_can_unique_num_get(&number));
     interface("/proc/platform/os_version_major", "platform_info_get");
     check(info.os_version_major == 2 && info.os_version_minor == 1 && info.os_version_revision == 3 &&
               info.os_version_status == 'R' && info.os_version_build == 17 && info.os_date_year == 2013,
@@ -237,8 +231,11 @@ static void check_platform(void) {
     check(info.fs_version_major == 2 && info.fs_version_build == 17 && info.fs_version_development == 1 &&
               info.fs_date_day == 17 && info.fs_date_month == 4 && info.fs_date_year == 2013,
           "the file system's version", "another");
-    interface("/proc/platform/pht", "platform_mid_get es_present");
+    interface("/proc/platform/pht", "platform_mid_get platform_can_unique_num_get es_present");
     ACCEPTED(platform_mid_get(&number));
+    check_number("the model", 0x4d02, (long)number);
+    ACCEPTED(platform_can_unique_num_get(&number));
+    check_number("the CAN number", 0x012345, (long)number);
     ACCEPTED(es_present(&present));
     check(present, "an echosounder is fitted", "none");
 }

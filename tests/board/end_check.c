@@ -14,7 +14,6 @@
 enum { timeout = 5 /* s */ };
 
 static void bite(void) {
-    char text[text_size];
     double start, last;
 
     interface("/dev/watchdog", "watchdog_enable watchdog_refresh watchdog_disable");
@@ -28,8 +27,7 @@ static void bite(void) {
         }
     }
     last = now();
-    snprintf(text, sizeof text, "%.1f s", last - start);
-    check(last - start >= 1.5 * timeout, "the board outlived the watchdog that is fed", text);
+    check_file("fed beyond its timeout, the watchdog is still armed", "active", "/sys/class/watchdog/watchdog0/state");
     for (;;) {
         printf("velmor-board: unfed for %.0f s\n", now() - last);
         usleep(990000);

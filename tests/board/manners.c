@@ -93,6 +93,7 @@ static const struct row rows[] = {
     {write_text, BLANK, "-1", SAME("good")},
     {mode, BLANK, NULL, SAME("100644 4096")},
 
+    {mode, "/sys/class/watchdog/watchdog0/timeout", NULL, SAME("100444 4096")},
     {read_text, "/sys/class/watchdog/watchdog0/timeleft", NULL, SAME("ENOENT")},
 
     {mode, STATE, NULL, SAME("100644 4096")},
@@ -364,7 +365,7 @@ static void check_input(void) {
     close(fd);
 }
 
-/* The newest input device's node: "/dev/input/event5". */
+/* The node of this uinput device: "/dev/input/event5". */
 static void find_node(int uinput, char* node, size_t size) {
     char sysname[64];
     char path[128];

@@ -19,9 +19,11 @@ using families::proves;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing_support::answer;
+using testing_support::failed;
 using testing_support::play;
 using testing_support::Played;
 using testing_support::Recorder;
+using testing_support::stream_failure;
 
 namespace {
 
@@ -44,7 +46,7 @@ TEST_P(Texts, AreReadOrAreAStreamFailure) {
     const Played played = play([&] { return families::calls().at(row.function)(row.index); });
     hardware({"set", row.value, before});
     EXPECT_EQ(played.told, row.told);
-    EXPECT_EQ(played.error_text, good ? "" : row.function + " failed: basic_ios::clear: iostream error\n");
+    EXPECT_EQ(played.error_text, good ? "" : failed(row.function, stream_failure));
 }
 
 constexpr char no_value[] = "-1: untouched";

@@ -22,12 +22,14 @@ using families::Kind;
 using families::proves;
 using testing::ElementsAre;
 using testing_support::answer;
+using testing_support::failed;
 using testing_support::joined;
 using testing_support::Out;
 using testing_support::play;
 using testing_support::Played;
 using testing_support::Recorder;
 using testing_support::Scenario;
+using testing_support::stream_failure;
 
 namespace {
 
@@ -65,7 +67,7 @@ TEST_P(MrfiTexts, AreReadAsTheDriverShowsThem) {
     const Played played = play(GetParam().call);
     hardware({"raw", GetParam().file, before + "\\n"});
     EXPECT_EQ(played.told, GetParam().told);
-    EXPECT_EQ(played.error_text, good ? "" : GetParam().function + " failed: basic_ios::clear: iostream error\n");
+    EXPECT_EQ(played.error_text, good ? "" : failed(GetParam().function, stream_failure));
 }
 
 constexpr char no_value[] = "-1: untouched";

@@ -29,11 +29,13 @@ using families::Kind;
 using families::proves;
 using testing::ElementsAreArray;
 using testing_support::answer;
+using testing_support::failed;
 using testing_support::Out;
 using testing_support::play;
 using testing_support::Played;
 using testing_support::Recorder;
 using testing_support::Scenario;
+using testing_support::stream_failure;
 
 namespace {
 
@@ -67,8 +69,7 @@ Acts failing(const Step& step, Part part, int error) {
 
 std::string text_of_failure(const Step& step, Part part) {
     const bool reading = step.reads() && part == Part::transfer;
-    return reading ? "basic_filebuf::underflow error reading the file: Input/output error"
-                   : "basic_ios::clear: iostream error";
+    return reading ? "basic_filebuf::underflow error reading the file: Input/output error" : stream_failure;
 }
 
 struct Sequence {
@@ -509,8 +510,7 @@ TEST_P(Sequences, AreTheseActs) {
     for (const Step& step : GetParam().steps) expected = in_order({expected, step.acts()});
     const Recording recording = record(GetParam(), {});
     EXPECT_EQ(recording.told, GetParam().told);
-    EXPECT_EQ(recording.error_text,
-              GetParam().cause.empty() ? "" : GetParam().function + " failed: " + GetParam().cause + "\n");
+    EXPECT_EQ(recording.error_text, GetParam().cause.empty() ? "" : failed(GetParam().function, GetParam().cause));
     EXPECT_THAT(recording.acts, ElementsAreArray(expected));
 }
 
@@ -525,7 +525,7 @@ TEST_P(FailingSequences, EndWithTheActThatFails) {
         const auto nth = [&](const std::string& act) { return count(start, act) + count(before, act) + 1; };
         for (const Part part : parts) {
             const std::string act = act_of(step, part);
-            const std::string line = GetParam().function + " failed: " + text_of_failure(step, part) + "\n";
+            const std::string line = failed(GetParam().function, text_of_failure(step, part));
             Acts expected = in_order({before, failing(step, part, EIO)});
             for (const Step& next : step.recovery) {
                 for (const Part again : parts) {

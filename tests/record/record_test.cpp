@@ -30,6 +30,7 @@ using testing::ElementsAreArray;
 using testing_support::joined;
 using testing_support::play;
 using testing_support::Played;
+using testing_support::stream_failure;
 
 namespace {
 
@@ -177,7 +178,7 @@ Answer failure(const std::string& good, const Target& target) {
     const std::string untouched = good.find(':') == std::string::npos ? "" : ": untouched";
     return {"-1 errno 5" + untouched, target.kind == "read"
                                           ? "basic_filebuf::underflow error reading the file: Input/output error"
-                                          : "basic_ios::clear: iostream error"};
+                                          : stream_failure};
 }
 
 /** The fault that hits this act of a sequence: the nth of its kind on its file. */

@@ -210,7 +210,7 @@ private:
         pending = Pending();
         // What a 32-bit program starts may be a 64-bit one, whose calls have other numbers: only the restart matters.
         if (info.arch != architecture) {
-            if (info.entry.nr == foreign_reboot) refuse_restart(pid, pending);
+            if (info.entry.nr == foreign_reboot) kill(pid, SIGKILL);
             return;
         }
         std::array<unsigned long, 6> args = {};
@@ -241,22 +241,17 @@ private:
             }
             case SYS_sync: pending.act = "sync"; break;
             case SYS_reboot:
-                refuse_restart(pid, pending);
+                pending.act = "reboot";
                 pending.bytes = " " + hex(args[2] & 0xFFFFFFFFU);
                 if (args[2] == LINUX_REBOOT_CMD_RESTART2) pending.bytes += " " + text(pid, args[3]);
+                pending.intervened = true;
+                pending.result = -EPERM;
                 break;
             default: break;
         }
         if (pending.act.empty()) return;
         intervene(pending);
         if (pending.intervened) set_register(pid, call_number, -1);  // no such call
-    }
-
-    static void refuse_restart(pid_t pid, Pending& pending) {
-        pending.act = "reboot";
-        pending.intervened = true;
-        pending.result = -EPERM;
-        set_register(pid, call_number, -1);
     }
 
     void exit(pid_t pid, long long result) {

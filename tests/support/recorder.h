@@ -25,11 +25,12 @@ struct Outcome {
  * An act reads "open PATH r", "open PATH w", "open PATH rw" (followed by " = ENOENT" or the like where it failed, as
  * every act), "read PATH", "write PATH <bytes>", "ioctl PATH 0x<request>", "close PATH", "exec PATH", "sync" and
  * "reboot 0x<command> <text>". HAZARD: the restart call never reaches the kernel; it is answered with EPERM unless the
- * test gives an answer of its own.
+ * test gives an answer of its own. A program of the other word size that is started is not recorded, and killed if it
+ * makes that call.
  */
 class Recorder {
 public:
-    /** False where the machine cannot record (not x86, or run by an emulator). */
+    /** False where the machine cannot record (not x86, emulated ARM among it). */
     static bool available();
 
     /** Watch the files below these, in place of the device's: /sys/ /proc/platform/ /etc/fs_version /dev/ /sbin/. */
@@ -57,9 +58,10 @@ private:
 
 /** Begins a test of recorded acts. The acts do not depend on the processor: they are asserted on x86, in CI always.
  */
-#define VELMOR_NEEDS_RECORDER()                  \
-    if (!testing_support::Recorder::available()) \
-    GTEST_SKIP() << "system calls are recorded on x86 only: run this test in a native build there"
+#define VELMOR_NEEDS_RECORDER()                   \
+    if (testing_support::Recorder::available()) { \
+    } else                                        \
+        GTEST_SKIP() << "system calls are recorded on x86 only: run this test in a native build there"
 
 /** The same without recording, where only result, errno and standard error matter. Works everywhere. */
 Outcome run_apart(const std::function<int()>& code);

@@ -50,8 +50,7 @@ constexpr int refused = 99;
 
 TEST(RealRestartCall, EndsANameSpaceOfItsOwn) {
     // qemu-arm does not create namespaces.
-    if (!Recorder::available())
-        GTEST_SKIP() << "an emulated program makes no namespaces: run this test in a native build";
+    if (!Recorder::available()) GTEST_SKIP() << "qemu-arm makes no namespaces: run this test in a native build";
     const std::string user = name_space("user");
     const std::string pid = name_space("pid");
     // As fork() with new namespaces; unshare() is refused to a process with threads.
