@@ -33,8 +33,8 @@ constexpr unsigned number_of(unsigned long request) {
 constexpr std::string_view identity = "imx2+ watchdog";
 
 // Timeouts in s: the most that a kernel can count in ms. Beyond the hardware's own 128 s it feeds by itself.
-constexpr std::int64_t shortest = 1;
-constexpr std::int64_t longest = 4294967;
+constexpr std::int64_t lowest_timeout = 1;
+constexpr std::int64_t highest_timeout = 4294967;
 
 /** Opening it starts the countdown, a write or a keep-alive feeds it, closing it after a 'V' stops it. */
 class Watchdog : public File {
@@ -95,7 +95,8 @@ public:
 
     std::string change_timeout(std::string_view text) {
         const auto number = plain_number(text);
-        if (!number || *number < shortest || *number > longest) return range_text(shortest, longest);
+        if (!number || *number < lowest_timeout || *number > highest_timeout)
+            return range_text(lowest_timeout, highest_timeout);
         timeout_ = *number;
         if (running_) feed();
         return {};
@@ -129,7 +130,7 @@ private:
     int set_timeout(std::string_view in, std::size_t room, std::string& out) {
         int timeout = 0;
         if (const int result = take(in, timeout); result < 0) return result;
-        if (timeout < shortest || timeout > longest) return -EINVAL;
+        if (timeout < lowest_timeout || timeout > highest_timeout) return -EINVAL;
         timeout_ = timeout;
         feed();
         return give(timeout_, room, out);
@@ -186,7 +187,7 @@ std::string seconds_text(milliseconds time) {
 
 void make_watchdog(Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
-    auto& watchdog = model.tree.add<Watchdog>(path, model, settings.number("timeout", shortest, longest));
+    auto& watchdog = model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest_timeout, highest_timeout));
     watchdog.meaning = "watchdog";
     if (settings.has("class")) {
         const auto shown = device_path(settings, "class");
