@@ -107,7 +107,8 @@ TEST_F(PowerFunctions, RebootWithoutAProcessForTheProgramIsTheKernelsErrno) {
         no_longer_than(20);
         return refuse_processes() ? reboot() : "no filters here";
     });
-    if (played.told == "no filters here") GTEST_SKIP() << played.told;
+    if (played.told == "no filters here" && !Recorder::available())
+        GTEST_SKIP() << "qemu-arm knows no filters of system calls: run this test in a native build";
     EXPECT_EQ(played.told, "-11 errno 11");
     EXPECT_EQ(played.error_text, failed("power_reboot", "Resource temporarily unavailable"));
     EXPECT_FALSE(exists("/sys/ran"));

@@ -55,7 +55,8 @@ TEST(RealRestartCall, EndsANameSpaceOfItsOwn) {
     const std::string pid = name_space("pid");
     // As fork() with new namespaces; unshare() is refused to a process with threads.
     const long child = syscall(SYS_clone, CLONE_NEWUSER | CLONE_NEWPID | SIGCHLD, 0L, 0L, 0L, 0L);
-    if (child < 0) GTEST_SKIP() << "no namespaces here: errno " << errno;
+    if (child < 0)
+        GTEST_SKIP() << "this user may make no namespaces, without which the real call is not made: errno " << errno;
     if (child == 0) restart_own_name_space(user, pid);
     int status = 0;
     ASSERT_EQ(waitpid(static_cast<pid_t>(child), &status, 0), child);
