@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "access/device_file.h"
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <cerrno>
@@ -26,39 +25,34 @@ std::size_t whole(ssize_t transferred, std::size_t length) {
 
 DeviceFile::DeviceFile(std::string path) : path_(std::move(path)) {}
 
-DeviceFile::~DeviceFile() {
-    if (fd_ != -1) ::close(fd_);
-}
-
 int DeviceFile::open(int flags) {
     close();
-    fd_ = ::open(path_.c_str(), flags);
-    if (fd_ < 0) throw_system_error(errno);
-    return fd_;
+    const int fd = fd_.open(path_.c_str(), flags);
+    if (fd < 0) throw_system_error(errno);
+    return fd;
 }
 
 int DeviceFile::close() {
-    if (!is_open()) return 0;
-    return ::close(std::exchange(fd_, -1));
+    return is_open() ? fd_.close() : 0;
 }
 
 bool DeviceFile::is_open() const {
-    return fd_ != -1;
+    return fd_.is_open();
 }
 
 std::size_t DeviceFile::read(void* buffer, std::size_t length) {
     if (!is_open()) throw_system_error(EINVAL);
-    return whole(::read(fd_, buffer, length), length);
+    return whole(::read(fd_.get(), buffer, length), length);
 }
 
 std::size_t DeviceFile::write(const void* buffer, std::size_t length) {
     if (!is_open()) throw_system_error(EINVAL);
-    return whole(::write(fd_, buffer, length), length);
+    return whole(::write(fd_.get(), buffer, length), length);
 }
 
 int DeviceFile::ioctl(unsigned long request, void* argument) {
     if (!is_open()) throw_system_error(EINVAL);
-    const int result = ::ioctl(fd_, request, argument);
+    const int result = ::ioctl(fd_.get(), request, argument);
     if (result < 0) throw_system_error(errno);
     return result;
 }

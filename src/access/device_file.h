@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string>
 
+#include "access/descriptor.h"
+
 namespace Velmor {
 
 /**
@@ -20,7 +22,7 @@ public:
     DeviceFile& operator=(const DeviceFile&) = delete;
     DeviceFile& operator=(DeviceFile&&) = delete;
 
-    virtual ~DeviceFile();
+    virtual ~DeviceFile() = default;
     /** Open with the system's open flags; closes first what is open. Never creates. Returns the descriptor. */
     virtual int open(int flags);
     /** Returns the system close's result, or 0 when nothing was open. The file is closed afterwards in any case. */
@@ -35,7 +37,7 @@ public:
 
 private:
     std::string path_;
-    int fd_ = -1;
+    Descriptor fd_;
 };
 
 }  // namespace Velmor

@@ -2,6 +2,7 @@
 #include "access/gpio.h"
 
 #include <cxxabi.h>
+#include <atomic>
 #include <stdexcept>
 
 #include "access/sysfs.h"
@@ -11,10 +12,22 @@ namespace Velmor {
 namespace {
 
 constexpr char gpio_class[] = "/sys/class/gpio/";
+constexpr char line_directory[] = "gpio";
 constexpr char export_file[] = "/sys/class/gpio/export";
 constexpr char unexport_file[] = "/sys/class/gpio/unexport";
 constexpr char direction_attribute[] = "direction";
 constexpr char value_attribute[] = "value";
+
+/** The shared string at this place. Not a local static: a thread that a fork leaves behind could be inside its guard.
+ */
+const std::string& shared(std::atomic<const std::string*>& place, const char* text) {
+    if (place == nullptr) {
+        const auto* const made = new std::string(text);
+        const std::string* none = nullptr;
+        if (!place.compare_exchange_strong(none, made)) delete made;
+    }
+    return *place;
+}
 
 // The line refers to one of the two shared strings and not to the caller's, which may be a temporary.
 const std::string& shared_direction(const std::string& direction) {
@@ -26,13 +39,13 @@ const std::string& shared_direction(const std::string& direction) {
 }  // namespace
 
 const std::string& GPIO::in() {
-    static const std::string& text = *new std::string("in");
-    return text;
+    static constinit std::atomic<const std::string*> place = nullptr;
+    return shared(place, "in");
 }
 
 const std::string& GPIO::out() {
-    static const std::string& text = *new std::string("out");
-    return text;
+    static constinit std::atomic<const std::string*> place = nullptr;
+    return shared(place, "out");
 }
 
 GPIO::GPIO(const pin& number, const std::string& direction) : pin_(number), direction_(shared_direction(direction)) {}
@@ -41,7 +54,7 @@ void GPIO::set(const io_value_t& value) {
     require(out());
     export_line();
     try {
-        SysFS<io_value_t>(attribute(value_attribute)).write(value);
+        SysFS<io_value_t>::write_to({gpio_class, line_directory, Digits(pin_), "/", value_attribute}, value);
     } catch (...) {
         unexport_after_failure();
         throw;
@@ -54,7 +67,7 @@ io_value_t GPIO::get() {
     export_line();
     io_value_t value = 0;
     try {
-        value = SysFS<io_value_t>(attribute(value_attribute)).read();
+        value = SysFS<io_value_t>::read_from({gpio_class, line_directory, Digits(pin_), "/", value_attribute});
     } catch (...) {
         unexport_after_failure();
         throw;
@@ -68,12 +81,12 @@ void GPIO::require(const std::string& direction) const {
 }
 
 void GPIO::export_line() const {
-    SysFS<pin>(export_file).write(pin_);
-    SysFS<std::string>(attribute(direction_attribute)).write(direction_);
+    SysFS<pin>::write_to({export_file}, pin_);
+    SysFS<std::string>::write_to({gpio_class, line_directory, Digits(pin_), "/", direction_attribute}, direction_);
 }
 
 void GPIO::unexport_line() const {
-    SysFS<pin>(unexport_file).write(pin_);
+    SysFS<pin>::write_to({unexport_file}, pin_);
 }
 
 void GPIO::unexport_after_failure() const {
@@ -83,10 +96,6 @@ void GPIO::unexport_after_failure() const {
         throw;
     } catch (...) {  // NOLINT(bugprone-empty-catch)
     }
-}
-
-std::string GPIO::attribute(const char* name) const {
-    return std::string(gpio_class) + "gpio" + std::to_string(pin_) + "/" + name;
 }
 
 }  // namespace Velmor

@@ -36,7 +36,6 @@ private:
     void unexport_line() const;
     /** For a transfer that has failed: the line is given back, and its own failure is the one to report. */
     void unexport_after_failure() const;
-    std::string attribute(const char* name) const;
 
     pin pin_;
     const std::string& direction_;

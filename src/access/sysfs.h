@@ -2,12 +2,10 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <utility>
 
-#include "access/input_file.h"
-#include "access/output_file.h"
 #include "access/sysfs_text.h"
+#include "access/text_file.h"
 
 namespace Velmor {
 
@@ -22,33 +20,29 @@ template <typename T>
 class SysFS {
 public:
     explicit SysFS(std::string path) : path_(std::move(path)) {}
-    /** The path put together with a single allocation. */
-    SysFS(std::string_view directory, std::string_view attribute) : path_(directory.size() + attribute.size(), '\0') {
-        attribute.copy(path_.data() + directory.copy(path_.data(), directory.size()), attribute.size());
-    }
     SysFS(const SysFS&) = default;
     SysFS(SysFS&&) noexcept = default;
     SysFS& operator=(const SysFS&) = default;
     SysFS& operator=(SysFS&&) noexcept = default;
 
-    virtual void write(const T& value) const {
-        OutputFile file(path_);
-        put_text(file, value);
+    virtual void write(const T& value) const { write_to({path_}, value); }
+    virtual T read() const { return read_from({path_}); }
+    virtual ~SysFS() = default;
+
+    /** The same for a path that stands in pieces. */
+    static void write_to(Path path, const T& value) {
+        TextFile file(path, TextFile::writing);
+        file.write(text_of(value));
         file.close();
     }
 
-    virtual T read() const { return read_from(path_); }
-
-    /** The same for a path that the caller keeps: without a copy of it. */
-    static T read_from(const std::string& path) {
-        InputFile file(path);
+    static T read_from(Path path) {
+        TextFile file(path);
         T value{};
-        get_text(file, value);
+        if (!take_value(file, value)) throw_stream_failure();
         file.close();
         return value;
     }
-
-    virtual ~SysFS() = default;
 
 private:
     std::string path_;

@@ -28,7 +28,7 @@ void SysFSPWM::set_duty(std::uint32_t percent) {
     if (percent > 100) throw std::range_error("PWM duty out of range");
     const auto period_ns = static_cast<std::uint32_t>(get_period());
     const std::uint32_t duty_ns = percent * period_ns / 100;
-    SysFS<unsigned long>(path_, duty_attribute).write(duty_ns);
+    SysFS<unsigned long>::write_to({path_, duty_attribute}, duty_ns);
 }
 
 void SysFSPWM::set_frequency(int hertz, int percent) {
@@ -36,14 +36,14 @@ void SysFSPWM::set_frequency(int hertz, int percent) {
     const std::uint32_t present = get_duty();
     // The output stays low while the period changes: no pulse of the old width in the new period.
     if (present != 0) set_duty(0);
-    SysFS<int>(path_, period_attribute).write(ns_per_s / hertz);
+    SysFS<int>::write_to({path_, period_attribute}, ns_per_s / hertz);
     const std::uint32_t wanted = percent == -1 ? present : static_cast<std::uint32_t>(percent);
     if (wanted != 0) set_duty(wanted);
 }
 
 std::uint32_t SysFSPWM::get_duty() const {
     const auto period_ns = static_cast<std::uint32_t>(get_period());
-    const auto duty_ns = static_cast<std::uint32_t>(SysFS<int>(path_, duty_attribute).read());
+    const auto duty_ns = static_cast<std::uint32_t>(SysFS<int>::read_from({path_, duty_attribute}));
     return period_ns == 0 ? 0 : 100 * duty_ns / period_ns;
 }
 
@@ -61,16 +61,16 @@ void SysFSPWM::disable() {
 }
 
 int SysFSPWM::get_period() const {
-    return SysFS<int>(path_, period_attribute).read();
+    return SysFS<int>::read_from({path_, period_attribute});
 }
 
 int SysFSPWM::is_enabled() const {
-    return SysFS<int>(path_, status_attribute).read();
+    return SysFS<int>::read_from({path_, status_attribute});
 }
 
 void SysFSPWM::set_status(std::uint32_t status) {
     if (status > 1) throw std::range_error("PWM status out of range");
-    SysFS<int>(path_, status_attribute).write(static_cast<int>(status));
+    SysFS<int>::write_to({path_, status_attribute}, static_cast<int>(status));
 }
 
 void SysFSPWM::check_frequency(int hertz) {

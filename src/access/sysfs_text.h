@@ -1,53 +1,86 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <istream>
-#include <ostream>
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <string_view>
 
+#include "access/text.h"
+#include "access/text_file.h"
 #include "velmor.h"
 
 namespace Velmor {
 
-// How one value stands in an attribute's text: nothing is added, no newline either. Numbers, words and flags are the
-// standard insertion and extraction; the records below have a form of their own.
+// How one value stands in an attribute's text: nothing is added, no newline either. A type with a form of its own adds
+// its text_of() and its take_value() here; the latter is false where the text holds no such value.
 
-template <typename T>
-void put_text(std::ostream& text, const T& value) {
-    text << value;
+template <std::integral Number>
+Digits text_of(Number number) {
+    return Digits(number);
 }
 
-template <typename T>
-void get_text(std::istream& text, T& value) {
-    text >> value;
+template <std::integral Number>
+bool take_value(TextFile& file, Number& number) {
+    return file.take([&number](std::string_view& text) { return take_number(text, number); });
+}
+
+/** "0" or "1", and no other number. */
+inline Digits text_of(bool flag) {
+    return Digits(flag ? 1 : 0);
+}
+
+inline bool take_value(TextFile& file, bool& flag) {
+    int number = 0;
+    const bool taken = take_value(file, number);
+    flag = number == 1;
+    return taken && (number == 0 || number == 1);
+}
+
+inline bool take_value(TextFile& file, char& character) {
+    return file.take_character(character);
+}
+
+/** Written as it is, read as one word. */
+inline std::string_view text_of(const std::string& text) {
+    return text;
+}
+
+inline bool take_value(TextFile& file, std::string& word) {
+    return file.take([&word](std::string_view& text) { return word = take_word(text), !word.empty(); });
 }
 
 /** Three decimals, separated by single blanks: "255 0 16". */
-inline void put_text(std::ostream& text, const led_color_t& color) {
-    text << color.red << ' ' << color.green << ' ' << color.blue;
+inline std::string text_of(const led_color_t& color) {
+    std::string text(Digits(color.red));
+    return text.append(" ").append(Digits(color.green)).append(" ").append(Digits(color.blue));
 }
 
-inline void get_text(std::istream& text, led_color_t& color) {
-    text >> color.red >> color.green >> color.blue;
+inline bool take_value(TextFile& file, led_color_t& color) {
+    return take_value(file, color.red) && take_value(file, color.green) && take_value(file, color.blue);
 }
 
 /** One hexadecimal number, its least significant byte first in the record: "0x1a2b3c4d", and "0" for zero. */
-inline void put_text(std::ostream& text, const mrfi_addr_t& address) {
+inline std::string text_of(const mrfi_addr_t& address) {
     unsigned long number = 0;
     for (int i = 3; i >= 0; --i) number = number << 8U | address.byte[i];
-    text.setf(std::ios_base::hex, std::ios_base::basefield);
-    text.setf(std::ios_base::showbase);
-    text << number;
+    return std::string(number == 0 ? "" : "0x").append(Digits(number, 16));
 }
 
-inline void get_text(std::istream& text, mrfi_addr_t& address) {
-    unsigned int number = 0;
-    text.setf(std::ios_base::hex, std::ios_base::basefield);
-    text.setf(std::ios_base::showbase);
-    text >> number;
-    for (unsigned char& byte : address.byte) {
-        byte = static_cast<unsigned char>(number & 0xFFU);
+inline mrfi_addr_t address_of(std::uint32_t number) {
+    mrfi_addr_t address = {};
+    for (std::uint8_t& byte : address.byte) {
+        byte = static_cast<std::uint8_t>(number & 0xFFU);
         number >>= 8U;
     }
+    return address;
+}
+
+inline bool take_value(TextFile& file, mrfi_addr_t& address) {
+    std::uint32_t number = 0;
+    const bool taken = file.take([&number](std::string_view& text) { return take_number(text, number, 16); });
+    address = address_of(number);
+    return taken;
 }
 
 }  // namespace Velmor

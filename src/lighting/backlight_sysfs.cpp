@@ -25,7 +25,7 @@ std::int32_t rounded(double value) {
 }  // namespace
 
 BacklightSysFS::BacklightSysFS(std::string path) : path_(std::move(path)) {
-    const int maximum = std::max(SysFS<int>(path_, max_brightness_attribute).read(), 1);
+    const int maximum = std::max(SysFS<int>::read_from({path_, max_brightness_attribute}), 1);
     scale_ = static_cast<double>(maximum - 1) / steps;
     offset_ = 1.0 - scale_;
 }
@@ -33,11 +33,11 @@ BacklightSysFS::BacklightSysFS(std::string path) : path_(std::move(path)) {
 void BacklightSysFS::set(std::uint32_t level) {
     check_backlight_level(level);
     const double raw = level == 0 ? 0.0 : offset_ + level * scale_;
-    SysFS<int>(path_, brightness_attribute).write(rounded(raw));
+    SysFS<int>::write_to({path_, brightness_attribute}, rounded(raw));
 }
 
 std::uint32_t BacklightSysFS::get() {
-    const int raw = SysFS<int>(path_, brightness_attribute).read();
+    const int raw = SysFS<int>::read_from({path_, brightness_attribute});
     if (raw <= 0) return 0;
     if (scale_ == 0.0) return backlight_full;
     return static_cast<std::uint32_t>(rounded((raw - offset_) / scale_));

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "mrfi/mrfi.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <ios>
-#include <istream>
-#include <locale>
-#include <sstream>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "access/sysfs.h"
@@ -24,31 +24,32 @@ constexpr char unlink_attribute[] = "/unlink";
 constexpr char connections_file[] = "/connections";
 constexpr char devices_file[] = "/devices";
 
-/** The next number of a line in this base; 0 at the end of the line and behind a field that could not be read. */
-template <typename Number>
-Number field(std::istream& line, std::ios_base::fmtflags base) {
-    Number number = 0;
-    if (line.peek() == std::istream::traits_type::eof()) return number;
-    const std::ios_base::fmtflags before = line.flags();
-    line.setf(base, std::ios_base::basefield);
-    line >> number;
-    line.flags(before);
-    return number;
-}
+/** The fields of a list's line, in order. At its end, and behind a field that could not be read, each is 0 or empty. */
+class Fields {
+public:
+    explicit Fields(std::string_view line) : line_(line) {}
 
-mrfi_addr_t address_field(std::istream& line) {
-    auto number = field<std::uint32_t>(line, std::ios_base::hex);
-    mrfi_addr_t address = {};
-    for (std::uint8_t& byte : address.byte) {
-        byte = static_cast<std::uint8_t>(number & 0xFFU);
-        number >>= 8U;
+    template <typename Number>
+    Number number(int base) {
+        Number number = 0;
+        if (readable_) readable_ = take_number(line_, number, base);
+        return number;
     }
-    return address;
-}
+    std::uint8_t low_byte(int base) {
+        return static_cast<std::uint8_t>(static_cast<unsigned>(number<int>(base)) & 0xFFU);
+    }
+    mrfi_addr_t address() { return address_of(number<std::uint32_t>(16)); }
+    /** As much of it as fits, filled up with NUL. */
+    template <std::size_t size>
+    void word(char (&word)[size]) {
+        std::memset(word, 0, size);
+        if (readable_) take_word(line_).copy(word, size - 1);
+    }
 
-std::uint8_t byte_field(std::istream& line, std::ios_base::fmtflags base) {
-    return static_cast<std::uint8_t>(static_cast<unsigned>(field<int>(line, base)) & 0xFFU);
-}
+private:
+    std::string_view line_;
+    bool readable_ = true;
+};
 
 }  // namespace
 
@@ -59,31 +60,31 @@ std::uint32_t MRFI::class_get(const mrfi_addr_t& address) {
 }
 
 int MRFI::rssi_get() const {
-    return SysFS<int>(path_, rssi_attribute).read();
+    return SysFS<int>::read_from({path_, rssi_attribute});
 }
 
 mrfi_device_type_t MRFI::type_get() const {
-    return SysFS<mrfi_device_type_t>(path_, type_attribute).read();
+    return SysFS<mrfi_device_type_t>::read_from({path_, type_attribute});
 }
 
 mrfi_addr_t MRFI::address_get() const {
-    return SysFS<mrfi_addr_t>(path_, address_attribute).read();
+    return SysFS<mrfi_addr_t>::read_from({path_, address_attribute});
 }
 
 void MRFI::autolink_set(bool on) const {
-    SysFS<bool>(path_, autolink_attribute).write(on);
+    SysFS<bool>::write_to({path_, autolink_attribute}, on);
 }
 
 bool MRFI::autolink_get() const {
-    return SysFS<bool>(path_, autolink_attribute).read();
+    return SysFS<bool>::read_from({path_, autolink_attribute});
 }
 
 void MRFI::link(const mrfi_addr_t& address) const {
-    SysFS<mrfi_addr_t>(path_, link_attribute).write(address);
+    SysFS<mrfi_addr_t>::write_to({path_, link_attribute}, address);
 }
 
 void MRFI::unlink(const mrfi_addr_t& address) const {
-    SysFS<mrfi_addr_t>(path_, unlink_attribute).write(address);
+    SysFS<mrfi_addr_t>::write_to({path_, unlink_attribute}, address);
 }
 
 mrfi_enum_ctx* MRFI::connection_list_open() {
@@ -95,32 +96,27 @@ mrfi_enum_ctx* MRFI::device_list_open() {
 }
 
 bool MRFI::connection_list_read(mrfi_enum_ctx& context, mrfi_connection_t& connection) const {
-    std::string text;
-    if (!context.next(text)) return false;
-    std::istringstream line(text);
-    line.imbue(std::locale::classic());
-    connection.address = address_field(line);
-    connection.value1 = byte_field(line, std::ios_base::hex);
-    connection.value2 = byte_field(line, std::ios_base::hex);
-    connection.value3 = byte_field(line, std::ios_base::dec);
-    connection.flag1 = byte_field(line, std::ios_base::dec) & 1U;
-    connection.flag2 = byte_field(line, std::ios_base::dec) & 1U;
+    std::string line;
+    if (!context.next(line)) return false;
+    Fields fields(line);
+    connection.address = fields.address();
+    connection.value1 = fields.low_byte(16);
+    connection.value2 = fields.low_byte(16);
+    connection.value3 = fields.low_byte(10);
+    connection.flag1 = fields.low_byte(10) & 1U;
+    connection.flag2 = fields.low_byte(10) & 1U;
     return true;
 }
 
 bool MRFI::device_list_read(mrfi_enum_ctx& context, mrfi_device_t& device) const {
-    std::string text;
-    if (!context.next(text)) return false;
-    std::istringstream line(text);
-    line.imbue(std::locale::classic());
-    device.address = address_field(line);
-    device.value1 = field<std::uint32_t>(line, std::ios_base::dec);
-    device.value2 = field<std::uint32_t>(line, std::ios_base::dec);
-    std::string name;
-    if (line.peek() != std::istream::traits_type::eof()) line >> name;
-    if (name == "n/a") name.clear();
-    std::memset(device.name, 0, sizeof device.name);
-    name.copy(device.name, sizeof device.name - 1);
+    std::string line;
+    if (!context.next(line)) return false;
+    Fields fields(line);
+    device.address = fields.address();
+    device.value1 = fields.number<std::uint32_t>(10);
+    device.value2 = fields.number<std::uint32_t>(10);
+    fields.word(device.name);
+    if (std::strcmp(device.name, "n/a") == 0) std::memset(device.name, 0, sizeof device.name);
     return true;
 }
 

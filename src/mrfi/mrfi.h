@@ -14,8 +14,9 @@ namespace Velmor {
  * "unlink" and the lists "connections" and "devices". Each operation is one access; nothing is kept. What the numbers
  * mean is the driver's business.
  *
- * A line of a list that is short or malformed is no failure: every field starts as 0, a number that does not fit is
- * the nearest that does, and behind a field that cannot be read all others are 0.
+ * A line of a list that is short or malformed is no failure: a missing field is 0, and so are a field that holds no
+ * number and all behind it. A number that does not fit its type (32 bits, whatever is kept of them) counts as the
+ * nearest that does, and all fields behind it are 0.
  *
  * Threads: no state but the path, so calls may overlap; a list being read belongs to one thread at a time.
  */

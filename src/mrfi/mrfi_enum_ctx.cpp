@@ -2,23 +2,22 @@
 #include "mrfi/mrfi_enum_ctx.h"
 
 #include <ios>
-#include <istream>
 
-#include "access/input_file.h"
+#include "access/text_file.h"
 
 mrfi_enum_ctx::mrfi_enum_ctx(const std::string& path, Velmor::MRFI* owner) : owner_(owner) {
     try {
-        Velmor::InputFile file(path);
-        file.exceptions(std::ios_base::goodbit);  // the end of the list is no failure
+        Velmor::TextFile file({path});
         std::string line;
-        while (std::getline(file, line) && !line.empty()) lines_.push_back(line);
+        while (file.take_line(line) && !line.empty()) lines_.push_back(line);
     } catch (const std::ios_base::failure&) {  // NOLINT(bugprone-empty-catch): a list that cannot be read is empty
     }
 }
 
 bool mrfi_enum_ctx::next(std::string& line) {
     if (next_ == lines_.size()) return false;
-    line = lines_[next_++];
+    line = lines_[next_];  // without memory for it the entry is not lost: the next call hands it out
+    ++next_;
     return true;
 }
 

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <ios>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
-#include "access/parse.h"
+#include "access/text.h"
 
 namespace Velmor {
 
@@ -97,8 +97,8 @@ std::vector<std::uint8_t> hardware_table_bytes(const std::string& text) {
     // The digits begin at twice the index of the "x". That is right behind it in "0x..." only; units in the field
     // are read by this formula.
     for (std::size_t pair = 2 * x; bytes.size() < table_size; pair += 2) {
-        const std::string digits = text.substr(std::min(pair, text.size()), 2);
-        bytes.push_back(static_cast<std::uint8_t>(parse_or_zero<int>(digits, std::ios_base::hex)));
+        const auto digits = std::string_view(text).substr(std::min(pair, text.size()), 2);
+        bytes.push_back(static_cast<std::uint8_t>(number_or_zero<int>(digits, 16)));
     }
     return bytes;
 }

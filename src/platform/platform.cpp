@@ -2,17 +2,16 @@
 #include "platform/platform.h"
 
 #include <cxxabi.h>
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <ios>
 #include <span>
+#include <string_view>
 #include <system_error>
 #include <type_traits>
 
-#include "access/input_file.h"
-#include "access/parse.h"
 #include "access/sysfs.h"
+#include "access/text.h"
+#include "access/text_file.h"
 
 namespace Velmor {
 
@@ -22,8 +21,8 @@ constexpr char records[] = "/proc/platform/";
 constexpr char fs_version_file[] = "/etc/fs_version";
 
 template <typename Value>
-Value record(const std::string& key) {
-    return SysFS<Value>(records, key).read();
+Value record(std::string_view key) {
+    return SysFS<Value>::read_from({records, key});
 }
 
 /** One software's version and build date in the public record, in the order in which its records are read. */
@@ -39,9 +38,9 @@ struct Block {
     std::uint8_t& version_development;
 };
 
-void read_block(const std::string& software, const Block& block) {
-    const auto number = [&software](const char* key, auto& field) {
-        field = static_cast<std::remove_reference_t<decltype(field)>>(record<int>(software + key));
+void read_block(std::string_view software, const Block& block) {
+    const auto number = [software](std::string_view key, auto& field) {
+        field = static_cast<std::remove_reference_t<decltype(field)>>(SysFS<int>::read_from({records, software, key}));
     };
     number("date_day", block.date_day);
     number("date_month", block.date_month);
@@ -49,53 +48,29 @@ void read_block(const std::string& software, const Block& block) {
     number("version_major", block.version_major);
     number("version_minor", block.version_minor);
     number("version_revision", block.version_revision);
-    block.version_status = record<char>(software + "version_status");
+    block.version_status = SysFS<char>::read_from({records, software, "version_status"});
     number("version_build", block.version_build);
     number("version_development", block.version_development);
 }
 
-int decimal(const std::string& piece) {
-    return parse_or_zero<int>(piece, std::ios_base::dec);
+constexpr char digits[] = "0123456789";
+
+/** What stands before the next separator, which goes with it; the rest of the text where there is none. */
+std::string_view take_piece(std::string_view& text, std::string_view separator) {
+    const std::string_view piece = take_until(text, separator);
+    take_front(text, separator.size());
+    return piece;
 }
 
-int hexadecimal(const std::string& piece) {
-    return parse_or_zero<int>(piece, std::ios_base::hex);
+/** NUL at the end of the text. */
+char take_character(std::string_view& text) {
+    const std::string_view character = take_front(text, 1);
+    return character.empty() ? '\0' : character.front();
 }
 
-/** Takes a text apart from the front; at its end every piece is empty. */
-class Scanner {
-public:
-    explicit Scanner(const std::string& text) : text_(text) {}
-
-    /** What stands before the next separator, which is passed over; the rest of the text where there is none. */
-    std::string until(char separator) {
-        const std::size_t end = std::min(text_.find(separator, position_), text_.size());
-        return take(end, end + 1);
-    }
-
-    std::string digits() {
-        const std::size_t end = std::min(text_.find_first_not_of("0123456789", position_), text_.size());
-        return take(end, end);
-    }
-
-    /** NUL at the end. */
-    char character() {
-        const std::string piece = take(std::min(position_ + 1, text_.size()), position_ + 1);
-        return piece.empty() ? '\0' : piece.front();
-    }
-
-    std::string rest() { return take(text_.size(), text_.size()); }
-
-private:
-    std::string take(std::size_t end, std::size_t next) {
-        std::string piece = text_.substr(position_, end - position_);
-        position_ = std::min(next, text_.size());
-        return piece;
-    }
-
-    const std::string& text_;
-    std::size_t position_ = 0;
-};
+std::uint8_t number_in_byte(std::string_view piece) {
+    return static_cast<std::uint8_t>(number_or_zero<int>(piece));
+}
 
 constexpr std::uint32_t can_unique_num_mask = 0x1FFFFF;  // 21 bits
 
@@ -114,15 +89,22 @@ void Platform::info_get(platform_info_t* info, std::size_t /*size*/) {
     splash_info_read(*info);
     os_info_read(*info);
     fs_info_read(*info);
-    std::string serial;
+    char serial[sizeof info->serial_number] = "";
     try {
-        serial = record<std::string>("serial_number");
+        TextFile file({records, "serial_number"});
+        const bool taken = file.take([&serial](std::string_view& text) {
+            const std::string_view word = take_word(text);
+            serial[word.copy(serial, sizeof serial - 1)] = '\0';
+            return !word.empty();
+        });
+        if (!taken) throw_stream_failure();
+        file.close();
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        serial.clear();  // a unit without a serial number still has versions
+        *serial = '\0';  // a unit without a serial number still has versions
     }
-    std::snprintf(info->serial_number, sizeof info->serial_number, "%s", serial.c_str());
+    std::snprintf(info->serial_number, sizeof info->serial_number, "%s", serial);
     info->boot_info_kind = 2;
     info->featuremask_low = featuremask_low_;
     info->featuremask_high = featuremask_high_;
@@ -151,11 +133,11 @@ std::uint32_t Platform::can_unique_num_get() {
 
     platform_info_t info = {};
     info_get(&info, sizeof info);
-    const std::string serial = info.serial_number;
+    const std::string_view serial = info.serial_number;
     if (serial.size() < 6) return 0;
     std::uint32_t from_serial = 0;
     for (std::size_t pair = serial.size() - 6; pair < serial.size(); pair += 2) {
-        from_serial = from_serial << 8U | static_cast<std::uint32_t>(hexadecimal(serial.substr(pair, 2)));
+        from_serial = from_serial << 8U | static_cast<std::uint32_t>(number_or_zero<int>(serial.substr(pair, 2), 16));
     }
     return from_serial & can_unique_num_mask;
 }
@@ -189,28 +171,28 @@ void Platform::os_info_read(platform_info_t& info) {
 void Platform::fs_info_read(platform_info_t& info) {
     std::string version;
     std::string date;
-    InputFile file(fs_version_file);
-    file >> version >> date;
+    TextFile file({fs_version_file});
+    if (!take_value(file, version) || !take_value(file, date)) throw_stream_failure();
     file.close();
     fs_version_parse(info, version);
     fs_date_parse(info, date);
 }
 
 void Platform::fs_version_parse(platform_info_t& info, const std::string& text) {
-    Scanner scanner(text);
-    info.fs_version_major = static_cast<std::uint8_t>(decimal(scanner.until('.')));
-    info.fs_version_minor = static_cast<std::uint8_t>(decimal(scanner.until('.')));
-    info.fs_version_revision = static_cast<std::uint8_t>(decimal(scanner.digits()));
-    info.fs_version_status = scanner.character();
-    info.fs_version_build = static_cast<std::uint8_t>(decimal(scanner.digits()));
-    info.fs_version_development = scanner.character() == 'D' ? 1 : 0;
+    std::string_view rest = text;
+    info.fs_version_major = number_in_byte(take_piece(rest, "."));
+    info.fs_version_minor = number_in_byte(take_piece(rest, "."));
+    info.fs_version_revision = number_in_byte(take_all_of(rest, digits));
+    info.fs_version_status = take_character(rest);
+    info.fs_version_build = number_in_byte(take_all_of(rest, digits));
+    info.fs_version_development = take_character(rest) == 'D' ? 1 : 0;
 }
 
 void Platform::fs_date_parse(platform_info_t& info, const std::string& text) {
-    Scanner scanner(text);
-    info.fs_date_day = static_cast<std::uint8_t>(decimal(scanner.until('/')));
-    info.fs_date_month = static_cast<std::uint8_t>(decimal(scanner.until('/')));
-    info.fs_date_year = parse_or_zero<std::uint16_t>(scanner.rest(), std::ios_base::dec);
+    std::string_view rest = text;
+    info.fs_date_day = number_in_byte(take_piece(rest, "/"));
+    info.fs_date_month = number_in_byte(take_piece(rest, "/"));
+    info.fs_date_year = number_or_zero<std::uint16_t>(rest);
 }
 
 }  // namespace Velmor

@@ -33,7 +33,7 @@ void Power::shutdown() {
 
 void Power::suspend() {
     try {
-        SysFS<std::string>(state_file).write(suspend_to_memory);
+        SysFS<std::string>::write_to({state_file}, suspend_to_memory);
     } catch (const std::ios_base::failure&) {  // NOLINT(bugprone-empty-catch): callers do not expect it to be reported
     }
 }

@@ -3,6 +3,8 @@
 
 #include <cxxabi.h>
 #include <cstddef>
+#include <utility>
+#include <vector>
 
 #include "access/sysfs.h"
 
@@ -20,10 +22,14 @@ constexpr char type_suffix[] = "_type";
 Thermal::Thermal(const std::string& base)
     : base_(base), trips_{{"active", ""}, {"hot", ""}, {"very_hot", ""}, {"critical", ""}} {
     const std::size_t examined = trips_.size();  // fixed here: types that are entered below do not extend the scan
+    // Before the scan, which swallows a lack of memory too: these trip points would be missing for good.
+    std::vector<std::string> temperatures;
+    for (std::size_t i = 0; i < examined; ++i)
+        temperatures.push_back(base_ + trip_point + std::to_string(i) + temperature_suffix);
     try {
         for (std::size_t i = 0; i < examined; ++i) {
-            const std::string trip = base_ + trip_point + std::to_string(i);
-            trips_[SysFS<std::string>(trip + type_suffix).read()] = trip + temperature_suffix;
+            const auto kind = SysFS<std::string>::read_from({base_, trip_point, Digits(i), type_suffix});
+            trips_[kind] = std::move(temperatures[i]);
         }
     } catch (const abi::__forced_unwind&) {
         throw;
@@ -33,7 +39,7 @@ Thermal::Thermal(const std::string& base)
 
 void Thermal::state_get(thermal_state_t& state) {
     thermal_state_t now = {};
-    now.temp = SysFS<int>(base_, temperature_file).read();
+    now.temp = SysFS<int>::read_from({base_, temperature_file});
     now.active = trip_temperature("active");
     now.hot = trip_temperature("hot");
     now.very_hot = trip_temperature("very_hot");
@@ -42,7 +48,7 @@ void Thermal::state_get(thermal_state_t& state) {
 }
 
 int Thermal::trip_temperature(const char* kind) const {
-    return SysFS<int>::read_from(trips_.find(kind)->second);  // the constructor has entered all four kinds
+    return SysFS<int>::read_from({trips_.find(kind)->second});  // the constructor has entered all four kinds
 }
 
 }  // namespace Velmor

@@ -3,17 +3,15 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <ios>
-#include <limits>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <unordered_set>
 #include <utility>
 
-#include "access/input_file.h"
 #include "access/sysfs.h"
+#include "access/text.h"
+#include "access/text_file.h"
 
 namespace Velmor {
 
@@ -28,35 +26,31 @@ constexpr char disabled_keys_file[] = "/sys/devices/platform/gpio-keys/disabled_
 
 // The driver shows an empty line when no key is disabled, which a SysFS<std::string> would report as a failure.
 std::string disabled_keys_word() {
-    InputFile file(disabled_keys_file);
     std::string word;
-    file.exceptions(std::ios_base::badbit);
-    file >> word;
-    file.clear();
-    file.exceptions(std::ios_base::failbit | std::ios_base::badbit);
+    TextFile file({disabled_keys_file});
+    take_value(file, word);
     file.close();
     return word;
 }
 
-int key_code(const std::string& piece) {
-    const long code = std::strtol(piece.c_str(), nullptr, 10);
-    return static_cast<int>(std::clamp<long>(code, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+/** A piece that is no number is 0, and one that does not fit the nearest that does. */
+int key_code(std::string_view piece) {
+    int code = 0;
+    take_number(piece, code);
+    return code;
 }
 
-// The state is looked at before a piece is taken, so that a trailing comma reads as one more code, 0.
-std::vector<int> key_codes(const std::string& word) {
+// Behind a trailing comma there is one more piece, of no number.
+std::vector<int> key_codes(std::string_view list) {
     std::vector<int> codes;
-    std::istringstream list(word);
-    while (list.good()) {
-        std::string piece;
-        std::getline(list, piece, ',');
-        codes.push_back(key_code(piece));
-    }
+    do {
+        codes.push_back(key_code(take_until(list, ",")));
+    } while (!take_front(list, 1).empty());
     return codes;
 }
 
 std::vector<int> read_keys() {
-    return key_codes(SysFS<std::string>(keys_file).read());
+    return key_codes(SysFS<std::string>::read_from({keys_file}));
 }
 
 std::vector<int> read_disabled_keys() {
@@ -68,7 +62,7 @@ template <typename Codes>
 void write_disabled_keys(const Codes& codes) {
     std::string list;
     for (const int code : codes) list += std::to_string(code) + ",";
-    SysFS<std::string>(disabled_keys_file).write(list);
+    SysFS<std::string>::write_to({disabled_keys_file}, list);
 }
 
 template <typename Value>

@@ -142,13 +142,13 @@ struct Telling {
     bool* formatted = nullptr;
 };
 
-std::ostream& operator<<(std::ostream& text, const Telling& value) {
+std::string text_of(const Telling& value) {
     *value.formatted = true;
-    return text << "told";
+    return "told";
 }
 
-std::istream& operator>>(std::istream& text, Telling&) {
-    return text;
+bool take_value(Velmor::TextFile& /*file*/, Telling& /*value*/) {
+    return true;
 }
 
 TEST_F(SysFSTest, ConstructionCopyAndDestructionTouchNoFile) {

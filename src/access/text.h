@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+
+namespace Velmor {
+
+// The kernel's text, taken apart from the front: each of these takes a piece off. The rules are those of the standard
+// formatted extraction in the classic locale, whatever locale the application has set.
+
+inline std::string_view take_front(std::string_view& text, std::size_t length) {
+    const std::string_view piece = text.substr(0, length);
+    text.remove_prefix(piece.size());
+    return piece;
+}
+
+inline std::string_view take_until(std::string_view& text, std::string_view ends) {
+    return take_front(text, text.find_first_of(ends));
+}
+
+inline std::string_view take_all_of(std::string_view& text, std::string_view characters) {
+    return take_front(text, text.find_first_not_of(characters));
+}
+
+inline constexpr char white_space[] = " \t\n\v\f\r";
+
+/** Empty where there is none. */
+inline std::string_view take_word(std::string_view& text) {
+    take_all_of(text, white_space);
+    return take_until(text, white_space);
+}
+
+/**
+ * A number in base 10 or 16, the latter with or without "0x"; an unsigned one may have a minus sign, "-1" is the
+ * largest. False where there is none: the value is then 0, for a number that does not fit the nearest that does, and
+ * unchanged at the end of the text.
+ */
+template <typename Number>
+bool take_number(std::string_view& text, Number& value, int base = 10) {
+    using Limits = std::numeric_limits<Number>;
+    using Magnitude = std::make_unsigned_t<Number>;
+    take_all_of(text, white_space);
+    if (text.empty()) return false;
+    const bool negative = text.front() == '-';
+    if (negative || text.front() == '+') take_front(text, 1);
+    if (base == 16 && (text.starts_with("0x") || text.starts_with("0X")))
+        take_front(text, 2);  // "0x" alone is no number
+    Magnitude magnitude = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
+    take_front(text, static_cast<std::size_t>(end - text.data()));
+    const bool below_zero = negative && Limits::is_signed;
+    const auto largest = static_cast<Magnitude>(static_cast<Magnitude>(Limits::max()) + (below_zero ? 1 : 0));
+    const bool fits = error == std::errc() && magnitude <= largest;
+    if (!fits && error != std::errc::invalid_argument) magnitude = largest;
+    value = static_cast<Number>(negative && (fits || below_zero) ? 0 - magnitude : magnitude);
+    return fits;
+}
+
+/** The number that a piece of text begins with; 0 where there is none of this type. */
+template <typename Number>
+Number number_or_zero(std::string_view piece, int base = 10) {
+    Number number = 0;
+    return take_number(piece, number, base) ? number : Number{0};
+}
+
+/** A number's digits, for a text that is put together. */
+class Digits {
+public:
+    template <typename Number>
+    explicit Digits(Number number, int base = 10)
+        : end_(std::to_chars(characters_, std::end(characters_), number, base).ptr) {}
+
+    operator std::string_view() const { return {characters_, end_}; }  // NOLINT(google-explicit-constructor)
+
+private:
+    char characters_[std::numeric_limits<unsigned long>::digits10 + 2];  // of the longest, or of one less and a sign
+    const char* end_;
+};
+
+}  // namespace Velmor

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "access/text_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstddef>
+#include <ios>
+#include <system_error>
+
+#include "access/text.h"
+
+namespace Velmor {
+
+namespace {
+
+/** The call's result; one that a signal has interrupted is repeated. */
+template <typename Call>
+ssize_t uninterrupted(Call call) {
+    ssize_t result = 0;
+    do {
+        result = call();
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+}  // namespace
+
+void throw_stream_failure() {
+    throw std::ios_base::failure("basic_ios::clear");
+}
+
+TextFile::TextFile(Path path, Access access) {
+    std::size_t length = 0;
+    for (const std::string_view piece : path) length += piece.copy(page_ + length, sizeof page_ - length);
+    if (length == sizeof page_) {
+        errno = ENAMETOOLONG;  // as the kernel would answer
+        throw_stream_failure();
+    }
+    page_[length] = '\0';
+    constexpr mode_t anybody = 0666;  // less the process's umask, where the file does not exist
+    const int flags = access == reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+    if (file_.open(page_, flags | O_CLOEXEC, anybody) < 0) throw_stream_failure();
+}
+
+bool TextFile::take_character(char& character) {
+    const bool taken = take([](std::string_view& text) { return take_all_of(text, white_space), !text.empty(); });
+    if (taken) character = take_front(text_, 1).front();
+    return taken;
+}
+
+bool TextFile::take_line(std::string& line) {
+    const bool taken = take([&line](std::string_view& text) {
+        const bool any = !text.empty();
+        line = take_until(text, "\n");
+        return any;
+    });
+    take_front(text_, 1);  // the newline
+    return taken;
+}
+
+void TextFile::write(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = uninterrupted([&] { return ::write(file_.get(), text.data(), text.size()); });
+        if (written <= 0) throw_stream_failure();
+        take_front(text, static_cast<std::size_t>(written));
+    }
+}
+
+void TextFile::close() {
+    if (file_.close() != 0) throw_stream_failure();
+}
+
+bool TextFile::more() {
+    if (ended_) return false;
+    longer_ = text_;  // the next page takes the place of what has not been taken
+    const ssize_t length = uninterrupted([this] { return ::read(file_.get(), page_, sizeof page_); });
+    // As the standard file buffer reports it.
+    if (length == -1) {
+        throw std::ios_base::failure("basic_filebuf::underflow error reading the file",
+                                     std::error_code(errno, std::generic_category()));
+    }
+    ended_ = length == 0;
+    const std::string_view page(page_, static_cast<std::size_t>(length));
+    text_ = longer_.empty() ? page : longer_.append(page);
+    return !ended_;
+}
+
+}  // namespace Velmor

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "access/descriptor.h"
+
+namespace Velmor {
+
+/** A path in pieces; it is put together without the heap. */
+using Path = std::initializer_list<std::string_view>;
+
+/** Throws the standard stream failure, with the text that a standard file stream gives it. */
+[[noreturn]] void throw_stream_failure();
+
+/**
+ * A text file of the kernel's for one access: it is opened, read or written once, and closed. Every failure, that of
+ * opening and closing included, is the standard stream failure; interrupted calls are repeated.
+ *
+ * A page is read at once, so that an attribute, which is no longer, is one moment's value. The heap is used for what
+ * goes on behind a page only.
+ */
+class TextFile {
+public:
+    enum Access { reading, writing };
+
+    /** For writing the file is truncated, and created where it is missing. */
+    explicit TextFile(Path path, Access access = reading);
+
+    /** Take a piece off the front of the text with this: again with more of it, when that took all there was. */
+    template <typename Take>
+    bool take(Take take_piece) {
+        for (;;) {
+            std::string_view text = text_;
+            const bool taken = take_piece(text);
+            if (text.empty() && more()) continue;
+            text_ = text;
+            return taken;
+        }
+    }
+    bool take_character(char& character);
+    /** The rest of the line, without the newline; false at the end of the text. */
+    bool take_line(std::string& line);
+
+    /** In one write. */
+    void write(std::string_view text);
+    /** To be called when done: a driver may refuse a value here, which a destructor could not report. */
+    void close();
+
+private:
+    bool more();
+
+    Descriptor file_;
+    std::string_view text_;  // read, but not taken
+    bool ended_ = false;
+    char page_[4096];     // the path (PATH_MAX), and then what is read
+    std::string longer_;  // text_, where it does not stand in the page
+};
+
+}  // namespace Velmor

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include "access/descriptor.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <initializer_list>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+#include "support/recorder.h"
+#include "support/scenario.h"
+
+using testing_support::content;
+using testing_support::joined;
+using testing_support::play;
+using testing_support::put;
+using testing_support::TemporaryDirectory;
+using Velmor::Descriptor;
+
+namespace {
+
+bool is_closed(int fd) {
+    return fcntl(fd, F_GETFD) == -1 && errno == EBADF;
+}
+
+class DescriptorTest : public testing::Test {
+protected:
+    DescriptorTest() { put(path_, "text\n"); }
+
+    TemporaryDirectory directory_;
+    const std::string path_ = directory_ / "file";
+};
+
+TEST_F(DescriptorTest, OpensClosesAndTellsWhichItIs) {
+    Descriptor file;
+    EXPECT_FALSE(file.is_open());
+    EXPECT_EQ(file.close(), 0);
+    const int fd = file.open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_GT(fd, 2);
+    EXPECT_EQ(file.get(), fd);
+    EXPECT_TRUE(file.is_open());
+    EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(file.close(), 0);
+    EXPECT_FALSE(file.is_open());
+    EXPECT_TRUE(is_closed(fd));
+}
+
+TEST_F(DescriptorTest, DestructionCloses) {
+    int fd = -1;
+    {
+        Descriptor file;
+        fd = file.open(path_.c_str(), O_RDONLY);
+        EXPECT_EQ(fcntl(fd, F_GETFD), 0) << "close-on-exec is the caller's to ask for";
+    }
+    EXPECT_TRUE(is_closed(fd));
+}
+
+TEST_F(DescriptorTest, MissingFileIsNoneAndItsErrno) {
+    Descriptor file;
+    errno = 0;
+    EXPECT_EQ(file.open((path_ + ".absent").c_str(), O_RDONLY), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(file.is_open());
+}
+
+// ---- Without standard descriptors ----------------------------------------------------------------------------------
+
+class WithoutStandardDescriptors : public DescriptorTest, public testing::WithParamInterface<std::vector<int>> {};
+
+TEST_P(WithoutStandardDescriptors, NoneOfThemIsEverTakenAndTheyStayClosed) {
+    const auto played = play([this] {
+        for (const int fd : GetParam()) close(fd);
+        std::string text;
+        // The first open meets them free, the others know of it.
+        for (int i = 0; i < 3; ++i) {
+            Descriptor first;
+            Descriptor second;
+            for (Descriptor* file : {&first, &second}) {
+                text += file->open(path_.c_str(), O_RDONLY | O_CLOEXEC) > 2 ? "above " : "low ";
+                text += fcntl(file->get(), F_GETFD) == FD_CLOEXEC ? "close-on-exec " : "inherited ";
+            }
+            for (const int fd : GetParam()) text += is_closed(fd) ? "closed " : "open ";
+        }
+        return text;
+    });
+    std::string once = "above close-on-exec above close-on-exec ";
+    for (std::size_t i = 0; i < GetParam().size(); ++i) once += "closed ";
+    EXPECT_EQ(played.told, once + once + once);
+}
+
+INSTANTIATE_TEST_SUITE_P(Closed, WithoutStandardDescriptors,
+                         testing::Values(std::vector{0}, std::vector{1}, std::vector{2}, std::vector{0, 2},
+                                         std::vector{1, 2}, std::vector{0, 1, 2}),
+                         [](const auto& instance) {
+                             std::string name;
+                             for (const int fd : instance.param) name += std::to_string(fd);
+                             return name;
+                         });
+
+TEST_F(DescriptorTest, FailedOpenKeepsItsErrnoAndLosesNothing) {
+    const auto played = play([this] {
+        close(0);
+        close(2);
+        const auto missing = [this] {
+            Descriptor file;
+            errno = 0;
+            return file.open((path_ + ".absent").c_str(), O_RDONLY) == -1 && errno == ENOENT;
+        };
+        const bool before = missing();
+        Descriptor().open(path_.c_str(), O_RDONLY);
+        const bool after = missing();
+        return joined({before && after ? "ENOENT" : "another", is_closed(0) && is_closed(2) ? "closed" : "open"});
+    });
+    EXPECT_EQ(played.told, "ENOENT, closed");
+}
+
+TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
+    const auto played = play([this] {
+        close(2);
+        const rlimit three = {3, 3};
+        setrlimit(RLIMIT_NOFILE, &three);
+        std::string text;
+        for (int i = 0; i < 2; ++i) {
+            Descriptor file;
+            errno = 0;
+            const int fd = file.open(path_.c_str(), O_RDONLY);
+            text += std::to_string(fd) + (errno == EINVAL || errno == EMFILE ? " no room, " : " another, ");
+            text += is_closed(2) ? "closed, " : "open, ";
+        }
+        return text;
+    });
+    EXPECT_EQ(played.told, "-1 no room, closed, -1 no room, closed, ");
+}
+
+// What the application prints into its closed standard error must not reach a file, not even between two calls of ours.
+TEST_F(DescriptorTest, OutputOfAnotherThreadNeverReachesAFile) {
+    const auto played = play([this] {
+        close(2);
+        Descriptor().open(path_.c_str(), O_RDONLY);
+        std::atomic<bool> stop = false;
+        std::atomic<long> printed = 0;
+        std::thread printer([&] {
+            while (!stop) printed += write(2, "V", 1) == 1 ? 1 : 0;
+        });
+        for (int i = 0; i < 20000; ++i) {
+            Descriptor file;
+            file.open(path_.c_str(), O_WRONLY | O_APPEND);
+        }
+        stop = true;
+        printer.join();
+        return std::to_string(printed) + " bytes printed";
+    });
+    EXPECT_EQ(played.told, "0 bytes printed");
+    EXPECT_EQ(content(path_), "text\n");
+}
+
+}  // namespace
