@@ -6,25 +6,28 @@
  * Usable alone from C99 and from C++11 on. Link with -lvelmor (pkg-config name "velmor", CMake target
  * velmor::velmor).
  *
- * ## Errors
+ * ## Failures
  * Every function returns 0 on success and a negative number on failure; the two mrfi list reads return 1 for an
  * entry and 0 at the end of the list. The failures are:
  *  - -22, errno EINVAL, and nothing printed: a required pointer is null. Nothing was done.
+ *  - -22, errno EINVAL, and a line: a negative timeout, a watchdog that is not armed, or an alternate function that the
+ *    port does not support.
  *  - -95, errno EOPNOTSUPP: this board has no such hardware, or the index names none.
- *  - -errno, with that errno: a device node, a system call or a started program failed. A driver may answer with any
- *    errno, -22 and -95 among them.
+ *  - -errno, with that errno: a device node, a system call or a started program failed, or the library's mutex could
+ *    not be locked. A driver may answer with any errno, EINVAL and EOPNOTSUPP among them.
  *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed, an argument is out of its
- *    range, memory has run out, or the start of the board has failed. errno is then as the failing operation left it
- *    and means nothing. (-1 is also -EPERM of those functions that report -errno: power and watchdog calls and the
- *    motion sensors.)
+ *    range or does not fit the line or list, memory has run out, or the start of the board has failed. errno is then as
+ *    the failing operation left it and means nothing, as after a success. (-1 is also -EPERM of those functions that
+ *    report -errno.)
  *
- * Every failure but that of a null pointer, and of memory that has run out so far that there is none for a line,
- * writes one line to standard error, through std::cerr and in one write: the function's name, " failed: " and the
- * cause. Where the start of the board has failed, a line
- * "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call tries the
- * start again.
- * "Kernel errors" below are those that the driver or the system reports; they are passed on as they are.
- * Output arguments are left alone on failure unless a function says otherwise.
+ * Lack of memory, a board that does not start and a mutex that cannot be locked may fail any function. The others
+ * stand with each function: "Own errors" are the library's, "Kernel errors" those of the driver or the system, passed
+ * on as they are. Output arguments are left alone on failure unless a function says otherwise.
+ *
+ * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write: the
+ * function's name, " failed: " and the cause. It is lost when there is no memory for it or std::cerr does not take
+ * it. Where the start of the board has failed, a line "cannot set board resources: " with the cause stands before it;
+ * the call returns -1 and the next call tries the start again. Both lines are printed with no lock of the library held.
  *
  * ## The first call starts the board
  * The first call of any function in a process (other than one refused for a null pointer) reads the hardware table
@@ -47,20 +50,33 @@
  * where a power function waits for a program or for the end of the system.
  *
  * ## Signals, fork and exec
- *  - fork(): a child may go on calling the library, also when another thread was inside it. The watchdog's descriptor
- *    is shared between parent and child: a watchdog armed before the fork can be fed by either, and disarming it in one
- *    takes effect only when the other has closed it as well, by watchdog_disable(), by exec or by its end. A fork
- *    waits for a start of the board that is under way in another thread. Only a process's very first call must not be
- *    made while another thread is in the middle of a fork: that child could not call the library.
+ *  - Signal handlers: in general the functions are not async-signal-safe. Lists and key lists allocate memory; a
+ *    failing call allocates and prints. Once the board has started, a handler may call watchdog_refresh() and the
+ *    functions that set or get a backlight, a display, an LED group or a temperature: while they succeed they allocate
+ *    nothing and wait for no lock; a failing one may deadlock with what the handler has interrupted. The rules for
+ *    threads above hold between a handler and the code that it interrupts.
+ *  - A call from inside the start of the board, on the same thread (by a signal handler, or by the application's own
+ *    std::cerr buffer), fails with -35 (EDEADLK) and one line.
+ *  - fork(): a child may always call the library: whatever the other threads of its parent were doing in it, from fork
+ *    handlers, and also when a signal handler forked in the middle of a call. A child whose parent had not finished
+ *    starting the board starts it afresh. No lock of the library is held across a fork, no fork waits for the library,
+ *    and it registers no fork handler.
+ *  - Descriptors of the library are close-on-exec and never 0, 1 or 2, even in a process that has closed these. A child
+ *    that was forked and executes no program keeps those that were open at that moment: the device nodes that stay
+ *    open, and a file that another thread was just accessing.
+ *  - So parent and child share an armed watchdog. Either can feed it. Disarming it in one takes effect only when the
+ *    other has closed it as well, by watchdog_disable(), by exec or by its end.
  *  - power_reboot() (and power_shutdown() on boards that run a program for it) waits for any child of the process: it
  *    may reap a child of the application's own and take that child's exit status for the program's. Where SIGCHLD is
  *    ignored the call waits until every child of the process has ended, and then returns -ECHILD although the program
- *    was run: its status is lost.
+ *    was run: its status is lost. A signal whose handler was installed without SA_RESTART, such as an interval
+ *    timer's, ends the wait with -4 (EINTR) although the program was started.
  *  - The library installs no signal handler, changes no signal mask, sets no locale and starts no thread.
  *
  * ## What stays
  * A setting lives in the hardware, not in the process: a backlight level, a display state, an output line or a PWM
- * programme stays after the process has ended, and an armed watchdog bites.
+ * programme stays after the process has ended, and an armed watchdog bites. The library stays loaded after dlclose():
+ * after a new dlopen() an armed watchdog can still be fed.
  */
 #ifndef VELMOR_H
 #define VELMOR_H
@@ -88,19 +104,20 @@ extern "C" {
  * Set the brightness of a backlight.
  * @param index  backlight, from 0 (this device has one, the display's)
  * @param level  0 (off) to 255 (full); 1 is the dimmest light that the driver offers
- * @return 0, or negative. Own errors: -1 for a level above 255, nothing is written; -95 for no such backlight.
- *   Kernel errors: -1 when "brightness" cannot be written.
+ * @return 0, or negative. Own errors: -95 for no such backlight; -1 for a level above 255, nothing is written. Kernel
+ *   errors: -1 when "brightness" cannot be written.
  * @note Blocks for the driver's write only. Any thread. The level stays after the process has ended.
  */
 VELMOR_API int backlight_set(int index, uint32_t level);
 
 /**
- * Ask the brightness of a backlight.
+ * Get the brightness of a backlight.
  * @param index  backlight, from 0
  * @param level  receives 0 (off) to 255 (full). From /sys/class/backlight/<name>/brightness, scaled by the
  *   max_brightness that was read when the board started; a driver that reports more than its maximum yields more
  *   than 255.
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "brightness" cannot be read or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "brightness" cannot be read
+ *   or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int backlight_get(int index, uint32_t* level);
@@ -118,11 +135,11 @@ VELMOR_API int backlight_get(int index, uint32_t* level);
 VELMOR_API int display_set(int index, uint32_t on);
 
 /**
- * Ask whether a display is on.
+ * Tell whether a display is on.
  * @param index  display, from 0
  * @param on     receives false when /sys/class/graphics/fb<n>/blank reads 1, true for every other number
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "blank" cannot be read or holds no number, as
- *   with mainline kernels, which show it empty.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "blank" cannot be read or
+ *   holds no number, as with mainline kernels, which show it empty.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int display_get(int index, bool* on);
@@ -140,18 +157,18 @@ typedef struct led_color_t {
  * Set the colour of a group of LEDs.
  * @param index  LED group, from 0
  * @param color  the colour; read during the call only
- * @return 0, or negative. Own errors: -22; -1 for a component outside 0..255, nothing is written; -95.
- *   Kernel errors: -1 when the driver's colour attribute cannot be written.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95; -1 for a component outside 0..255, nothing is
+ *   written. Kernel errors: -1 when the driver's colour attribute cannot be written.
  * @note Blocks for one write. Any thread. The colour stays after the process has ended.
  */
 VELMOR_API int led_color_set(int index, const led_color_t* color);
 
 /**
- * Ask the colour of a group of LEDs.
+ * Get the colour of a group of LEDs.
  * @param index  LED group, from 0
  * @param color  receives the three numbers of the driver's colour attribute, unchecked
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or holds fewer
- *   than three numbers.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
+ *   or holds fewer than three numbers.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int led_color_get(int index, led_color_t* color);
@@ -172,7 +189,7 @@ typedef struct io_config_t {
  * @param io     line number; on this device 0 (PWM output: 1 starts it, 0 stops it, other values do nothing),
  *   9 (GPS enable) and 11 (echosounder reset, where an echosounder is fitted)
  * @param value  level, 0 or 1; a line that is a driver attribute takes any number and writes it as it is
- * @return 0, or negative. Own errors: -1 on an input line; -95 for no such line. Kernel errors: -1 when the line's
+ * @return 0, or negative. Own errors: -95 for no such line; -1 on an input line. Kernel errors: -1 when the line's
  *   attribute cannot be written.
  * @note Blocks for the driver's writes. Any thread, but accesses to one GPIO line must not overlap. The level stays
  *   after the process has ended; a GPIO line is given back to the kernel after each access.
@@ -180,24 +197,26 @@ typedef struct io_config_t {
 VELMOR_API int io_set(int io, io_value_t value);
 
 /**
- * Ask the level of a line.
+ * Get the level of a line.
  * @param io     line number, see io_set()
  * @param value  receives the level. Line 0: 1 when the PWM's "status" reads 1, else 0. Driver attributes: their number.
- * @return 0, or negative. Own errors: -22; -1 on a GPIO line that is an output; -95. Kernel errors: -1 when the
- *   attribute cannot be read.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 for no such line; -1 on a GPIO line that is an
+ *   output. Kernel errors: -1 when the attribute cannot be read or parsed.
  * @note Blocks for the driver. Any thread, but accesses to one GPIO line must not overlap. Reading a GPIO line exports
  *   it, makes it an input and unexports it; on other lines nothing changes.
  */
 VELMOR_API int io_get(int io, io_value_t* value);
 
 /**
- * Programme a PWM line.
+ * Programme a PWM line: set the duty to 0, then the period, then the duty. The present duty is taken in whole percent,
+ * rounded down. One below 1 % counts as 0: it is not set to 0 first, and neither -1 nor 0 changes its high time.
  * @param io      line number; on this device 0
  * @param config  frequency in hertz, 1..2000000, and duty in percent, 0..100 or -1 to keep the present duty; read
  *   during the call only. Whether the line runs is not changed, see io_set().
- * @return 0, or negative. Own errors: -22; -1 for a frequency out of range, nothing is written; -1 for a duty out of
- *   range, with the duty left at 0 and the new period in force; -95 for a line that is no PWM.
- *   Kernel errors: -1 when "period" or "duty" cannot be read or written; the line may then be left at duty 0.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 for a line that is no PWM; -1 for a frequency out of
+ *   range, nothing is written; -1 for a duty out of range, given or kept: the period is then new and the duty 0, or as
+ *   it was where that is below 1 %. Kernel errors: -1 when "period" or "duty" cannot be read or written; the line may
+ *   then be left at duty 0.
  * @note Blocks for up to four reads and three writes. Any thread, but calls for one line must not overlap: the duty is
  *   0 for a moment while the period changes, and would be taken for the present one. Below 24 Hz the duty is computed
  *   in 32 bits and wraps for high percentages. The programme stays after the process has ended, until any process makes
@@ -206,13 +225,13 @@ VELMOR_API int io_get(int io, io_value_t* value);
 VELMOR_API int io_config_set(int io, const io_config_t* config);
 
 /**
- * Ask the programme of a PWM line.
+ * Get the programme of a PWM line.
  * @param io      line number; on this device 0
  * @param config  receives frequency in hertz and duty in percent, both rounded down, from the channel's "period" and
  *   "duty" (nanoseconds); a period of 0 yields 0 for both. The duty is computed in 32 bits and wraps for a high time
  *   above 42949672 ns.
- * @return 0, or negative. Own errors: -22; -95 for a line that is no PWM. Kernel errors: -1 when "period" or "duty"
- *   cannot be read.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 for a line that is no PWM. Kernel errors: -1 when
+ *   "period" or "duty" cannot be read or parsed.
  * @note Blocks for three reads. Any thread. Changes nothing.
  */
 VELMOR_API int io_config_get(int io, io_config_t* config);
@@ -229,11 +248,12 @@ typedef struct thermal_state_t {
 } thermal_state_t;
 
 /**
- * Ask the temperature of a thermal zone and its four trip points.
+ * Get the temperature of a thermal zone and its four trip points.
  * @param zone   thermal zone, from 0
  * @param state  receives five temperatures in millidegrees Celsius, from /sys/class/thermal/thermal_zone<n>/
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when a file cannot be read, or when the zone's trip
- *   points 0 to 3 lacked one of the four types when the board started.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when a file cannot be read or
+ *   parsed. -1 also, until the process ends, when the types of the zone's trip points 0 to 3 could not be read as the
+ *   board started, or lacked one of the four.
  * @note Blocks for five reads; the five are not one snapshot. Any thread. Changes nothing.
  */
 VELMOR_API int thermal_state_get(int zone, thermal_state_t* state);
@@ -258,25 +278,25 @@ typedef struct bluetooth_info_t {
 /**
  * Select the Wi-Fi antenna.
  * @param antenna  level of the select line, 0 or 1
- * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device.
- *   Kernel errors: -1 when the GPIO line cannot be exported or written.
+ * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device. Kernel errors: -1
+ *   when the GPIO line cannot be exported or written.
  * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection stays after
  *   the process has ended.
  */
 VELMOR_API int wifi_antenna_set(antenna_t antenna);
 
 /**
- * Ask whether a Wi-Fi radio is fitted, by the hardware table.
+ * Tell whether a Wi-Fi radio is fitted, by the hardware table.
  * @param present  receives true when fitted
- * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int wifi_present(bool* present);
 
 /**
- * Ask the description of the Wi-Fi radio.
- * @param info  receives the description; the radio itself is not asked
- * @return 0, or negative. Own errors: -22; -95 where no Wi-Fi is fitted. No kernel errors.
+ * Get the description of the Wi-Fi radio.
+ * @param info  receives the description; the radio itself is not queried
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 where no Wi-Fi is fitted. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int wifi_info_get(wifi_info_t* info);
@@ -284,25 +304,25 @@ VELMOR_API int wifi_info_get(wifi_info_t* info);
 /**
  * Select the Bluetooth antenna.
  * @param antenna  level of the select line, 0 or 1
- * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device.
- *   Kernel errors: -1 when the GPIO line cannot be exported or written.
+ * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device. Kernel errors: -1
+ *   when the GPIO line cannot be exported or written.
  * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection stays after
  *   the process has ended.
  */
 VELMOR_API int bluetooth_antenna_set(antenna_t antenna);
 
 /**
- * Ask whether a Bluetooth radio is fitted, by the hardware table.
+ * Tell whether a Bluetooth radio is fitted, by the hardware table.
  * @param present  receives true when fitted
- * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int bluetooth_present(bool* present);
 
 /**
- * Ask the description of the Bluetooth radio.
- * @param info  receives the description; the radio itself is not asked
- * @return 0, or negative. Own errors: -22; -95 where no Bluetooth is fitted. No kernel errors.
+ * Get the description of the Bluetooth radio.
+ * @param info  receives the description; the radio itself is not queried
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 where no Bluetooth is fitted. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
@@ -312,9 +332,9 @@ VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
 /**
  * Power the device down. HAZARD: on this device the kernel is asked for a restart with the command "wdt", after a
  * sync, so that the unit comes back by itself; boards without automatic power-on run "/sbin/poweroff".
- * @return does not return on success; the calling thread waits for the end of the system. Negative on failure.
- *   Own errors: -95. Kernel errors: -errno of the restart call (-EPERM without CAP_SYS_BOOT) or of starting the
- *   program (its exec's errno), or minus the program's exit code.
+ * @return does not return on success; the calling thread waits for the end of the system. Negative on failure. Own
+ *   errors: -95. Kernel errors: -errno of the restart call (-EPERM without CAP_SYS_BOOT); on boards that run the
+ *   program, those of power_reboot().
  * @note Blocks until the system is down. Any thread; other threads may go on calling the library. See "Signals, fork
  *   and exec".
  */
@@ -322,17 +342,17 @@ VELMOR_API int power_shutdown(void);
 
 /**
  * Reboot the device by running "/sbin/reboot". HAZARD: ends every process.
- * @return does not return on success; the calling thread waits for the end of the system. Negative on failure.
- *   Own errors: -95. Kernel errors: -errno of starting the program (-ENOENT where it is missing) or of waiting for
- *   it, or minus the program's exit code; a program killed by a signal counts as success.
+ * @return does not return on success; the calling thread waits for the end of the system. Negative on failure. Own
+ *   errors: -95. Kernel errors: -errno of starting the program (-ENOENT where it is missing) or of waiting for it, or
+ *   minus the program's exit code; a program killed by a signal counts as success.
  * @note Blocks until the system is down. Any thread. Waits for any child of the process, see "Signals, fork and exec".
  */
 VELMOR_API int power_reboot(void);
 
 /**
- * Suspend the device to memory. HAZARD: everything stands still until a wake-up source fires.
- * @return 0 after the system has resumed, and also when "/sys/power/state" could not be written: a refused suspend
- *   is not reported. Own errors: -95.
+ * Suspend the device to memory. HAZARD: everything stands still until a wake-up source fires. A suspend that is
+ * refused, or a "/sys/power/state" that cannot be written, is not reported.
+ * @return 0 after the system has resumed, or negative. Own errors: -95. No kernel errors.
  * @note Blocks until the system has resumed. Any thread.
  */
 VELMOR_API int power_suspend(void);
@@ -341,12 +361,13 @@ VELMOR_API int power_suspend(void);
 
 /**
  * Arm the hardware watchdog, or arm it again with another timeout. HAZARD: from here on the device restarts unless
- * watchdog_refresh() is called more often than the timeout says.
+ * watchdog_refresh() is called more often than the timeout says. HAZARD: a second call disarms the watchdog before it
+ * opens it anew, and if that open fails it stays disarmed: nothing watches the device any more.
  * @param timeout_s  timeout in seconds, 0 or more; the driver decides what it accepts and may round it
  * @return 0, or negative. Own errors: -22 for a negative timeout, nothing is opened; -95. Kernel errors: -errno of
- *   opening "/dev/watchdog" (-EBUSY while another process holds it), of WDIOC_SETTIMEOUT, or of the disarming that
- *   precedes a second arming. When WDIOC_SETTIMEOUT fails, be it with -22 or -95, the watchdog is armed, with the
- *   driver's own timeout.
+ *   opening "/dev/watchdog" (-EBUSY while another process holds it): the watchdog is then disarmed, even if it was
+ *   armed before. -errno of WDIOC_SETTIMEOUT, be it -22 or -95: it is then armed, with the driver's own timeout. -errno
+ *   of the disarming that precedes a second arming: it is then still armed, with its old timeout.
  * @note Blocks for the driver only. Watchdog calls must not overlap. Stays armed after the process has ended: a
  *   process that exits without watchdog_disable() lets it bite.
  */
@@ -423,54 +444,56 @@ typedef struct platform_info_t {
 } platform_info_t;
 
 /**
- * Ask versions, build dates and the serial number.
+ * Get versions, build dates and the serial number.
  * @param info  receives the record, which is 96 bytes long, whatever size says
  * @param size  sizeof(platform_info_t); kept for the future, not looked at
- * @return 0, or negative. Own errors: -22. Kernel errors: -1 when a record other than serial_number is missing or
- *   holds no number; the part of *info that had been read by then is written.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without platform records. Kernel errors: -1
+ *   when a record other than serial_number is missing or holds no number; the part of *info that had been read by then
+ *   is written.
  * @note Blocks for 30 short reads. Any thread. Changes nothing.
  */
 VELMOR_API int platform_info_get(platform_info_t* info, size_t size);
 
 /**
- * Ask the unit identifier, from the hardware table.
+ * Get the unit identifier, from the hardware table.
  * @param uid  receives the 16-bit identifier
- * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without platform records. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int platform_uid_get(uint16_t* uid);
 
 /**
- * Ask the OEM identifier, from the hardware table.
+ * Get the OEM identifier, from the hardware table.
  * @param oemid  receives the identifier, 0..31
- * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without platform records. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int platform_oemid_get(uint32_t* oemid);
 
 /**
- * Ask the model identifier, from the hardware table.
+ * Get the model identifier, from the hardware table.
  * @param mid  receives the identifier, 0..65535
- * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without platform records. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int platform_mid_get(uint32_t* mid);
 
 /**
- * Ask the CAN manufacturer code, from the hardware table.
+ * Get the CAN manufacturer code, from the hardware table.
  * @param code  receives the code, 0..2047 (11 bits)
- * @return 0, or negative. Own errors: -22; -95 where the table's layout (version 2) has no CAN identity.
- *   No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 where the table's layout (version 2) has no CAN
+ *   identity, and on boards without platform records. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int platform_can_manuf_code_get(uint16_t* code);
 
 /**
- * Ask the CAN unique number: from the hardware table or, where that says 0, from the last six hexadecimal digits of
- * the serial number.
+ * Get the CAN unique number: from the hardware table or, where that says 0, from the last six hexadecimal digits of
+ * the serial number (of one that is longer than 31 characters, the last six of its first 31).
  * @param number  receives the number, 0..2097151 (21 bits); 0 for a serial number shorter than six characters
- * @return 0, or negative. Own errors: -22; -95 where the table's layout (version 2) has no CAN identity.
- *   Kernel errors: when the serial number is needed, those of platform_info_get().
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 where the table's layout (version 2) has no CAN
+ *   identity, and on boards without platform records. Kernel errors: -1 as of platform_info_get(), when the serial
+ *   number is needed.
  * @note Does not block once the board has started, but reads what platform_info_get() reads when the serial number is
  *   needed. Any thread. Changes nothing.
  */
@@ -509,28 +532,31 @@ typedef struct mrfi_device_t {
 } mrfi_device_t;
 
 /**
- * Ask the received signal strength of an interface.
+ * Get the received signal strength of an interface.
  * @param index  MRFI interface, from 0
  * @param rssi   receives the driver's number, unchanged, from the interface's "rssi"
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
+ *   or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_rssi_get(int index, int* rssi);
 
 /**
- * Ask the device type of an interface.
+ * Get the device type of an interface.
  * @param index  MRFI interface, from 0
  * @param type   receives the driver's number, from the interface's "type"
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
+ *   or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t* type);
 
 /**
- * Ask the address of an interface.
+ * Get the address of an interface.
  * @param index    MRFI interface, from 0
  * @param address  receives the 4 bytes, from the interface's "address"
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
+ *   or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_address_get(int index, mrfi_addr_t* address);
@@ -545,10 +571,11 @@ VELMOR_API int mrfi_address_get(int index, mrfi_addr_t* address);
 VELMOR_API int mrfi_autolink_set(int index, int on);
 
 /**
- * Ask whether automatic linking is on.
+ * Tell whether automatic linking is on.
  * @param index  MRFI interface, from 0
  * @param on     receives the state, from the interface's "autolink", which must read 0 or 1
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when the attribute cannot be read or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
+ *   or parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_autolink_get(int index, bool* on);
@@ -557,7 +584,8 @@ VELMOR_API int mrfi_autolink_get(int index, bool* on);
  * Link to a peer.
  * @param index    MRFI interface, from 0
  * @param address  the peer; read during the call only
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "link" cannot be written or is refused.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "link" cannot be written or
+ *   is refused.
  * @note Blocks for the driver's write. Any thread. The link stays after the process has ended.
  */
 VELMOR_API int mrfi_link(int index, const mrfi_addr_t* address);
@@ -566,7 +594,8 @@ VELMOR_API int mrfi_link(int index, const mrfi_addr_t* address);
  * Unlink a peer.
  * @param index    MRFI interface, from 0
  * @param address  the peer; read during the call only
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -1 when "unlink" cannot be written or is refused.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "unlink" cannot be written or
+ *   is refused.
  * @note Blocks for the driver's write. Any thread. Stays after the process has ended.
  */
 VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t* address);
@@ -575,8 +604,8 @@ VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t* address);
  * Take a snapshot of the connections, to be read one by one.
  * @param index    MRFI interface, from 0
  * @param context  receives the list, which the caller owns until mrfi_connection_list_close()
- * @return 0, or negative. Own errors: -22, -95. A "connections" file that cannot be read is an empty list, and an
- *   empty line ends the list.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors. A "connections" file that cannot
+ *   be read is an empty list, and an empty line ends the list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
@@ -585,9 +614,9 @@ VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
  * Read the next connection of a list.
  * @param context     a list from mrfi_connection_list_open()
  * @param connection  receives the entry; its reserved bits are left alone
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
- *   context without an owner. A pointer that is no open list of this kind makes the call undefined. Short or malformed
- *   lines are no error: what is missing is 0.
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22 for a null
+ *   pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are no error: what is
+ *   missing is 0. A pointer that is no open list of this kind makes the call undefined.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection_t* connection);
@@ -595,8 +624,8 @@ VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection
 /**
  * Close a list of connections; the context is gone afterwards.
  * @param context  a list from mrfi_connection_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22; -1 for a context without an owner. A pointer that is no open list of
- *   this kind makes the call undefined.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. A
+ *   pointer that is no open list of this kind makes the call undefined.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
@@ -605,8 +634,8 @@ VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
  * Take a snapshot of the devices that have been seen, to be read one by one.
  * @param index    MRFI interface, from 0
  * @param context  receives the list, which the caller owns until mrfi_device_list_close()
- * @return 0, or negative. Own errors: -22, -95. A "devices" file that cannot be read is an empty list, and an empty
- *   line ends the list.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors. A "devices" file that cannot be
+ *   read is an empty list, and an empty line ends the list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
@@ -615,9 +644,9 @@ VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
  * Read the next device of a list.
  * @param context  a list from mrfi_device_list_open()
  * @param device   receives the entry
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22; -1 for a
- *   context without an owner. A pointer that is no open list of this kind makes the call undefined. Short or malformed
- *   lines are no error: what is missing is 0 or empty.
+ * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22 for a null
+ *   pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are no error: what is
+ *   missing is 0 or empty. A pointer that is no open list of this kind makes the call undefined.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* device);
@@ -625,17 +654,17 @@ VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* devi
 /**
  * Close a list of devices; the context is gone afterwards.
  * @param context  a list from mrfi_device_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22; -1 for a context without an owner. A pointer that is no open list of
- *   this kind makes the call undefined.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. A
+ *   pointer that is no open list of this kind makes the call undefined.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);
 
 /**
- * Ask the device class that an address carries.
+ * Get the device class that an address carries.
  * @param address       an address; read during the call only
  * @param device_class  receives byte 2 plus 256 times byte 3 of the address, 0..65535
- * @return 0, or negative. Own errors: -22. No kernel errors. Works on boards without MRFI too.
+ * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors. Works on boards without MRFI too.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_class_get(const mrfi_addr_t* address, uint32_t* device_class);
@@ -656,19 +685,20 @@ typedef struct car_motion_t {
 } car_motion_t;
 
 /**
- * Ask the attitude sensor.
+ * Get the axes of the attitude sensor.
  * @param attitude  receives the axes' current values (EVIOCGABS on the sensor's input node)
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -errno of opening the node or of EVIOCGABS; the axes
- *   read before the failure are then already stored.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -errno of opening the node or of
+ *   EVIOCGABS; the axes read before the failure are then already stored.
  * @note Blocks for three ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
  *   it stays open until the process ends. Changes nothing.
  */
 VELMOR_API int attitude_get(attitude_t* attitude);
 
 /**
- * Ask the motion of the vehicle.
+ * Get the motion of the vehicle.
  * @param motion  receives speed and direction (EVIOCGABS on the sensor's input node)
- * @return 0, or negative. Own errors: -22, -95. Kernel errors: -errno of opening the node or of EVIOCGABS.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -errno of opening the node or of
+ *   EVIOCGABS.
  * @note Blocks for two ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
  *   it stays open until the process ends. Changes nothing.
  */
@@ -697,32 +727,32 @@ typedef struct serial_device_info_t {
  * Connect a serial port's UART to one of its connectors.
  * @param port      serial port, from 0
  * @param mux_port  connector, as the board numbers them
- * @return 0, or negative. Own errors: -1 for a connector that the board does not list, nothing is written; -95 on
- *   boards without a multiplexer, such as this device. Kernel errors: -1 when a select line cannot be written; the
- *   lines before it then have their new levels.
+ * @return 0, or negative. Own errors: -95 on boards without a multiplexer, such as this device; -1 for a connector that
+ *   the board does not list, nothing is written. Kernel errors: -1 when a select line cannot be written; the lines
+ *   before it then have their new levels.
  * @note Blocks for four writes a select line. Any thread, but accesses to one GPIO line must not overlap. Stays after
  *   the process has ended.
  */
 VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
 
 /**
- * Ask which device node serves a serial port.
+ * Tell which device node serves a serial port.
  * @param port  serial port: on this device 0 ("/dev/ttymxc4", 9600) and, where an echosounder is fitted,
  *   1 ("/dev/ttymxc3", 38400)
  * @param info  receives the description; the node itself is not opened
- * @return 0, or negative. Own errors: -22, -95. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int serial_device_info_get(int port, serial_device_info_t* info);
 
 /**
- * Ask whether a serial pin can serve a function.
+ * Tell whether a serial pin can serve a function.
  * @param port       serial port, from 0
  * @param function   0 serial, 1 key, or another number of the board's
  * @param supported  receives true when the port lists the function and, for the key, the kernel's gpio-keys driver
  *   handles its key code. The driver prints neighbouring codes as a range, "114-116", of which only the first counts.
- * @return 0, or negative. Own errors: -22; -95 on boards without alternate functions, such as this device.
- *   Kernel errors: -1 when "/sys/devices/platform/gpio-keys/keys" cannot be read.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without alternate functions, such as this
+ *   device. Kernel errors: -1 when "/sys/devices/platform/gpio-keys/keys" cannot be read.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* supported);
@@ -749,17 +779,17 @@ typedef struct gps_info_t {
 } gps_info_t;
 
 /**
- * Ask the description of the GPS receiver.
- * @param info  receives the two numbers; the receiver itself is not asked
- * @return 0, or negative. Own errors: -22, -95. No kernel errors.
+ * Get the description of the GPS receiver.
+ * @param info  receives the two numbers; the receiver itself is not queried
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int gps_info_get(gps_info_t* info);
 
 /**
- * Ask whether an echosounder is fitted, by the hardware table.
+ * Tell whether an echosounder is fitted, by the hardware table.
  * @param present  receives true when fitted
- * @return 0, or negative. Own errors: -22. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int es_present(bool* present);
