@@ -296,7 +296,10 @@ TEST_F(SysFSPWMTest, NewFrequencyWritesDutyZeroThenThePeriodThenTheDuty) {
         {"0", -1, {"period 500000"}},
         {"0", 0, {"period 500000"}},
         {"0", 75, {"period 500000", "duty 375000"}},
-        {"9999", 75, {"period 500000", "duty 375000"}},  // below one percent counts as none
+        // Below one percent counts as none, and is not written to.
+        {"9999", 75, {"period 500000", "duty 375000"}},
+        {"9999", 0, {"period 500000"}},
+        {"9999", -1, {"period 500000"}},
     };
     SysFSPWM pwm = at_1000_hz(0);
     for (const auto& row : rows) {
@@ -321,9 +324,12 @@ TEST_F(SysFSPWMTest, NewFrequencyWithDutyOutOfRangeWritesDutyZeroOnlyWhereItWasN
     program("1000000", "400000");
     EXPECT_THAT(writes_of([&] { range_error_of([&] { pwm.set_frequency(2000, 101); }); }),
                 ElementsAre("duty 0", "period 500000"));
-    program("1000000", "0");
-    EXPECT_THAT(writes_of([&] { range_error_of([&] { pwm.set_frequency(2000, 101); }); }),
-                ElementsAre("period 500000"));
+    for (const char* none : {"0", "9999"}) {
+        program("1000000", none);
+        EXPECT_THAT(writes_of([&] { range_error_of([&] { pwm.set_frequency(2000, 101); }); }),
+                    ElementsAre("period 500000"))
+            << none;
+    }
 }
 
 TEST_F(SysFSPWMTest, KeptDutyAboveHundredPercentFailsAfterThePeriod) {
