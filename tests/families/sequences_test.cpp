@@ -2,19 +2,17 @@
 // What a call asks of the hardware, act by act: when all goes well, and when one of the acts fails.
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "families/acts.h"
 #include "families/calls.h"
+#include "families/recording.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "support/recorder.h"
@@ -23,16 +21,15 @@
 
 using families::Acts;
 using families::calls;
-using families::hardware;
+using families::give_lines_back;
 using families::in_order;
 using families::Kind;
 using families::proves;
+using families::Recording;
 using testing::ElementsAreArray;
 using testing_support::answer;
 using testing_support::failed;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::Recorder;
 using testing_support::Scenario;
 using testing_support::stream_failure;
@@ -78,8 +75,8 @@ struct Sequence {
     Scenario call;
     std::string told;
     std::vector<Step> steps = {};
-    std::vector<std::pair<std::string, std::string>> before = {};  // values of the hardware
-    std::string cause = {};                                        // of the failure line where it fails by itself
+    families::Values before = {};
+    std::string cause = {};  // of the failure line where it fails by itself
 };
 
 // ---- The calls -----------------------------------------------------------------------------------------------------
@@ -442,38 +439,8 @@ std::vector<Sequence> sequences() {
 
 // ---- Their recording -----------------------------------------------------------------------------------------------
 
-constexpr char started[] = "/sys/the/board/has/started";
-
-/** The call's own acts; those of the board's start are before it. */
-struct Recording : Played {
-    Acts start;
-};
-
-/** The board's start programmes the PWMs by steps that depend on what they were. */
-void reset_pwms() {
-    for (const auto& pwm : {pwm1, pwm2}) {
-        std::ofstream(pwm + "duty") << 0;
-        std::ofstream(pwm + "period") << 1000000;
-        std::ofstream(pwm + "duty") << 500000;
-    }
-}
-
 Recording record(const Sequence& sequence, const Recorder& recorder) {
-    reset_pwms();
-    for (const auto& [name, value] : sequence.before) hardware({"set", name, value});
-    Recording recording = {play(recorder,
-                                [&sequence] {
-                                    bool ignored = false;
-                                    es_present(&ignored);
-                                    const std::ifstream mark(started);
-                                    return sequence.call();
-                                }),
-                           {}};
-    const auto mark = std::ranges::find(recording.acts, std::string("open ") + started + " r = ENOENT");
-    EXPECT_NE(mark, recording.acts.end());
-    recording.start.assign(recording.acts.begin(), mark);
-    recording.acts.erase(recording.acts.begin(), mark == recording.acts.end() ? mark : std::next(mark));
-    return recording;
+    return families::record(sequence.before, sequence.call, recorder);
 }
 
 int count(const Acts& acts, const std::string& act) {
@@ -485,15 +452,6 @@ class Sequences : public testing::TestWithParam<Sequence> {
 protected:
     void SetUp() override { VELMOR_NEEDS_RECORDER(); }
     void TearDown() override { give_lines_back(); }
-
-    /** A failure may leave a line exported, and the next export would be refused. */
-    static void give_lines_back() {
-        for (int pin = 37; pin <= 43; ++pin) {
-            if (access((gpio + "gpio" + std::to_string(pin)).c_str(), F_OK) != 0) continue;
-            std::ofstream unexport(gpio + "unexport");
-            unexport << pin << std::flush;
-        }
-    }
 
     /** What is answered where an act fails with this errno: what is asked for is not stored. */
     static std::string told_of(int error) {

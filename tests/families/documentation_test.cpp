@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: MIT
+// The failures that the public header documents for each function, against those that the function is seen to have: on
+// the board of all families with each of its acts failing, with arguments that do not fit, and on boards without its
+// hardware. What the header says once for all functions is not provoked here: lack of memory, a board that does not
+// start, a mutex that cannot be locked.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "families/acts.h"
+#include "families/calls.h"
+#include "families/recording.h"
+#include "families/table.h"
+#include "families/virtual_device.h"
+#include "support/null_calls.h"
+#include "support/recorder.h"
+#include "support/scenario.h"
+#include "velmor.h"
+
+using families::Acts;
+using families::calls;
+using families::Fault;
+using families::hardware;
+using families::output_of;
+using families::Recording;
+using testing_support::answer;
+using testing_support::Out;
+using testing_support::Recorder;
+using testing_support::Scenario;
+
+namespace {
+
+using Kinds = std::set<std::string>;
+
+constexpr char null[] = "-22 for null";
+constexpr char invalid[] = "-22";
+constexpr char absent[] = "-95";
+constexpr char refused[] = "-1";
+constexpr char file[] = "-1 of a file";
+constexpr char passed_on[] = "-errno";
+const std::vector<std::string> all_kinds = {null, invalid, absent, refused, file, passed_on};
+
+// ---- What is documented --------------------------------------------------------------------------------------------
+
+/** The text of each function's result, on one line. */
+std::map<std::string, std::string> documented_results() {
+    std::map<std::string, std::string> results;
+    std::ifstream header(std::filesystem::path(__FILE__).parent_path() / "../../include/velmor.h");
+    const std::regex declaration(R"(VELMOR_API int (\w+)\(.*)");
+    std::string result;
+    bool within = false;
+    for (std::string line; std::getline(header, line);) {
+        std::smatch found;
+        if (line.starts_with(" * @")) within = line.starts_with(" * @return ");
+        if (line.starts_with("/**")) result.clear();
+        if (line.starts_with(" */")) within = false;
+        if (within) result += line.substr(line.find_first_not_of(" *")) + " ";
+        if (std::regex_match(line, found, declaration)) results[found[1]] = result;
+    }
+    return results;
+}
+
+std::vector<std::string> matches(const std::string& text, const std::regex& pattern) {
+    std::vector<std::string> all;
+    for (auto each = std::sregex_iterator(text.begin(), text.end(), pattern); each != std::sregex_iterator(); ++each)
+        all.push_back(each->str());
+    return all;
+}
+
+Kinds documented(const std::string& result) {
+    std::smatch parts;
+    if (!std::regex_match(result, parts,
+                          std::regex("@return .*Own errors: (.*?)(No kernel errors\\.|Kernel errors: )(.*)")))
+        return {"not in the form \"Own errors: ... Kernel errors: ...\" or \"... No kernel errors.\""};
+    Kinds kinds;
+    for (const std::string& own : matches(parts[1], std::regex("-\\d+( for a null pointer)?")))
+        kinds.insert(own == "-22 for a null pointer" ? null : own);
+    if (parts[2] != "Kernel errors: ") return kinds;
+    for (const std::string& kernel : matches(parts[3], std::regex("-errno|-1\\b")))
+        kinds.insert(kernel == "-1" ? file : kernel);
+    return kinds;
+}
+
+// ---- What is observed ----------------------------------------------------------------------------------------------
+
+bool failed(const std::string& act) {
+    return act.find(" = E") != std::string::npos;
+}
+
+/** What a call has answered and printed: a kind of failure, or none. Of the kernel's errors only EIO is provoked. */
+Kinds kind_of(const std::string& function, const std::string& told, const std::string& printed, bool act_failed) {
+    const int result = std::stoi(told);
+    const bool line = ("\n" + printed).find("\n" + function + " failed: ") != std::string::npos;
+    const std::string with_errno = std::to_string(result) + " errno " + std::to_string(-result);
+    if (result >= 0) return line ? Kinds{"line of a success"} : Kinds{};
+    if (result == -1) return {!line ? "-1 without a line" : act_failed ? file : refused};
+    if (!told.starts_with(with_errno)) return {told + " without that errno"};
+    if (result == -EIO && line) return {passed_on};
+    if (result == -EINVAL && !line) return {null};
+    return {std::to_string(result) + (line ? "" : " without a line")};
+}
+
+/** An act as the Recorder is told of it: without bytes and result. */
+std::string bare(const std::string& act) {
+    std::istringstream words(act);
+    std::string kind;
+    std::string path;
+    std::string more;
+    words >> kind >> path >> more;
+    return kind + " " + path + (kind == "open" || kind == "ioctl" ? " " + more : "");
+}
+
+/** Makes this act of a recording fail. */
+Recorder failing(const Recording& recording, std::size_t act) {
+    const std::string target = bare(recording.acts[act]);
+    const auto same = [&](const std::string& each) { return bare(each) == target; };
+    const auto end = recording.acts.begin() + static_cast<std::ptrdiff_t>(act) + 1;
+    const auto nth = std::ranges::count_if(recording.start, same) + std::count_if(recording.acts.begin(), end, same);
+    return Recorder().fail(target, EIO, static_cast<int>(nth));
+}
+
+template <typename Call>
+Scenario telling(Call call) {
+    return [call] { return answer(call); };
+}
+
+template <typename Entry>
+Scenario list_call(int (*open)(int, mrfi_enum_ctx**), int (*call)(mrfi_enum_ctx*, Entry*)) {
+    return [=] {
+        mrfi_enum_ctx* list = nullptr;
+        open(0, &list);
+        Out<Entry> entry;
+        return answer([&] { return call(list, entry); }, entry);
+    };
+}
+
+Scenario list_close(int (*open)(int, mrfi_enum_ctx**), int (*close)(mrfi_enum_ctx*)) {
+    return [=] {
+        mrfi_enum_ctx* list = nullptr;
+        open(0, &list);
+        return answer([=] { return close(list); });
+    };
+}
+
+const led_color_t too_green = {0, 256, 0};
+const io_config_t duty_of_101 = {101, 1000};
+const io_config_t without_frequency = {50, 0};
+
+/** Calls beside the known ones: with arguments that do not fit, and where something must come before. */
+std::multimap<std::string, Scenario> more_calls() {
+    return {
+        {"backlight_set", telling([] { return backlight_set(0, 256); })},
+        {"backlight_set", telling([] { return backlight_set(1, 256); })},
+        {"led_color_set", telling([] { return led_color_set(0, &too_green); })},
+        {"io_config_set", telling([] { return io_config_set(0, &duty_of_101); })},
+        {"io_config_set", telling([] { return io_config_set(0, &without_frequency); })},
+        {"watchdog_enable", telling([] { return watchdog_enable(-1); })},
+        {"watchdog_disable", [] { return watchdog_enable(30), answer(watchdog_disable); }},
+        {"watchdog_refresh", [] { return watchdog_enable(30), answer(watchdog_refresh); }},
+        {"mrfi_connection_list_read", list_call(mrfi_connection_list_open, mrfi_connection_list_read)},
+        {"mrfi_connection_list_close", list_close(mrfi_connection_list_open, mrfi_connection_list_close)},
+        {"mrfi_device_list_read", list_call(mrfi_device_list_open, mrfi_device_list_read)},
+        {"mrfi_device_list_close", list_close(mrfi_device_list_open, mrfi_device_list_close)},
+        {"serial_mux", telling([] { return serial_mux(0, 3); })},
+        {"serial_alt_func_set", telling([] { return serial_alt_func_set(0, 2); })},
+    };
+}
+
+std::vector<Scenario> calls_of(const std::string& function) {
+    std::vector<Scenario> all;
+    // 1, 2 and 9 are other kinds of backlights and lines than 0; most families have none of these.
+    for (const int index : {0, 1, 2, 9}) all.push_back([=] { return calls().at(function)(index); });
+    const auto more = more_calls();
+    for (auto [each, end] = more.equal_range(function); each != end; ++each) all.push_back(each->second);
+    for (const auto& null_call : testing_support::null_calls())
+        if (null_call.function == function) all.push_back(telling(null_call.call));
+    return all;
+}
+
+/** A watchdog that was left armed would end the unit in the middle of these tests. */
+void disarm_watchdog() {
+    const int watchdog = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(write(watchdog, "V", 1), 1);
+    close(watchdog);
+}
+
+class Observation {
+public:
+    explicit Observation(const std::string& function) : function_(function) {
+        // HAZARD: the programs that succeed end the unit, and the tests with it.
+        hardware({"set", "poweroff.exit", std::to_string(EIO)});
+        hardware({"set", "reboot.exit", std::to_string(EIO)});
+    }
+
+    /** Each call as it is, and with each of its acts failing. */
+    void of_all_families() {
+        std::set<Acts> seen;
+        for (const Scenario& call : calls_of(function_)) {
+            const Recording undisturbed = observe(call, {});
+            if (!seen.insert(undisturbed.acts).second) continue;
+            for (std::size_t act = 0; act < undisturbed.acts.size(); ++act) {
+                observe(call, failing(undisturbed, act));
+                if (undisturbed.acts[act].starts_with("exec ")) break;  // what follows are the program's own
+            }
+        }
+    }
+
+    /** The call on another board, which has no such hardware or is restarted in another way. */
+    void of_board(const std::string& library_directory) {
+        const Fault fault("restart:call:EIO");
+        std::string output = output_of(library_directory, {VELMOR_CALL_FUNCTION, function_});
+        output.pop_back();  // the newline
+        const std::size_t last_line = output.rfind('\n') + 1;
+        kinds_.merge(kind_of(function_, output.substr(last_line), output.substr(0, last_line), false));
+    }
+
+    const Kinds& kinds() const { return kinds_; }
+
+private:
+    Recording observe(const Scenario& call, const Recorder& recorder) {
+        families::Values before;
+        // Without a number in the table the serial number is needed.
+        if (function_ == "platform_can_unique_num_get") before = {{"platform.pht", table_without_can_number_}};
+        Recording recording = families::record(before, call, recorder);
+        families::give_lines_back();
+        if (function_.starts_with("watchdog_")) disarm_watchdog();
+        hardware({"set", "platform.pht", table_});
+        kinds_.merge(
+            kind_of(function_, recording.told, recording.error_text, std::ranges::any_of(recording.acts, failed)));
+        return recording;
+    }
+
+    std::string function_;
+    Kinds kinds_;
+    const std::string table_ = hardware({"get", "platform.pht"});
+    const std::string table_without_can_number_ = table_.substr(0, 16) + "000000" + table_.substr(22);
+};
+
+// ---- Both ----------------------------------------------------------------------------------------------------------
+
+class Documentation : public testing::TestWithParam<std::string> {
+protected:
+    static void SetUpTestSuite() { print("function", {all_kinds.begin(), all_kinds.end()}); }
+    void SetUp() override { VELMOR_NEEDS_RECORDER(); }
+
+    static void print(const std::string& function, const Kinds& kinds) {
+        std::printf("%-28s", function.c_str());
+        for (const std::string& kind : all_kinds)
+            std::printf(" | %*s", static_cast<int>(kind.size()), kinds.contains(kind) ? kind.c_str() : "");
+        std::printf("\n");
+    }
+};
+
+TEST_P(Documentation, NamesTheFailuresOfTheFunction) {
+    Observation observation(GetParam());
+    observation.of_all_families();
+    observation.of_board(VELMOR_DEVICES_OWN_BOARD);
+    observation.of_board(VELMOR_CHOSEN_BOARD);
+    print(GetParam(), observation.kinds());
+    const Kinds& observed = observation.kinds();
+    const Kinds expected = documented(documented_results().at(GetParam()));
+    EXPECT_EQ(observed, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Documentation, testing::ValuesIn(families::exported_functions()),
+                         [](const auto& instance) { return instance.param; });
+
+}  // namespace
