@@ -55,8 +55,8 @@
  *    functions that set or get a backlight, a display, an LED group or a temperature: while they succeed they allocate
  *    nothing and wait for no lock; a failing one may deadlock with what the handler has interrupted. The rules for
  *    threads above hold between a handler and the code that it interrupts.
- *  - A call from inside the start of the board, on the same thread (by a signal handler, or by the application's own
- *    std::cerr buffer), fails with -35 (EDEADLK) and one line.
+ *  - A signal handler that interrupts the start of the board and calls the library on the same thread gets -35
+ *    (EDEADLK) and one line.
  *  - fork(): a child may always call the library: whatever the other threads of its parent were doing in it, from fork
  *    handlers, and also when a signal handler forked in the middle of a call. A child whose parent had not finished
  *    starting the board starts it afresh. No lock of the library is held across a fork, no fork waits for the library,

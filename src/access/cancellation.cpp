@@ -2,6 +2,7 @@
 #include "access/cancellation.h"
 
 #include <pthread.h>
+#include <utility>
 
 namespace Velmor {
 
@@ -14,10 +15,11 @@ namespace {
 
 CancellationOff::CancellationOff() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_);
-    callers_state = previous_;
+    outer_callers_state_ = std::exchange(callers_state, previous_);
 }
 
 CancellationOff::~CancellationOff() noexcept(false) {
+    callers_state = outer_callers_state_;
     pthread_setcancelstate(previous_, nullptr);
 }
 

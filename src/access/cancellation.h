@@ -19,6 +19,7 @@ public:
 
 private:
     int previous_ = 0;
+    int outer_callers_state_ = 0;  // of the call that a signal handler has interrupted with this one
 };
 
 /**

@@ -6,9 +6,10 @@
 namespace Velmor {
 
 /**
- * The started board, built by the first call. Holds the library mutex only for the look at it (and for the whole of a
- * start-up), never for an operation. Throws std::runtime_error "cannot initialize board data" when the start-up has
- * failed; the next call tries again from scratch.
+ * The started board, built by the first call of a process. Takes the library mutex until it is published, for the whole
+ * of a start; never for an operation. Throws std::runtime_error "cannot initialize board data" when the start has
+ * failed, after its line is printed; the next call tries again from scratch. std::system_error with EDEADLK for a call
+ * that a start of the same thread makes.
  */
 Board& started_board();
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The library lives in someone else's process: what the application has done there, and what it finds unchanged.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -21,6 +22,7 @@
 #include <iterator>
 #include <locale>
 #include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -134,6 +136,44 @@ TEST_F(HostProcess, ClosedStandardErrorLosesOnlyTheLines) {
     });
     EXPECT_EQ(played.wait_status, 0);
     EXPECT_EQ(played.told, "-95 errno 95: untouched, 0: true, -1");
+}
+
+// The lines would feed an armed watchdog, and a "V" in the last of them disarm it.
+TEST_F(HostProcess, ClosedStandardErrorDoesNotBecomeADeviceNode) {
+    const Played played = play([] {
+        close(STDERR_FILENO);
+        const int armed = watchdog_enable(30);  // a plain file refuses the timeout; the node stays open
+        const int refreshed = watchdog_refresh();
+        ask_led();
+        const bool printed = write(STDERR_FILENO, "VELMOR", 6) != -1;
+        return joined({std::to_string(armed), std::to_string(refreshed), printed ? "printed" : "lost"});
+    });
+    EXPECT_EQ(played.told, "-25, -25, lost");
+    EXPECT_EQ(content("/dev/watchdog"), "");
+}
+
+TEST_F(HostProcess, ClosedStandardDescriptorsDoNotBecomeAnAttribute) {
+    const Played played = play([] {
+        no_longer_than(20);
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(fd);
+        ask_es();
+        Fifo fifo(blank);
+        std::thread reader([] {
+            bool on = false;
+            display_get(0, &on);
+        });
+        fifo.hold();  // takes one of the numbers itself
+        std::string text;
+        for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+            const int fd = std::stoi(entry.path().filename());
+            if (fd <= STDERR_FILENO && (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDONLY && !fs::is_directory(entry))
+                text += entry.path().filename().string() + " is the attribute ";
+        }
+        fifo.feed("0\n");
+        reader.join();
+        return text;
+    });
+    EXPECT_EQ(played.told, "");
 }
 
 TEST_F(HostProcess, ArmedErrorStreamLosesOnlyTheLines) {
@@ -477,27 +517,69 @@ TEST_F(HostProcess, ChildOfAStartedParentGoesOnCalling) {
     EXPECT_EQ(content(brightness), "7");
 }
 
-TEST_F(HostProcess, ChildrenForkedAmongCallingThreadsCanCall) {
+// A lock that the application holds around its calls, and takes in its fork handlers, as an allocator does.
+std::mutex application_lock;
+
+void fork_handlers_of_the_application() {
+    const auto call = [] {
+        bool present = false;
+        if (es_present(&present) != 0 || !present) _exit(99);
+    };
+    pthread_atfork(call, call, call);
+    pthread_atfork([] { application_lock.lock(); }, [] { application_lock.unlock(); },
+                   [] { application_lock.unlock(); });
+}
+
+struct Forks {
+    std::string name;
+    int count;
+    void (*before_the_first_call)();
+    void (*after_it)();
+};
+
+#if defined(__arm__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int one_in = 10;  // emulated or instrumented, each takes ten times as long
+#else
+constexpr int one_in = 1;
+#endif
+
+class ForkedChildren : public HostProcess, public testing::WithParamInterface<Forks> {};
+
+TEST_P(ForkedChildren, OfCallingThreadsCanCall) {
 #if defined(__arm__) && defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP()
         << "under qemu-arm the address sanitizer's own locks stay locked in such children: run this in another build";
 #endif
     const Played played = play([] {
-        no_longer_than(60);
+        no_longer_than(240);
+        // Without the streams of the test's own answers, which take that lock.
+        const auto call = [] {
+            uint32_t level = 0;
+            return backlight_get(0, &level) == 0 && level == 255 && io_set(9, 1) == 0;
+        };
+        put(brightness, "7\n");
+        GetParam().before_the_first_call();
         ask_es();
+        GetParam().after_it();
         std::atomic<bool> stop = false;
         std::vector<std::thread> callers;
-        callers.reserve(3);
-        for (int i = 0; i < 3; ++i)
-            callers.emplace_back([&stop] {
-                while (!stop) ask_es();
+        for (int i = 0; i < 3; ++i) {
+            callers.emplace_back([&] {
+                while (!stop) {
+                    {
+                        const std::lock_guard lock(application_lock);
+                        call();
+                    }
+                    std::this_thread::yield();
+                }
             });
+        }
         int good = 0;
-        for (int i = 0; i < 30; ++i) {
+        for (int i = 0; i < GetParam().count; ++i) {
             const pid_t child = fork();
             if (child == 0) {
                 no_longer_than(10);
-                _exit(ask_es() == "0: true" ? 42 : 43);
+                _exit(call() ? 42 : 43);
             }
             int status = 0;
             waitpid(child, &status, 0);
@@ -507,8 +589,23 @@ TEST_F(HostProcess, ChildrenForkedAmongCallingThreadsCanCall) {
         for (std::thread& caller : callers) caller.join();
         return std::to_string(good);
     });
-    EXPECT_EQ(played.told, "30");
+    EXPECT_EQ(played.told, std::to_string(GetParam().count));
 }
+
+void nothing() {}
+
+/** The C++ library's streams would take a lock for it. */
+void other_locale() {
+    std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Processes, ForkedChildren,
+    testing::Values(Forks{"Plain", 1000 / one_in, nothing, nothing},
+                    Forks{"HandlersBeforeTheFirstCall", 1000 / one_in, fork_handlers_of_the_application, nothing},
+                    Forks{"HandlersAfterIt", 1000 / one_in, nothing, fork_handlers_of_the_application},
+                    Forks{"OtherLocale", 10000 / one_in, other_locale, nothing}),
+    [](const auto& instance) { return instance.param.name; });
 
 // ---- What the application finds unchanged --------------------------------------------------------------------------
 

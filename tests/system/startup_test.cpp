@@ -323,33 +323,6 @@ TEST_F(FirstCallsAtOnce, ManyThreadsGetOneBoard) {
     EXPECT_EQ(played.acts, in_order({reading(table_version), reading(table)}));
 }
 
-// The fork has to wait for the start; without that the child would find a mutex that nobody unlocks.
-TEST_F(FirstCallsAtOnce, ForkDuringTheStartLeavesAChildThatCanCall) {
-    const Played played = play([this] {
-        no_longer_than(20);
-        Fifo fifo(table);
-        FirstCallers callers(1);
-        fifo.hold();
-        std::atomic<int> child_status = -1;
-        std::thread forker([&] {
-            const pid_t child = fork();
-            if (child == 0) {
-                no_longer_than(10);
-                _exit(ask_es() == "0: true" ? 42 : 43);
-            }
-            int status = 0;
-            waitpid(child, &status, 0);
-            child_status = status;
-        });
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets it fork
-        fifo.feed(good_table);
-        forker.join();
-        return callers.answers() + std::to_string(WIFEXITED(child_status) ? WEXITSTATUS(child_status) : -1);
-    });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "0: true, 42");
-}
-
 // The child starts a board of its own.
 TEST_F(StartUp, ChildOfAParentThatHasNotStartedStartsTheBoard) {
     const Played played = play([] {

@@ -55,6 +55,22 @@ TEST_F(Cancellation, ApplicationsOwnOffStaysOff) {
     EXPECT_EQ(cancellation(), off_asynchronous);
 }
 
+// A signal handler's call within a call.
+TEST_F(Cancellation, NestedScopeLeavesTheCallersStateToTheOuterOne) {
+    {
+        const CancellationOff outer;
+        {
+            const CancellationOff nested;
+            const CancellationAsCaller as_handler;
+            EXPECT_EQ(cancellation(), off_deferred);
+        }
+        EXPECT_EQ(cancellation(), off_deferred);
+        const CancellationAsCaller as_caller;
+        EXPECT_EQ(cancellation(), on_deferred);
+    }
+    EXPECT_EQ(cancellation(), on_deferred);
+}
+
 TEST_F(Cancellation, RestoredWhenAnExceptionPasses) {
     try {
         const CancellationOff off;

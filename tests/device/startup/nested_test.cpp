@@ -1,0 +1,351 @@
+// SPDX-License-Identifier: MIT
+// What comes between a start of the board and its end: forks, signal handlers, and what stands behind standard error.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <thread>
+
+#include "access/io.h"
+#include "configuration.h"
+#include "core/board.h"
+#include "platform/power.h"
+#include "support/fifo.h"
+#include "support/scenario.h"
+#include "velmor.h"
+
+using testing_support::answer;
+using testing_support::joined;
+using testing_support::no_longer_than;
+using testing_support::Out;
+using testing_support::play;
+using testing_support::Played;
+using testing_support::wait_until;
+using namespace Velmor;
+
+namespace {
+
+constexpr char failed_start[] = "cannot set board resources: no board\nio_get failed: cannot initialize board data\n";
+
+class Level : public IO {
+public:
+    explicit Level(io_value_t level) : level_(level) {}
+    void set(const io_value_t& level) override { level_ = level; }
+    io_value_t get() override { return level_; }
+
+private:
+    io_value_t level_;
+};
+
+void add_line(Board& board, io_value_t level) {
+    board.add(Resource::type::io + 3, new Level(level));
+}
+
+std::string ask() {
+    Out<io_value_t> value;
+    return answer([&] { return io_get(3, value); }, value);
+}
+
+/** How a child ends that runs this: "exit 42", "signal 14". */
+std::string ending_of(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? "exit " + std::to_string(WEXITSTATUS(status))
+                             : "signal " + std::to_string(WTERMSIG(status));
+}
+
+template <typename Code>
+pid_t forked(Code code) {
+    const pid_t child = fork();
+    if (child == 0) {
+        no_longer_than(10);
+        _exit(code() ? 42 : 43);
+    }
+    return child;
+}
+
+std::function<void()> on_signal;
+
+/** Has this done by a signal handler of this thread, at once. */
+void in_signal_handler(const std::function<void()>& code) {
+    on_signal = code;
+    std::signal(SIGUSR1, [](int) {
+        const int error = errno;
+        on_signal();
+        errno = error;
+    });
+    std::raise(SIGUSR1);
+}
+
+// ---- Forks within a start ------------------------------------------------------------------------------------------
+
+TEST(ForkWithinAStart, OfAnotherThreadNeitherWaitsNorIsWaitedFor) {
+    const Played played = play([] {
+        no_longer_than(20);
+        std::atomic<bool> inside = false;
+        std::atomic<bool> go_on = false;
+        configuration = [&](Board& board) {
+            inside = true;
+            if (configurations == 1) wait_until([&] { return go_on.load(); });
+            add_line(board, configurations);
+        };
+        std::string first;
+        std::thread starter([&] { first = ask(); });
+        wait_until([&] { return inside.load(); });
+        // The child starts the board afresh: it is the second configuration that it has seen.
+        const std::string child = ending_of(forked([] { return ask() == "0: 2" && ask() == "0: 2"; }));
+        go_on = true;
+        starter.join();
+        return joined({child, first, ask(), std::to_string(configurations)});
+    });
+    EXPECT_EQ(played.told, "exit 42, 0: 1, 0: 1, 1");
+    EXPECT_EQ(played.error_text, "");
+}
+
+TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
+    const Played played = play([] {
+        no_longer_than(20);
+        std::atomic<bool> inside = false;
+        std::atomic<bool> go_on = false;
+        configuration = [&](Board& board) {
+            inside = true;
+            if (configurations == 1) wait_until([&] { return go_on.load(); });
+            add_line(board, configurations);
+        };
+        std::thread starter(ask);
+        wait_until([&] { return inside.load(); });
+        const std::string child = ending_of(forked([] {
+            std::string answers[4];
+            std::thread threads[4];
+            for (int i = 0; i < 4; ++i) threads[i] = std::thread([&answers, i] { answers[i] = ask(); });
+            for (std::thread& thread : threads) thread.join();
+            for (const std::string& text : answers)
+                if (text != "0: 2") return false;
+            return configurations == 2;
+        }));
+        go_on = true;
+        starter.join();
+        return child;
+    });
+    EXPECT_EQ(played.told, "exit 42");
+}
+
+TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
+    const Played played = play([] {
+        no_longer_than(20);
+        std::string child;
+        configuration = [&child](Board& board) {
+            if (configurations == 1)
+                in_signal_handler([&] { child = ending_of(forked([] { return ask() == "0: 2"; })); });
+            add_line(board, configurations);
+        };
+        const std::string first = ask();
+        return joined({child, first, ask()});
+    });
+    EXPECT_EQ(played.told, "exit 42, 0: 1, 0: 1");
+    EXPECT_EQ(played.error_text, "");
+}
+
+// The child goes on with its copy of the start. What its handler's calls have started by then, if any, stays.
+TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
+    for (const bool child_calls : {false, true}) {
+        const Played played = play([child_calls] {
+            no_longer_than(20);
+            pid_t child = -1;
+            configuration = [&](Board& board) {
+                if (configurations == 1) {
+                    in_signal_handler([&] {
+                        child = fork();
+                        if (child == 0 && child_calls) ask();
+                    });
+                }
+                add_line(board, configurations);
+            };
+            const std::string first = ask();
+            if (child == 0) _exit(joined({first, ask()}) == (child_calls ? "0: 2, 0: 2" : "0: 1, 0: 1") ? 42 : 43);
+            return joined({ending_of(child), first});
+        });
+        EXPECT_EQ(played.told, "exit 42, 0: 1") << child_calls;
+    }
+}
+
+TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
+    const Played played = play([] {
+        configuration = [](Board& board) {
+            add_line(board, configurations);
+            throw 42;
+        };
+        return joined({ask(), ending_of(forked([] { return ask() == "0: 1"; })), ask()});
+    });
+    EXPECT_EQ(played.told, "-1: untouched, exit 42, 0: 1");
+}
+
+// ---- Fork handlers of the application ------------------------------------------------------------------------------
+
+int calls_of_handlers = 0;
+
+void call_in_handler() {
+    if (ask() == "0: 1") ++calls_of_handlers;
+}
+
+class ForkHandlers : public testing::TestWithParam<bool> {};
+
+TEST_P(ForkHandlers, MayCallTheLibrary) {
+    const Played played = play([] {
+        no_longer_than(10);
+        configuration = [](Board& board) { add_line(board, 1); };
+        const bool registered_first = GetParam();
+        if (registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
+        const std::string first = ask();
+        if (!registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
+        const std::string child = ending_of(forked([] { return calls_of_handlers == 2 && ask() == "0: 1"; }));
+        return joined({first, child, std::to_string(calls_of_handlers)});
+    });
+    EXPECT_EQ(played.told, "0: 1, exit 42, 2");
+}
+
+INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
+                         [](const auto& test) { return test.param ? "BeforeTheFirstCall" : "AfterIt"; });
+
+TEST(ForkHandlers, MayMakeTheFirstCall) {
+    const Played played = play([] {
+        no_longer_than(10);
+        configuration = [](Board& board) { add_line(board, 1); };
+        pthread_atfork(nullptr, nullptr, call_in_handler);
+        const std::string child = ending_of(forked([] { return calls_of_handlers == 1 && ask() == "0: 1"; }));
+        return joined({child, ask()});
+    });
+    EXPECT_EQ(played.told, "exit 42, 0: 1");
+}
+
+// ---- Calls within a start ------------------------------------------------------------------------------------------
+
+TEST(CallWithinAStart, OfTheSameThreadFailsInsteadOfWaitingForItself) {
+    const Played played = play([] {
+        no_longer_than(10);
+        std::string nested;
+        configuration = [&nested](Board& board) {
+            in_signal_handler([&] { nested = ask(); });
+            add_line(board, 1);
+        };
+        const std::string first = ask();
+        return joined({nested, first, ask()});
+    });
+    EXPECT_EQ(played.told, "-35 errno 35: untouched, 0: 1, 0: 1");
+    EXPECT_EQ(played.error_text, "io_get failed: Resource deadlock avoided\n");
+}
+
+/** Standard error that asks the library for something for each text, but not for a text of that. */
+class AskingBuffer : public std::streambuf {
+public:
+    std::string told;
+
+private:
+    std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
+        if (!asking_) {
+            asking_ = true;
+            told += ask() + ", ";
+            asking_ = false;
+        }
+        return length;
+    }
+
+    bool asking_ = false;
+};
+
+TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
+    const Played played = play([] {
+        no_longer_than(10);
+        configuration = [](Board& board) {
+            if (configurations == 1) throw std::runtime_error("no board");
+            add_line(board, configurations);
+        };
+        AskingBuffer buffer;
+        std::streambuf* const before = std::cerr.rdbuf(&buffer);
+        const std::string first = ask();
+        std::cerr.rdbuf(before);
+        return first + ", " + buffer.told;
+    });
+    // The line of the start and that of the call.
+    EXPECT_EQ(played.told, "-1: untouched, 0: 2, 0: 2, ");
+}
+
+TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
+    const Played played = play([] {
+        no_longer_than(20);
+        configuration = [](Board& board) {
+            if (configurations == 1) throw std::runtime_error("no board");
+            add_line(board, configurations);
+        };
+        const int standard_error = dup(STDERR_FILENO);
+        int pipe_ends[2] = {};
+        if (pipe2(pipe_ends, O_NONBLOCK) != 0) return std::string("no pipe");
+        while (write(pipe_ends[1], "full", 4) > 0) {
+        }
+        fcntl(pipe_ends[1], F_SETFL, 0);
+        dup2(pipe_ends[1], STDERR_FILENO);
+
+        std::atomic<bool> returned = false;
+        std::thread starter([&] { returned = (ask(), true); });
+        wait_until([] { return configurations == 1; });
+        const std::string other = ask();
+        const std::string child = ending_of(forked([] { return ask() == "0: 2"; }));
+        const std::string held_up = returned ? "not held up" : "held up";
+        char text[4096];
+        while (!returned) {
+            if (read(pipe_ends[0], text, sizeof text) < 0) std::this_thread::yield();
+        }
+        starter.join();
+        dup2(standard_error, STDERR_FILENO);
+        return joined({held_up, other, child});
+    });
+    EXPECT_EQ(played.told, "held up, 0: 2, exit 42");
+}
+
+// ---- Calls within a call -------------------------------------------------------------------------------------------
+
+/** A signal handler calls the library between the program's start and the wait for the end of the system. */
+class InterruptedPower : public Power {
+    void run_program(const std::string& /*path*/) override { in_signal_handler(ask); }
+};
+
+TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
+    const Played played = play([] {
+        no_longer_than(10);
+        configuration = [](Board& board) {
+            add_line(board, 1);
+            board.add(Resource::type::power, new InterruptedPower);
+        };
+        ask();
+        pthread_t thread = {};
+        pthread_create(
+            &thread, nullptr, [](void*) -> void* { return power_reboot(), nullptr; }, nullptr);
+        pthread_cancel(thread);
+        void* result = nullptr;
+        pthread_join(thread, &result);
+        return result == PTHREAD_CANCELED ? "cancelled" : "returned";
+    });
+    EXPECT_EQ(played.told, "cancelled");
+}
+
+TEST(FailedStart, ReportsBeforeItsCall) {
+    const Played played = play([] {
+        configuration = [](Board&) { throw std::runtime_error("no board"); };
+        return ask();
+    });
+    EXPECT_EQ(played.told, "-1: untouched");
+    EXPECT_EQ(played.error_text, failed_start);
+}
+
+}  // namespace
