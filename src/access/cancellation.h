@@ -13,9 +13,7 @@ public:
     /** A thread that the application cancels asynchronously is unwound from here. */
     ~CancellationOff() noexcept(false);
     CancellationOff(const CancellationOff&) = delete;
-    CancellationOff(CancellationOff&&) = delete;
     CancellationOff& operator=(const CancellationOff&) = delete;
-    CancellationOff& operator=(CancellationOff&&) = delete;
 
 private:
     int previous_ = 0;
@@ -31,9 +29,7 @@ public:
     CancellationAsCaller();
     ~CancellationAsCaller();
     CancellationAsCaller(const CancellationAsCaller&) = delete;
-    CancellationAsCaller(CancellationAsCaller&&) = delete;
     CancellationAsCaller& operator=(const CancellationAsCaller&) = delete;
-    CancellationAsCaller& operator=(CancellationAsCaller&&) = delete;
 
 private:
     int previous_state_ = 0;

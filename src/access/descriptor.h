@@ -15,9 +15,7 @@ class Descriptor {
 public:
     Descriptor() = default;
     Descriptor(const Descriptor&) = delete;
-    Descriptor(Descriptor&&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor& operator=(Descriptor&&) = delete;
     /** Closes; a failure is lost. */
     ~Descriptor();
 

@@ -18,9 +18,7 @@ class DeviceFile {
 public:
     explicit DeviceFile(std::string path);
     DeviceFile(const DeviceFile&) = delete;
-    DeviceFile(DeviceFile&&) = delete;
     DeviceFile& operator=(const DeviceFile&) = delete;
-    DeviceFile& operator=(DeviceFile&&) = delete;
 
     virtual ~DeviceFile() = default;
     /** Open with the system's open flags; closes first what is open. Never creates. Returns the descriptor. */

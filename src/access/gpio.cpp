@@ -12,7 +12,6 @@ namespace Velmor {
 namespace {
 
 constexpr char gpio_class[] = "/sys/class/gpio/";
-constexpr char line_directory[] = "gpio";
 constexpr char export_file[] = "/sys/class/gpio/export";
 constexpr char unexport_file[] = "/sys/class/gpio/unexport";
 constexpr char direction_attribute[] = "direction";
@@ -52,27 +51,13 @@ GPIO::GPIO(const pin& number, const std::string& direction) : pin_(number), dire
 
 void GPIO::set(const io_value_t& value) {
     require(out());
-    export_line();
-    try {
-        SysFS<io_value_t>::write_to({gpio_class, line_directory, Digits(pin_), "/", value_attribute}, value);
-    } catch (...) {
-        unexport_after_failure();
-        throw;
-    }
-    unexport_line();
+    transfer([&value](Path level) { SysFS<io_value_t>::write_to(level, value); });
 }
 
 io_value_t GPIO::get() {
     require(in());
-    export_line();
     io_value_t value = 0;
-    try {
-        value = SysFS<io_value_t>::read_from({gpio_class, line_directory, Digits(pin_), "/", value_attribute});
-    } catch (...) {
-        unexport_after_failure();
-        throw;
-    }
-    unexport_line();
+    transfer([&value](Path level) { value = SysFS<io_value_t>::read_from(level); });
     return value;
 }
 
@@ -80,18 +65,23 @@ void GPIO::require(const std::string& direction) const {
     if (direction_ != direction) throw std::invalid_argument("GPIO direction not valid");
 }
 
-void GPIO::export_line() const {
+template <typename Transfer>
+void GPIO::transfer(Transfer transfer) const {
+    const std::string number = std::to_string(pin_);
     SysFS<pin>::write_to({export_file}, pin_);
-    SysFS<std::string>::write_to({gpio_class, line_directory, Digits(pin_), "/", direction_attribute}, direction_);
-}
-
-void GPIO::unexport_line() const {
+    SysFS<std::string>::write_to({gpio_class, "gpio", number, "/", direction_attribute}, direction_);
+    try {
+        transfer({gpio_class, "gpio", number, "/", value_attribute});
+    } catch (...) {
+        unexport_after_failure();
+        throw;
+    }
     SysFS<pin>::write_to({unexport_file}, pin_);
 }
 
 void GPIO::unexport_after_failure() const {
     try {
-        unexport_line();
+        SysFS<pin>::write_to({unexport_file}, pin_);
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {  // NOLINT(bugprone-empty-catch)

@@ -32,8 +32,9 @@ public:
 
 private:
     void require(const std::string& direction) const;
-    void export_line() const;
-    void unexport_line() const;
+    /** Between the export and the unexport: do this with the path of the line's level. */
+    template <typename Transfer>
+    void transfer(Transfer transfer) const;
     /** For a transfer that has failed: the line is given back, and its own failure is the one to report. */
     void unexport_after_failure() const;
 

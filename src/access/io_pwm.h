@@ -23,12 +23,12 @@ public:
     /** 1 when "status" reads exactly 1, else 0. */
     io_value_t get() override;
 
-    void set_duty(std::uint32_t percent) override;
-    void set_frequency(int hertz, int percent) override;
-    std::uint32_t get_duty() const override;
-    int get_frequency() const override;
-    void enable() override;
-    void disable() override;
+    void set_duty(std::uint32_t percent) override { channel_.set_duty(percent); }
+    void set_frequency(int hertz, int percent) override { channel_.set_frequency(hertz, percent); }
+    std::uint32_t get_duty() const override { return channel_.get_duty(); }
+    int get_frequency() const override { return channel_.get_frequency(); }
+    void enable() override { channel_.enable(); }
+    void disable() override { channel_.disable(); }
 
 private:
     SysFSPWM channel_;

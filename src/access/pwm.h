@@ -8,12 +8,7 @@ namespace Velmor {
 /** A PWM channel, in hertz and percent. */
 class PWM {
 public:
-    PWM() = default;
     virtual ~PWM() = default;
-    PWM(const PWM&) = default;
-    PWM(PWM&&) = default;
-    PWM& operator=(const PWM&) = default;
-    PWM& operator=(PWM&&) = default;
 
     /** Percent, 0..100. */
     virtual void set_duty(std::uint32_t percent) = 0;

@@ -20,10 +20,6 @@ template <typename T>
 class SysFS {
 public:
     explicit SysFS(std::string path) : path_(std::move(path)) {}
-    SysFS(const SysFS&) = default;
-    SysFS(SysFS&&) noexcept = default;
-    SysFS& operator=(const SysFS&) = default;
-    SysFS& operator=(SysFS&&) noexcept = default;
 
     virtual void write(const T& value) const { write_to({path_}, value); }
     virtual T read() const { return read_from({path_}); }

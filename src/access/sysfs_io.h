@@ -12,10 +12,10 @@ namespace Velmor {
 class SysFSIO : public IO {
 public:
     /** The attribute's whole path. Touches no file. */
-    explicit SysFSIO(const std::string& path);
+    explicit SysFSIO(const std::string& path) : attribute_(path) {}
 
-    void set(const io_value_t& value) override;
-    io_value_t get() override;
+    void set(const io_value_t& value) override { attribute_.write(value); }
+    io_value_t get() override { return attribute_.read(); }
 
 private:
     SysFS<io_value_t> attribute_;

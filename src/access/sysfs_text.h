@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <charconv>
 #include <concepts>
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -16,8 +18,8 @@ namespace Velmor {
 // its text_of() and its take_value() here; the latter is false where the text holds no such value.
 
 template <std::integral Number>
-Digits text_of(Number number) {
-    return Digits(number);
+std::string text_of(Number number) {
+    return std::to_string(number);
 }
 
 template <std::integral Number>
@@ -26,8 +28,8 @@ bool take_value(TextFile& file, Number& number) {
 }
 
 /** "0" or "1", and no other number. */
-inline Digits text_of(bool flag) {
-    return Digits(flag ? 1 : 0);
+inline std::string text_of(bool flag) {
+    return flag ? "1" : "0";
 }
 
 inline bool take_value(TextFile& file, bool& flag) {
@@ -52,8 +54,7 @@ inline bool take_value(TextFile& file, std::string& word) {
 
 /** Three decimals, separated by single blanks: "255 0 16". */
 inline std::string text_of(const led_color_t& color) {
-    std::string text(Digits(color.red));
-    return text.append(" ").append(Digits(color.green)).append(" ").append(Digits(color.blue));
+    return text_of(color.red) + ' ' + text_of(color.green) + ' ' + text_of(color.blue);
 }
 
 inline bool take_value(TextFile& file, led_color_t& color) {
@@ -64,7 +65,9 @@ inline bool take_value(TextFile& file, led_color_t& color) {
 inline std::string text_of(const mrfi_addr_t& address) {
     unsigned long number = 0;
     for (int i = 3; i >= 0; --i) number = number << 8U | address.byte[i];
-    return std::string(number == 0 ? "" : "0x").append(Digits(number, 16));
+    char digits[8];
+    const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), number, 16);
+    return std::string(number == 0 ? "" : "0x").append(digits, end);
 }
 
 inline mrfi_addr_t address_of(std::uint32_t number) {

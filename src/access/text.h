@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <iterator>
 #include <limits>
 #include <string_view>
 #include <system_error>
@@ -69,19 +67,5 @@ Number number_or_zero(std::string_view piece, int base = 10) {
     Number number = 0;
     return take_number(piece, number, base) ? number : Number{0};
 }
-
-/** A number's digits, for a text that is put together. */
-class Digits {
-public:
-    template <typename Number>
-    explicit Digits(Number number, int base = 10)
-        : end_(std::to_chars(characters_, std::end(characters_), number, base).ptr) {}
-
-    operator std::string_view() const { return {characters_, end_}; }  // NOLINT(google-explicit-constructor)
-
-private:
-    char characters_[std::numeric_limits<unsigned long>::digits10 + 2];  // of the longest, or of one less and a sign
-    const char* end_;
-};
 
 }  // namespace Velmor

@@ -12,20 +12,6 @@
 
 namespace Velmor {
 
-namespace {
-
-/** The call's result; one that a signal has interrupted is repeated. */
-template <typename Call>
-ssize_t uninterrupted(Call call) {
-    ssize_t result = 0;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
-}  // namespace
-
 void throw_stream_failure() {
     throw std::ios_base::failure("basic_ios::clear");
 }
@@ -61,7 +47,7 @@ bool TextFile::take_line(std::string& line) {
 
 void TextFile::write(std::string_view text) {
     while (!text.empty()) {
-        const ssize_t written = uninterrupted([&] { return ::write(file_.get(), text.data(), text.size()); });
+        const ssize_t written = TEMP_FAILURE_RETRY(::write(file_.get(), text.data(), text.size()));
         if (written <= 0) throw_stream_failure();
         take_front(text, static_cast<std::size_t>(written));
     }
@@ -74,7 +60,7 @@ void TextFile::close() {
 bool TextFile::more() {
     if (ended_) return false;
     longer_ = text_;  // the next page takes the place of what has not been taken
-    const ssize_t length = uninterrupted([this] { return ::read(file_.get(), page_, sizeof page_); });
+    const ssize_t length = TEMP_FAILURE_RETRY(::read(file_.get(), page_, sizeof page_));
     // As the standard file buffer reports it.
     if (length == -1) {
         throw std::ios_base::failure("basic_filebuf::underflow error reading the file",

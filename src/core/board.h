@@ -23,9 +23,7 @@ public:
     Board() = default;
     virtual ~Board() = default;
     Board(const Board&) = delete;
-    Board(Board&&) = delete;
     Board& operator=(const Board&) = delete;
-    Board& operator=(Board&&) = delete;
 
     virtual void backlight_set(const int& index, std::uint32_t level);
     virtual std::uint32_t backlight_get(const int& index);

@@ -58,9 +58,7 @@ public:
         start_.holder = pthread_self();
     }
     Turn(const Turn&) = delete;
-    Turn(Turn&&) = delete;
     Turn& operator=(const Turn&) = delete;
-    Turn& operator=(Turn&&) = delete;
     ~Turn() {
         start_.holder = 0;
         start_.mutex.unlock();

@@ -19,9 +19,7 @@ class MRFI;
 struct mrfi_enum_ctx {
     mrfi_enum_ctx(const std::string& path, Velmor::MRFI* owner);
     mrfi_enum_ctx(const mrfi_enum_ctx&) = delete;
-    mrfi_enum_ctx(mrfi_enum_ctx&&) = delete;
     mrfi_enum_ctx& operator=(const mrfi_enum_ctx&) = delete;
-    mrfi_enum_ctx& operator=(mrfi_enum_ctx&&) = delete;
 
     virtual ~mrfi_enum_ctx() = default;
     /** The next line; at the end false, with the argument left alone. */

@@ -28,7 +28,7 @@ Thermal::Thermal(const std::string& base)
         temperatures.push_back(base_ + trip_point + std::to_string(i) + temperature_suffix);
     try {
         for (std::size_t i = 0; i < examined; ++i) {
-            const auto kind = SysFS<std::string>::read_from({base_, trip_point, Digits(i), type_suffix});
+            const auto kind = SysFS<std::string>::read_from({base_, trip_point, std::to_string(i), type_suffix});
             trips_[kind] = std::move(temperatures[i]);
         }
     } catch (const abi::__forced_unwind&) {

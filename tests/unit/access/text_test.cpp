@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 
-using Velmor::Digits;
 using Velmor::number_or_zero;
 using Velmor::take_number;
 using Velmor::take_until;
@@ -124,14 +123,6 @@ TEST(NumberOrZero, PieceWithoutANumberIsZero) {
         EXPECT_EQ(number_or_zero<int>(piece, 16), 0) << piece;
     }
     EXPECT_EQ(number_or_zero<int>("1g", 16), 1);
-}
-
-TEST(DigitsOfANumber, AreAllOfThem) {
-    EXPECT_EQ(std::string_view(Digits(0)), "0");
-    EXPECT_EQ(std::string_view(Digits(INT_MIN)), "-2147483648");
-    EXPECT_EQ(std::string(Digits(LONG_MIN)), std::to_string(LONG_MIN));
-    EXPECT_EQ(std::string(Digits(ULONG_MAX)), std::to_string(ULONG_MAX));
-    EXPECT_EQ(std::string_view(Digits(0x1a2b3c4dUL, 16)), "1a2b3c4d");
 }
 
 }  // namespace
