@@ -140,12 +140,21 @@ private:
     } fenced_;
 };
 
+/** What is to be done right before and right after each call that answer() makes; nothing, where a test says nothing. */
+struct AroundCall {
+    void (*before)() = [] {};
+    void (*after)() = [] {};
+};
+inline AroundCall around_call;
+
 /** Call an exported function: "0: 128", "-95 errno 95: untouched". errno is told where it is not what it was. */
 template <typename Function, typename... Outs>
 std::string answer(Function function, const Outs&... outs) {
+    around_call.before();
     errno = untouched_errno;
     const int result = function();
     const int error = errno;
+    around_call.after();
     std::string text = std::to_string(result);
     if (error != untouched_errno) text += " errno " + std::to_string(error);
     if constexpr (sizeof...(outs) > 0) text += ":";
