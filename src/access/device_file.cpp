@@ -4,16 +4,13 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <cerrno>
-#include <system_error>
 #include <utility>
+
+#include "access/failure.h"
 
 namespace Velmor {
 
 namespace {
-
-[[noreturn]] void throw_system_error(int code) {
-    throw std::system_error(code, std::system_category());
-}
 
 std::size_t whole(ssize_t transferred, std::size_t length) {
     if (transferred < 0) throw_system_error(errno);

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "access/failure.h"
 #include "access/sysfs_text.h"
 #include "access/text_file.h"
 

@@ -8,13 +8,10 @@
 #include <ios>
 #include <system_error>
 
+#include "access/failure.h"
 #include "access/text.h"
 
 namespace Velmor {
-
-void throw_stream_failure() {
-    throw std::ios_base::failure("basic_ios::clear");
-}
 
 TextFile::TextFile(Path path, Access access) {
     std::size_t length = 0;
@@ -61,10 +58,9 @@ bool TextFile::more() {
     if (ended_) return false;
     longer_ = text_;  // the next page takes the place of what has not been taken
     const ssize_t length = TEMP_FAILURE_RETRY(::read(file_.get(), page_, sizeof page_));
-    // As the standard file buffer reports it.
     if (length == -1) {
-        throw std::ios_base::failure("basic_filebuf::underflow error reading the file",
-                                     std::error_code(errno, std::generic_category()));
+        const std::error_code error(errno, std::generic_category());
+        throw std::ios_base::failure("basic_filebuf::underflow error reading the file", error);  // the standard's text
     }
     ended_ = length == 0;
     const std::string_view page(page_, static_cast<std::size_t>(length));

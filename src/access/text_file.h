@@ -12,9 +12,6 @@ namespace Velmor {
 /** A path in pieces; it is put together without the heap. */
 using Path = std::initializer_list<std::string_view>;
 
-/** Throws the standard stream failure, with the text that a standard file stream gives it. */
-[[noreturn]] void throw_stream_failure();
-
 /**
  * A text file of the kernel's for one access: it is opened, read or written once, and closed. Every failure, that of
  * opening and closing included, is the standard stream failure; interrupted calls are repeated.

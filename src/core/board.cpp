@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <limits>
 #include <stdexcept>
-#include <system_error>
 #include <typeinfo>
 
+#include "access/failure.h"
 #include "access/io.h"
 #include "access/io_pwm.h"
 #include "access/pwm.h"
@@ -38,10 +38,6 @@ namespace Velmor {
 
 namespace {
 
-[[noreturn]] void throw_missing() {
-    throw std::system_error(EOPNOTSUPP, std::system_category());
-}
-
 // Contexts come from the application: one that is null or has no owner must not be followed.
 MRFI& owner_of(const mrfi_enum_ctx* context) {
     MRFI* const owner = context == nullptr ? nullptr : context->owner();
@@ -54,13 +50,13 @@ MRFI& owner_of(const mrfi_enum_ctx* context) {
 template <typename Interface, typename Usual>
 Interface& Board::resource(Resource::type first, int index) {
     const std::int64_t key = std::int64_t{static_cast<std::int32_t>(first)} + index;
-    if (key > std::numeric_limits<std::int32_t>::max()) throw_missing();
+    if (key > std::numeric_limits<std::int32_t>::max()) throw_system_error(EOPNOTSUPP);
     Resource* const entry = find(static_cast<Resource::type>(key));
-    if (entry == nullptr) throw_missing();
+    if (entry == nullptr) throw_system_error(EOPNOTSUPP);
     // One comparison tells what the cast below walks the base classes for.
     if (typeid(*entry) == typeid(Usual)) return static_cast<Usual&>(*entry);
     auto* const found = dynamic_cast<Interface*>(entry);
-    if (found == nullptr) throw_missing();
+    if (found == nullptr) throw_system_error(EOPNOTSUPP);
     return *found;
 }
 
@@ -305,7 +301,7 @@ Resource* Board::find(const Resource::type& key) {
 
 int Board::platform_hw_get(int field) {
     auto* const platform = dynamic_cast<Platform*>(find(Resource::type::platform));
-    if (platform == nullptr) throw std::system_error(EINVAL, std::system_category());
+    if (platform == nullptr) throw_system_error(EINVAL);
     return static_cast<int>(platform->field_get(static_cast<std::uint32_t>(field)));
 }
 

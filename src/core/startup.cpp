@@ -8,8 +8,8 @@
 #include <exception>
 #include <mutex>
 #include <stdexcept>
-#include <system_error>
 
+#include "access/failure.h"
 #include "core/board_configuration.h"
 #include "core/translator.h"
 
@@ -53,7 +53,7 @@ class Turn {
 public:
     explicit Turn(Start& start) : start_(start) {
         // A signal handler that has interrupted the start would wait for itself.
-        if (start_.holder == pthread_self()) throw std::system_error(EDEADLK, std::generic_category());
+        if (start_.holder == pthread_self()) throw_system_error(EDEADLK);
         start_.mutex.lock();
         start_.holder = pthread_self();
     }

@@ -5,7 +5,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <cerrno>
-#include <system_error>
+
+#include "access/failure.h"
 
 namespace Velmor {
 
@@ -15,7 +16,7 @@ void AutoPowerOn::shutdown() {
     // The raw call: the C library's reboot() has no argument for the command text.
     const long result =
         ::syscall(SYS_reboot, LINUX_REBOOT_MAGIC1, LINUX_REBOOT_MAGIC2, LINUX_REBOOT_CMD_RESTART2, "wdt");
-    if (result < 0) throw std::system_error(errno, std::system_category());
+    if (result < 0) throw_system_error(errno);
     wait_forever();
 }
 

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <span>
 #include <string_view>
-#include <system_error>
 #include <type_traits>
 
+#include "access/failure.h"
 #include "access/sysfs.h"
 #include "access/text.h"
 #include "access/text_file.h"
@@ -147,7 +147,7 @@ std::uint32_t Platform::field_get(std::uint32_t id) {
         if (field.id != id) continue;
         return static_cast<std::uint32_t>(pht_[field.byte_index]) >> field.shift & field.mask;
     }
-    throw std::system_error(EOPNOTSUPP, std::system_category());
+    throw_system_error(EOPNOTSUPP);
 }
 
 void Platform::boot_info_read(platform_info_t& info) {

@@ -5,9 +5,9 @@
 #include <unistd.h>
 #include <cerrno>
 #include <ios>
-#include <system_error>
 
 #include "access/cancellation.h"
+#include "access/failure.h"
 #include "access/sysfs.h"
 
 namespace Velmor {
@@ -52,11 +52,11 @@ void Power::run_program(const std::string& path) {
         ::execl(program, program, static_cast<char*>(nullptr));
         ::_exit(errno);  // NOLINT(clang-analyzer-unix.Vfork): reads errno, touches nothing else
     }
-    if (child < 0) throw std::system_error(errno, std::system_category());
+    if (child < 0) throw_system_error(errno);
     int status = 0;
-    if (wait_for_any_child(status) < 0) throw std::system_error(errno, std::system_category());
+    if (wait_for_any_child(status) < 0) throw_system_error(errno);
     const int exit_code = status >> 8 & 0xFF;
-    if (exit_code != 0) throw std::system_error(exit_code, std::system_category());
+    if (exit_code != 0) throw_system_error(exit_code);
 }
 
 void Power::wait_forever() {

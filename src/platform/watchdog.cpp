@@ -4,7 +4,8 @@
 #include <fcntl.h>
 #include <linux/watchdog.h>
 #include <cerrno>
-#include <system_error>
+
+#include "access/failure.h"
 
 namespace Velmor {
 
@@ -17,7 +18,7 @@ constexpr char magic_close[] = "V";
 Watchdog::Watchdog(const std::string& path) : file_(path) {}
 
 void Watchdog::enable(int timeout_s) {
-    if (timeout_s < 0) throw std::system_error(EINVAL, std::system_category());
+    if (timeout_s < 0) throw_system_error(EINVAL);
     if (file_.is_open()) disable();
     file_.open(O_WRONLY | O_CLOEXEC);  // arms the watchdog with the driver's own timeout
     file_.ioctl(WDIOC_SETTIMEOUT, &timeout_s);

@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <unordered_set>
 #include <utility>
 
+#include "access/failure.h"
 #include "access/sysfs.h"
 #include "access/text.h"
 #include "access/text_file.h"
@@ -19,10 +19,6 @@ namespace {
 
 constexpr char keys_file[] = "/sys/devices/platform/gpio-keys/keys";
 constexpr char disabled_keys_file[] = "/sys/devices/platform/gpio-keys/disabled_keys";
-
-[[noreturn]] void throw_invalid() {
-    throw std::system_error(EINVAL, std::system_category());
-}
 
 // The driver shows an empty line when no key is disabled, which a SysFS<std::string> would report as a failure.
 std::string disabled_keys_word() {
@@ -77,7 +73,7 @@ SerialAltFunc::SerialAltFunc(std::vector<serial_alt_func_t> funcs) : SerialAltFu
 SerialAltFunc::SerialAltFunc(std::vector<serial_alt_func_t> funcs, int key) : funcs_(std::move(funcs)), key_(key) {}
 
 void SerialAltFunc::set(const serial_alt_func_t& function) {
-    if (!has(function)) throw_invalid();
+    if (!has(function)) throw_system_error(EINVAL);
     if (function == SERIAL_ALT_FUNC_SERIAL) {
         check_key();
         const std::vector<int> disabled = read_disabled_keys();
@@ -101,7 +97,7 @@ bool SerialAltFunc::has(const serial_alt_func_t& function) {
 }
 
 void SerialAltFunc::check_key() const {
-    if (!contains(read_keys(), key_)) throw_invalid();
+    if (!contains(read_keys(), key_)) throw_system_error(EINVAL);
 }
 
 }  // namespace Velmor

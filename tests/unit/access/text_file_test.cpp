@@ -293,7 +293,8 @@ TEST_F(TextFileTest, DestructionCloses) {
 
 TEST_F(TextFileTest, FailureHasTheStandardStreamsText) {
     try {
-        Velmor::throw_stream_failure();
+        TextFile file({path_});
+        FAIL();
     } catch (const std::ios_base::failure& failure) {
         EXPECT_STREQ(failure.what(), "basic_ios::clear: iostream error");
         EXPECT_EQ(failure.code(), std::io_errc::stream);
