@@ -199,6 +199,13 @@ INSTANTIATE_TEST_SUITE_P(Short, MrfiConnectionLine,
                                          ConnectionLine{"1 2 3 4 1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
                                          ConnectionLine{"1 2 3 4 1 ", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
                                          ConnectionLine{" ", {0xFC, 0, 0, 0, 0, 0, 0, 0}}));
+// The numbers are chosen so that another base gives another record.
+INSTANTIATE_TEST_SUITE_P(Bases, MrfiConnectionLine,
+                         testing::Values(ConnectionLine{"10 21 32 43 9 9", {0xFF, 0x21, 0x32, 0x2B, 0x10, 0, 0, 0}},
+                                         ConnectionLine{"1 2 3 4 0x1 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
+                                         ConnectionLine{"1 2 3 4 2b 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
+                                         ConnectionLine{"1 2 3 4 1 0x1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
+                                         ConnectionLine{"1 2 3 4 1 2b", {0xFD, 2, 3, 4, 1, 0, 0, 0}}));
 INSTANTIATE_TEST_SUITE_P(Malformed, MrfiConnectionLine,
                          testing::Values(ConnectionLine{"zz 1f 2 -60 1 1", {0xFC, 0, 0, 0, 0, 0, 0, 0}},
                                          ConnectionLine{"1 zz 2 3 1 1", {0xFC, 0, 0, 0, 1, 0, 0, 0}},
