@@ -9,8 +9,10 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/files.h"
@@ -18,6 +20,7 @@
 #include "support/thrown.h"
 #include "velmor.h"
 
+using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing_support::Outcome;
 using testing_support::put;
@@ -382,7 +385,7 @@ INSTANTIATE_TEST_SUITE_P(Short, PlatformFsDate,
                                          DateText{"5/6", 5, 6, 0}, DateText{"5/6/", 5, 6, 0}, DateText{"//", 0, 0, 0}));
 INSTANTIATE_TEST_SUITE_P(NotNumbers, PlatformFsDate,
                          testing::Values(DateText{"x/y/z", 0, 0, 0}, DateText{"5x/6y/7z", 5, 6, 7},
-                                         DateText{"1/2/65536", 1, 2, 0}, DateText{"300/2147483648/1", 44, 0, 1}));
+                                         DateText{"1/2/65537", 1, 2, 0}, DateText{"300/2147483648/1", 44, 0, 1}));
 
 TEST_F(PlatformTest, FileSystemTextsAreTheTwoWordsOfTheirFile) {
     put("/etc/fs_version", "\n 1..7b2\n5//2013 more\n");
@@ -527,6 +530,28 @@ TEST_F(PlatformTest, IdentitiesAreFieldsOfTheTable) {
     EXPECT_EQ(second.mid_get(), 0xCAFEU);
 }
 
+TEST_F(PlatformTest, IdentitiesAskForTheirFields) {
+    struct Asked : Platform {
+        std::uint32_t field_get(std::uint32_t id) override {
+            fields.insert(id);
+            return id;
+        }
+        std::set<std::uint32_t> fields;
+    };
+    Asked platform;
+    const auto asked = [&platform] { return std::exchange(platform.fields, {}); };
+    EXPECT_EQ(platform.uid_get(), 0x0405);
+    EXPECT_THAT(asked(), ElementsAre(4, 5));
+    EXPECT_EQ(platform.oemid_get(), 6U);
+    EXPECT_THAT(asked(), ElementsAre(6));
+    EXPECT_EQ(platform.mid_get(), 0x1617U);
+    EXPECT_THAT(asked(), ElementsAre(22, 23));
+    EXPECT_EQ(platform.can_manuf_code_get(), 0x030C);
+    EXPECT_THAT(asked(), ElementsAre(11, 12));
+    EXPECT_EQ(platform.can_unique_num_get(), 0x0D0E0FU);
+    EXPECT_THAT(asked(), ElementsAre(13, 14, 15));
+}
+
 TEST_F(PlatformTest, CanManufacturerCodeIsElevenBits) {
     put_table(1, table({{5, 0xFD}, {6, 0x34}}));
     EXPECT_EQ(Platform().can_manuf_code_get(), 0x534);
@@ -597,6 +622,16 @@ TEST_F(PlatformCanFallback, LongSerialNumberEndsWhereTheRecordDoes) {
                         "0A0B0C"
                         "0D0E0F"),
               0x0A0B0CU);
+}
+
+TEST_F(PlatformCanFallback, AsksForTheRecord) {
+    struct OtherRecord : Platform {
+        void info_get(platform_info_t* info, std::size_t size) override {
+            EXPECT_EQ(size, sizeof *info);
+            std::strcpy(info->serial_number, "0A0B0C");
+        }
+    };
+    EXPECT_EQ(OtherRecord().can_unique_num_get(), 0x0A0B0CU);
 }
 
 TEST_F(PlatformCanFallback, ReadsEveryFileOfTheRecord) {
