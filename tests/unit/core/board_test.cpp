@@ -720,7 +720,7 @@ TEST(Board, AddAsksSupportedAndDropsWhatIsNot) {
     EXPECT_EQ(board.find(key(3)), &marker);
 }
 
-TEST(Board, PresenceAndDispatchAskFind) {
+TEST(Board, PresenceDispatchAndHardwareTableAskFind) {
     class LostBoard : public Board {
     public:
         MOCK_METHOD(Resource*, find, (const type&), (override));
@@ -733,6 +733,23 @@ TEST(Board, PresenceAndDispatchAskFind) {
     EXPECT_CALL(board, find(key(17))).WillOnce(Return(&backlight));
     EXPECT_CALL(backlight, set(3));
     board.backlight_set(1, 3);
+    EXPECT_CALL(board, find(key(21))).WillOnce(Return(nullptr));
+    EXPECT_EQ(error_of([&] { board.platform_hw_get(27); }), std::error_code(EINVAL, std::system_category()));
+}
+
+TEST(Board, PresenceOfAFamilyAsksPresent) {
+    class AskedBoard : public Board {
+    public:
+        MOCK_METHOD(bool, present, (const type&), (override));
+    };
+    StrictMock<AskedBoard> board;
+    const InSequence in_order;
+    EXPECT_CALL(board, present(key(12))).WillOnce(Return(true));
+    EXPECT_CALL(board, present(key(14))).WillOnce(Return(true));
+    EXPECT_CALL(board, present(key(39))).WillOnce(Return(true));
+    EXPECT_TRUE(board.wifi_present());
+    EXPECT_TRUE(board.bluetooth_present());
+    EXPECT_TRUE(board.es_present());
 }
 
 TEST(ResourceType, KeysAreThoseOfTheCInterface) {
