@@ -5,8 +5,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstddef>
-#include <cstring>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -780,84 +778,5 @@ TEST(ResourceType, KeysAreThoseOfTheCInterface) {
 TEST(ResourceType, ResourceHoldsNothingButItsVirtualTable) {
     EXPECT_EQ(sizeof(Resource), sizeof(void*));
 }
-
-// ---- The virtual table ---------------------------------------------------------------------------------------------
-
-#if defined(__GXX_ABI_VERSION)
-/** The virtual slot of a member function, as the Itanium C++ ABI and its ARM variant encode it. */
-template <typename Member>
-std::size_t slot(Member member) {
-    std::array<std::size_t, 2> words = {};
-    static_assert(sizeof member == sizeof words);
-    std::memcpy(words.data(), &member, sizeof words);
-#if defined(__arm__) || defined(__aarch64__)
-    return (words[1] & 1U) == 1U ? words[0] / sizeof(void*) : SIZE_MAX;
-#else
-    return (words[0] & 1U) == 1U ? (words[0] - 1) / sizeof(void*) : SIZE_MAX;
-#endif
-}
-
-TEST(Board, OperationsStandInTheVirtualTableInOrder) {
-    const std::vector<std::size_t> slots = {slot(&Board::backlight_set),
-                                            slot(&Board::backlight_get),
-                                            slot(&Board::display_set),
-                                            slot(&Board::display_get),
-                                            slot(&Board::led_color_set),
-                                            slot(&Board::led_color_get),
-                                            slot(&Board::io_set),
-                                            slot(&Board::io_get),
-                                            slot(&Board::io_config_set),
-                                            slot(&Board::io_config_get),
-                                            slot(&Board::thermal_state_get),
-                                            slot(&Board::wifi_antenna_set),
-                                            slot(&Board::wifi_present),
-                                            slot(&Board::wifi_info_get),
-                                            slot(&Board::bluetooth_antenna_set),
-                                            slot(&Board::bluetooth_present),
-                                            slot(&Board::bluetooth_info_get),
-                                            slot(&Board::power_shutdown),
-                                            slot(&Board::power_reboot),
-                                            slot(&Board::power_suspend),
-                                            slot(&Board::watchdog_enable),
-                                            slot(&Board::watchdog_disable),
-                                            slot(&Board::watchdog_refresh),
-                                            slot(&Board::platform_info_get),
-                                            slot(&Board::platform_uid_get),
-                                            slot(&Board::platform_oemid_get),
-                                            slot(&Board::platform_mid_get),
-                                            slot(&Board::platform_can_manuf_code_get),
-                                            slot(&Board::platform_can_unique_num_get),
-                                            slot(&Board::mrfi_rssi_get),
-                                            slot(&Board::mrfi_type_get),
-                                            slot(&Board::mrfi_address_get),
-                                            slot(&Board::mrfi_autolink_set),
-                                            slot(&Board::mrfi_autolink_get),
-                                            slot(&Board::mrfi_link),
-                                            slot(&Board::mrfi_unlink),
-                                            slot(&Board::mrfi_connection_list_open),
-                                            slot(&Board::mrfi_connection_list_read),
-                                            slot(&Board::mrfi_connection_list_close),
-                                            slot(&Board::mrfi_device_list_open),
-                                            slot(&Board::mrfi_device_list_read),
-                                            slot(&Board::mrfi_device_list_close),
-                                            slot(&Board::mrfi_class_get),
-                                            slot(&Board::attitude_get),
-                                            slot(&Board::car_motion_get),
-                                            slot(&Board::serial_mux),
-                                            slot(&Board::serial_device_info_get),
-                                            slot(&Board::serial_alt_func_has),
-                                            slot(&Board::serial_alt_func_set),
-                                            slot(&Board::gps_info_get),
-                                            slot(&Board::es_present),
-                                            slot(&Board::present),
-                                            slot(&Board::add),
-                                            slot(&Board::supported),
-                                            slot(&Board::find),
-                                            slot(&Board::platform_hw_get)};
-    std::vector<std::size_t> expected;
-    for (std::size_t i = 2; i < 2 + 56; ++i) expected.push_back(i);  // behind the two destructors
-    EXPECT_EQ(slots, expected);
-}
-#endif
 
 }  // namespace
