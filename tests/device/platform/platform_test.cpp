@@ -628,7 +628,7 @@ TEST_F(PlatformCanFallback, AsksForTheRecord) {
     struct OtherRecord : Platform {
         void info_get(platform_info_t* info, std::size_t size) override {
             EXPECT_EQ(size, sizeof *info);
-            std::strcpy(info->serial_number, "0A0B0C");
+            std::memcpy(info->serial_number, "0A0B0C", sizeof "0A0B0C");
         }
     };
     EXPECT_EQ(OtherRecord().can_unique_num_get(), 0x0A0B0CU);
