@@ -9,11 +9,13 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "core/board.h"
 #include "core/resource.h"
+#include "core/translator.h"
 #include "lighting/backlight_sysfs.h"
 #include "platform/platform.h"
 #include "support/files.h"
@@ -40,11 +42,19 @@ struct alignas(std::max_align_t) Header {
 std::atomic<bool> counting = false;
 std::atomic<long> live_blocks = 0;
 std::atomic<long> live_bytes = 0;
-std::atomic<bool> exhausted = false;  // while it counts, nothing is handed out
+std::atomic<long> allocations = 0;
+std::atomic<long> failing_allocation = 0;  // 1 is the first that is counted, -1 is every one
+std::atomic<bool> failing_as_malloc = false;
 
 void* allocate(std::size_t size) {
     const bool counted = counting;
-    if (counted && exhausted) throw std::bad_alloc();
+    if (counted) {
+        const long number = ++allocations;
+        if (failing_allocation == number || failing_allocation < 0) {
+            if (failing_as_malloc) errno = ENOMEM;
+            throw std::bad_alloc();
+        }
+    }
     void* const memory = std::malloc(sizeof(Header) + size);
     if (memory == nullptr) throw std::bad_alloc();
     auto* const header = new (memory) Header{size, counted};
@@ -238,7 +248,7 @@ TEST(NoMemory, CallWithoutAnyIsAFailureWithoutALine) {
     const Played played = play([] {
         call();
         Out<led_color_t> color;
-        exhausted = true;
+        failing_allocation = -1;
         counting = true;
         errno = 4711;
         const int missing = led_color_get(0, color);
@@ -258,7 +268,7 @@ TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
     reset_device();
     const Played played = play([] {
         Out<bool> present;
-        exhausted = true;
+        failing_allocation = -1;
         counting = true;
         errno = 4711;
         const int result = es_present(present);
@@ -271,6 +281,46 @@ TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
     EXPECT_EQ(played.wait_status, 0);
     EXPECT_EQ(played.told, "-1, errno kept, untouched, 0: true");
     EXPECT_EQ(played.error_text, "");
+}
+
+// What writing fails with cannot be made then, and std::bad_alloc comes in its place.
+TEST(NoMemory, SuspendKeepsQuietAboutTheStreamFailureAlone) {
+    reset_device();
+    testing_support::remove("/sys/power/state");
+    testing_support::put("/sys/power/state/is/a/directory", "");
+    const Played played = play([] {
+        call();
+        const std::string refused = answer([] { return power_suspend(); });
+        failing_allocation = -1;
+        counting = true;
+        const int without_memory = power_suspend();
+        counting = false;
+        return joined({refused, std::to_string(without_memory)});
+    });
+    EXPECT_EQ(played.told, "0 errno 21, -1");
+}
+
+// The function's name is the first allocation, the line the second.
+TEST(NoMemory, LineThatCannotBeComposedChangesNoErrno) {
+    for (const long number : {1, 2}) {
+        const Played played = play([number] {
+            failing_allocation = number;
+            failing_as_malloc = true;
+            try {
+                throw std::logic_error("");
+            } catch (...) {
+                allocations = 0;
+                counting = true;
+                errno = 4711;
+                const int result = Velmor::translate_exception("name_of_more_than_15_characters");
+                const int error = errno;
+                counting = false;
+                return joined({std::to_string(allocations), std::to_string(result), std::to_string(error)});
+            }
+        });
+        EXPECT_EQ(played.told, joined({std::to_string(number), "-1", "4711"}));
+        EXPECT_EQ(played.error_text, "");
+    }
 }
 
 TEST(ReplacedEntry, LosesTheObjectItNamedBeforeAndNothingElse) {
