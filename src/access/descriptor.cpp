@@ -16,10 +16,6 @@ constinit std::atomic<bool> standard_descriptors_closed = false;
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-    close();
-}
-
 int Descriptor::open(const char* path, int flags, mode_t mode) {
     // In such a process the free ones of 0, 1 and 2 are held while the file is opened, so that it gets another: moved
     // away afterwards, it would be in reach of another thread's output for a moment. What holds them cannot be written

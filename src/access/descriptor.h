@@ -17,7 +17,7 @@ public:
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     /** Closes; a failure is lost. */
-    ~Descriptor();
+    ~Descriptor() { close(); }
 
     /** The system's open, for an owner of none. Returns the descriptor, or -1 and errno. */
     int open(const char* path, int flags, mode_t mode = 0);

@@ -1,12 +1,19 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <ios>
+#include <system_error>
+
 namespace Velmor {
 
-/** Throws std::system_error. Pass errno itself: once the exception has its memory, it may be another. */
-[[noreturn]] void throw_system_error(int error);
+/** Pass errno itself: once the exception has its memory, it may be another. */
+[[noreturn]] inline void throw_system_error(int error) {
+    throw std::system_error(error, std::system_category());
+}
 
-/** Throws the standard stream failure, with the text that a standard file stream gives it. */
-[[noreturn]] void throw_stream_failure();
+/** The standard stream failure, with the text that a standard file stream gives it. */
+[[noreturn]] inline void throw_stream_failure() {
+    throw std::ios_base::failure("basic_ios::clear");
+}
 
 }  // namespace Velmor

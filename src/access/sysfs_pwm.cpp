@@ -52,14 +52,6 @@ int SysFSPWM::get_frequency() const {
     return period_ns == 0 ? 0 : ns_per_s / period_ns;
 }
 
-void SysFSPWM::enable() {
-    set_status(1);
-}
-
-void SysFSPWM::disable() {
-    set_status(0);
-}
-
 int SysFSPWM::get_period() const {
     return SysFS<int>::read_from({path_, period_attribute});
 }

@@ -27,8 +27,8 @@ public:
     void set_frequency(int hertz, int percent) override;
     std::uint32_t get_duty() const override;
     int get_frequency() const override;
-    void enable() override;
-    void disable() override;
+    void enable() override { set_status(1); }
+    void disable() override { set_status(0); }
 
     /** Nanoseconds. */
     int get_period() const;
