@@ -24,7 +24,7 @@ public:
     enum Access { reading, writing };
 
     /** For writing the file is truncated, and created where it is missing. */
-    explicit TextFile(Path path, Access access = reading);
+    TextFile(Path path, Access access = reading);
 
     /** Take a piece off the front of the text with this: again with more of it, when that took all there was. */
     template <typename Take>

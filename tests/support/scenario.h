@@ -140,7 +140,8 @@ private:
     } fenced_;
 };
 
-/** What is to be done right before and right after each call that answer() makes; nothing, where a test says nothing. */
+/** What is to be done right before and right after each call that answer() makes; nothing, where a test says nothing.
+ */
 struct AroundCall {
     void (*before)() = [] {};
     void (*after)() = [] {};
