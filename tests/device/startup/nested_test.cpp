@@ -90,23 +90,39 @@ void in_signal_handler(const std::function<void()>& code) {
 
 // ---- Forks within a start ------------------------------------------------------------------------------------------
 
+/** A thread in the middle of the first start; the line of the board of the nth start has level n. */
+class HeldStart {
+public:
+    HeldStart() {
+        configuration = [this](Board& board) {
+            inside_ = true;
+            if (configurations == 1) wait_until([this] { return go_on_.load(); });
+            add_line(board, configurations);
+        };
+        starter_ = std::thread([this] { answer_ = ask(); });
+        wait_until([this] { return inside_.load(); });
+    }
+
+    /** Let it end; what its call has answered. */
+    std::string finish() {
+        go_on_ = true;
+        starter_.join();
+        return answer_;
+    }
+
+private:
+    std::atomic<bool> inside_ = false;
+    std::atomic<bool> go_on_ = false;
+    std::string answer_;
+    std::thread starter_;
+};
+
 TEST(ForkWithinAStart, OfAnotherThreadNeitherWaitsNorIsWaitedFor) {
     const Played played = play([] {
         no_longer_than(20);
-        std::atomic<bool> inside = false;
-        std::atomic<bool> go_on = false;
-        configuration = [&](Board& board) {
-            inside = true;
-            if (configurations == 1) wait_until([&] { return go_on.load(); });
-            add_line(board, configurations);
-        };
-        std::string first;
-        std::thread starter([&] { first = ask(); });
-        wait_until([&] { return inside.load(); });
-        // The child starts the board afresh: it is the second configuration that it has seen.
+        HeldStart start;
         const std::string child = ending_of(forked([] { return ask() == "0: 2" && ask() == "0: 2"; }));
-        go_on = true;
-        starter.join();
+        const std::string first = start.finish();
         return joined({child, first, ask(), std::to_string(configurations)});
     });
     EXPECT_EQ(played.told, "exit 42, 0: 1, 0: 1, 1");
@@ -116,15 +132,7 @@ TEST(ForkWithinAStart, OfAnotherThreadNeitherWaitsNorIsWaitedFor) {
 TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
     const Played played = play([] {
         no_longer_than(20);
-        std::atomic<bool> inside = false;
-        std::atomic<bool> go_on = false;
-        configuration = [&](Board& board) {
-            inside = true;
-            if (configurations == 1) wait_until([&] { return go_on.load(); });
-            add_line(board, configurations);
-        };
-        std::thread starter(ask);
-        wait_until([&] { return inside.load(); });
+        HeldStart start;
         const std::string child = ending_of(forked([] {
             std::string answers[4];
             std::thread threads[4];
@@ -134,8 +142,7 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
                 if (text != "0: 2") return false;
             return configurations == 2;
         }));
-        go_on = true;
-        starter.join();
+        start.finish();
         return child;
     });
     EXPECT_EQ(played.told, "exit 42");
