@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The shared object as it lies on the disk: what it exports, what it needs and what it does when it is loaded.
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -158,6 +160,28 @@ TEST_F(ShippedFile, NeedsTheLanguagesAndTheSystemsLibrariesOnly) {
     EXPECT_THAT(dynamic_entries("NEEDED"), Not(IsEmpty()));
     EXPECT_THAT(dynamic_entries("NEEDED"),
                 Each(MatchesRegex("libstdc\\+\\+\\.so\\.6|libgcc_s\\.so\\.1|libc\\.so\\.6|ld-linux.*")));
+}
+
+// The streams and locales that a symbol stands for; the exception that a stream throws is neither.
+std::set<std::string> streams_and_locales() {
+    std::set<std::string> names;
+    const std::regex stream_or_locale(R"(.*(stream|streambuf|ios|locale|facet|ctype|numpunct|num_get|num_put)\b.*)");
+    for (const Symbol& symbol : symbols("--dyn-syms")) {
+        if (symbol.section != "UND") continue;
+        const std::string mangled = symbol.name.substr(0, symbol.name.find('@'));
+        char* const demangled = abi::__cxa_demangle(mangled.c_str(), nullptr, nullptr, nullptr);
+        const std::string name = demangled == nullptr ? mangled : demangled;
+        std::free(demangled);
+        if (std::regex_match(name, stream_or_locale) && !name.starts_with("typeinfo")) names.insert(name);
+    }
+    return names;
+}
+
+TEST_F(ShippedFile, UsesNoStreamButStandardErrorAndNoLocale) {
+    EXPECT_THAT(streams_and_locales(), Not(IsEmpty()));
+    EXPECT_THAT(streams_and_locales(),
+                Each(MatchesRegex("std::(cerr|ostream::write\\(.*|ostream::flush\\(.*|"
+                                  "basic_ostream<char, std::char_traits<char> >::(write|flush)\\(.*)")));
 }
 
 TEST_F(BuiltFile, HasNoTextRelocationsAndNoExecutableStack) {
