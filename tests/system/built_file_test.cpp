@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "support/files.h"
+#include "support/instrumented.h"
 #include "velmor.h"
 
 using testing::Each;
@@ -26,20 +27,6 @@ using testing::MatchesRegex;
 using testing::Not;
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool instrumented = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(coverage_sanitizer)
-constexpr bool instrumented = true;
-#elif defined(__LLVM_INSTR_PROFILE_GENERATE)
-constexpr bool instrumented = true;
-#else
-constexpr bool instrumented = false;
-#endif
-#else
-constexpr bool instrumented = false;
-#endif
 
 const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
 
@@ -123,7 +110,8 @@ protected:
 class ShippedFile : public BuiltFile {
 protected:
     void SetUp() override {
-        if (instrumented) GTEST_SKIP() << "this library is instrumented: the debug and the release build run this";
+        if (testing_support::instrumented)
+            GTEST_SKIP() << "this library is instrumented: the debug and the release build run this";
         BuiltFile::SetUp();
     }
 };

@@ -29,6 +29,7 @@
 
 #include "support/fifo.h"
 #include "support/files.h"
+#include "support/instrumented.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
@@ -537,11 +538,8 @@ struct Forks {
     void (*after_it)();
 };
 
-#if defined(__arm__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int one_in = 10;  // emulated or instrumented, each takes ten times as long
-#else
-constexpr int one_in = 1;
-#endif
+// Each takes ten times as long there.
+constexpr int one_in = testing_support::instrumented || testing_support::emulated ? 20 : 1;
 
 class ForkedChildren : public HostProcess, public testing::WithParamInterface<Forks> {};
 

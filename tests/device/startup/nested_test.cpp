@@ -291,8 +291,9 @@ TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
 TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
     const Played played = play([] {
         no_longer_than(20);
-        configuration = [](Board& board) {
-            if (configurations == 1) throw std::runtime_error("no board");
+        std::atomic<bool> fails = false;
+        configuration = [&fails](Board& board) {
+            if (configurations == 1) fails = true, throw std::runtime_error("no board");
             add_line(board, configurations);
         };
         const int standard_error = dup(STDERR_FILENO);
@@ -305,7 +306,7 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
 
         std::atomic<bool> returned = false;
         std::thread starter([&] { returned = (ask(), true); });
-        wait_until([] { return configurations == 1; });
+        wait_until([&] { return fails.load(); });
         const std::string other = ask();
         const std::string child = ending_of(forked([] { return ask() == "0: 2"; }));
         const std::string held_up = returned ? "not held up" : "held up";
