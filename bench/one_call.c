@@ -15,6 +15,10 @@ static int get_backlight(void) {
     return backlight_get(0, &level);
 }
 
+static int set_backlight(void) {
+    return backlight_set(0, 128);
+}
+
 static int get_thermal_state(void) {
     thermal_state_t state;
     return thermal_state_get(0, &state);
@@ -27,6 +31,11 @@ static int set_io(void) {
 static int get_io(void) {
     io_value_t value = 0;
     return io_get(9, &value);
+}
+
+static int get_platform_info(void) {
+    platform_info_t info;
+    return platform_info_get(&info, sizeof info);
 }
 
 static int ask_wifi(void) {
@@ -45,9 +54,11 @@ static const struct {
 } functions[] = {
     {"nothing", do_nothing},
     {"backlight_get", get_backlight},
+    {"backlight_set", set_backlight},
     {"thermal_state_get", get_thermal_state},
     {"io_set", set_io},
     {"io_get", get_io},
+    {"platform_info_get", get_platform_info},
     {"wifi_present", ask_wifi},
     {"gps_info_get", get_gps_info},
 };
