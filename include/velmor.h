@@ -46,7 +46,7 @@
  *  - uses of one list context (mrfi_*_list_read(), mrfi_*_list_close()).
  *
  * Two threads that set one attribute at once do no harm: the kernel keeps the later value. A thread may be cancelled
- * (pthread_cancel()) inside any function: the cancellation is taken up when the function has done its work, or at once
+ * (pthread_cancel()) inside any function: the cancellation is not taken up before the function has done its work, but for
  * where a power function waits for a program or for the end of the system.
  *
  * ## Signals, fork and exec
@@ -55,12 +55,14 @@
  *    functions that set or get a backlight, a display, an LED group or a temperature: while they succeed they allocate
  *    nothing and wait for no lock; a failing one may deadlock with what the handler has interrupted. The rules for
  *    threads above hold between a handler and the code that it interrupts.
- *  - A signal handler that interrupts the start of the board and calls the library on the same thread gets -35
- *    (EDEADLK) and one line.
- *  - fork(): a child may always call the library: whatever the other threads of its parent were doing in it, from fork
- *    handlers, and also when a signal handler forked in the middle of a call. A child whose parent had not finished
- *    starting the board starts it afresh. No lock of the library is held across a fork, no fork waits for the library,
- *    and it registers no fork handler.
+ *  - A handler that interrupts the first call of its own thread and calls the library is refused with -35 (EDEADLK);
+ *    like every failing call in a handler, that one may deadlock. A call needs up to 16 KiB of stack.
+ *  - fork(): no lock of the library keeps a child from calling it, whatever the other threads of its parent were doing
+ *    in it: neither from fork handlers nor when a signal handler forked in the middle of a call. (Such a child should
+ *    not return from the handler: it would finish the interrupted call a second time.) No fork waits for the library,
+ *    and it registers no fork handler. A child whose parent had not finished starting the board starts it afresh. That
+ *    start, and a call that fails, use the allocator and the unwinder of the C and C++ libraries, which may be locked
+ *    in a child of a process with threads.
  *  - Descriptors of the library are close-on-exec and never 0, 1 or 2, even in a process that has closed these. A child
  *    that was forked and executes no program keeps those that were open at that moment: the device nodes that stay
  *    open, and a file that another thread was just accessing.

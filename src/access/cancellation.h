@@ -4,8 +4,8 @@
 namespace Velmor {
 
 /**
- * No thread is cancelled in this scope: a cancellation in the middle of an operation would leave a line exported, a
- * PWM at duty 0 or a stream's catch-all swallowing the unwinding, which ends the process.
+ * No thread is cancelled in this scope: a cancellation in the middle of an operation would leave a line exported or a
+ * PWM at duty 0, and one in a destructor that closes a file would end the process.
  */
 class CancellationOff {
 public:

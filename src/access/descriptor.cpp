@@ -18,14 +18,14 @@ constinit std::atomic<bool> standard_descriptors_closed = false;
 
 int Descriptor::open(const char* path, int flags, mode_t mode) {
     // In such a process the free ones of 0, 1 and 2 are held while the file is opened, so that it gets another: moved
-    // away afterwards, it would be in reach of another thread's output for a moment. What holds them cannot be written
-    // to (O_PATH), so that to the application they are as closed as before.
-    int held[STDERR_FILENO + 1];
+    // away afterwards, as the first file is, it would be in reach of another thread's output for a moment. What holds
+    // them cannot be written to (O_PATH), so that to the application they are as closed as before.
+    int held[STDERR_FILENO + 2];  // and the file itself
     int count = 0;
-    for (int fd = standard_descriptors_closed ? 0 : -1; fd >= 0 && fd <= STDERR_FILENO;) {
-        fd = ::open("/", O_PATH | O_CLOEXEC);
-        if (fd > STDERR_FILENO) ::close(fd);
-        if (fd >= 0 && fd <= STDERR_FILENO) held[count++] = fd;
+    while (standard_descriptors_closed && count <= STDERR_FILENO) {
+        const int fd = ::open("/", O_PATH | O_CLOEXEC);
+        if (fd >= 0) held[count++] = fd;
+        if (fd < 0 || fd > STDERR_FILENO) break;
     }
     fd_ = ::open(path, flags, mode);
     if (fd_ >= 0 && fd_ <= STDERR_FILENO) {

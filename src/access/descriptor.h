@@ -6,10 +6,8 @@
 namespace Velmor {
 
 /**
- * Owner of one open descriptor, or of none.
- *
- * It is never 0, 1 or 2, even in a process that has closed these: what the application prints would otherwise reach a
- * device, and feed or disarm the watchdog.
+ * Owner of one open descriptor, or of none. It is never 0, 1 or 2, even in a process that has closed these: what the
+ * application prints would otherwise reach a device, and feed or disarm the watchdog.
  */
 class Descriptor {
 public:

@@ -27,12 +27,15 @@ inline std::string_view take_all_of(std::string_view& text, std::string_view cha
     return take_front(text, text.find_first_not_of(characters));
 }
 
-inline constexpr char white_space[] = " \t\n\v\f\r";
+inline void skip_white_space(std::string_view& text) {
+    while (!text.empty() && (text.front() == ' ' || (text.front() >= '\t' && text.front() <= '\r')))
+        take_front(text, 1);
+}
 
 /** Empty where there is none. */
 inline std::string_view take_word(std::string_view& text) {
-    take_all_of(text, white_space);
-    return take_until(text, white_space);
+    skip_white_space(text);
+    return take_until(text, " \t\n\v\f\r");
 }
 
 /**
@@ -44,7 +47,7 @@ template <typename Number>
 bool take_number(std::string_view& text, Number& value, int base = 10) {
     using Limits = std::numeric_limits<Number>;
     using Magnitude = std::make_unsigned_t<Number>;
-    take_all_of(text, white_space);
+    skip_white_space(text);
     if (text.empty()) return false;
     const bool negative = text.front() == '-';
     if (negative || text.front() == '+') take_front(text, 1);

@@ -27,7 +27,7 @@ TextFile::TextFile(Path path, Access access) {
 }
 
 bool TextFile::take_character(char& character) {
-    const bool taken = take([](std::string_view& text) { return take_all_of(text, white_space), !text.empty(); });
+    const bool taken = take([](std::string_view& text) { return skip_white_space(text), !text.empty(); });
     if (taken) character = take_front(text_, 1).front();
     return taken;
 }
@@ -56,7 +56,7 @@ void TextFile::close() {
 
 bool TextFile::more() {
     if (ended_) return false;
-    longer_ = text_;  // the next page takes the place of what has not been taken
+    if (!text_.empty()) longer_ = text_;  // the next page takes the place of what has not been taken
     const ssize_t length = TEMP_FAILURE_RETRY(::read(file_.get(), page_, sizeof page_));
     if (length == -1) {
         const std::error_code error(errno, std::generic_category());
@@ -64,7 +64,7 @@ bool TextFile::more() {
     }
     ended_ = length == 0;
     const std::string_view page(page_, static_cast<std::size_t>(length));
-    text_ = longer_.empty() ? page : longer_.append(page);
+    text_ = text_.empty() ? page : longer_.append(page);
     return !ended_;
 }
 

@@ -14,10 +14,10 @@ using Path = std::initializer_list<std::string_view>;
 
 /**
  * A text file of the kernel's for one access: it is opened, read or written once, and closed. Every failure, that of
- * opening and closing included, is the standard stream failure; interrupted calls are repeated.
+ * opening and closing included, is the standard stream failure; interrupted reads and writes are repeated.
  *
- * A page is read at once, so that an attribute, which is no longer, is one moment's value. The heap is used for what
- * goes on behind a page only.
+ * A page is read at once, so that an attribute, which is no longer, is one moment's value. The heap is used only for
+ * a value that may go on: at the end of a page, or of a text without a newline.
  */
 class TextFile {
 public:
@@ -41,7 +41,7 @@ public:
     /** The rest of the line, without the newline; false at the end of the text. */
     bool take_line(std::string& line);
 
-    /** In one write. */
+    /** In one write; what the system did not take of it goes on in another. */
     void write(std::string_view text);
     /** To be called when done: a driver may refuse a value here, which a destructor could not report. */
     void close();

@@ -8,6 +8,7 @@
 #include <exception>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include "access/failure.h"
 #include "core/board_configuration.h"
@@ -20,12 +21,12 @@ namespace {
 /**
  * The library mutex of one process. A child that was forked before its board had started makes one of its own: a thread
  * that it does not have may hold its parent's for ever. That needs no fork handler, which would run among those of the
- * application, in an order that nobody knows.
+ * application, in an order that nobody knows. The process is known by its number: the one in ten thousand that has its
+ * parent's (in a PID namespace of its own) must not be forked within a start.
  */
 struct Start {
     std::atomic<pid_t> process = 0;  // 0: nobody's yet
     std::mutex mutex;
-    std::atomic<pthread_t> holder = 0;
 };
 
 constinit Start first_start;
@@ -33,8 +34,11 @@ constinit std::atomic<Start*> latest_start = &first_start;
 
 constinit std::atomic<Board*> published_board = nullptr;
 
-/** Built, or left half-built by an exception of another kind; not set while the board is being built. */
-constinit Board* board = nullptr;
+/** Left half-built by an exception of another kind: the next call publishes it as far as it came. */
+constinit std::atomic<Board*> half_built_board = nullptr;
+
+/** The process in which this thread is waiting for a start or in the middle of one. Reached without a call. */
+[[gnu::tls_model("initial-exec")]] constinit thread_local pid_t starting_in = 0;
 
 Start& start_of_this_process() {
     const pid_t process = ::getpid();
@@ -48,53 +52,76 @@ Start& start_of_this_process() {
     return *start;
 }
 
-/** Holds the library mutex. */
+/** Holds the library mutex of this process, while no board is published. */
 class Turn {
 public:
-    explicit Turn(Start& start) : start_(start) {
-        // A signal handler that has interrupted the start would wait for itself.
-        if (start_.holder == pthread_self()) throw_system_error(EDEADLK);
-        start_.mutex.lock();
-        start_.holder = pthread_self();
+    Turn() : before_(std::exchange(starting_in, ::getpid())) {
+        try {
+            // A signal handler that has interrupted a start would wait for itself.
+            if (before_ == starting_in) throw_system_error(EDEADLK);
+            lock();
+        } catch (...) {
+            starting_in = before_;
+            throw;
+        }
     }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
     ~Turn() {
-        start_.holder = 0;
-        start_.mutex.unlock();
+        if (start_ != nullptr) start_->mutex.unlock();
+        starting_in = before_;
     }
 
 private:
-    Start& start_;
+    // In short turns: a signal handler may fork while its thread waits, and the child must not wait for the parent's.
+    void lock() {
+        constexpr useconds_t turn_us = 500;
+        while (published_board == nullptr) {
+            Start& start = start_of_this_process();
+            const int error = pthread_mutex_trylock(start.mutex.native_handle());
+            if (error == 0 && start.process == ::getpid()) {
+                start_ = &start;
+                return;
+            }
+            if (error == 0) start.mutex.unlock();
+            if (error == EBUSY)
+                ::usleep(turn_us);
+            else if (error != 0)
+                throw_system_error(error);
+        }
+    }
+
+    const pid_t before_;
+    Start* start_ = nullptr;
 };
 
-void build_board() {
-    auto* const candidate = new Board;
+Board* build_board() {
+    auto* const board = new Board;
     try {
-        configure_board(*candidate);
+        configure_board(*board);
     } catch (const std::exception&) {
-        delete candidate;  // frees the registry; the resources are lost, whatever they opened or wrote stays
+        delete board;  // frees the registry; the resources are lost, whatever they opened or wrote stays
         throw;
     } catch (...) {
-        board = candidate;  // the next call publishes it as far as it came
+        half_built_board = board;
         throw;
     }
-    board = candidate;
+    return board;
 }
 
 /** Null where the start has failed, with the reason. */
 Board* ensure_board(std::exception_ptr& failure) {
-    const Turn turn(start_of_this_process());
-    if (published_board == nullptr && board == nullptr) {
-        try {
-            build_board();
-        } catch (const std::exception&) {
-            failure = std::current_exception();
-            return nullptr;
-        }
+    const Turn turn;
+    if (published_board != nullptr) return published_board;
+    Board* board = half_built_board;
+    try {
+        if (board == nullptr) board = build_board();
+    } catch (const std::exception&) {
+        failure = std::current_exception();
+        return nullptr;
     }
-    // One is published already where another thread was before us. And in a child that a signal handler has forked
-    // within this start, where the handler called the library.
+    // One is published already in a child that a signal handler has forked within this start, where the handler or
+    // another thread called the library.
     Board* published = nullptr;
     return published_board.compare_exchange_strong(published, board) ? board : published;
 }

@@ -6,10 +6,10 @@
 namespace Velmor {
 
 /**
- * The started board, built by the first call of a process. Takes the library mutex until it is published, for the whole
- * of a start; never for an operation. Throws std::runtime_error "cannot initialize board data" when the start has
- * failed, after its line is printed; the next call tries again from scratch. std::system_error with EDEADLK for a call
- * that a start of the same thread makes.
+ * The started board, built by the first call of a process. A call takes the library mutex only while no board is
+ * published, and holds it for the whole of a start. Throws std::runtime_error "cannot initialize board data" when the
+ * start has failed, after its line is printed; the next call tries again from scratch. std::system_error with EDEADLK
+ * for a call that a signal handler makes within the first call of its thread.
  */
 Board& started_board();
 

@@ -19,8 +19,8 @@ constexpr char type_suffix[] = "_type";
 
 }  // namespace
 
-Thermal::Thermal(const std::string& base)
-    : base_(base), trips_{{"active", ""}, {"hot", ""}, {"very_hot", ""}, {"critical", ""}} {
+Thermal::Thermal(const std::string& base) : base_(base) {
+    for (const char* const kind : {"active", "hot", "very_hot", "critical"}) trips_.emplace(kind, "");
     const std::size_t examined = trips_.size();  // fixed here: types that are entered below do not extend the scan
     // Before the scan, which swallows a lack of memory too: these trip points would be missing for good.
     std::vector<std::string> temperatures;

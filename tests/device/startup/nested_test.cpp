@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <iostream>
@@ -185,6 +186,39 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
         });
         EXPECT_EQ(played.told, "exit 42, 0: 1") << child_calls;
     }
+}
+
+pid_t child_of_a_waiting_thread = -1;
+
+// The thread waits in the parent for the start of another. In the child there is none to wait for.
+TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
+    const Played played = play([] {
+        no_longer_than(20);
+        HeldStart start;
+        std::atomic<bool> waits = false;
+        std::atomic<bool> forked = false;
+        on_signal = [&forked] {
+            child_of_a_waiting_thread = fork();
+            if (child_of_a_waiting_thread == 0) no_longer_than(10);
+            forked = true;
+        };
+        std::signal(SIGUSR1, [](int) { on_signal(); });
+        io_value_t second = 0;
+        std::thread waiter([&] {
+            waits = true;
+            io_get(3, &second);  // errno is not looked at: the wait has been interrupted
+            if (child_of_a_waiting_thread == 0) _exit(second == 2 ? 42 : 43);
+        });
+        wait_until([&] { return waits.load(); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets it run into the mutex
+        pthread_kill(waiter.native_handle(), SIGUSR1);
+        wait_until([&] { return forked.load(); });
+        const std::string child = ending_of(child_of_a_waiting_thread);
+        const std::string first = start.finish();
+        waiter.join();
+        return joined({child, first, std::to_string(second)});
+    });
+    EXPECT_EQ(played.told, "exit 42, 0: 1, 1");
 }
 
 TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {

@@ -71,23 +71,23 @@ using type = Resource::type;
 /** What EVIOCGABS fails with; where it is 0 every axis has a value: minus its number, less one. */
 int axes_error = 0;
 
-/** The next locking of a mutex is refused. */
-bool lock_is_refused = false;
+/** The next locking of a mutex, by this thread, is refused. */
+thread_local bool lock_is_refused = false;
 
 }  // namespace
 
 // The one of the thread sanitizer, which has to learn of every locking.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer's name
-extern "C" int __interceptor_pthread_mutex_lock(pthread_mutex_t* mutex) noexcept __attribute__((weak));
+extern "C" int __interceptor_pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept __attribute__((weak));
 
 // Takes the place of the C library's.
-extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+extern "C" int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept {
     if (lock_is_refused) {
         lock_is_refused = false;
-        return EDEADLK;
+        return EAGAIN;
     }
-    if (__interceptor_pthread_mutex_lock != nullptr) return __interceptor_pthread_mutex_lock(mutex);
-    static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    if (__interceptor_pthread_mutex_trylock != nullptr) return __interceptor_pthread_mutex_trylock(mutex);
+    static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_trylock"));
     return real(mutex);
 }
 
@@ -337,8 +337,8 @@ TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
         const auto refused = [] { return lock_is_refused = true, ask_io(3); };
         return joined({refused(), refused(), std::to_string(configurations), ask_io(3)});
     });
-    EXPECT_EQ(played.told, "-35 errno 35: untouched, -35 errno 35: untouched, 0, 0: 33");
-    constexpr char line[] = "io_get failed: Resource deadlock avoided\n";
+    EXPECT_EQ(played.told, "-11 errno 11: untouched, -11 errno 11: untouched, 0, 0: 33");
+    constexpr char line[] = "io_get failed: Resource temporarily unavailable\n";
     EXPECT_EQ(played.error_text, std::string(line) + line);
 }
 

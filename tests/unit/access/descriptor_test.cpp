@@ -139,6 +139,24 @@ TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
     EXPECT_EQ(played.told, "-1 no room, closed, -1 no room, closed, ");
 }
 
+// A thread that turns the process into a daemon, say: more may be held than there are.
+TEST_F(DescriptorTest, AnotherThreadMayCloseWhatIsHeld) {
+    const auto played = play([this] {
+        for (const int fd : {0, 1, 2}) close(fd);
+        Descriptor().open(path_.c_str(), O_RDONLY);
+        std::atomic<bool> stop = false;
+        std::thread closer([&stop] {
+            while (!stop)
+                for (const int fd : {0, 1, 2}) syscall(SYS_close, fd);
+        });
+        for (int i = 0; i < 5000; ++i) Descriptor().open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+        stop = true;
+        closer.join();
+        return "survived";
+    });
+    EXPECT_EQ(played.told, "survived");
+}
+
 // What the application prints into its closed standard error must not reach a file, not even between two calls of ours.
 TEST_F(DescriptorTest, OutputOfAnotherThreadNeverReachesAFile) {
     const auto played = play([this] {
