@@ -46,8 +46,8 @@
  *  - uses of one list context (mrfi_*_list_read(), mrfi_*_list_close()).
  *
  * Two threads that set one attribute at once do no harm: the kernel keeps the later value. A thread may be cancelled
- * (pthread_cancel()) inside any function: the cancellation is not taken up before the function has done its work, but for
- * where a power function waits for a program or for the end of the system.
+ * (pthread_cancel()) inside any function. The cancellation waits until the function has done its work; where a power
+ * function waits for a program or for the end of the system, it is taken up at once.
  *
  * ## Signals, fork and exec
  *  - Signal handlers: in general the functions are not async-signal-safe. Lists and key lists allocate memory; a
