@@ -67,8 +67,10 @@ public:
     }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
-    ~Turn() {
-        if (start_ != nullptr) start_->mutex.unlock();
+    ~Turn() { end(); }
+
+    void end() {
+        if (start_ != nullptr) std::exchange(start_, nullptr)->mutex.unlock();
         starting_in = before_;
     }
 
@@ -109,37 +111,25 @@ Board* build_board() {
     return board;
 }
 
-/** Null where the start has failed, with the reason. */
-Board* ensure_board(std::exception_ptr& failure) {
-    const Turn turn;
-    if (published_board != nullptr) return published_board;
-    Board* board = half_built_board;
-    try {
-        if (board == nullptr) board = build_board();
-    } catch (const std::exception&) {
-        failure = std::current_exception();
-        return nullptr;
-    }
-    // One is published already in a child that a signal handler has forked within this start, where the handler or
-    // another thread called the library.
-    Board* published = nullptr;
-    return published_board.compare_exchange_strong(published, board) ? board : published;
-}
-
 }  // namespace
 
 Board& started_board() {
     // Final once it is set, so that no mutex is needed: another thread might hold it while a child is forked.
     if (Board* const published = published_board) return *published;
-    std::exception_ptr failure;
-    if (Board* const started = ensure_board(failure)) return *started;
-    // Without the mutex: the application's std::cerr may call the library, and a full pipe holds up nobody else.
+    Turn turn;
+    if (Board* const published = published_board) return *published;
+    Board* board = half_built_board;
     try {
-        std::rethrow_exception(failure);
+        if (board == nullptr) board = build_board();
     } catch (const std::exception& error) {
+        turn.end();  // the application's std::cerr may call the library, and a full pipe holds up nobody else
         report_startup_failure(error.what());
+        throw std::runtime_error("cannot initialize board data");
     }
-    throw std::runtime_error("cannot initialize board data");
+    // One is published already in a child that a signal handler has forked within this start, where the handler or
+    // another thread called the library.
+    Board* published = nullptr;
+    return published_board.compare_exchange_strong(published, board) ? *board : *published;
 }
 
 }  // namespace Velmor
