@@ -21,8 +21,10 @@ namespace {
 /**
  * The library mutex of one process. A child that was forked before its board had started makes one of its own: a thread
  * that it does not have may hold its parent's for ever. That needs no fork handler, which would run among those of the
- * application, in an order that nobody knows. The process is known by its number: the one in ten thousand that has its
- * parent's (in a PID namespace of its own) must not be forked within a start.
+ * application, in an order that nobody knows.
+ *
+ * HAZARD: a process is known by its number. A child that has its parent's number, as in a PID namespace of its own,
+ * must not be forked within a start: it would wait for its parent's.
  */
 struct Start {
     std::atomic<pid_t> process = 0;  // 0: nobody's yet
