@@ -8,8 +8,11 @@
 #include <linux/input.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <exception>
 #include <functional>
@@ -38,6 +41,7 @@
 #include "serial/serial_mux.h"
 #include "support/fifo.h"
 #include "support/files.h"
+#include "support/instrumented.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
@@ -74,6 +78,9 @@ int axes_error = 0;
 /** The next locking of a mutex, by this thread, is refused. */
 thread_local bool lock_is_refused = false;
 
+/** Runs once, in the next locking of a mutex, as a signal handler might. */
+std::function<void()> on_lock;
+
 }  // namespace
 
 // The one of the thread sanitizer, which has to learn of every locking.
@@ -82,6 +89,7 @@ extern "C" int __interceptor_pthread_mutex_trylock(pthread_mutex_t* mutex) noexc
 
 // Takes the place of the C library's.
 extern "C" int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept {
+    if (on_lock) std::exchange(on_lock, nullptr)();
     if (lock_is_refused) {
         lock_is_refused = false;
         return EAGAIN;
@@ -340,6 +348,33 @@ TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
     EXPECT_EQ(played.told, "-11 errno 11: untouched, -11 errno 11: untouched, 0, 0: 33");
     constexpr char line[] = "io_get failed: Resource temporarily unavailable\n";
     EXPECT_EQ(played.error_text, std::string(line) + line);
+}
+
+// The child has the parent's mutex in hand, which its other threads do not look at.
+TEST(Frame, ForkWhileTheMutexIsLockedLetsTheChildStartOneBoard) {
+    if (testing_support::emulated)
+        GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
+    const Played played = play([] {
+        no_longer_than(20);
+        static std::thread other;
+        pid_t child = -1;
+        configuration = [&child](Board& board) {
+            add_line(board, 3, [] { return configurations; });
+            if (child != 0) return;
+            other = std::thread([] { ask_io(3); });
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));  // a second start has time to begin
+        };
+        on_lock = [&child] { child = fork(); };
+        const std::string told = ask_io(3);
+        if (child == 0) {
+            other.join();
+            _exit(told == "0: 1" && ask_io(3) == "0: 1" ? 42 : 43);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return joined({told, std::to_string(WEXITSTATUS(status))});
+    });
+    EXPECT_EQ(played.told, "0: 1, 42");
 }
 
 // Another thread could hold it while a child is forked.
