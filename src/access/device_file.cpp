@@ -4,7 +4,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <cerrno>
-#include <utility>
 
 #include "access/failure.h"
 
@@ -20,21 +19,11 @@ std::size_t whole(ssize_t transferred, std::size_t length) {
 
 }  // namespace
 
-DeviceFile::DeviceFile(std::string path) : path_(std::move(path)) {}
-
 int DeviceFile::open(int flags) {
     close();
     const int fd = fd_.open(path_.c_str(), flags);
     if (fd < 0) throw_system_error(errno);
     return fd;
-}
-
-int DeviceFile::close() {
-    return is_open() ? fd_.close() : 0;
-}
-
-bool DeviceFile::is_open() const {
-    return fd_.is_open();
 }
 
 std::size_t DeviceFile::read(void* buffer, std::size_t length) {

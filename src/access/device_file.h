@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "access/descriptor.h"
 
@@ -16,7 +17,7 @@ namespace Velmor {
  */
 class DeviceFile {
 public:
-    explicit DeviceFile(std::string path);
+    explicit DeviceFile(std::string path) : path_(std::move(path)) {}
     DeviceFile(const DeviceFile&) = delete;
     DeviceFile& operator=(const DeviceFile&) = delete;
 
@@ -24,8 +25,8 @@ public:
     /** Open with the system's open flags; closes first what is open. Never creates. Returns the descriptor. */
     virtual int open(int flags);
     /** Returns the system close's result, or 0 when nothing was open. The file is closed afterwards in any case. */
-    virtual int close();
-    virtual bool is_open() const;
+    virtual int close() { return is_open() ? fd_.close() : 0; }
+    virtual bool is_open() const { return fd_.is_open(); }
     /** Exactly this many bytes. */
     virtual std::size_t read(void* buffer, std::size_t length);
     /** Exactly this many bytes. */

@@ -6,13 +6,15 @@
 
 namespace Velmor {
 
+// Never inlined: they are slow anyway, and what throws them is small and fast.
+
 /** Pass errno itself: once the exception has its memory, it may be another. */
-[[noreturn]] inline void throw_system_error(int error) {
+[[noreturn, gnu::cold, gnu::noinline]] inline void throw_system_error(int error) {
     throw std::system_error(error, std::system_category());
 }
 
 /** The standard stream failure, with the text that a standard file stream gives it. */
-[[noreturn]] inline void throw_stream_failure() {
+[[noreturn, gnu::cold, gnu::noinline]] inline void throw_stream_failure() {
     throw std::ios_base::failure("basic_ios::clear");
 }
 

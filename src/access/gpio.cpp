@@ -17,8 +17,7 @@ constexpr char unexport_file[] = "/sys/class/gpio/unexport";
 constexpr char direction_attribute[] = "direction";
 constexpr char value_attribute[] = "value";
 
-/** The shared string at this place. Not a local static: a thread that a fork leaves behind could be inside its guard.
- */
+/** The string at this place. Not a local static: a thread that a fork leaves behind could be inside its guard. */
 const std::string& shared(std::atomic<const std::string*>& place, const char* text) {
     if (place == nullptr) {
         const auto* const made = new std::string(text);

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "access/io_pwm.h"
 
-#include <utility>
-
 namespace Velmor {
-
-IOPWM::IOPWM(std::string path, int hertz, int percent) : channel_(std::move(path), hertz, percent) {}
 
 void IOPWM::set(const io_value_t& value) {
     if (value == 1) {

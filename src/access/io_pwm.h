@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "access/io.h"
 #include "access/pwm.h"
@@ -16,7 +17,7 @@ namespace Velmor {
  */
 class IOPWM : public IO, public PWM {
 public:
-    IOPWM(std::string path, int hertz, int percent);
+    IOPWM(std::string path, int hertz, int percent) : channel_(std::move(path), hertz, percent) {}
 
     /** 1 starts, 0 stops, any other level does nothing. */
     void set(const io_value_t& value) override;

@@ -41,10 +41,10 @@ inline std::string_view take_word(std::string_view& text) {
 /**
  * A number in base 10 or 16, the latter with or without "0x"; an unsigned one may have a minus sign, "-1" is the
  * largest. False where there is none: the value is then 0, for a number that does not fit the nearest that does, and
- * unchanged at the end of the text.
+ * unchanged at the end of the text. Inlined, since the base is then a constant.
  */
 template <typename Number>
-bool take_number(std::string_view& text, Number& value, int base = 10) {
+[[gnu::always_inline]] inline bool take_number(std::string_view& text, Number& value, int base = 10) {
     using Limits = std::numeric_limits<Number>;
     using Magnitude = std::make_unsigned_t<Number>;
     skip_white_space(text);

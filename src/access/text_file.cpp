@@ -24,6 +24,7 @@ TextFile::TextFile(Path path, Access access) {
     constexpr mode_t anybody = 0666;  // less the process's umask, where the file does not exist
     const int flags = access == reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
     if (file_.open(page_, flags | O_CLOEXEC, anybody) < 0) throw_stream_failure();
+    if (access == reading) text_ = read_page();
 }
 
 bool TextFile::take_character(char& character) {
@@ -57,15 +58,19 @@ void TextFile::close() {
 bool TextFile::more() {
     if (ended_) return false;
     if (!text_.empty()) longer_ = text_;  // the next page takes the place of what has not been taken
+    const std::string_view page = read_page();
+    text_ = text_.empty() ? page : longer_.append(page);
+    return !ended_;
+}
+
+std::string_view TextFile::read_page() {
     const ssize_t length = TEMP_FAILURE_RETRY(::read(file_.get(), page_, sizeof page_));
     if (length == -1) {
         const std::error_code error(errno, std::generic_category());
         throw std::ios_base::failure("basic_filebuf::underflow error reading the file", error);  // the standard's text
     }
     ended_ = length == 0;
-    const std::string_view page(page_, static_cast<std::size_t>(length));
-    text_ = text_.empty() ? page : longer_.append(page);
-    return !ended_;
+    return {page_, static_cast<std::size_t>(length)};
 }
 
 }  // namespace Velmor

@@ -23,7 +23,7 @@ class TextFile {
 public:
     enum Access { reading, writing };
 
-    /** For writing the file is truncated, and created where it is missing. */
+    /** Reads the first page; for writing the file is truncated, and created where it is missing. */
     TextFile(Path path, Access access = reading);
 
     /** Take a piece off the front of the text with this: again with more of it, when that took all there was. */
@@ -47,13 +47,14 @@ public:
     void close();
 
 private:
-    bool more();
+    [[gnu::cold, gnu::noinline]] bool more();
+    std::string_view read_page();
 
     Descriptor file_;
     std::string_view text_;  // read, but not taken
     bool ended_ = false;
-    char page_[4096];     // the path (PATH_MAX), and then what is read
-    std::string longer_;  // text_, where it does not stand in the page
+    alignas(16) char page_[4096];  // the path (PATH_MAX), and then what is read
+    std::string longer_;           // text_, where it does not stand in the page
 };
 
 }  // namespace Velmor

@@ -2,27 +2,60 @@
 #include "core/translator.h"
 
 #include <cxxabi.h>
+#include <unistd.h>
+#include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <exception>
 #include <ios>
-#include <iostream>
+#include <memory>
 #include <new>
+#include <ostream>
 #include <string>
 #include <system_error>
 
 namespace Velmor {
 
+// std::cerr. <iostream> would have the standard streams and the classic locale constructed at load, in every process;
+// without it the first line that is printed does, if nothing else in the process has.
+extern std::ostream standard_error asm("_ZSt4cerr");
+
 namespace {
+
+enum Construction { not_begun, begun, done };
+constinit std::atomic<Construction> standard_streams = not_begun;
+constinit std::ios_base::Init* user_of_streams = nullptr;
+
+bool standard_error_is_constructed() {
+    Construction seen = not_begun;
+    if (standard_streams.compare_exchange_strong(seen, begun)) {
+        alignas(std::ios_base::Init) static std::byte place[sizeof(std::ios_base::Init)];
+        user_of_streams = new (place) std::ios_base::Init;
+        standard_streams = done;
+    }
+    // Another thread takes microseconds. It never ends in a child that was forked meanwhile, which loses its lines, nor
+    // below a signal handler that interrupts it.
+    constexpr useconds_t turn_us = 1000;
+    for (int turns = 100; standard_streams == begun && turns > 0; --turns) ::usleep(turn_us);
+    return standard_streams == done;
+}
+
+// The last user of the streams writes what the application has left in std::cout. A static object would take a lock of
+// the C library's to be destroyed at exit, which stays locked in a child that is forked meanwhile.
+[[gnu::destructor]] void leave_standard_streams() {
+    if (user_of_streams != nullptr) std::destroy_at(user_of_streams);
+}
 
 // The newline goes out with the text: std::cerr is unbuffered, and an inserted std::endl would be a second write that
 // another thread's line could slip in front of. write() ignores the width that the application may have set. An
 // application may have armed std::cerr, and there may be no memory for the text: a lost line changes no result.
 void print(std::string_view subject, std::string_view verdict, std::string_view cause) {
+    if (!standard_error_is_constructed()) return;
     try {
         std::string text;
         text.reserve(subject.size() + verdict.size() + cause.size() + 1);
         text.append(subject).append(verdict).append(cause).append(1, '\n');
-        std::cerr.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+        standard_error.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {  // NOLINT(bugprone-empty-catch)
