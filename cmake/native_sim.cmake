@@ -2,11 +2,12 @@
 # The virtual device as a program of the machine that builds, without a sanitizer: for builds of the library that are for
 # another machine, instrumented or optimised. They share it.
 include(ExternalProject)
-cmake_path(SET directory NORMALIZE ${PROJECT_BINARY_DIR}/../native-sim)
+set(VELMOR_NATIVE_SIM ${PROJECT_BINARY_DIR}/native-sim CACHE PATH "Where the virtual device of this machine is built")
+set(directory ${VELMOR_NATIVE_SIM})
 ExternalProject_Add(native_sim
     SOURCE_DIR ${PROJECT_SOURCE_DIR}/sim
     BINARY_DIR ${directory}
-    CMAKE_ARGS -DCMAKE_BUILD_TYPE=Debug -DBUILD_TESTING=OFF
+    CMAKE_ARGS -DCMAKE_BUILD_TYPE=Debug -DCMAKE_COMPILE_WARNING_AS_ERROR=${CMAKE_COMPILE_WARNING_AS_ERROR}
     BUILD_ALWAYS ON
     BUILD_BYPRODUCTS ${directory}/velmor-sim
     INSTALL_COMMAND "")

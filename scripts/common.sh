@@ -60,7 +60,7 @@ build() {
     local preset=$1 target targets=()
     shift
     for target in "$@"; do targets+=(--target "$target"); done
-    cmake --preset "$preset" -DBUILD_TESTING=ON -Wno-dev --log-level=WARNING >/dev/null
+    cmake --preset "$preset" -Wno-dev --log-level=WARNING >/dev/null
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet
 }
 
@@ -86,6 +86,7 @@ nothing_skipped() {
 build_product() {
     local target targets=()
     for target in "$@"; do targets+=(--target "$target"); done
-    cmake --preset release -B build/product -DBUILD_TESTING=OFF -DVELMOR_SIM=ON -Wno-dev --log-level=WARNING >/dev/null
+    cmake --preset release -B build/product -DVELMOR_TESTS=OFF -DVELMOR_SIM=ON -DVELMOR_EXAMPLES=ON \
+        -DVELMOR_BENCH=ON -Wno-dev --log-level=WARNING >/dev/null
     cmake --build build/product "${targets[@]}" -- --quiet >/dev/null
 }

@@ -12,6 +12,13 @@ using Velmor::frame;
 using Velmor::null_pointer;
 using Velmor::succeed;
 
+namespace {
+
+/** The release in the file itself: readelf --string-dump .velmor.release libvelmor.so.3 */
+[[gnu::used, gnu::section(".velmor.release")]] constexpr char release[] = "libvelmor " VELMOR_VERSION_STRING;
+
+}  // namespace
+
 int backlight_set(int index, uint32_t level) {
     return frame(__func__, succeed([&](Board& board) { board.backlight_set(index, level); }));
 }

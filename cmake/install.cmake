@@ -1,0 +1,52 @@
+# SPDX-License-Identifier: MIT
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+# velmor_install(TARGET): install a library that velmor_add_library() has made, with its header, the CMake package, the
+# pkg-config file and the documents, as the one libvelmor of the prefix. Components: velmor-runtime, velmor-development,
+# velmor-documentation, and velmor-debug, which is installed only when it is asked for.
+function(velmor_install target)
+    get_target_property(version ${target} VERSION)
+    get_target_property(type ${target} TYPE)
+    set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmor)
+    set(made ${CMAKE_CURRENT_BINARY_DIR}/${target}-package)
+
+    install(TARGETS ${target} EXPORT velmorTargets
+        LIBRARY COMPONENT velmor-runtime NAMELINK_COMPONENT velmor-development
+        ARCHIVE COMPONENT velmor-development)
+    install(FILES ${velmor_SOURCE_DIR}/include/velmor.h TYPE INCLUDE COMPONENT velmor-development)
+    install(EXPORT velmorTargets NAMESPACE velmor:: DESTINATION ${cmake_dir} COMPONENT velmor-development)
+    configure_package_config_file(${velmor_SOURCE_DIR}/cmake/velmorConfig.cmake.in ${made}/velmorConfig.cmake
+        INSTALL_DESTINATION ${cmake_dir} NO_SET_AND_CHECK_MACRO)
+    write_basic_package_version_file(${made}/velmorConfigVersion.cmake
+        VERSION ${version} COMPATIBILITY SameMajorVersion)
+    install(FILES ${made}/velmorConfig.cmake ${made}/velmorConfigVersion.cmake
+        DESTINATION ${cmake_dir} COMPONENT velmor-development)
+
+    # The installed tree may be moved: the file finds what it names from where it lies.
+    file(RELATIVE_PATH includes ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+    set(static_needs)
+    if(type STREQUAL STATIC_LIBRARY)
+        set(static_needs " -lstdc++")
+    endif()
+    configure_file(${velmor_SOURCE_DIR}/cmake/velmor.pc.in ${made}/velmor.pc @ONLY)
+    install(FILES ${made}/velmor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT velmor-development)
+
+    configure_file(${velmor_SOURCE_DIR}/cmake/velmor.spdx.json.in ${made}/velmor.spdx.json @ONLY)
+    install(FILES ${made}/velmor.spdx.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sbom COMPONENT velmor-documentation)
+    foreach(document LICENSE README.md CHANGELOG.md docs examples)
+        set(files ${velmor_SOURCE_DIR}/${document})
+        if(IS_DIRECTORY ${files})
+            install(DIRECTORY ${files} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT velmor-documentation
+                FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.c")
+        else()
+            install(FILES ${files} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT velmor-documentation)
+        endif()
+    endforeach()
+
+    if(type STREQUAL SHARED_LIBRARY AND CMAKE_OBJCOPY AND CMAKE_READELF)
+        configure_file(${velmor_SOURCE_DIR}/cmake/install_debug.cmake.in ${made}/install_debug.cmake.in @ONLY)
+        file(GENERATE OUTPUT ${made}/install_debug.cmake INPUT ${made}/install_debug.cmake.in TARGET ${target})
+        install(SCRIPT ${made}/install_debug.cmake COMPONENT velmor-debug EXCLUDE_FROM_ALL)
+    endif()
+endfunction()
