@@ -6,6 +6,50 @@
  * Usable alone from C99 and from C++11 on. Link with -lvelmor (pkg-config name "velmor", CMake target
  * velmor::velmor).
  *
+ * ## This device
+ * | functions                 | index | what it is                                            | fitted   |
+ * |---------------------------|-------|-------------------------------------------------------|----------|
+ * | backlight_*               | 0     | backlight of the display                              | always   |
+ * | display_*                 | 0     | framebuffer fb0                                       | always   |
+ * | io_set(), io_get()        | 0     | PWM output: 1 starts it, 0 stops it                   | always   |
+ * |                           | 9     | GPS receiver: 1 is on, 0 is off                       | always   |
+ * |                           | 11    | echosounder reset: 1 holds it in reset, 0 releases it | by table |
+ * | io_config_*               | 0     | frequency and duty of the PWM output                  | always   |
+ * | thermal_state_get()       | 0     | thermal_zone0                                         | always   |
+ * | serial_device_info_get()  | 0     | "/dev/ttymxc4", 9600 bit/s                            | always   |
+ * |                           | 1     | the echosounder's "/dev/ttymxc3", 38400 bit/s         | by table |
+ * | wifi_info_get()           |       | Wi-Fi, "wlan0"                                        | by table |
+ * | bluetooth_info_get()      |       | Bluetooth, "hci0"                                     | by table |
+ * | gps_info_get()            |       | GPS receiver                                          | always   |
+ * | power_*                   |       | restart in place of power-off, reboot, suspend        | always   |
+ * | watchdog_*                |       | "/dev/watchdog"                                       | always   |
+ * | platform_*                |       | versions and identity                                 | always   |
+ * | platform_can_*            |       | CAN identity                                          | by table |
+ *
+ * Every other index answers -95. So do the families that this device lacks: led_color_*, wifi_antenna_set(),
+ * bluetooth_antenna_set(), mrfi_* (but for mrfi_class_get(), which needs no hardware), attitude_get(),
+ * car_motion_get(), serial_mux() and serial_alt_func_*.
+ *
+ * ## What is fitted
+ * "By table": where the unit's hardware table says so as the board starts. wifi_present(), bluetooth_present() and
+ * es_present() tell it by a flag; they return 0 either way and print nothing. IO line 11 and serial device 1 come with
+ * the echosounder. On other boards the table decides about the same, and IO line 10 comes with the echosounder too.
+ *
+ * Of all other hardware only a call tells whether it is there: where it is not, the call returns -95 and prints its
+ * line, "<function> failed: Operation not supported". The answer stays the same until the process ends. Not even
+ * gps_info_get() and serial_alt_func_has() are silent: the latter answers without a line only for a port that the
+ * board has. Antennas, power, the watchdog and the multiplexer have no function that merely asks.
+ *
+ * ## Backlight levels
+ * Level 0 is the driver's 0, level 1 its 1 and level 255 its max_brightness. The levels from 1 on lie on a straight
+ * line. Both ways are rounded to the nearest number, halves away from zero:
+ *  - max_brightness 7: level 128 writes 4, which reads back as 128. Level 100 (3.34) writes 3, which reads back as 86.
+ *  - max_brightness 100: level 128 (50.5) writes 51, which reads back as 129 (129.28).
+ *
+ * From max_brightness 255 on every level reads back as it was set. Below, setting a level that was read writes the
+ * number that it was read from. A backlight on a PWM line, as other boards have, takes whole percent and is read
+ * rounded down: level 128 is 50 %, which reads back as 127.
+ *
  * ## Failures
  * Every function returns 0 on success and a negative number on failure; the two mrfi list reads return 1 for an
  * entry and 0 at the end of the list. The failures are:
