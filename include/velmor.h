@@ -4,7 +4,7 @@
  * @brief libvelmor: the hardware of the device, as 51 C functions.
  *
  * Usable alone from C99 and from C++11 on. Link with -lvelmor (pkg-config name "velmor", CMake target
- * velmor::velmor).
+ * velmor::velmor). Each family below begins with an example, which also needs <stdio.h>.
  *
  * ## This device
  * | functions                 | index | what it is                                            | fitted   |
@@ -147,6 +147,18 @@ extern "C" {
 /* ---- Backlight -------------------------------------------------------------------------------------------------- */
 
 /**
+ * @name Backlight
+ * @code
+ * uint32_t level = 0;
+ * if (backlight_get(0, &level) == 0 && level > 64) {
+ *     printf("dimming from %u to 64 of 255\n", level);
+ *     backlight_set(0, 64);
+ * }
+ * @endcode
+ * @{
+ */
+
+/**
  * Set the brightness of a backlight.
  * @param index  backlight, from 0 (this device has one, the display's)
  * @param level  0 (off) to 255 (full); 1 is the dimmest light that the driver offers
@@ -168,7 +180,21 @@ VELMOR_API int backlight_set(int index, uint32_t level);
  */
 VELMOR_API int backlight_get(int index, uint32_t* level);
 
+/** @} */
+
 /* ---- Display ---------------------------------------------------------------------------------------------------- */
+
+/**
+ * @name Display
+ * @code
+ * bool on = false;
+ * if (display_get(0, &on) == 0 && on) {
+ *     backlight_set(0, 0);  // blanking leaves the light on
+ *     display_set(0, 0);
+ * }
+ * @endcode
+ * @{
+ */
 
 /**
  * Switch a display on or off (framebuffer blanking; the backlight is not touched).
@@ -190,7 +216,20 @@ VELMOR_API int display_set(int index, uint32_t on);
  */
 VELMOR_API int display_get(int index, bool* on);
 
+/** @} */
+
 /* ---- LED groups (none on this device) --------------------------------------------------------------------------- */
+
+/**
+ * @name LED groups
+ * @code
+ * const led_color_t amber = {255, 191, 0};
+ * if (led_color_set(0, &amber) == -95) {
+ *     printf("this board has no LEDs\n");
+ * }
+ * @endcode
+ * @{
+ */
 
 /** A colour: three intensities, each 0 (dark) to 255 (full). */
 typedef struct led_color_t {
@@ -219,7 +258,20 @@ VELMOR_API int led_color_set(int index, const led_color_t* color);
  */
 VELMOR_API int led_color_get(int index, led_color_t* color);
 
+/** @} */
+
 /* ---- IO lines --------------------------------------------------------------------------------------------------- */
+
+/**
+ * @name IO lines
+ * @code
+ * const io_config_t programme = {50, 2700};  // percent, hertz
+ * io_value_t gps = 0;
+ * if (io_config_set(0, &programme) == 0) io_set(0, 1);  // the PWM output runs
+ * if (io_get(9, &gps) == 0 && gps == 0) io_set(9, 1);   // the GPS receiver is on
+ * @endcode
+ * @{
+ */
 
 /** Level of an IO line: 0 is low (off), 1 is high (on). */
 typedef int32_t io_value_t;
@@ -282,7 +334,21 @@ VELMOR_API int io_config_set(int io, const io_config_t* config);
  */
 VELMOR_API int io_config_get(int io, io_config_t* config);
 
+/** @} */
+
 /* ---- Temperature ------------------------------------------------------------------------------------------------ */
+
+/**
+ * @name Temperature
+ * @code
+ * thermal_state_t zone;
+ * if (thermal_state_get(0, &zone) == 0) {
+ *     printf("%.1f degrees Celsius\n", zone.temp / 1000.0);
+ *     if (zone.temp >= zone.hot) backlight_set(0, 64);
+ * }
+ * @endcode
+ * @{
+ */
 
 /** Temperatures of a thermal zone, in millidegrees Celsius as the kernel gives them. */
 typedef struct thermal_state_t {
@@ -304,7 +370,21 @@ typedef struct thermal_state_t {
  */
 VELMOR_API int thermal_state_get(int zone, thermal_state_t* state);
 
+/** @} */
+
 /* ---- Wi-Fi and Bluetooth ---------------------------------------------------------------------------------------- */
+
+/**
+ * @name Wi-Fi and Bluetooth
+ * @code
+ * bool fitted = false;
+ * wifi_info_t wifi;
+ * if (wifi_present(&fitted) == 0 && fitted && wifi_info_get(&wifi) == 0) {
+ *     printf("Wi-Fi is %s\n", wifi.name);
+ * }
+ * @endcode
+ * @{
+ */
 
 /** Selects an antenna: the level written to the antenna's select line, 0 or 1. */
 typedef int32_t antenna_t;
@@ -373,7 +453,19 @@ VELMOR_API int bluetooth_present(bool* present);
  */
 VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
 
+/** @} */
+
 /* ---- Power: these three act on the whole device ----------------------------------------------------------------- */
+
+/**
+ * @name Power
+ * @code
+ * fflush(NULL);  // every process ends
+ * int result = power_reboot();
+ * printf("not rebooted: %d\n", result);  // reached on failure only
+ * @endcode
+ * @{
+ */
 
 /**
  * Power the device down. HAZARD: on this device the kernel is asked for a restart with the command "wdt", after a
@@ -403,7 +495,23 @@ VELMOR_API int power_reboot(void);
  */
 VELMOR_API int power_suspend(void);
 
+/** @} */
+
 /* ---- Watchdog: once armed, the device restarts unless it is fed ------------------------------------------------- */
+
+/**
+ * @name Watchdog
+ * @code
+ * if (watchdog_enable(30) == 0) {
+ *     for (int step = 0; step < 100; step++) {
+ *         // a step of the work, well below 30 s
+ *         watchdog_refresh();
+ *     }
+ *     watchdog_disable();
+ * }
+ * @endcode
+ * @{
+ */
 
 /**
  * Arm the hardware watchdog, or arm it again with another timeout. HAZARD: from here on the device restarts unless
@@ -434,7 +542,21 @@ VELMOR_API int watchdog_disable(void);
  */
 VELMOR_API int watchdog_refresh(void);
 
+/** @} */
+
 /* ---- Identity and versions -------------------------------------------------------------------------------------- */
+
+/**
+ * @name Identity and versions
+ * @code
+ * platform_info_t info;
+ * if (platform_info_get(&info, sizeof info) == 0) {
+ *     printf("serial number %s, operating system %u.%u.%u\n", info.serial_number, info.os_version_major,
+ *            info.os_version_minor, info.os_version_revision);
+ * }
+ * @endcode
+ * @{
+ */
 
 /**
  * Versions, build dates and serial number. 96 bytes. Numbers come from "/proc/platform/<field's name>" cut to the
@@ -545,7 +667,22 @@ VELMOR_API int platform_can_manuf_code_get(uint16_t* code);
  */
 VELMOR_API int platform_can_unique_num_get(uint32_t* number);
 
+/** @} */
+
 /* ---- Short-range radio network MRFI (none on this device) ------------------------------------------------------- */
+
+/**
+ * @name Short-range radio network MRFI
+ * @code
+ * mrfi_enum_ctx* list = NULL;
+ * mrfi_device_t device;
+ * if (mrfi_device_list_open(0, &list) == 0) {
+ *     while (mrfi_device_list_read(list, &device) == 1) printf("%s\n", device.name);
+ *     mrfi_device_list_close(list);
+ * }
+ * @endcode
+ * @{
+ */
 
 /** Address of a node: one 32-bit number, least significant byte first. Bytes 2 and 3 are the device class. */
 typedef struct mrfi_addr_t {
@@ -715,7 +852,20 @@ VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);
  */
 VELMOR_API int mrfi_class_get(const mrfi_addr_t* address, uint32_t* device_class);
 
+/** @} */
+
 /* ---- Motion sensors (none on this device) ----------------------------------------------------------------------- */
+
+/**
+ * @name Motion sensors
+ * @code
+ * car_motion_t motion;
+ * if (car_motion_get(&motion) == 0) {
+ *     printf("speed %d%s\n", motion.speed, motion.reverse ? ", reversing" : "");
+ * }
+ * @endcode
+ * @{
+ */
 
 /** Three axes of the attitude sensor, in the input driver's unit. */
 typedef struct attitude_t {
@@ -750,7 +900,20 @@ VELMOR_API int attitude_get(attitude_t* attitude);
  */
 VELMOR_API int car_motion_get(car_motion_t* motion);
 
+/** @} */
+
 /* ---- Serial ports ----------------------------------------------------------------------------------------------- */
+
+/**
+ * @name Serial ports
+ * @code
+ * serial_device_info_t device;
+ * if (serial_device_info_get(0, &device) == 0) {
+ *     printf("%s, %u bit/s\n", device.name, device.baud_rate);
+ * }
+ * @endcode
+ * @{
+ */
 
 /** A port of a serial multiplexer; the board says which there are. */
 typedef int32_t serial_mux_port_t;
@@ -816,7 +979,21 @@ VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* s
  */
 VELMOR_API int serial_alt_func_set(int port, serial_alt_func_t function);
 
+/** @} */
+
 /* ---- GPS and echosounder ---------------------------------------------------------------------------------------- */
+
+/**
+ * @name GPS and echosounder
+ * @code
+ * bool fitted = false;
+ * if (es_present(&fitted) == 0 && fitted) {
+ *     io_set(11, 0);  // out of reset
+ *     printf("echosounder ready\n");
+ * }
+ * @endcode
+ * @{
+ */
 
 /** Description of the GPS receiver: two numbers of the board's, passed through; 1 and 1 on this device. */
 typedef struct gps_info_t {
@@ -839,6 +1016,8 @@ VELMOR_API int gps_info_get(gps_info_t* info);
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int es_present(bool* present);
+
+/** @} */
 
 /* ---- Layout checks: the records are binary interfaces ----------------------------------------------------------- */
 
