@@ -4,11 +4,13 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -215,8 +217,51 @@ TEST_F(ShippedFile, IsHardened) {
     for (const auto& words : readelf("--dynamic")) {
         for (const std::string& word : words) now = now || word == "(BIND_NOW)" || word == "NOW" || word == "BIND_NOW";
     }
+    std::set<std::string> imported;
+    for (const Symbol& symbol : symbols("--dyn-syms")) imported.insert(symbol.name.substr(0, symbol.name.find('@')));
     EXPECT_TRUE(relro);
     EXPECT_TRUE(now);
+    EXPECT_EQ(imported.count("__stack_chk_fail"), 1U);
+}
+
+TEST_F(BuiltFile, HoldsItsRelease) {
+    bool found = false;
+    for (const auto& words : readelf("--string-dump .velmor.release"))
+        found = found || (words.size() > 1 && words[words.size() - 2] == "libvelmor" && words.back() == "3.0.0");
+    EXPECT_TRUE(found);
+}
+
+/** "GLIBC_2.34" as {2, 34}. */
+std::vector<int> numbers_of(const std::string& version) {
+    std::vector<int> numbers;
+    std::istringstream text(version.substr(version.find_last_of('_') + 1));
+    for (std::string number; std::getline(text, number, '.');) numbers.push_back(std::stoi(number));
+    return numbers;
+}
+
+/** The table of docs/integration.md. */
+std::vector<int> documented_version(const std::string& package) {
+    std::ifstream document(here / "../../docs/integration.md");
+    for (std::string line; std::getline(document, line);) {
+        if (!line.starts_with("| " + package + " |")) continue;
+        line.erase(0, line.find('|', 2) + 2);
+        return numbers_of(line.substr(0, line.find(' ')));
+    }
+    return {};
+}
+
+TEST_F(ShippedFile, NeedsNoNewerLibrariesThanDocumented) {
+    std::map<std::string, std::vector<int>> newest;
+    for (const auto& words : readelf("--version-info")) {
+        // "0x0010: Name: GLIBC_2.34 Flags: none Version: 5"
+        if (words.size() < 3 || words[1] != "Name:") continue;
+        std::vector<int>& known = newest[words[2].substr(0, words[2].find('_'))];
+        known = std::max(known, numbers_of(words[2]));
+    }
+    ASSERT_FALSE(newest["GLIBC"].empty());
+    EXPECT_LE(newest["GLIBC"], documented_version("glibc"));
+    EXPECT_LE(newest["GLIBCXX"], documented_version("libstdc++"));
+    EXPECT_LE(newest["GCC"], documented_version("libgcc"));
 }
 
 }  // namespace
