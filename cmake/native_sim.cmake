@@ -2,7 +2,6 @@
 # The virtual device as a program of the machine that builds, without a sanitizer: for builds of the library that are for
 # another machine, instrumented or optimised. They share it.
 include(ExternalProject)
-set(VELMOR_NATIVE_SIM ${PROJECT_BINARY_DIR}/native-sim CACHE PATH "Where the virtual device of this machine is built")
 set(directory ${VELMOR_NATIVE_SIM})
 ExternalProject_Add(native_sim
     SOURCE_DIR ${PROJECT_SOURCE_DIR}/sim
