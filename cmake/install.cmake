@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: MIT
-include(CMakePackageConfigHelpers)
-include(GNUInstallDirs)
-
 # velmor_install(TARGET): install a library that velmor_add_library() has made, with its header, the CMake package, the
 # pkg-config file and the documents, as the one libvelmor of the prefix. Components: velmor-runtime, velmor-development,
 # velmor-documentation, and velmor-debug, which is installed only when it is asked for.
 function(velmor_install target)
+    include(CMakePackageConfigHelpers)
+    include(GNUInstallDirs)
     get_target_property(version ${target} VERSION)
     get_target_property(type ${target} TYPE)
     set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmor)
@@ -17,7 +16,7 @@ function(velmor_install target)
     install(FILES ${velmor_SOURCE_DIR}/include/velmor.h TYPE INCLUDE COMPONENT velmor-development)
     install(EXPORT velmorTargets NAMESPACE velmor:: DESTINATION ${cmake_dir} COMPONENT velmor-development)
     configure_package_config_file(${velmor_SOURCE_DIR}/cmake/velmorConfig.cmake.in ${made}/velmorConfig.cmake
-        INSTALL_DESTINATION ${cmake_dir} NO_SET_AND_CHECK_MACRO)
+        INSTALL_DESTINATION ${cmake_dir} NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
     write_basic_package_version_file(${made}/velmorConfigVersion.cmake
         VERSION ${version} COMPATIBILITY SameMajorVersion)
     install(FILES ${made}/velmorConfig.cmake ${made}/velmorConfigVersion.cmake
