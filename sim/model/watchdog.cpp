@@ -84,6 +84,16 @@ public:
         }
     }
 
+    std::string meaning_of(unsigned request, std::string_view in) const override {
+        int timeout = 0;
+        switch (number_of(request)) {
+            case number_of(WDIOC_KEEPALIVE): return "fed";
+            case number_of(WDIOC_SETTIMEOUT):
+                return take(in, timeout) == 0 ? "timeout " + std::to_string(timeout) + " s" : meaning;
+            default: return meaning;
+        }
+    }
+
     std::int64_t timeout() const { return timeout_; }
     bool running() const { return running_; }
     std::uint64_t feedings() const { return feedings_; }

@@ -472,7 +472,7 @@ void FileSystem::ioctl(fuse_req_t request, Handle& handle, unsigned command, con
                       .out = out,
                       .result = result,
                       .pid = fuse_req_ctx(request)->pid,
-                      .meaning = open.file.meaning});
+                      .meaning = open.file.meaning_of(command, in)});
     if (result < 0) {
         fuse_reply_err(request, -result);
     } else {

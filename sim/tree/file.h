@@ -47,6 +47,8 @@ public:
 
     /** What the value is, in a few words, for people who read the record. */
     std::string meaning;
+    /** The same of a request. */
+    virtual std::string meaning_of(unsigned /*request*/, std::string_view /*in*/) const { return meaning; }
 
 protected:
     using Node::Node;
