@@ -48,8 +48,23 @@ need() {
     fi
     echo "Installing Debian packages: ${missing[*]}"
     "${as_root[@]}" apt-get update -qq || return 2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
-        </dev/null >/dev/null || return 2
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" \
+        </dev/null | fetched || return 2
+}
+
+# fetched: of what apt-get -q says, the packages that it fetches and sets up; on a terminal in one line.
+fetched() {
+    local words line
+    while read -r -a words; do
+        case ${words[0]-} in
+            # Get:1 URL SUITE ARCH NAME ARCH VERSION [SIZE kB]
+            Get:*) line="  fetching ${words[4]-} ${words[7]-} ${words[8]-}" ;;
+            Setting) line="  setting up ${words[2]-}" ;;
+            *) continue ;;
+        esac
+        if [ -t 1 ]; then printf '\e[K%.79s\r' "$line"; else echo "$line"; fi
+    done
+    [ ! -t 1 ] || printf '\e[K'
 }
 
 # stage WHAT: head what follows.
@@ -82,11 +97,19 @@ nothing_skipped() {
     return 1
 }
 
+# compile DIRECTORY TARGET...: with the progress on standard error.
+compile() {
+    local directory=$1 target targets=()
+    shift
+    for target in "$@"; do targets+=(--target "$target"); done
+    NINJA_STATUS='  [%f/%t] ' cmake --build "$directory" "${targets[@]}" >&2 && return
+    echo "$0: the build has failed, at the step above" >&2
+    return 1
+}
+
 # build_product TARGET...: as it is released, without the tests and what they need.
 build_product() {
-    local target targets=()
-    for target in "$@"; do targets+=(--target "$target"); done
     cmake --preset release -B build/product -DVELMOR_TESTS=OFF -DVELMOR_SIM=ON -DVELMOR_EXAMPLES=ON \
         -DVELMOR_BENCH=ON -Wno-dev --log-level=WARNING >/dev/null
-    cmake --build build/product "${targets[@]}" -- --quiet >/dev/null
+    compile build/product "$@"
 }
