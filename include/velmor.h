@@ -16,7 +16,7 @@
  * |                           | 11    | echosounder reset: 1 holds it in reset, 0 releases it | by table |
  * | io_config_*               | 0     | frequency and duty of the PWM output                  | always   |
  * | thermal_state_get()       | 0     | thermal_zone0                                         | always   |
- * | serial_device_info_get()  | 0     | "/dev/ttymxc4", 9600 bit/s                            | always   |
+ * | serial_device_info_get()  | 0     | the GPS receiver's "/dev/ttymxc4", 9600 bit/s         | always   |
  * |                           | 1     | the echosounder's "/dev/ttymxc3", 38400 bit/s         | by table |
  * | wifi_info_get()           |       | Wi-Fi, "wlan0"                                        | by table |
  * | bluetooth_info_get()      |       | Bluetooth, "hci0"                                     | by table |
@@ -69,9 +69,10 @@
  * on as they are. Output arguments are left alone on failure unless a function says otherwise.
  *
  * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write: the
- * function's name, " failed: " and the cause. It is lost when there is no memory for it or std::cerr does not take
- * it. Where the start of the board has failed, a line "cannot set board resources: " with the cause stands before it;
- * the call returns -1 and the next call tries the start again. Both lines are printed with no lock of the library held.
+ * function's name, " failed: " and the cause. It is lost when there is no memory for it, when std::cerr does not take
+ * it, and in a child that was forked in the moment of its parent's first line. Where the start of the board has failed,
+ * a line "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call tries
+ * the start again. Both lines are printed with no lock of the library held.
  *
  * ## The first call starts the board
  * The first call of any function in a process (other than one refused for a null pointer) reads the hardware table

@@ -17,6 +17,8 @@ namespace Velmor {
  *
  * Resources are held as raw pointers and never destroyed. Threads: the registry is filled while the board starts and
  * only read afterwards, so any operations may overlap as far as the registry is concerned.
+ *
+ * Slots, arguments and pointers stay as they are: docs/architecture.md, "Shapes that stay".
  */
 class Board {
 public:

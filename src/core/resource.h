@@ -14,6 +14,8 @@ public:
     /**
      * Registry keys. A family of like resources occupies consecutive keys and ends where the next one begins; the
      * index that a caller gives is added to the family's first key, so these numbers are part of the C interface.
+     * The last family has no end: begin a new one at 1000 and leave the thermal zones the room. An index that leads
+     * into another family finds a resource of another class, which counts as missing.
      */
     enum class type : std::int32_t {
         io = 0,
