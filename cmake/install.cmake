@@ -36,16 +36,18 @@ function(velmor_install target)
     foreach(document LICENSE README.md CHANGELOG.md docs examples)
         set(files ${velmor_SOURCE_DIR}/${document})
         if(IS_DIRECTORY ${files})
-            install(DIRECTORY ${files} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT velmor-documentation
+            install(DIRECTORY ${files} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/velmor COMPONENT velmor-documentation
                 FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.c")
         else()
-            install(FILES ${files} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT velmor-documentation)
+            install(FILES ${files} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/velmor COMPONENT velmor-documentation)
         endif()
     endforeach()
 
     if(type STREQUAL SHARED_LIBRARY AND CMAKE_OBJCOPY AND CMAKE_READELF)
-        configure_file(${velmor_SOURCE_DIR}/cmake/install_debug.cmake.in ${made}/install_debug.cmake.in @ONLY)
-        file(GENERATE OUTPUT ${made}/install_debug.cmake INPUT ${made}/install_debug.cmake.in TARGET ${target})
-        install(SCRIPT ${made}/install_debug.cmake COMPONENT velmor-debug EXCLUDE_FROM_ALL)
+        install(CODE "set(library \"$<TARGET_FILE:${target}>\")
+            set(objcopy \"${CMAKE_OBJCOPY}\")
+            set(readelf \"${CMAKE_READELF}\")"
+            COMPONENT velmor-debug EXCLUDE_FROM_ALL)
+        install(SCRIPT ${velmor_SOURCE_DIR}/cmake/install_debug.cmake COMPONENT velmor-debug EXCLUDE_FROM_ALL)
     endif()
 endfunction()

@@ -22,9 +22,9 @@ extern std::ostream standard_error asm("_ZSt4cerr");
 
 namespace {
 
-enum Construction { not_begun, begun, done };
+enum Construction { not_begun, begun, done, lost };
 constinit std::atomic<Construction> standard_streams = not_begun;
-constinit std::ios_base::Init* user_of_streams = nullptr;
+constinit std::atomic<std::ios_base::Init*> user_of_streams = nullptr;
 
 bool standard_error_is_constructed() {
     Construction seen = not_begun;
@@ -37,13 +37,15 @@ bool standard_error_is_constructed() {
     // below a signal handler that interrupts it.
     constexpr useconds_t turn_us = 1000;
     for (int turns = 100; standard_streams == begun && turns > 0; --turns) ::usleep(turn_us);
+    seen = begun;
+    standard_streams.compare_exchange_strong(seen, lost);  // the next line does not wait
     return standard_streams == done;
 }
 
 // The last user of the streams writes what the application has left in std::cout. A static object would take a lock of
 // the C library's to be destroyed at exit, which stays locked in a child that is forked meanwhile.
 [[gnu::destructor]] void leave_standard_streams() {
-    if (user_of_streams != nullptr) std::destroy_at(user_of_streams);
+    if (std::ios_base::Init* const user = user_of_streams) std::destroy_at(user);
 }
 
 // The newline goes out with the text: std::cerr is unbuffered, and an inserted std::endl would be a second write that
