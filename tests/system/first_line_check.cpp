@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -18,9 +17,9 @@ constexpr int rounds = 50;
 
 void fail_at_once() {
     std::barrier start(threads);
-    std::vector<std::thread> callers;
-    for (int i = 0; i < threads; ++i) {
-        callers.emplace_back([&start] {
+    std::thread callers[threads];
+    for (std::thread& caller : callers) {
+        caller = std::thread([&start] {
             std::uint32_t level = 0;
             start.arrive_and_wait();
             backlight_get(99, &level);
