@@ -104,9 +104,10 @@ TEST_F(Reading, ValuesAreTakenOneAfterTheOther) {
 TEST_F(Reading, WordsAndLinesGoOnInTheNextPage) {
     for (const std::size_t length : {4094U, 4095U, 4096U, 4097U, 8192U, 10000U}) {
         const std::string word(length, 'w');
-        put(path_, word + " \n" + word);
+        const std::string first_line = word + ' ';
+        put(path_, std::string(first_line).append("\n").append(word));
         EXPECT_THAT(words(), ElementsAre(word, word)) << length;
-        EXPECT_THAT(lines(), ElementsAre(word + " ", word)) << length;
+        EXPECT_THAT(lines(), ElementsAre(first_line, word)) << length;
     }
 }
 
