@@ -5,7 +5,7 @@
 # Packages that the scripts install where they are missing. Everything comes from Debian.
 # shellcheck disable=SC2034 # used by the scripts that source this file
 {
-    packages_build=(g++ cmake ninja-build)
+    packages_build=(g++ cmake make ninja-build)
     packages_sim=(libfuse3-dev libcli11-dev nlohmann-json3-dev pkgconf)
     packages_armhf=(g++-arm-linux-gnueabihf qemu-user)
     packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
