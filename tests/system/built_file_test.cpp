@@ -227,7 +227,8 @@ TEST_F(ShippedFile, IsHardened) {
 TEST_F(BuiltFile, HoldsItsRelease) {
     bool found = false;
     for (const auto& words : readelf("--string-dump .velmor.release"))
-        found = found || (words.size() > 1 && words[words.size() - 2] == "libvelmor" && words.back() == "3.0.0");
+        found = found ||
+                (words.size() > 1 && words[words.size() - 2] == "libvelmor" && words.back() == VELMOR_VERSION_STRING);
     EXPECT_TRUE(found);
 }
 
