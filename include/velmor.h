@@ -70,10 +70,10 @@
  *
  * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write: the
  * function's name, " failed: " and the cause. It is lost when there is no memory for it, when std::cerr does not take
- * it, and in a child that was forked in the moment of its parent's first line. Where the start of the board has failed,
- * a line "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call tries
- * the start again. Both lines are printed with no lock of the library held. In a program without C++ streams the first
- * line constructs them on what stdin, stdout and stderr are at that moment: these FILEs must stay open.
+ * it, and in a child that was forked just as its parent printed its first line. Where the start of the board has
+ * failed, a line "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call
+ * tries the start again. Both lines are printed with no lock of the library held. In a program without C++ streams the
+ * first line constructs them on what stdin, stdout and stderr are at that moment: these FILEs must stay open.
  *
  * ## The first call starts the board
  * The first call of any function in a process (other than one refused for a null pointer) reads the hardware table

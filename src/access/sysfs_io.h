@@ -14,7 +14,7 @@ public:
     /** The attribute's whole path. Touches no file. */
     explicit SysFSIO(const std::string& path) : attribute_(path) {}
 
-    // Flat: every return to a caller from before a system call is one that the processor does not foresee.
+    // Flat: after a system call the processor mispredicts each return to a caller from before it.
     [[gnu::flatten]] void set(const io_value_t& value) override { attribute_.write(value); }
     [[gnu::flatten]] io_value_t get() override { return attribute_.read(); }
 

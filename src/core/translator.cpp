@@ -26,15 +26,16 @@ enum Construction { not_begun, begun, done, lost };
 constinit std::atomic<Construction> standard_streams = not_begun;
 constinit std::atomic<std::ios_base::Init*> user_of_streams = nullptr;
 
-bool standard_error_is_constructed() {
+/** False where it cannot be used. */
+bool construct_standard_error() {
     Construction seen = not_begun;
     if (standard_streams.compare_exchange_strong(seen, begun)) {
         alignas(std::ios_base::Init) static std::byte place[sizeof(std::ios_base::Init)];
         user_of_streams = new (place) std::ios_base::Init;
         standard_streams = done;
     }
-    // Another thread takes microseconds. It never ends in a child that was forked meanwhile, which loses its lines, nor
-    // below a signal handler that interrupts it.
+    // Another thread is done in microseconds. In a child that was forked meanwhile there is no such thread, and one
+    // that a signal handler has interrupted cannot go on: their lines are lost.
     constexpr useconds_t turn_us = 1000;
     for (int turns = 100; standard_streams == begun && turns > 0; --turns) ::usleep(turn_us);
     seen = begun;
@@ -52,7 +53,7 @@ bool standard_error_is_constructed() {
 // another thread's line could slip in front of. write() ignores the width that the application may have set. An
 // application may have armed std::cerr, and there may be no memory for the text: a lost line changes no result.
 void print(std::string_view subject, std::string_view verdict, std::string_view cause) {
-    if (!standard_error_is_constructed()) return;
+    if (!construct_standard_error()) return;
     try {
         std::string text;
         text.reserve(subject.size() + verdict.size() + cause.size() + 1);
