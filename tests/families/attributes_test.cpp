@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <string>
 
-#include "families/acts.h"
 #include "families/calls.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
+#include "support/acts.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
@@ -19,10 +19,10 @@ using families::proves;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::failed;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::Recorder;
+using testing_support::run_in_child;
 using testing_support::stream_failure;
 
 namespace {
@@ -32,21 +32,21 @@ struct Text {
     int index;
     std::string value;  // of the hardware
     std::string text;   // that its attribute shows
-    std::string told;
+    std::string output;
 };
 
 class Texts : public testing::TestWithParam<Text> {};
 
 TEST_P(Texts, AreReadOrAreAStreamFailure) {
     const Text& row = GetParam();
-    const bool good = row.told.starts_with("0");
+    const bool good = row.output.starts_with("0");
     proves(row.function, good ? Kind::good : Kind::bad_input);
     const std::string before = hardware({"get", row.value});
     hardware({"raw", row.value, row.text});
-    const Played played = play([&] { return families::calls().at(row.function)(row.index); });
+    const ChildResult child = run_in_child([&] { return families::calls().at(row.function)(row.index); });
     hardware({"set", row.value, before});
-    EXPECT_EQ(played.told, row.told);
-    EXPECT_EQ(played.error_text, good ? "" : failed(row.function, stream_failure));
+    EXPECT_EQ(child.output, row.output);
+    EXPECT_EQ(child.error_text, good ? "" : failed(row.function, stream_failure));
 }
 
 constexpr char no_value[] = "-1: untouched";
@@ -78,24 +78,23 @@ INSTANTIATE_TEST_SUITE_P(
 // A start-up programs the period anew: it is changed behind it.
 TEST(PwmTexts, PeriodOfZeroHasNeitherFrequencyNorDuty) {
     proves("io_config_get", Kind::bad_input);
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         families::calls().at("es_present")(0);
         hardware({"raw", "pwm1.period", "0\\n"});
         return families::calls().at("io_config_get")(0);
     });
-    EXPECT_EQ(played.told, "0: 0 Hz 0 %");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.output, "0: 0 Hz 0 %");
+    EXPECT_EQ(child.error_text, "");
 }
 
 TEST(SysFSIO, LevelIsPassedOnUnchecked) {
     VELMOR_NEEDS_RECORDER();
     proves("io_set", Kind::bad_input);
-    const Played played =
-        play(Recorder().watch({"/sys/devices/platform/gps.0/"}), [] { return answer([] { return io_set(9, 5); }); });
-    EXPECT_EQ(played.told, "-1 errno 22");
+    const ChildResult child = run_in_child(Recorder().watch({"/sys/devices/platform/gps.0/"}),
+                                           [] { return answer([] { return io_set(9, 5); }); });
+    EXPECT_EQ(child.output, "-1 errno 22");
     const std::string enable = "/sys/devices/platform/gps.0/enable";
-    EXPECT_THAT(played.acts,
-                ElementsAre("open " + enable + " w", "write " + enable + " 5 = EINVAL", "close " + enable));
+    EXPECT_THAT(child.acts, ElementsAre("open " + enable + " w", "write " + enable + " 5 = EINVAL", "close " + enable));
 }
 
 // ---- Power ---------------------------------------------------------------------------------------------------------
@@ -108,38 +107,39 @@ protected:
 TEST_F(Acts, ShutdownRunsThePowerOffProgramAndReturnsItsExitCode) {
     proves("power_shutdown", Kind::bad_input);
     hardware({"set", "poweroff.exit", "3"});
-    const Played played = play(Recorder().watch({"/sbin/"}), [] { return answer([] { return power_shutdown(); }); });
-    EXPECT_EQ(played.told, "-3 errno 3");
-    EXPECT_EQ(played.error_text, "power_shutdown failed: No such process\n");
+    const ChildResult child =
+        run_in_child(Recorder().watch({"/sbin/"}), [] { return answer([] { return power_shutdown(); }); });
+    EXPECT_EQ(child.output, "-3 errno 3");
+    EXPECT_EQ(child.error_text, "power_shutdown failed: No such process\n");
     // The program's shell opens it as its script.
-    ASSERT_FALSE(played.acts.empty());
-    EXPECT_EQ(played.acts.front(), "exec /sbin/poweroff");
-    for (const std::string& act : played.acts) EXPECT_NE(act, "sync");
+    ASSERT_FALSE(child.acts.empty());
+    EXPECT_EQ(child.acts.front(), "exec /sbin/poweroff");
+    for (const std::string& act : child.acts) EXPECT_NE(act, "sync");
 }
 
 TEST_F(Acts, ShutdownWhoseProgramCannotBeStartedIsItsExecsErrno) {
     proves("power_shutdown", Kind::bad_input);
-    const Played played = play(Recorder().watch({"/sbin/"}).fail("exec /sbin/poweroff", ENOENT),
-                               [] { return answer([] { return power_shutdown(); }); });
-    EXPECT_EQ(played.told, "-2 errno 2");
-    EXPECT_EQ(played.error_text, "power_shutdown failed: No such file or directory\n");
-    EXPECT_THAT(played.acts, ElementsAre("exec /sbin/poweroff = ENOENT"));
+    const ChildResult child = run_in_child(Recorder().watch({"/sbin/"}).fail("exec /sbin/poweroff", ENOENT),
+                                           [] { return answer([] { return power_shutdown(); }); });
+    EXPECT_EQ(child.output, "-2 errno 2");
+    EXPECT_EQ(child.error_text, "power_shutdown failed: No such file or directory\n");
+    EXPECT_THAT(child.acts, ElementsAre("exec /sbin/poweroff = ENOENT"));
 }
 
 TEST_F(Acts, RebootWhoseProgramCannotBeStartedIsItsExecsErrno) {
     proves("power_reboot", Kind::bad_input);
-    const Played played = play(Recorder().watch({"/sbin/"}).fail("exec /sbin/reboot", EACCES),
-                               [] { return answer([] { return power_reboot(); }); });
-    EXPECT_EQ(played.told, "-13 errno 13");
-    EXPECT_THAT(played.acts, ElementsAre("exec /sbin/reboot = EACCES"));
+    const ChildResult child = run_in_child(Recorder().watch({"/sbin/"}).fail("exec /sbin/reboot", EACCES),
+                                           [] { return answer([] { return power_reboot(); }); });
+    EXPECT_EQ(child.output, "-13 errno 13");
+    EXPECT_THAT(child.acts, ElementsAre("exec /sbin/reboot = EACCES"));
 }
 
 TEST_F(Acts, SuspendIsOneWriteOfMem) {
     proves("power_suspend", Kind::good);
-    const Played played =
-        play(Recorder().watch({"/sys/power/"}), [] { return answer([] { return power_suspend(); }); });
-    EXPECT_EQ(played.told, "0");
-    EXPECT_THAT(played.acts, ElementsAreArray(families::written("/sys/power/state", "mem")));
+    const ChildResult child =
+        run_in_child(Recorder().watch({"/sys/power/"}), [] { return answer([] { return power_suspend(); }); });
+    EXPECT_EQ(child.output, "0");
+    EXPECT_THAT(child.acts, ElementsAreArray(testing_support::write_acts("/sys/power/state", "mem")));
 }
 
 }  // namespace

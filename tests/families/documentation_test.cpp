@@ -20,22 +20,22 @@
 #include <string>
 #include <vector>
 
-#include "families/acts.h"
 #include "families/calls.h"
 #include "families/recording.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
+#include "support/acts.h"
 #include "support/null_calls.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-using families::Acts;
 using families::calls;
 using families::Fault;
 using families::hardware;
 using families::output_of;
 using families::Recording;
+using testing_support::Acts;
 using testing_support::answer;
 using testing_support::Out;
 using testing_support::Recorder;
@@ -101,19 +101,19 @@ bool failed(const std::string& act) {
 }
 
 /** What a call has answered and printed: a kind of failure, or none. Of the kernel's errors only EIO is provoked. */
-Kinds kind_of(const std::string& function, const std::string& told, const std::string& printed, bool act_failed) {
-    const int result = std::stoi(told);
+Kinds kind_of(const std::string& function, const std::string& output, const std::string& printed, bool act_failed) {
+    const int result = std::stoi(output);
     const bool line = ("\n" + printed).find("\n" + function + " failed: ") != std::string::npos;
     const std::string with_errno = std::to_string(result) + " errno " + std::to_string(-result);
     if (result >= 0) return line ? Kinds{"line of a success"} : Kinds{};
     if (result == -1) return {!line ? "-1 without a line" : act_failed ? file : refused};
-    if (!told.starts_with(with_errno)) return {told + " without that errno"};
+    if (!output.starts_with(with_errno)) return {output + " without that errno"};
     if (result == -EIO && line) return {passed_on};
     if (result == -EINVAL && !line) return {null};
     return {std::to_string(result) + (line ? "" : " without a line")};
 }
 
-/** An act as the Recorder is told of it: without bytes and result. */
+/** An act as the Recorder matches it: without bytes and result. */
 std::string bare(const std::string& act) {
     std::istringstream words(act);
     std::string kind;
@@ -239,7 +239,7 @@ private:
         if (function_.starts_with("watchdog_")) disarm_watchdog();
         hardware({"set", "platform.pht", table_});
         kinds_.merge(
-            kind_of(function_, recording.told, recording.error_text, std::ranges::any_of(recording.acts, failed)));
+            kind_of(function_, recording.output, recording.error_text, std::ranges::any_of(recording.acts, failed)));
         return recording;
     }
 

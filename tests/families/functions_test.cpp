@@ -22,14 +22,14 @@ using families::hardware;
 using families::Kind;
 using families::output_of;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::failed;
 using testing_support::joined;
 using testing_support::not_supported;
 using testing_support::null_calls;
 using testing_support::NullCall;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
+using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::stream_failure;
 
@@ -44,7 +44,7 @@ struct Row {
     std::string function;
     std::string what;
     Scenario call;
-    std::string told;
+    std::string output;
     std::vector<Value> before = {};
     std::vector<Value> afterwards = {};
     std::string cause = {};  // of the failure line
@@ -59,9 +59,9 @@ void check(const Row& row) {
     for (const auto& [name, text] : row.before) hardware({"set", name, text});
     std::optional<families::Fault> fault;
     if (!row.fault.empty()) fault.emplace(row.fault);
-    const Played played = play(row.call);
-    EXPECT_EQ(played.told, row.told);
-    EXPECT_EQ(played.error_text, row.cause.empty() ? "" : failed(row.function, row.cause));
+    const ChildResult child = run_in_child(row.call);
+    EXPECT_EQ(child.output, row.output);
+    EXPECT_EQ(child.error_text, row.cause.empty() ? "" : failed(row.function, row.cause));
     for (const auto& [name, text] : row.afterwards) EXPECT_EQ(hardware({"get", name}), text) << name;
 }
 
@@ -395,9 +395,9 @@ INSTANTIATE_TEST_SUITE_P(Functions, Good, testing::ValuesIn(good_rows()), name_o
 TEST(Power, SuspendWritesMemAndReturns) {
     families::proves("power_suspend", Kind::good);
     const int before = std::stoi(hardware({"get", "power.suspended"}));
-    const Played played = play(known("power_suspend"));
-    EXPECT_EQ(played.told, "0");
-    EXPECT_EQ(played.error_text, "");
+    const ChildResult child = run_in_child(known("power_suspend"));
+    EXPECT_EQ(child.output, "0");
+    EXPECT_EQ(child.error_text, "");
     EXPECT_EQ(std::stoi(hardware({"get", "power.suspended"})), before + 1);
 }
 
@@ -418,9 +418,9 @@ class NullPointer : public testing::TestWithParam<NullCall> {};
 
 TEST_P(NullPointer, IsInvalidAndPrintsNothing) {
     families::proves(GetParam().function, Kind::bad_input);
-    const Played played = play(telling(GetParam().call));
-    EXPECT_EQ(played.told, "-22 errno 22");
-    EXPECT_EQ(played.error_text, "");
+    const ChildResult child = run_in_child(telling(GetParam().call));
+    EXPECT_EQ(child.output, "-22 errno 22");
+    EXPECT_EQ(child.error_text, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Functions, NullPointer, testing::ValuesIn(null_calls()),
@@ -689,9 +689,9 @@ TEST_P(MissingIndex, IsNotSupportedAndPrintsOneLine) {
     std::vector<int> indices = {-1, INT_MIN, INT_MAX, INT_MAX - 50};
     indices.insert(indices.end(), GetParam().indices.begin(), GetParam().indices.end());
     for (const int index : indices) {
-        const Played played = play(known(GetParam().function, index));
-        EXPECT_EQ(played.told, absent(GetParam().function)) << index;
-        EXPECT_EQ(played.error_text, failed(GetParam().function, not_supported)) << index;
+        const ChildResult child = run_in_child(known(GetParam().function, index));
+        EXPECT_EQ(child.output, absent(GetParam().function)) << index;
+        EXPECT_EQ(child.error_text, failed(GetParam().function, not_supported)) << index;
     }
 }
 

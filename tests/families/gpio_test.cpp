@@ -16,10 +16,10 @@ using families::hardware;
 using families::Kind;
 using families::proves;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::joined;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
+using testing_support::run_in_child;
 
 namespace {
 
@@ -46,26 +46,26 @@ TEST(GpioLine, WhoseDirectionIsRefusedStaysExported) {
     proves("io_set", Kind::bad_input);
     {
         const Fault fault(gpio + "gpio37/direction:write:EIO");
-        EXPECT_EQ(play(set).told, "-1 errno 5");
+        EXPECT_EQ(run_in_child(set).output, "-1 errno 5");
     }
     EXPECT_TRUE(is_exported(37));
-    EXPECT_EQ(play(set).told, "-1 errno 16");
+    EXPECT_EQ(run_in_child(set).output, "-1 errno 16");
     give_back(37);
-    EXPECT_EQ(play(set).told, "0");
+    EXPECT_EQ(run_in_child(set).output, "0");
     EXPECT_FALSE(is_exported(37));
 }
 
 TEST(GpioLine, WhoseLevelIsRefusedIsGivenBack) {
     proves("io_set", Kind::bad_input);
     proves("io_get", Kind::bad_input);
-    EXPECT_EQ(play([] { return answer([] { return io_set(1, 0); }); }).told, "0");
+    EXPECT_EQ(run_in_child([] { return answer([] { return io_set(1, 0); }); }).output, "0");
     hardware({"set", "gpio.38", "1"});
     for (const char* operation : {"open", "write", "read"}) {
         const Fault fault(gpio + "gpio3[78]/value:" + operation + ":EIO");
-        const Played played = play([] { return joined({set(), get()}); });
+        const ChildResult child = run_in_child([] { return joined({set(), get()}); });
         const std::string failed = "-1 errno 5";
-        EXPECT_EQ(played.told, joined({std::string(operation) == "read" ? "0" : failed,
-                                       std::string(operation) == "write" ? "0: 1" : failed + ": untouched"}))
+        EXPECT_EQ(child.output, joined({std::string(operation) == "read" ? "0" : failed,
+                                        std::string(operation) == "write" ? "0: 1" : failed + ": untouched"}))
             << operation;
         EXPECT_FALSE(is_exported(37)) << operation;
         EXPECT_FALSE(is_exported(38)) << operation;
@@ -76,12 +76,12 @@ TEST(GpioLine, WhoseLevelIsRefusedIsGivenBack) {
 TEST(GpioLine, WhoseLevelFailsInItsCloseIsGivenBack) {
     proves("io_set", Kind::bad_input);
     proves("io_get", Kind::bad_input);
-    EXPECT_EQ(play([] { return answer([] { return io_set(1, 0); }); }).told, "0");
+    EXPECT_EQ(run_in_child([] { return answer([] { return io_set(1, 0); }); }).output, "0");
     {
         const Fault fault(gpio + "gpio*/value:close:EIO");
-        const Played played = play([] { return joined({set(), get()}); });
-        EXPECT_EQ(played.told, "-1 errno 5, -1 errno 5: untouched");
-        EXPECT_EQ(played.error_text,
+        const ChildResult child = run_in_child([] { return joined({set(), get()}); });
+        EXPECT_EQ(child.output, "-1 errno 5, -1 errno 5: untouched");
+        EXPECT_EQ(child.error_text,
                   "io_set failed: basic_ios::clear: iostream error\n"
                   "io_get failed: basic_ios::clear: iostream error\n");
     }
@@ -95,9 +95,9 @@ TEST(GpioLine, ThatCannotBeGivenBackEitherTellsTheFirstFailure) {
     {
         const Fault level(gpio + "gpio38/value:read:EIO");
         const Fault unexport(gpio + "unexport:write:ENOSPC");
-        const Played played = play(get);
-        EXPECT_EQ(played.told, "-1 errno 28: untouched");
-        EXPECT_EQ(played.error_text,
+        const ChildResult child = run_in_child(get);
+        EXPECT_EQ(child.output, "-1 errno 28: untouched");
+        EXPECT_EQ(child.error_text,
                   "io_get failed: basic_filebuf::underflow error reading the file: Input/output error\n");
     }
     EXPECT_TRUE(is_exported(38));
@@ -107,11 +107,11 @@ TEST(GpioLine, ThatCannotBeGivenBackEitherTellsTheFirstFailure) {
 // The select lines before the one that fails keep their new levels, those behind it their old ones.
 TEST(GpioLine, MuxThatFailsHalfwayIsNotRolledBack) {
     proves("serial_mux", Kind::bad_input);
-    EXPECT_EQ(play([] { return answer([] { return serial_mux(0, 0); }); }).told, "0");
+    EXPECT_EQ(run_in_child([] { return answer([] { return serial_mux(0, 0); }); }).output, "0");
     std::ofstream(gpio + "export") << 43 << std::flush;  // another program holds the second line
-    const Played played = play([] { return answer([] { return serial_mux(0, 2); }); });
+    const ChildResult child = run_in_child([] { return answer([] { return serial_mux(0, 2); }); });
     give_back(43);
-    EXPECT_EQ(played.told, "-1 errno 16");
+    EXPECT_EQ(child.output, "-1 errno 16");
     EXPECT_EQ(hardware({"get", "gpio.42"}), "1");
     EXPECT_EQ(hardware({"get", "gpio.43"}), "0");
 }

@@ -22,12 +22,12 @@ using families::Kind;
 using families::proves;
 using testing::ElementsAre;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::failed;
 using testing_support::joined;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::Recorder;
+using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::stream_failure;
 
@@ -54,20 +54,20 @@ struct Text {
     Scenario call;
     std::string file;
     std::string text;
-    std::string told;
+    std::string output;
 };
 
 class MrfiTexts : public testing::TestWithParam<Text> {};
 
 TEST_P(MrfiTexts, AreReadAsTheDriverShowsThem) {
-    const bool good = GetParam().told.starts_with("0");
+    const bool good = GetParam().output.starts_with("0");
     proves(GetParam().function, good ? Kind::good : Kind::bad_input);
     const std::string before = hardware({"get", GetParam().file});
     hardware({"raw", GetParam().file, GetParam().text});
-    const Played played = play(GetParam().call);
+    const ChildResult child = run_in_child(GetParam().call);
     hardware({"raw", GetParam().file, before + "\\n"});
-    EXPECT_EQ(played.told, GetParam().told);
-    EXPECT_EQ(played.error_text, good ? "" : failed(GetParam().function, stream_failure));
+    EXPECT_EQ(child.output, GetParam().output);
+    EXPECT_EQ(child.error_text, good ? "" : failed(GetParam().function, stream_failure));
 }
 
 constexpr char no_value[] = "-1: untouched";
@@ -93,13 +93,13 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Mrfi, ClassIsTheUpperHalfOfTheAddress) {
     proves("mrfi_class_get", Kind::good);
     const mrfi_addr_t address = {{0x78, 0x56, 0x34, 0x12}};
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         Out<uint32_t> some;
         Out<uint32_t> largest;
         return joined({answer([&] { return mrfi_class_get(&address, some); }, some),
                        answer([&] { return mrfi_class_get(&highest, largest); }, largest)});
     });
-    EXPECT_EQ(played.told, "0: 4660, 0: 65535");
+    EXPECT_EQ(child.output, "0: 4660, 0: 65535");
 }
 
 // ---- Lists ---------------------------------------------------------------------------------------------------------
@@ -119,7 +119,7 @@ std::string next_device(mrfi_enum_ctx* list) {
 /** All connections of interface 0 when the driver shows this text. */
 std::string connections_of(const std::string& text) {
     hardware({"raw", mrfi0 + "connections", text});
-    return play([] {
+    return run_in_child([] {
                mrfi_enum_ctx* list = nullptr;
                std::string all;
                mrfi_connection_list_open(0, &list);
@@ -127,12 +127,12 @@ std::string connections_of(const std::string& text) {
                mrfi_connection_list_close(list);
                return all;
            })
-        .told;
+        .output;
 }
 
 std::string devices_of(const std::string& text) {
     hardware({"raw", mrfi0 + "devices", text});
-    return play([] {
+    return run_in_child([] {
                mrfi_enum_ctx* list = nullptr;
                std::string all;
                mrfi_device_list_open(0, &list);
@@ -140,7 +140,7 @@ std::string devices_of(const std::string& text) {
                mrfi_device_list_close(list);
                return all;
            })
-        .told;
+        .output;
 }
 
 // The reserved bits, 22, are those of the 0x5A that the entry held before.
@@ -188,15 +188,15 @@ TEST(MrfiLists, ContextReadsToTheEndAndThenZeroAgain) {
     proves("mrfi_connection_list_read", Kind::good);
     proves("mrfi_connection_list_close", Kind::good);
     hardware({"raw", mrfi0 + "connections", two_lines});
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         mrfi_enum_ctx* list = nullptr;
         return joined({answer([&] { return mrfi_connection_list_open(0, &list); }), next_connection(list),
                        next_connection(list), next_connection(list), next_connection(list),
                        answer([&] { return mrfi_connection_list_close(list); })});
     });
-    EXPECT_EQ(played.told,
+    EXPECT_EQ(child.output,
               "0, 1: 31 2 196 10 22 1 0 34 12 , 1: 255 0 200 10 22 2 0 ab 0 , 0: untouched, 0: untouched, 0");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.error_text, "");
 }
 
 TEST(MrfiLists, NullEntryDoesNotAdvanceTheContext) {
@@ -204,7 +204,7 @@ TEST(MrfiLists, NullEntryDoesNotAdvanceTheContext) {
     proves("mrfi_device_list_read", Kind::bad_input);
     hardware({"raw", mrfi0 + "connections", two_lines});
     hardware({"raw", mrfi0 + "devices", "0x12340001 3 7 n/a\\n"});
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         mrfi_enum_ctx* list = nullptr;
         mrfi_enum_ctx* seen = nullptr;
         mrfi_connection_list_open(0, &list);
@@ -216,8 +216,8 @@ TEST(MrfiLists, NullEntryDoesNotAdvanceTheContext) {
         mrfi_device_list_close(seen);
         return text;
     });
-    EXPECT_EQ(played.told, "-22 errno 22, 1: 31 2 196 10 22 1 0 34 12 , -22 errno 22, 1: 3 7  1 0 34 12 ");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.output, "-22 errno 22, 1: 31 2 196 10 22 1 0 34 12 , -22 errno 22, 1: 3 7  1 0 34 12 ");
+    EXPECT_EQ(child.error_text, "");
 }
 
 TEST(MrfiLists, ContextIsASnapshotAndContextsAreIndependent) {
@@ -226,7 +226,7 @@ TEST(MrfiLists, ContextIsASnapshotAndContextsAreIndependent) {
     proves("mrfi_device_list_close", Kind::good);
     hardware({"set", "mrfi0.devices", "1 0 0 a;2 0 0 b"});
     hardware({"set", "mrfi1.devices", "3 0 0 c"});
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         mrfi_enum_ctx* first = nullptr;
         mrfi_enum_ctx* again = nullptr;
         mrfi_enum_ctx* second = nullptr;
@@ -240,7 +240,7 @@ TEST(MrfiLists, ContextIsASnapshotAndContextsAreIndependent) {
             text += ", " + answer([=] { return mrfi_device_list_close(list); });
         return text;
     });
-    EXPECT_EQ(played.told,
+    EXPECT_EQ(child.output,
               "1: 0 0 a 1 0 0 0 , 1: 0 0 c 3 0 0 0 , 1: 0 0 new 9 0 0 0 , 1: 0 0 b 2 0 0 0 , 0: untouched, "
               "0: untouched, 0, 0, 0");
 }
@@ -252,7 +252,7 @@ TEST(MrfiLists, FileThatCannotBeReadIsAnEmptyList) {
     hardware({"set", "mrfi0.devices", "0x12340001 3 7 n/a"});
     for (const char* fault : {"/sys/class/mrfi/mrfi0/*:open:ENOENT", "/sys/class/mrfi/mrfi0/*:read:EIO"}) {
         const families::Fault failing(fault);
-        const Played played = play([] {
+        const ChildResult child = run_in_child([] {
             mrfi_enum_ctx* list = nullptr;
             mrfi_enum_ctx* seen = nullptr;
             std::string text =
@@ -262,8 +262,8 @@ TEST(MrfiLists, FileThatCannotBeReadIsAnEmptyList) {
             mrfi_device_list_close(seen);
             return text;
         });
-        EXPECT_EQ(played.told, "0, 0, 0: untouched, 0: untouched") << fault;
-        EXPECT_EQ(played.error_text, "") << fault;
+        EXPECT_EQ(child.output, "0, 0, 0: untouched, 0: untouched") << fault;
+        EXPECT_EQ(child.error_text, "") << fault;
     }
 }
 
@@ -280,9 +280,9 @@ TEST(MrfiLists, ContextWithoutOwnerIsNotValidThoughThereAreInterfaces) {
     for (const std::string name : {"mrfi_connection_list_read", "mrfi_connection_list_close", "mrfi_device_list_read",
                                    "mrfi_device_list_close"}) {
         proves(name, Kind::bad_input);
-        const Played played = play([&] { return families::calls().at(name)(0); });
-        EXPECT_EQ(played.told, name.ends_with("_read") ? "-1: untouched" : "-1") << name;
-        EXPECT_EQ(played.error_text, name + " failed: enumeration context not valid\n") << name;
+        const ChildResult child = run_in_child([&] { return families::calls().at(name)(0); });
+        EXPECT_EQ(child.output, name.ends_with("_read") ? "-1: untouched" : "-1") << name;
+        EXPECT_EQ(child.error_text, name + " failed: enumeration context not valid\n") << name;
     }
 }
 
@@ -291,15 +291,15 @@ TEST(MrfiLists, AreOpenedReadToTheEndAndClosedAtOnce) {
     proves("mrfi_connection_list_open", Kind::good);
     hardware({"raw", mrfi0 + "connections", two_lines});
     const std::string path = mrfi0 + "connections";
-    const Played played = play(Recorder().watch({"/sys/class/mrfi/"}), [] {
+    const ChildResult child = run_in_child(Recorder().watch({"/sys/class/mrfi/"}), [] {
         mrfi_enum_ctx* list = nullptr;
         const std::string opened = answer([&] { return mrfi_connection_list_open(0, &list); });
         const std::string first = next_connection(list);
         mrfi_connection_list_close(list);
         return joined({opened, first});
     });
-    EXPECT_EQ(played.told, "0, 1: 31 2 196 10 22 1 0 34 12 ");
-    EXPECT_THAT(played.acts, ElementsAre("open " + path + " r", "read " + path, "read " + path, "close " + path));
+    EXPECT_EQ(child.output, "0, 1: 31 2 196 10 22 1 0 34 12 ");
+    EXPECT_THAT(child.acts, ElementsAre("open " + path + " r", "read " + path, "read " + path, "close " + path));
 }
 
 // ---- Long lists ----------------------------------------------------------------------------------------------------

@@ -31,13 +31,13 @@ Recording record(const Values& before, const testing_support::Scenario& call,
                  const testing_support::Recorder& recorder) {
     reset_pwms();
     for (const auto& [name, value] : before) hardware({"set", name, value});
-    Recording recording = {testing_support::play(recorder,
-                                                 [&call] {
-                                                     bool ignored = false;
-                                                     es_present(&ignored);
-                                                     const std::ifstream mark(started);
-                                                     return call();
-                                                 }),
+    Recording recording = {testing_support::run_in_child(recorder,
+                                                         [&call] {
+                                                             bool ignored = false;
+                                                             es_present(&ignored);
+                                                             const std::ifstream mark(started);
+                                                             return call();
+                                                         }),
                            {}};
     const auto mark = std::ranges::find(recording.acts, std::string("open ") + started + " r = ENOENT");
     EXPECT_NE(mark, recording.acts.end());

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "families/acts.h"
+#include "support/acts.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 
@@ -15,8 +15,8 @@ namespace families {
 using Values = std::vector<std::pair<std::string, std::string>>;
 
 /** The call's own acts; those of the board's start are before it. */
-struct Recording : testing_support::Played {
-    Acts start;
+struct Recording : testing_support::ChildResult {
+    testing_support::Acts start;
 };
 
 /** Start the board and make the call. PWMs are as in the beginning where these values say nothing else. */

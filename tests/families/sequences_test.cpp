@@ -10,25 +10,25 @@
 #include <utility>
 #include <vector>
 
-#include "families/acts.h"
 #include "families/calls.h"
 #include "families/recording.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
+#include "support/acts.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-using families::Acts;
 using families::calls;
 using families::give_lines_back;
-using families::in_order;
 using families::Kind;
 using families::proves;
 using families::Recording;
 using testing::ElementsAreArray;
+using testing_support::Acts;
 using testing_support::answer;
 using testing_support::failed;
+using testing_support::in_order;
 using testing_support::Out;
 using testing_support::Recorder;
 using testing_support::Scenario;
@@ -43,13 +43,13 @@ struct Step {
     std::vector<Step> recovery = {};  // at most one: what follows where this fails
 
     bool reads() const { return bytes.empty(); }
-    Acts acts() const { return reads() ? families::read(path) : families::written(path, bytes); }
+    Acts acts() const { return reads() ? testing_support::read_acts(path) : testing_support::write_acts(path, bytes); }
 };
 
 enum class Part { open, transfer, close };
 constexpr Part parts[] = {Part::open, Part::transfer, Part::close};
 
-/** The act as the Recorder is told of it. */
+/** The act as the Recorder matches it. */
 std::string act_of(const Step& step, Part part) {
     if (part == Part::open) return step.acts()[0];
     if (part == Part::close) return step.acts()[2];
@@ -73,7 +73,7 @@ struct Sequence {
     std::string function;
     std::string what;
     Scenario call;
-    std::string told;
+    std::string output;
     std::vector<Step> steps = {};
     families::Values before = {};
     std::string cause = {};  // of the failure line where it fails by itself
@@ -455,7 +455,7 @@ protected:
 
     /** What is answered where an act fails with this errno: what is asked for is not stored. */
     static std::string told_of(int error) {
-        const bool asks = GetParam().told.find(':') != std::string::npos;
+        const bool asks = GetParam().output.find(':') != std::string::npos;
         return "-1 errno " + std::to_string(error) + (asks ? ": untouched" : "");
     }
 };
@@ -467,7 +467,7 @@ TEST_P(Sequences, AreTheseActs) {
     Acts expected;
     for (const Step& step : GetParam().steps) expected = in_order({expected, step.acts()});
     const Recording recording = record(GetParam(), {});
-    EXPECT_EQ(recording.told, GetParam().told);
+    EXPECT_EQ(recording.output, GetParam().output);
     EXPECT_EQ(recording.error_text, GetParam().cause.empty() ? "" : failed(GetParam().function, GetParam().cause));
     EXPECT_THAT(recording.acts, ElementsAreArray(expected));
 }
@@ -491,7 +491,7 @@ TEST_P(FailingSequences, EndWithTheActThatFails) {
                     const Recording recording =
                         record(GetParam(), Recorder().fail(act, EIO, nth(act)).fail(second, ENOSPC, nth(second)));
                     give_lines_back();
-                    EXPECT_EQ(recording.told, told_of(ENOSPC)) << act << ", " << second;
+                    EXPECT_EQ(recording.output, told_of(ENOSPC)) << act << ", " << second;
                     EXPECT_EQ(recording.error_text, line) << act << ", " << second;
                     EXPECT_THAT(recording.acts, ElementsAreArray(in_order({expected, failing(next, again, ENOSPC)})))
                         << act << ", " << second;
@@ -500,7 +500,7 @@ TEST_P(FailingSequences, EndWithTheActThatFails) {
             }
             const Recording recording = record(GetParam(), Recorder().fail(act, EIO, nth(act)));
             give_lines_back();
-            EXPECT_EQ(recording.told, told_of(EIO)) << act;
+            EXPECT_EQ(recording.output, told_of(EIO)) << act;
             EXPECT_EQ(recording.error_text, line) << act;
             EXPECT_THAT(recording.acts, ElementsAreArray(expected)) << act;
         }

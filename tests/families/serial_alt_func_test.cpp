@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <string>
 
-#include "families/acts.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
+#include "support/acts.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
@@ -17,11 +17,11 @@ using families::proves;
 using testing::AnyOf;
 using testing::ElementsAreArray;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::joined;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::Recorder;
+using testing_support::run_in_child;
 
 namespace {
 
@@ -46,19 +46,19 @@ protected:
         hardware({"raw", keys, all_keys});
     }
 
-    static Played record(const std::string& disabled, int port, serial_alt_func_t function) {
+    static ChildResult record(const std::string& disabled, int port, serial_alt_func_t function) {
         hardware({"raw", disabled_keys, disabled});
-        return play(Recorder().watch({gpio_keys}), [=] { return set(port, function); });
+        return run_in_child(Recorder().watch({gpio_keys}), [=] { return set(port, function); });
     }
 
     /** What port 0 writes when it is switched and the driver shows this. */
     static std::string written(const std::string& disabled, serial_alt_func_t function) {
-        const Played played = record(disabled, 0, function);
-        EXPECT_EQ(played.told, "0");
-        EXPECT_EQ(played.error_text, "");
+        const ChildResult child = record(disabled, 0, function);
+        EXPECT_EQ(child.output, "0");
+        EXPECT_EQ(child.error_text, "");
         std::string bytes = "nothing";
         const std::string write = "write " + disabled_keys + " ";
-        for (const std::string& act : played.acts) {
+        for (const std::string& act : child.acts) {
             if (!act.starts_with("write ")) continue;
             EXPECT_EQ(bytes, "nothing");
             bytes = act.substr(write.size());
@@ -100,19 +100,19 @@ TEST_F(AltFunc, FunctionThatIsNotSupportedIsInvalidAndNothingIsWritten) {
     const struct {
         serial_alt_func_t function;
         const char* handled;
-        families::Acts acts;
+        testing_support::Acts acts;
     } rows[] = {
         {-1, all_keys, {}},
-        {SERIAL_ALT_FUNC_KEY, "30,32\\n", families::read(keys)},
-        {SERIAL_ALT_FUNC_SERIAL, "30,32\\n", families::read(keys)},
-        {SERIAL_ALT_FUNC_SERIAL, "30-32\\n", families::read(keys)},  // only the first of a range counts
+        {SERIAL_ALT_FUNC_KEY, "30,32\\n", testing_support::read_acts(keys)},
+        {SERIAL_ALT_FUNC_SERIAL, "30,32\\n", testing_support::read_acts(keys)},
+        {SERIAL_ALT_FUNC_SERIAL, "30-32\\n", testing_support::read_acts(keys)},  // only the first of a range counts
     };
     for (const auto& row : rows) {
         hardware({"raw", keys, row.handled});
-        const Played played = record("102\\n", 0, row.function);
-        EXPECT_EQ(played.told, "-22 errno 22") << row.function << row.handled;
-        EXPECT_EQ(played.error_text, "serial_alt_func_set failed: Invalid argument\n") << row.function << row.handled;
-        EXPECT_THAT(played.acts, ElementsAreArray(row.acts)) << row.function << row.handled;
+        const ChildResult child = record("102\\n", 0, row.function);
+        EXPECT_EQ(child.output, "-22 errno 22") << row.function << row.handled;
+        EXPECT_EQ(child.error_text, "serial_alt_func_set failed: Invalid argument\n") << row.function << row.handled;
+        EXPECT_THAT(child.acts, ElementsAreArray(row.acts)) << row.function << row.handled;
     }
 }
 
@@ -120,16 +120,19 @@ TEST_F(AltFunc, FunctionThatIsNotSupportedIsInvalidAndNothingIsWritten) {
 TEST_F(AltFunc, TrailingCommaOfTheHandledKeysReadsAsCodeZeroToo) {
     proves("serial_alt_func_set", Kind::good);
     hardware({"raw", keys, "31,33,\\n"});
-    const Played played = record("33\\n", 1, SERIAL_ALT_FUNC_SERIAL);
-    EXPECT_EQ(played.told, "0");
-    ASSERT_EQ(played.acts.size(), 9U);
-    EXPECT_THAT(played.acts[7], AnyOf("write " + disabled_keys + " 0,33,", "write " + disabled_keys + " 33,0,"));
+    const ChildResult child = record("33\\n", 1, SERIAL_ALT_FUNC_SERIAL);
+    EXPECT_EQ(child.output, "0");
+    ASSERT_EQ(child.acts.size(), 9U);
+    EXPECT_THAT(child.acts[7], AnyOf("write " + disabled_keys + " 0,33,", "write " + disabled_keys + " 33,0,"));
 }
 
 TEST_F(AltFunc, HasTellsWhatThePortListsAndTheDriverHandles) {
     proves("serial_alt_func_has", Kind::good);
     const auto asked = [] {
-        return play([] { return joined({has(0, 0), has(0, 1), has(0, 2), has(1, 0), has(1, 1), has(1, 2)}); }).told;
+        return run_in_child([] {
+                   return joined({has(0, 0), has(0, 1), has(0, 2), has(1, 0), has(1, 1), has(1, 2)});
+               })
+            .output;
     };
     EXPECT_EQ(asked(), "0: true, 0: true, 0: false, 0: true, 0: false, 0: true");
     hardware({"raw", keys, "33,102\\n"});
@@ -144,19 +147,19 @@ TEST_F(AltFunc, FileThatFailsIsAStreamFailure) {
          {keys + ":open:EACCES", disabled_keys + ":open:EACCES:1", disabled_keys + ":open:EACCES:2",
           disabled_keys + ":write:EACCES", disabled_keys + ":close:EACCES:1", disabled_keys + ":close:EACCES:2"}) {
         const families::Fault failing(fault);
-        const Played played = play([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
-        EXPECT_EQ(played.told, "-1 errno 13") << fault;
-        EXPECT_EQ(played.error_text, "serial_alt_func_set failed: basic_ios::clear: iostream error\n") << fault;
+        const ChildResult child = run_in_child([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
+        EXPECT_EQ(child.output, "-1 errno 13") << fault;
+        EXPECT_EQ(child.error_text, "serial_alt_func_set failed: basic_ios::clear: iostream error\n") << fault;
     }
     {
         const families::Fault failing(disabled_keys + ":read:EACCES");
-        const Played played = play([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
-        EXPECT_EQ(played.told, "-1 errno 13");
-        EXPECT_EQ(played.error_text,
+        const ChildResult child = run_in_child([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
+        EXPECT_EQ(child.output, "-1 errno 13");
+        EXPECT_EQ(child.error_text,
                   "serial_alt_func_set failed: basic_filebuf::underflow error reading the file: Permission denied\n");
     }
     const families::Fault failing(keys + ":open:EACCES");
-    EXPECT_EQ(play([] { return has(0, SERIAL_ALT_FUNC_KEY); }).told, "-1 errno 13: untouched");
+    EXPECT_EQ(run_in_child([] { return has(0, SERIAL_ALT_FUNC_KEY); }).output, "-1 errno 13: untouched");
 }
 
 }  // namespace

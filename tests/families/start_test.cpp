@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "families/acts.h"
 #include "families/calls.h"
 #include "families/table.h"
 #include "families/virtual_device.h"
+#include "support/acts.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 
@@ -19,17 +19,17 @@ using families::hardware;
 using families::Kind;
 using families::output_of;
 using families::proves;
+using testing_support::ChildResult;
 using testing_support::joined;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::Recorder;
+using testing_support::run_in_child;
 
 namespace {
 
 struct Board {
     std::string name;
     std::string function;
-    std::string told;
+    std::string output;
     std::string cause = {};  // of the failure line
     bool starts = true;
 };
@@ -37,13 +37,13 @@ struct Board {
 class ChosenBoard : public testing::TestWithParam<Board> {};
 
 TEST_P(ChosenBoard, StartsOrSaysWhyNot) {
-    const auto& [name, function, told, cause, starts] = GetParam();
-    proves(function, told.starts_with("0") ? Kind::good : Kind::bad_input);
+    const auto& [name, function, output, cause, starts] = GetParam();
+    proves(function, output.starts_with("0") ? Kind::good : Kind::bad_input);
     std::string expected;
     if (!starts) expected = "cannot set board resources: " + cause + "\n";
     if (!cause.empty()) expected += function + " failed: " + (starts ? cause : "cannot initialize board data") + "\n";
     EXPECT_EQ(output_of(VELMOR_CHOSEN_BOARD, {"env", "VELMOR_TEST_BOARD=" + name, VELMOR_CALL_FUNCTION, function}),
-              expected + told + "\n");
+              expected + output + "\n");
 }
 
 constexpr bool fails = false;
@@ -70,18 +70,18 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Start, ThatFailsIsReportedAndTriedAgain) {
     proves("backlight_get", Kind::bad_input);
     hardware({"set", "backlight.brightness", "4"});
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         std::optional<families::Fault> fault("/sys/class/backlight/pwm-backlight.0/max_brightness:read:EIO");
         const std::string failed = calls().at("backlight_get")(0);
         const std::string again = calls().at("es_present")(0);
         fault.reset();
         return joined({failed, again, calls().at("backlight_get")(0)});
     });
-    EXPECT_EQ(played.told, "-1 errno 5: untouched, -1 errno 5: untouched, 0: 128");
+    EXPECT_EQ(child.output, "-1 errno 5: untouched, -1 errno 5: untouched, 0: 128");
     const std::string reason =
         "cannot set board resources: basic_filebuf::underflow error reading the file: Input/output error\n";
-    EXPECT_EQ(played.error_text, reason + "backlight_get failed: cannot initialize board data\n" + reason +
-                                     "es_present failed: cannot initialize board data\n");
+    EXPECT_EQ(child.error_text, reason + "backlight_get failed: cannot initialize board data\n" + reason +
+                                    "es_present failed: cannot initialize board data\n");
 }
 
 // The scan ends there without a word; every question fails later at the file without a name.
@@ -89,17 +89,18 @@ TEST(Start, ThermalZoneWithTwoTripPointsFailsWhenItIsAsked) {
     VELMOR_NEEDS_RECORDER();
     proves("thermal_state_get", Kind::bad_input);
     const std::string zone = "/sys/class/thermal/thermal_zone0/";
-    const Played played = play(Recorder().watch({zone}).fail("open " + zone + "trip_point_2_type r", ENOENT),
-                               [] { return calls().at("thermal_state_get")(0); });
-    EXPECT_EQ(played.told, "-1 errno 2: untouched");
-    EXPECT_EQ(played.error_text, "thermal_state_get failed: basic_ios::clear: iostream error\n");
-    families::Acts expected;
+    const ChildResult child =
+        run_in_child(Recorder().watch({zone}).fail("open " + zone + "trip_point_2_type r", ENOENT),
+                     [] { return calls().at("thermal_state_get")(0); });
+    EXPECT_EQ(child.output, "-1 errno 2: untouched");
+    EXPECT_EQ(child.error_text, "thermal_state_get failed: basic_ios::clear: iostream error\n");
+    testing_support::Acts expected;
     for (const std::string file : {"trip_point_0_type", "trip_point_1_type"})
-        expected = families::in_order({expected, families::read(zone + file)});
+        expected = testing_support::in_order({expected, testing_support::read_acts(zone + file)});
     expected.push_back("open " + zone + "trip_point_2_type r = ENOENT");
     for (const std::string file : {"temp", "trip_point_0_temp", "trip_point_1_temp"})
-        expected = families::in_order({expected, families::read(zone + file)});
-    EXPECT_THAT(played.acts, testing::ElementsAreArray(expected));
+        expected = testing_support::in_order({expected, testing_support::read_acts(zone + file)});
+    EXPECT_THAT(child.acts, testing::ElementsAreArray(expected));
 }
 
 TEST(Start, OfTwoTripPointsOfOneKindTheLaterCounts) {
@@ -107,21 +108,21 @@ TEST(Start, OfTwoTripPointsOfOneKindTheLaterCounts) {
     proves("thermal_state_get", Kind::bad_input);
     const std::string zone = "/sys/class/thermal/thermal_zone0/";
     hardware({"raw", zone + "trip_point_3_type", "active\\n"});
-    const Played played = play(Recorder().watch({zone}), [] { return calls().at("thermal_state_get")(0); });
+    const ChildResult child = run_in_child(Recorder().watch({zone}), [] { return calls().at("thermal_state_get")(0); });
     hardware({"raw", zone + "trip_point_3_type", "critical\\n"});
-    EXPECT_EQ(played.told, "-1 errno 2: untouched");  // nothing is critical any more
-    families::Acts expected;
+    EXPECT_EQ(child.output, "-1 errno 2: untouched");  // nothing is critical any more
+    testing_support::Acts expected;
     for (const std::string file : {"trip_point_0_type", "trip_point_1_type", "trip_point_2_type", "trip_point_3_type",
                                    "temp", "trip_point_3_temp", "trip_point_1_temp", "trip_point_2_temp"})
-        expected = families::in_order({expected, families::read(zone + file)});
-    EXPECT_THAT(played.acts, testing::ElementsAreArray(expected));
+        expected = testing_support::in_order({expected, testing_support::read_acts(zone + file)});
+    EXPECT_THAT(child.acts, testing::ElementsAreArray(expected));
 }
 
 TEST(Start, TripPointOfAnotherKindIsNeverReported) {
     proves("thermal_state_get", Kind::bad_input);
     const std::string type = "/sys/class/thermal/thermal_zone0/trip_point_1_type";
     hardware({"raw", type, "passive\\n"});
-    EXPECT_EQ(play([] { return calls().at("thermal_state_get")(0); }).told, "-1 errno 2: untouched");
+    EXPECT_EQ(run_in_child([] { return calls().at("thermal_state_get")(0); }).output, "-1 errno 2: untouched");
     hardware({"raw", type, "hot\\n"});
 }
 

@@ -32,8 +32,8 @@ namespace {
 using memory::Case;
 using record::Acts;
 using record::target_of;
-using testing_support::play;
-using testing_support::Played;
+using testing_support::ChildResult;
+using testing_support::run_in_child;
 
 using Texts = std::vector<std::string>;
 
@@ -41,13 +41,13 @@ using Texts = std::vector<std::string>;
 
 /** One call and what became of the process by it. */
 struct Step {
-    std::string told;
+    std::string output;
     Acts acts;
     std::string open_before;  // descriptors
     std::string open_after;
     long left = 0;     // blocks
     std::string said;  // on standard error
-    NLOHMANN_DEFINE_TYPE_INTRUSIVE(Step, told, acts, open_before, open_after, left, said)
+    NLOHMANN_DEFINE_TYPE_INTRUSIVE(Step, output, acts, open_before, open_after, left, said)
 };
 
 /** What a process has done: the call in question, the same once more, and after the start all queries. */
@@ -78,7 +78,7 @@ Step step(const std::function<std::string()>& call) {
     const record::Trace trace;
     const long before = memory::balance();
     step.open_before = open_descriptors();
-    step.told = call();
+    step.output = call();
     step.open_after = open_descriptors();
     step.left = memory::balance() - before;
     step.acts = trace.acts();
@@ -89,7 +89,7 @@ constexpr unsigned hangs_after_s = 20;
 
 /** The case in a process of its own, with these allocations of its call failing; none for 0. */
 Course run(const Case& each, long first, long last) {
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         alarm(hangs_after_s);
         if (!each.starts_board)
             testing_support::answer([] {
@@ -108,13 +108,13 @@ Course run(const Case& each, long first, long last) {
         return nlohmann::json(course).dump();
     });
     Course course;
-    if (WIFSIGNALED(played.wait_status)) {
-        course.death = "the process ended by signal " + std::to_string(WTERMSIG(played.wait_status));
-    } else if (!played.told.starts_with("{")) {
-        course.death = "the process ended: " + played.told;
+    if (WIFSIGNALED(child.wait_status)) {
+        course.death = "the process ended by signal " + std::to_string(WTERMSIG(child.wait_status));
+    } else if (!child.output.starts_with("{")) {
+        course.death = "the process ended: " + child.output;
     } else {
-        course = nlohmann::json::parse(played.told);
-        std::istringstream said(played.error_text);
+        course = nlohmann::json::parse(child.output);
+        std::istringstream said(child.error_text);
         std::getline(said, course.first.said, next_step);  // what the start said
         std::getline(said, course.first.said, next_step);
         std::getline(said, course.next.said, next_step);
@@ -125,12 +125,12 @@ Course run(const Case& each, long first, long last) {
 // ---- What may happen -----------------------------------------------------------------------------------------------
 
 /** An answer without an errno that means nothing: that of -1 and of success. */
-std::string without_errno(const std::string& told) {
-    if (told.starts_with("-") && !told.starts_with("-1 ")) return told;
-    const std::size_t errno_at = told.find(" errno ");
-    const std::size_t end = told.find(':');
-    if (errno_at == std::string::npos || errno_at > end) return told;
-    return told.substr(0, errno_at) + (end == std::string::npos ? "" : told.substr(end));
+std::string without_errno(const std::string& output) {
+    if (output.starts_with("-") && !output.starts_with("-1 ")) return output;
+    const std::size_t errno_at = output.find(" errno ");
+    const std::size_t end = output.find(':');
+    if (errno_at == std::string::npos || errno_at > end) return output;
+    return output.substr(0, errno_at) + (end == std::string::npos ? "" : output.substr(end));
 }
 
 /** Whether it changes something, or would have. */
@@ -173,19 +173,19 @@ public:
         found_ = course.death;
         if (!found_.empty()) return found_;
         const Step& first = course.first;
-        const std::string told = without_errno(first.told);
-        const bool as_ever = told == without_errno(usual_.first.told) && first.acts == usual_.first.acts;
-        const bool failed = told == "-1" || told == "-1: untouched";
+        const std::string output = without_errno(first.output);
+        const bool as_ever = output == without_errno(usual_.first.output) && first.acts == usual_.first.acts;
+        const bool failed = output == "-1" || output == "-1: untouched";
         if (as_ever) {
             succeeded(first);
         } else if (failed) {
             failed_for_want_of_memory(course);
         } else {
-            differs("answered", told, without_errno(usual_.first.told));
+            differs("answered", output, without_errno(usual_.first.output));
             differs("did", first.acts, usual_.first.acts);
         }
         const Step& next = failed && !as_ever ? usual_.first : usual_.next;
-        differs("the next call answered", course.next.told, next.told);
+        differs("the next call answered", course.next.output, next.output);
         differs("the next call did", course.next.acts, next.acts);
         differs("the next call said", course.next.said, next.said);
         differs("then the queries answered", course.queries, usual_.queries);
@@ -207,7 +207,7 @@ private:
             differs(what + " from " + std::to_string(from + 1) + " on", listed(are, from), listed(usual, from));
     }
 
-    bool fails_in_any_case() const { return usual_.first.told.starts_with("-"); }
+    bool fails_in_any_case() const { return usual_.first.output.starts_with("-"); }
 
     /** What may stand on standard error for want of memory: there may be none for a line. */
     bool may_say(const std::string& said) const {
@@ -289,9 +289,9 @@ public:
         const std::string name = each.function + (each.what.empty() ? "" : " (" + each.what + ")");
         reset();
         const Course usual = run(each, 0, 0);
-        if (!usual.death.empty()) return tell(name, usual.death);
-        if (!usual.first.told.starts_with("-")) succeeding_.insert(each.function);
-        if (each.starts_board && usual.allocations == 0) tell(name, "no allocation was seen");
+        if (!usual.death.empty()) return describe(name, usual.death);
+        if (!usual.first.output.starts_with("-")) succeeding_.insert(each.function);
+        if (each.starts_board && usual.allocations == 0) describe(name, "no allocation was seen");
         Judge judge(each, usual);
         for (long number = 1; number <= usual.allocations; ++number) {
             ++places_;
@@ -299,7 +299,7 @@ public:
                 reset();
                 const Course course = run(each, number, alone ? number : LONG_MAX);
                 const std::string surprise = judge.surprise(course);
-                if (!surprise.empty()) tell(name, place(number, usual.allocations, alone) + surprise);
+                if (!surprise.empty()) describe(name, place(number, usual.allocations, alone) + surprise);
             }
         }
     }
@@ -309,7 +309,7 @@ public:
         for (const std::string& function : functions_)
             if (board_ == all_families && function != "power_shutdown" && function != "power_reboot" &&
                 !succeeding_.contains(function))
-                tell(function, "no case of it succeeds");
+                describe(function, "no case of it succeeds");
         std::printf("%s: %zu functions, %d places, %d surprises\n", board_.c_str(), functions_.size(), places_,
                     surprises_);
         return surprises_ == 0 ? 0 : 1;
@@ -321,7 +321,7 @@ private:
                (alone ? ": " : " and all after it: ");
     }
 
-    void tell(const std::string& name, std::string surprise) {
+    void describe(const std::string& name, std::string surprise) {
         ++surprises_;
         std::ranges::replace(surprise, '\n', '|');
         std::printf("%s, %s, %s\n", board_.c_str(), name.c_str(), surprise.c_str());

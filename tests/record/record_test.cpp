@@ -27,9 +27,9 @@ using record::Target;
 using record::target_of;
 using record::Trace;
 using testing::ElementsAreArray;
+using testing_support::ChildResult;
 using testing_support::joined;
-using testing_support::play;
-using testing_support::Played;
+using testing_support::run_in_child;
 using testing_support::stream_failure;
 
 namespace {
@@ -146,8 +146,8 @@ protected:
 
 TEST_F(OnTheDevice, StartAsksExactlyThis) {
     const Trace trace;
-    const Played played = play([] { return joined({start_board(), start_board()}); });
-    EXPECT_EQ(played.told, "0: true, 0: true");
+    const ChildResult child = run_in_child([] { return joined({start_board(), start_board()}); });
+    EXPECT_EQ(child.output, "0: true, 0: true");
     EXPECT_THAT(trace.acts(), ElementsAreArray(start()));
 }
 
@@ -158,7 +158,7 @@ protected:
 
 TEST_P(Function, AsksExactlyThisAndTouchesNothingElse) {
     const Trace trace;
-    play([] { return start_board(), call(); });
+    run_in_child([] { return start_board(), call(); });
     Acts expected = in_order({start(), acts_of(GetParam())});
     // What the process has open when it ends, the kernel closes.
     if (GetParam() == "watchdog_enable") expected.push_back("close " + watchdog);
@@ -167,7 +167,7 @@ TEST_P(Function, AsksExactlyThisAndTouchesNothingElse) {
 
 /** How a call answers whose act of this kind on this file fails with EIO. */
 struct Answer {
-    std::string told;
+    std::string output;
     std::string cause;  // of the failure line; none where the failure is forgiven
 };
 
@@ -190,17 +190,17 @@ std::string fault_of(const Acts& acts, std::size_t act) {
 }
 
 TEST_P(Function, EachOfItsActsMayFail) {
-    const std::string good = play([] { return start_board(), call(); }).told;
+    const std::string good = run_in_child([] { return start_board(), call(); }).output;
     const Acts acts = in_order({start(), acts_of(GetParam())});
     for (std::size_t i = start().size(); i < acts.size(); ++i) {
         const Target target = target_of(acts[i]);
         if (target.kind == "restart") continue;  // is refused in any case
         reset();
         const Fault fault(fault_of(acts, i));
-        const Played played = play([] { return start_board(), call(); });
-        const auto [told, cause] = failure(good, target);
-        EXPECT_EQ(played.told, told) << acts[i];
-        EXPECT_EQ(played.error_text, cause.empty() ? "" : GetParam() + " failed: " + cause + "\n") << acts[i];
+        const ChildResult child = run_in_child([] { return start_board(), call(); });
+        const auto [output, cause] = failure(good, target);
+        EXPECT_EQ(child.output, output) << acts[i];
+        EXPECT_EQ(child.error_text, cause.empty() ? "" : GetParam() + " failed: " + cause + "\n") << acts[i];
     }
 }
 
@@ -213,16 +213,16 @@ TEST_F(OnTheDevice, EachActOfTheStartMayFail) {
         const Target target = target_of(acts[i]);
         reset();
         const Fault fault(fault_of(acts, i));
-        const Played played = play([] { return joined({start_board(), start_board()}); });
+        const ChildResult child = run_in_child([] { return joined({start_board(), start_board()}); });
         if (target.path.starts_with(zone)) {
-            EXPECT_EQ(played.told, "0 errno 5: true, 0: true") << acts[i];
-            EXPECT_EQ(played.error_text, "") << acts[i];
+            EXPECT_EQ(child.output, "0 errno 5: true, 0: true") << acts[i];
+            EXPECT_EQ(child.error_text, "") << acts[i];
             continue;
         }
         // The next call starts the board.
-        const auto [told, cause] = failure("0: true", target);
-        EXPECT_EQ(played.told, told + ", 0: true") << acts[i];
-        EXPECT_EQ(played.error_text,
+        const auto [output, cause] = failure("0: true", target);
+        EXPECT_EQ(child.output, output + ", 0: true") << acts[i];
+        EXPECT_EQ(child.error_text,
                   "cannot set board resources: " + cause + "\nes_present failed: cannot initialize board data\n")
             << acts[i];
     }
@@ -236,7 +236,7 @@ bool is_query(const std::string& function) {
 
 TEST_F(OnTheDevice, QueriesOpenNothingForWriting) {
     const Trace trace;
-    play([] {
+    run_in_child([] {
         start_board();
         for (const auto& [function, call] : calls())
             if (is_query(function)) call(0);
@@ -252,11 +252,11 @@ TEST_F(OnTheDevice, QueriesOpenNothingForWriting) {
 
 TEST_F(OnTheDevice, WatchdogIsArmedFedAndDisarmed) {
     const Trace trace;
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         return joined({start_board(), calls().at("watchdog_enable")(0), calls().at("watchdog_refresh")(0),
                        calls().at("watchdog_disable")(0)});
     });
-    EXPECT_EQ(played.told, "0: true, 0, 0, 0");
+    EXPECT_EQ(child.output, "0: true, 0, 0, 0");
     EXPECT_THAT(trace.acts(), ElementsAreArray(in_order({start(),
                                                          {"open " + watchdog + " w", set_timeout, keep_alive,
                                                           "write " + watchdog + " V", "close " + watchdog}})));
@@ -265,20 +265,22 @@ TEST_F(OnTheDevice, WatchdogIsArmedFedAndDisarmed) {
 
 TEST_F(OnTheDevice, LinesOfTheGpsAndTheEchosounder) {
     const Trace trace;
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         return joined(
             {calls().at("io_set")(9), calls().at("io_get")(9), calls().at("io_set")(11), calls().at("io_get")(11)});
     });
-    EXPECT_EQ(played.told, "0, 0: 1, 0, 0: 1");
+    EXPECT_EQ(child.output, "0, 0: 1, 0, 0: 1");
     EXPECT_THAT(trace.acts(), ElementsAreArray(in_order({start(), writes(gps_enable, "1"), reads({gps_enable}),
                                                          writes(echosounder_reset, "1"), reads({echosounder_reset})})));
     hardware({"set", "echosounder.reset", "0"});
 }
 
 TEST_F(OnTheDevice, RefusedRestartAndFailingProgramAreAnswered) {
-    const Played played = play([] { return joined({calls().at("power_shutdown")(0), calls().at("power_reboot")(0)}); });
-    EXPECT_EQ(played.told, "-1 errno 1, -5 errno 5");
-    EXPECT_EQ(played.error_text,
+    const ChildResult child = run_in_child([] {
+        return joined({calls().at("power_shutdown")(0), calls().at("power_reboot")(0)});
+    });
+    EXPECT_EQ(child.output, "-1 errno 1, -5 errno 5");
+    EXPECT_EQ(child.error_text,
               "power_shutdown failed: Operation not permitted\n"
               "power_reboot failed: Input/output error\n");
 }

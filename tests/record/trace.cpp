@@ -12,7 +12,7 @@ namespace record {
 
 namespace {
 
-std::string told(const nlohmann::json& line) {
+std::string output(const nlohmann::json& line) {
     const std::string kind = line.at("act");
     std::string text = kind;
     if (line.contains("path")) text += " " + line.at("path").get<std::string>();
@@ -39,7 +39,7 @@ Acts Trace::acts() const {
     std::ifstream lines(file_);
     lines.seekg(begin_);
     Acts acts;
-    for (std::string line; std::getline(lines, line);) acts.push_back(told(nlohmann::json::parse(line)));
+    for (std::string line; std::getline(lines, line);) acts.push_back(output(nlohmann::json::parse(line)));
     return acts;
 }
 

@@ -103,7 +103,7 @@ private:
 
 }  // namespace
 
-Outcome run_apart(const std::function<int()>& code) {
+Outcome run_unrecorded(const std::function<int()>& code) {
     const Child child(code, false);
     int status = 0;
     if (waitpid(child.pid(), &status, 0) < 0) give_up("waitpid");

@@ -64,6 +64,6 @@ private:
         GTEST_SKIP() << "system calls are recorded on x86 only: run this test in a native build there"
 
 /** The same without recording, where only result, errno and standard error matter. Works everywhere. */
-Outcome run_apart(const std::function<int()>& code);
+Outcome run_unrecorded(const std::function<int()>& code);
 
 }  // namespace testing_support

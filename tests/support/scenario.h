@@ -21,8 +21,8 @@ namespace testing_support {
 
 /** A scenario in a process of its own, in which the board has not started yet: its outcome, and the text it returned.
  */
-struct Played : Outcome {
-    std::string told;
+struct ChildResult : Outcome {
+    std::string output;
 };
 
 using Scenario = std::function<std::string()>;
@@ -32,7 +32,7 @@ namespace detail {
 constexpr std::size_t told_size = 65536;
 
 template <typename Run>
-Played play(const Scenario& scenario, Run run) {
+ChildResult run_in_child(const Scenario& scenario, Run run) {
     auto* const shared =
         static_cast<char*>(mmap(nullptr, told_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     if (shared == MAP_FAILED) throw std::runtime_error("mmap");
@@ -45,19 +45,19 @@ Played play(const Scenario& scenario, Run run) {
         }
         return 0;
     });
-    Played played = {outcome, shared};
+    ChildResult child = {outcome, shared};
     munmap(shared, told_size);
-    return played;
+    return child;
 }
 
 }  // namespace detail
 
-inline Played play(const Scenario& scenario) {
-    return detail::play(scenario, [](const auto& code) { return run_apart(code); });
+inline ChildResult run_in_child(const Scenario& scenario) {
+    return detail::run_in_child(scenario, [](const auto& code) { return run_unrecorded(code); });
 }
 
-inline Played play(const Recorder& recorder, const Scenario& scenario) {
-    return detail::play(scenario, [&recorder](const auto& code) { return recorder.run(code); });
+inline ChildResult run_in_child(const Recorder& recorder, const Scenario& scenario) {
+    return detail::run_in_child(scenario, [&recorder](const auto& code) { return recorder.run(code); });
 }
 
 /** No errno of the system's: what errno is before every call. */
@@ -76,7 +76,7 @@ public:
             return "written beyond the end";
         if (filled(&fenced_.value, sizeof(T))) return "untouched";
         std::ostringstream text;
-        tell(text, fenced_.value);
+        describe(text, fenced_.value);
         return text.str();
     }
 
@@ -94,42 +94,44 @@ private:
         return bytes.find_first_not_of('\0', text.size()) == std::string::npos ? text : text + " (and more behind)";
     }
 
-    static void tell(std::ostream& out, const thermal_state_t& state) {
+    static void describe(std::ostream& out, const thermal_state_t& state) {
         out << state.temp << ' ' << state.active << ' ' << state.hot << ' ' << state.very_hot << ' ' << state.critical;
     }
-    static void tell(std::ostream& out, const io_config_t& config) {
+    static void describe(std::ostream& out, const io_config_t& config) {
         out << config.frequency << " Hz " << config.duty << " %";
     }
-    static void tell(std::ostream& out, const led_color_t& color) {
+    static void describe(std::ostream& out, const led_color_t& color) {
         out << color.red << ' ' << color.green << ' ' << color.blue;
     }
-    static void tell(std::ostream& out, const wifi_info_t& info) { out << name(info.name) << ' ' << info.value; }
-    static void tell(std::ostream& out, const bluetooth_info_t& info) { out << name(info.name) << ' ' << info.value; }
-    static void tell(std::ostream& out, const gps_info_t& info) { out << info.value1 << ' ' << info.value2; }
-    static void tell(std::ostream& out, const serial_device_info_t& info) {
+    static void describe(std::ostream& out, const wifi_info_t& info) { out << name(info.name) << ' ' << info.value; }
+    static void describe(std::ostream& out, const bluetooth_info_t& info) {
+        out << name(info.name) << ' ' << info.value;
+    }
+    static void describe(std::ostream& out, const gps_info_t& info) { out << info.value1 << ' ' << info.value2; }
+    static void describe(std::ostream& out, const serial_device_info_t& info) {
         out << name(info.name) << ' ' << info.baud_rate << ' ' << info.options;
     }
-    static void tell(std::ostream& out, const attitude_t& attitude) {
+    static void describe(std::ostream& out, const attitude_t& attitude) {
         out << attitude.x << ' ' << attitude.y << ' ' << attitude.z;
     }
-    static void tell(std::ostream& out, const car_motion_t& motion) {
+    static void describe(std::ostream& out, const car_motion_t& motion) {
         out << motion.speed << (motion.reverse ? " backwards" : " forwards");
     }
-    static void tell(std::ostream& out, const mrfi_addr_t& address) {
+    static void describe(std::ostream& out, const mrfi_addr_t& address) {
         for (const unsigned byte : address.byte) out << std::hex << byte << ' ';
     }
-    static void tell(std::ostream& out, const mrfi_connection_t& connection) {
+    static void describe(std::ostream& out, const mrfi_connection_t& connection) {
         out << +connection.value1 << ' ' << +connection.value2 << ' ' << +connection.value3 << ' ' << +connection.flag1
             << +connection.flag2 << ' ' << +connection.reserved << ' ';
-        tell(out, connection.address);
+        describe(out, connection.address);
     }
-    static void tell(std::ostream& out, const mrfi_device_t& device) {
+    static void describe(std::ostream& out, const mrfi_device_t& device) {
         out << device.value1 << ' ' << device.value2 << ' ' << name(device.name) << ' ';
-        tell(out, device.address);
+        describe(out, device.address);
     }
-    static void tell(std::ostream& out, bool flag) { out << (flag ? "true" : "false"); }
+    static void describe(std::ostream& out, bool flag) { out << (flag ? "true" : "false"); }
     template <typename Other>
-    static void tell(std::ostream& out, const Other& value) {
+    static void describe(std::ostream& out, const Other& value) {
         out << value;
     }
 
@@ -148,7 +150,7 @@ struct AroundCall {
 };
 inline AroundCall around_call;
 
-/** Call an exported function: "0: 128", "-95 errno 95: untouched". errno is told where it is not what it was. */
+/** Call an exported function: "0: 128", "-95 errno 95: untouched". errno stands there where the call has changed it. */
 template <typename Function, typename... Outs>
 std::string answer(Function function, const Outs&... outs) {
     around_call.before();

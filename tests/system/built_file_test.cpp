@@ -204,7 +204,7 @@ TEST_F(ShippedFile, RunsNothingOfItsOwnAtLoadAndAtExit) {
             symbol.name.starts_with("_GLOBAL__sub_D_") || symbol.name.starts_with("__tcf_"))
             initialisers.push_back(symbol.source);
     }
-    ASSERT_TRUE(has_symbols) << "the library is stripped: its initialisers cannot be told";
+    ASSERT_TRUE(has_symbols) << "the library is stripped: its initialisers cannot be seen";
     EXPECT_THAT(initialisers, IsEmpty());
     EXPECT_LE(table_entries(".init_array"), 1U);  // the compiler's frame_dummy
     EXPECT_LE(table_entries(".fini_array"), 2U);  // the compiler's own, and the streams'

@@ -35,6 +35,7 @@ struct mrfi_enum_ctx {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::failed;
@@ -43,11 +44,10 @@ using testing_support::not_supported;
 using testing_support::null_calls;
 using testing_support::NullCall;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::Recorder;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::StandInIoctl;
 using testing_support::stream_failure;
@@ -274,9 +274,9 @@ protected:
 };
 
 TEST_P(OnDevice, AnswersWithoutALine) {
-    const Played played = play(GetParam().call);
-    EXPECT_EQ(played.told, GetParam().on_device);
-    EXPECT_EQ(played.error_text, "");
+    const ChildResult child = run_in_child(GetParam().call);
+    EXPECT_EQ(child.output, GetParam().on_device);
+    EXPECT_EQ(child.error_text, "");
     if (GetParam().written_to.empty()) return;
     EXPECT_EQ(content(GetParam().written_to), GetParam().written);
 }
@@ -287,9 +287,9 @@ INSTANTIATE_TEST_SUITE_P(MoreCalls, OnDevice, testing::ValuesIn(more_calls()), n
 class Absent : public OnDevice {};
 
 TEST_P(Absent, IsNotSupportedAndPrintsOneLine) {
-    const Played played = play(GetParam().call);
-    EXPECT_EQ(played.told, GetParam().on_device);
-    EXPECT_EQ(played.error_text, failed(GetParam().name, not_supported));
+    const ChildResult child = run_in_child(GetParam().call);
+    EXPECT_EQ(child.output, GetParam().on_device);
+    EXPECT_EQ(child.error_text, failed(GetParam().name, not_supported));
 }
 
 INSTANTIATE_TEST_SUITE_P(Functions, Absent, testing::ValuesIn(absent_functions()), name_of);
@@ -307,9 +307,9 @@ class MissingIndex : public testing::TestWithParam<IndexedFunction> {};
 TEST_P(MissingIndex, IsNotSupportedAndPrintsOneLine) {
     reset_device();
     for (const int index : {-1, 2, 3, 16, -16, INT_MAX, INT_MAX - 15, INT_MIN, GetParam().also_missing}) {
-        const Played played = play([&] { return GetParam().call(index); });
-        EXPECT_EQ(played.told, std::string("-95 errno 95") + GetParam().outputs) << index;
-        EXPECT_EQ(played.error_text, failed(GetParam().name, not_supported)) << index;
+        const ChildResult child = run_in_child([&] { return GetParam().call(index); });
+        EXPECT_EQ(child.output, std::string("-95 errno 95") + GetParam().outputs) << index;
+        EXPECT_EQ(child.error_text, failed(GetParam().name, not_supported)) << index;
     }
 }
 
@@ -353,73 +353,73 @@ std::string presence() {
 TEST(HardwareTable, WithoutEchosounder) {
     reset_device();
     set_table_byte(19, "2f");
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         Out<io_value_t> value;
         Out<serial_device_info_t> info;
         return joined({presence(), answer([] { return io_set(11, 1); }),
                        answer([&] { return io_get(11, value); }, value),
                        answer([&] { return serial_device_info_get(1, info); }, info)});
     });
-    EXPECT_EQ(played.told, "0: true true false, -95 errno 95, -95 errno 95: untouched, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, failed("io_set", not_supported) + failed("io_get", not_supported) +
-                                     failed("serial_device_info_get", not_supported));
+    EXPECT_EQ(child.output, "0: true true false, -95 errno 95, -95 errno 95: untouched, -95 errno 95: untouched");
+    EXPECT_EQ(child.error_text, failed("io_set", not_supported) + failed("io_get", not_supported) +
+                                    failed("serial_device_info_get", not_supported));
     EXPECT_EQ(content(echosounder_reset), "0\n");
 }
 
 TEST(HardwareTable, WithoutWifi) {
     reset_device();
     set_table_byte(4, "e3");
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         Out<wifi_info_t> info;
         return joined({presence(), answer([&] { return wifi_info_get(info); }, info)});
     });
-    EXPECT_EQ(played.told, "0: false true true, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, failed("wifi_info_get", not_supported));
+    EXPECT_EQ(child.output, "0: false true true, -95 errno 95: untouched");
+    EXPECT_EQ(child.error_text, failed("wifi_info_get", not_supported));
 }
 
 TEST(HardwareTable, WithoutBluetooth) {
     reset_device();
     set_table_byte(18, "1f");
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         Out<bluetooth_info_t> info;
         return joined({presence(), answer([&] { return bluetooth_info_get(info); }, info)});
     });
-    EXPECT_EQ(played.told, "0: true false true, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, failed("bluetooth_info_get", not_supported));
+    EXPECT_EQ(child.output, "0: true false true, -95 errno 95: untouched");
+    EXPECT_EQ(child.error_text, failed("bluetooth_info_get", not_supported));
 }
 
 TEST(HardwareTable, WithoutCanIdentity) {
     reset_device();
     put("/proc/platform/pht_version", "2\n");
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         Out<uint16_t> code;
         Out<uint32_t> number;
         return joined({answer([&] { return platform_can_manuf_code_get(code); }, code),
                        answer([&] { return platform_can_unique_num_get(number); }, number)});
     });
-    EXPECT_EQ(played.told, "-95 errno 95: untouched, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, failed("platform_can_manuf_code_get", not_supported) +
-                                     failed("platform_can_unique_num_get", not_supported));
+    EXPECT_EQ(child.output, "-95 errno 95: untouched, -95 errno 95: untouched");
+    EXPECT_EQ(child.error_text, failed("platform_can_manuf_code_get", not_supported) +
+                                    failed("platform_can_unique_num_get", not_supported));
 }
 
 TEST(HardwareTable, CanNumberComesFromTheSerialNumberWhereTheTableSaysZero) {
     reset_device();
     for (const std::size_t index : {7U, 8U, 9U}) set_table_byte(index, "00");
     const Scenario scenario = asking<uint32_t>([](uint32_t* number) { return platform_can_unique_num_get(number); });
-    EXPECT_EQ(play(scenario).told, "0: 65518");  // 0x00FFEE
+    EXPECT_EQ(run_in_child(scenario).output, "0: 65518");  // 0x00FFEE
     testing_support::remove("/etc/fs_version");
-    const Played played = play(scenario);
-    EXPECT_EQ(played.told, "-1 errno 2: untouched");
-    EXPECT_EQ(played.error_text, failed("platform_can_unique_num_get", stream_failure));
+    const ChildResult child = run_in_child(scenario);
+    EXPECT_EQ(child.output, "-1 errno 2: untouched");
+    EXPECT_EQ(child.error_text, failed("platform_can_unique_num_get", stream_failure));
 }
 
 // ---- Null pointers -------------------------------------------------------------------------------------------------
 
 class NullPointer : public testing::TestWithParam<NullCall> {
 protected:
-    static void expect_invalid(const Played& played) {
-        EXPECT_EQ(played.told, "-22 errno 22");
-        EXPECT_EQ(played.error_text, "");
+    static void expect_invalid(const ChildResult& child) {
+        EXPECT_EQ(child.output, "-22 errno 22");
+        EXPECT_EQ(child.error_text, "");
     }
 };
 
@@ -427,12 +427,12 @@ protected:
 TEST_P(NullPointer, IsInvalidAndPrintsNothing) {
     reset_device();
     testing_support::remove("/proc/platform/pht");
-    expect_invalid(play([] { return answer(GetParam().call); }));
+    expect_invalid(run_in_child([] { return answer(GetParam().call); }));
 }
 
 TEST_P(NullPointer, IsInvalidOnAStartedBoardToo) {
     reset_device();
-    expect_invalid(play([] {
+    expect_invalid(run_in_child([] {
         start_board();
         return answer(GetParam().call);
     }));
@@ -441,9 +441,9 @@ TEST_P(NullPointer, IsInvalidOnAStartedBoardToo) {
 TEST_P(NullPointer, DoesNotStartTheBoard) {
     VELMOR_NEEDS_RECORDER();
     reset_device();
-    const Played played = play(Recorder(), [] { return answer(GetParam().call); });
-    expect_invalid(played);
-    EXPECT_THAT(played.acts, IsEmpty());
+    const ChildResult child = run_in_child(Recorder(), [] { return answer(GetParam().call); });
+    expect_invalid(child);
+    EXPECT_THAT(child.acts, IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Functions, NullPointer, testing::ValuesIn(null_calls()),
@@ -456,15 +456,15 @@ protected:
     static void expect_failure(const std::string& path, const std::string& errno_text,
                                void (*break_file)(const std::string&)) {
         reset_device();
-        const Played played = play([&] {
+        const ChildResult child = run_in_child([&] {
             start_board();
             break_file(path);
             return GetParam().call();
         });
         const bool has_output =
             GetParam().on_device.find(':') != std::string::npos && GetParam().name != "platform_info_get";
-        EXPECT_EQ(played.told, "-1" + errno_text + (has_output ? ": untouched" : "")) << path;
-        EXPECT_EQ(played.error_text, failed(GetParam().name, stream_failure)) << path;
+        EXPECT_EQ(child.output, "-1" + errno_text + (has_output ? ": untouched" : "")) << path;
+        EXPECT_EQ(child.error_text, failed(GetParam().name, stream_failure)) << path;
     }
 };
 
@@ -497,12 +497,12 @@ INSTANTIATE_TEST_SUITE_P(Functions, FailingFiles, testing::ValuesIn(functions_wi
 TEST(Failures, UnreadableSerialNumberIsForgiven) {
     reset_device();
     testing_support::remove("/proc/platform/serial_number");
-    const Played missing = play(ask_platform_info);
-    EXPECT_EQ(missing.told, "0 errno 2: " + platform_record(""));
+    const ChildResult missing = run_in_child(ask_platform_info);
+    EXPECT_EQ(missing.output, "0 errno 2: " + platform_record(""));
     EXPECT_EQ(missing.error_text, "");
     put("/proc/platform/serial_number", "\n");
-    const Played empty = play(ask_platform_info);
-    EXPECT_EQ(empty.told, "0: " + platform_record(""));
+    const ChildResult empty = run_in_child(ask_platform_info);
+    EXPECT_EQ(empty.output, "0: " + platform_record(""));
     EXPECT_EQ(empty.error_text, "");
 }
 
@@ -525,9 +525,9 @@ TEST(Failures, ZoneWithoutATripPointOfEveryKindFailsEachQuery) {
     for (const auto& prepare : zones) {
         reset_device();
         prepare();
-        const Played played = play([&] { return joined({ask(), ask()}); });
-        EXPECT_EQ(played.told, "-1 errno 2: untouched, -1 errno 2: untouched") << &prepare - zones;
-        EXPECT_EQ(played.error_text,
+        const ChildResult child = run_in_child([&] { return joined({ask(), ask()}); });
+        EXPECT_EQ(child.output, "-1 errno 2: untouched, -1 errno 2: untouched") << &prepare - zones;
+        EXPECT_EQ(child.error_text,
                   failed("thermal_state_get", stream_failure) + failed("thermal_state_get", stream_failure))
             << &prepare - zones;
     }
@@ -535,19 +535,19 @@ TEST(Failures, ZoneWithoutATripPointOfEveryKindFailsEachQuery) {
 
 TEST(Failures, SuspendThatIsRefusedIsNotReported) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         start_board();
         testing_support::remove("/sys/power");
         return answer([] { return power_suspend(); });
     });
-    EXPECT_EQ(played.told, "0 errno 2");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.output, "0 errno 2");
+    EXPECT_EQ(child.error_text, "");
     EXPECT_FALSE(exists(power_state));
 }
 
 TEST(Failures, ArgumentsOutOfRangeAreTheirOwnFailures) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         const io_config_t too_slow = {50, 0};
         const io_config_t too_much = {101, 1000};
         const io_config_t negative = {-2, 1000};
@@ -556,12 +556,12 @@ TEST(Failures, ArgumentsOutOfRangeAreTheirOwnFailures) {
                        answer([&] { return io_config_set(0, &too_much); }),
                        answer([&] { return io_config_set(0, &negative); })});
     });
-    EXPECT_EQ(played.told, "-1, -1, -1, -1, -1");
-    EXPECT_EQ(played.error_text, failed("backlight_set", "backlight brightness out of range") +
-                                     failed("backlight_set", "backlight brightness out of range") +
-                                     failed("io_config_set", "PWM frequency out of range") +
-                                     failed("io_config_set", "PWM duty out of range") +
-                                     failed("io_config_set", "PWM duty out of range"));
+    EXPECT_EQ(child.output, "-1, -1, -1, -1, -1");
+    EXPECT_EQ(child.error_text, failed("backlight_set", "backlight brightness out of range") +
+                                    failed("backlight_set", "backlight brightness out of range") +
+                                    failed("io_config_set", "PWM frequency out of range") +
+                                    failed("io_config_set", "PWM duty out of range") +
+                                    failed("io_config_set", "PWM duty out of range"));
     EXPECT_EQ(content(brightness), "4\n");
     EXPECT_EQ(content(pwm_duty), "0");
     EXPECT_EQ(content(pwm_period), "1000000");
@@ -571,11 +571,11 @@ TEST(Failures, ArgumentsOutOfRangeAreTheirOwnFailures) {
 
 /** What a call asks of the kernel on a board that has started. */
 std::vector<std::string> own_acts(const Recorder& recorder, const Scenario& call) {
-    const std::vector<std::string> start = play(recorder, [] {
+    const std::vector<std::string> start = run_in_child(recorder, [] {
                                                start_board();
                                                return std::string();
                                            }).acts;
-    std::vector<std::string> acts = play(recorder, [&] {
+    std::vector<std::string> acts = run_in_child(recorder, [&] {
                                         start_board();
                                         return call();
                                     }).acts;
@@ -593,14 +593,14 @@ std::string without_bytes(const std::string& act) {
 
 /** Plays the call once for each of its acts, with that one failing with EIO. */
 void for_each_failing_act(const Recorder& recorder, const Scenario& call,
-                          const std::function<void(const std::string& act, const Played&)>& check) {
+                          const std::function<void(const std::string& act, const ChildResult&)>& check) {
     std::map<std::string, int> nth;
-    for (const std::string& act : play(recorder, [] { return start_board(), std::string(); }).acts)
+    for (const std::string& act : run_in_child(recorder, [] { return start_board(), std::string(); }).acts)
         ++nth[without_bytes(act)];
     for (const std::string& act : own_acts(recorder, call)) {
         const std::string match = without_bytes(act);
         reset_device();
-        check(act, play(Recorder(recorder).fail(match, EIO, ++nth[match]), [&] {
+        check(act, run_in_child(Recorder(recorder).fail(match, EIO, ++nth[match]), [&] {
                   start_board();
                   return call();
               }));
@@ -614,18 +614,18 @@ TEST_P(FailingActs, EachIsAStreamFailureWithTheKernelsErrnoLeftInPlace) {
     const bool has_output =
         GetParam().on_device.find(':') != std::string::npos && GetParam().name != "platform_info_get";
     int acts = 0;
-    for_each_failing_act(Recorder(), GetParam().call, [&](const std::string& act, const Played& played) {
+    for_each_failing_act(Recorder(), GetParam().call, [&](const std::string& act, const ChildResult& child) {
         ++acts;
         const bool of_serial = act.find("/serial_number") != std::string::npos;
         if (of_serial || act.find(power_state) != std::string::npos) {  // the two that are forgiven
-            EXPECT_EQ(played.told, of_serial ? "0 errno 5: " + platform_record("") : "0 errno 5") << act;
-            EXPECT_EQ(played.error_text, "") << act;
+            EXPECT_EQ(child.output, of_serial ? "0 errno 5: " + platform_record("") : "0 errno 5") << act;
+            EXPECT_EQ(child.error_text, "") << act;
             return;
         }
         const bool reading = act.starts_with("read ");
-        EXPECT_EQ(played.told, std::string("-1 errno 5") + (has_output ? ": untouched" : "")) << act;
+        EXPECT_EQ(child.output, std::string("-1 errno 5") + (has_output ? ": untouched" : "")) << act;
         EXPECT_EQ(
-            played.error_text,
+            child.error_text,
             failed(GetParam().name,
                    reading ? "basic_filebuf::underflow error reading the file: Input/output error" : stream_failure))
             << act;
@@ -639,7 +639,7 @@ INSTANTIATE_TEST_SUITE_P(Functions, FailingActs, testing::ValuesIn(fitted_functi
 
 TEST(MrfiLists, ContextThatIsNoneIsNotValid) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         mrfi_enum_ctx none;
         Out<mrfi_connection_t> connection;
         Out<mrfi_device_t> device;
@@ -649,10 +649,10 @@ TEST(MrfiLists, ContextThatIsNoneIsNotValid) {
                        answer([&] { return mrfi_device_list_close(&none); })});
     });
     constexpr char cause[] = "enumeration context not valid";
-    EXPECT_EQ(played.told, "-1: untouched, -1, -1: untouched, -1");
-    EXPECT_EQ(played.error_text, failed("mrfi_connection_list_read", cause) +
-                                     failed("mrfi_connection_list_close", cause) +
-                                     failed("mrfi_device_list_read", cause) + failed("mrfi_device_list_close", cause));
+    EXPECT_EQ(child.output, "-1: untouched, -1, -1: untouched, -1");
+    EXPECT_EQ(child.error_text, failed("mrfi_connection_list_read", cause) +
+                                    failed("mrfi_connection_list_close", cause) +
+                                    failed("mrfi_device_list_read", cause) + failed("mrfi_device_list_close", cause));
 }
 
 // ---- The watchdog --------------------------------------------------------------------------------------------------
@@ -662,7 +662,7 @@ constexpr char keep_alive[] = "ioctl /dev/watchdog 0x80045705";
 
 TEST(WatchdogFunctions, ArmFeedAndDisarm) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         const StandInIoctl stand_in;
         std::string text =
             joined({answer([] { return watchdog_enable(30); }), answer([] { return watchdog_refresh(); }),
@@ -672,33 +672,33 @@ TEST(WatchdogFunctions, ArmFeedAndDisarm) {
         for (const std::string& each : StandInIoctl::seen) text += ", " + each;
         return text;
     });
-    EXPECT_EQ(played.told,
+    EXPECT_EQ(child.output,
               "0, 0, 0, 0, -22 errno 22, -22 errno 22, -22 errno 22, 0xc0045706 30, 0x80045705 0, 0xc0045706 0");
-    EXPECT_EQ(played.error_text, failed("watchdog_disable", "Invalid argument") +
-                                     failed("watchdog_refresh", "Invalid argument") +
-                                     failed("watchdog_enable", "Invalid argument"));
+    EXPECT_EQ(child.error_text, failed("watchdog_disable", "Invalid argument") +
+                                    failed("watchdog_refresh", "Invalid argument") +
+                                    failed("watchdog_enable", "Invalid argument"));
     EXPECT_EQ(content(watchdog_node), "V");
 }
 
 TEST(WatchdogFunctions, MissingNode) {
     reset_device();
     testing_support::remove(watchdog_node);
-    const Played played = play([] { return answer([] { return watchdog_enable(30); }); });
-    EXPECT_EQ(played.told, "-2 errno 2");
-    EXPECT_EQ(played.error_text, failed("watchdog_enable", "No such file or directory"));
+    const ChildResult child = run_in_child([] { return answer([] { return watchdog_enable(30); }); });
+    EXPECT_EQ(child.output, "-2 errno 2");
+    EXPECT_EQ(child.error_text, failed("watchdog_enable", "No such file or directory"));
     EXPECT_FALSE(exists(watchdog_node));
 }
 
 TEST(WatchdogFunctions, RefusedTimeoutLeavesTheWatchdogArmed) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         const StandInIoctl stand_in(EBUSY);
         return joined({answer([] { return watchdog_enable(30); }), answer([] { return watchdog_refresh(); }),
                        answer([] { return watchdog_disable(); })});
     });
-    EXPECT_EQ(played.told, "-16 errno 16, -16 errno 16, 0");
-    EXPECT_EQ(played.error_text, failed("watchdog_enable", "Device or resource busy") +
-                                     failed("watchdog_refresh", "Device or resource busy"));
+    EXPECT_EQ(child.output, "-16 errno 16, -16 errno 16, 0");
+    EXPECT_EQ(child.error_text, failed("watchdog_enable", "Device or resource busy") +
+                                    failed("watchdog_refresh", "Device or resource busy"));
     EXPECT_EQ(content(watchdog_node), "V");
 }
 
@@ -706,14 +706,14 @@ TEST(WatchdogFunctions, ActsInOrder) {
     VELMOR_NEEDS_RECORDER();
     reset_device();
     const Recorder recorder = Recorder().watch({"/dev/watchdog"}).answer(set_timeout, 0).answer(keep_alive, 0);
-    const Played played = play(recorder, [] {
+    const ChildResult child = run_in_child(recorder, [] {
         return joined({answer([] { return watchdog_enable(30); }), answer([] { return watchdog_refresh(); }),
                        answer([] { return watchdog_enable(60); }), answer([] { return watchdog_disable(); })});
     });
-    EXPECT_EQ(played.told, "0, 0, 0, 0");
-    EXPECT_THAT(played.acts, ElementsAre("open /dev/watchdog w", set_timeout, keep_alive, "write /dev/watchdog V",
-                                         "close /dev/watchdog", "open /dev/watchdog w", set_timeout,
-                                         "write /dev/watchdog V", "close /dev/watchdog"));
+    EXPECT_EQ(child.output, "0, 0, 0, 0");
+    EXPECT_THAT(child.acts, ElementsAre("open /dev/watchdog w", set_timeout, keep_alive, "write /dev/watchdog V",
+                                        "close /dev/watchdog", "open /dev/watchdog w", set_timeout,
+                                        "write /dev/watchdog V", "close /dev/watchdog"));
 }
 
 TEST(WatchdogFunctions, FailingActsAreReportedWithTheirErrno) {
@@ -732,11 +732,11 @@ TEST(WatchdogFunctions, FailingActsAreReportedWithTheirErrno) {
             name == calls[0].name ? std::vector<std::string>() : own_acts(recorder, calls[0].call);
         const std::size_t before = own.size();
         std::size_t act_number = 0;
-        for_each_failing_act(recorder, call, [&, name = name](const std::string& act, const Played& played) {
+        for_each_failing_act(recorder, call, [&, name = name](const std::string& act, const ChildResult& child) {
             if (act_number++ < before) return;  // those of the arming, which have had their turn
             const bool closing = act.starts_with("close ");
-            EXPECT_EQ(played.told, closing ? "0 errno 5" : "-5 errno 5") << name << ": " << act;
-            EXPECT_EQ(played.error_text, closing ? "" : failed(name, "Input/output error")) << name << ": " << act;
+            EXPECT_EQ(child.output, closing ? "0 errno 5" : "-5 errno 5") << name << ": " << act;
+            EXPECT_EQ(child.error_text, closing ? "" : failed(name, "Input/output error")) << name << ": " << act;
         });
         EXPECT_GT(act_number, before) << name;
     }
@@ -747,11 +747,11 @@ TEST(WatchdogFunctions, WatchdogThatCouldNotBeDisarmedStaysArmed) {
     reset_device();
     const Recorder recorder =
         Recorder().answer(set_timeout, 0).answer(keep_alive, 0).fail("write /dev/watchdog", EBUSY, 1);
-    const Played played = play(recorder, [] {
+    const ChildResult child = run_in_child(recorder, [] {
         return joined({answer([] { return watchdog_enable(30); }), answer([] { return watchdog_disable(); }),
                        answer([] { return watchdog_refresh(); }), answer([] { return watchdog_disable(); })});
     });
-    EXPECT_EQ(played.told, "0, -16 errno 16, 0, 0");
+    EXPECT_EQ(child.output, "0, -16 errno 16, 0, 0");
 }
 
 // ---- None forgotten ------------------------------------------------------------------------------------------------

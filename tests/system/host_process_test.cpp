@@ -36,16 +36,16 @@
 
 using testing::AnyOf;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::Fifo;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 using testing_support::wait_until;
 
 namespace fs = std::filesystem;
@@ -97,7 +97,7 @@ TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
     put(brightness, "1234567\n");
     put("/sys/class/thermal/thermal_zone0/temp", "1045000\n");
     put("/proc/platform/compatibility_version", "4000000\n");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
         std::cerr.imbue(std::locale());
         Out<uint32_t> level;
@@ -117,31 +117,31 @@ TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
                " " + std::to_string(info.fs_date_year);
     });
     // The test tells its numbers in the global locale too.
-    std::string told = played.told;
-    told.erase(std::remove(told.begin(), told.end(), '.'), told.end());
-    EXPECT_EQ(told,
+    std::string output = result.output;
+    output.erase(std::remove(output.begin(), output.end(), '.'), output.end());
+    EXPECT_EQ(output,
               "0: 255, 0, 0: 1234567, 0: 1045000 60000 75000 85000 95000, 0: 2700 Hz 50 %, 0, 0, "
               "-95 errno 95: untouched, 4000000 2026 2025");
     EXPECT_EQ(content(gps_enable), "1234567");
     EXPECT_EQ(content("/sys/devices/platform/mxc_pwm.1/period"), "370370");
     EXPECT_EQ(content(brightness), "1229707");
-    EXPECT_EQ(played.error_text, led_line);
+    EXPECT_EQ(result.error_text, led_line);
 }
 
 // ---- Standard error ------------------------------------------------------------------------------------------------
 
 TEST_F(HostProcess, ClosedStandardErrorLosesOnlyTheLines) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         close(STDERR_FILENO);
         return joined({ask_led(), ask_es(), answer([] { return backlight_set(0, 256); })});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-95 errno 95: untouched, 0: true, -1");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "-95 errno 95: untouched, 0: true, -1");
 }
 
 // The lines would feed an armed watchdog, and a "V" in the last of them disarm it.
 TEST_F(HostProcess, ClosedStandardErrorDoesNotBecomeADeviceNode) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         close(STDERR_FILENO);
         const int armed = watchdog_enable(30);  // a plain file refuses the timeout; the node stays open
         const int refreshed = watchdog_refresh();
@@ -150,12 +150,12 @@ TEST_F(HostProcess, ClosedStandardErrorDoesNotBecomeADeviceNode) {
         return joined({std::to_string(armed), std::to_string(refreshed), printed ? "printed" : "lost"});
     });
     // The emulator knows no request of the watchdog's.
-    EXPECT_EQ(played.told, testing_support::emulated ? "-38, -38, lost" : "-25, -25, lost");
+    EXPECT_EQ(result.output, testing_support::emulated ? "-38, -38, lost" : "-25, -25, lost");
     EXPECT_EQ(content("/dev/watchdog"), "");
 }
 
 TEST_F(HostProcess, ClosedStandardDescriptorsDoNotBecomeAnAttribute) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(fd);
         ask_es();
@@ -175,29 +175,29 @@ TEST_F(HostProcess, ClosedStandardDescriptorsDoNotBecomeAnAttribute) {
         reader.join();
         return text;
     });
-    EXPECT_EQ(played.told, "");
+    EXPECT_EQ(result.output, "");
 }
 
 TEST_F(HostProcess, ArmedErrorStreamLosesOnlyTheLines) {
     testing_support::remove("/proc/platform/pht");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
         close(STDERR_FILENO);
         const std::string failed_start = joined({ask_es(), ask_es()});
         reset_device();
         return joined({failed_start, ask_led(), ask_es()});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-1 errno 2: untouched, -1 errno 2: untouched, -95 errno 95: untouched, 0: true");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "-1 errno 2: untouched, -1 errno 2: untouched, -95 errno 95: untouched, 0: true");
 }
 
 TEST_F(HostProcess, FormattedErrorStreamDoesNotShowInTheLines) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         std::cerr << std::setw(60) << std::setfill('*') << std::nounitbuf;
         return joined({ask_led(), ask_led()});
     });
-    EXPECT_EQ(played.told, "-95 errno 95: untouched, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, std::string(led_line) + led_line);
+    EXPECT_EQ(result.output, "-95 errno 95: untouched, -95 errno 95: untouched");
+    EXPECT_EQ(result.error_text, std::string(led_line) + led_line);
 }
 
 /** Standard error as a socket on which one message is one write. */
@@ -228,7 +228,7 @@ private:
 };
 
 TEST_F(HostProcess, EveryLineIsOneWriteWhenManyThreadsFailAtOnce) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(60);
         MessagesOnStandardError messages;
         std::vector<std::thread> threads;
@@ -245,26 +245,27 @@ TEST_F(HostProcess, EveryLineIsOneWriteWhenManyThreadsFailAtOnce) {
         for (const auto& [message, count] : messages.finish()) text += std::to_string(count) + " " + message;
         return text;
     });
-    EXPECT_EQ(played.told, "400 backlight_set failed: backlight brightness out of range\n400 " + std::string(led_line));
+    EXPECT_EQ(result.output,
+              "400 backlight_set failed: backlight brightness out of range\n400 " + std::string(led_line));
 }
 
 TEST_F(HostProcess, BothLinesOfAFailedStartAreOneWriteEach) {
     put("/proc/platform/pht", "002912\n");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         MessagesOnStandardError messages;
         ask_es();
         std::string text;
         for (const auto& [message, count] : messages.finish()) text += std::to_string(count) + " " + message;
         return text;
     });
-    EXPECT_EQ(played.told,
+    EXPECT_EQ(result.output,
               "1 cannot set board resources: platform hardware table has no \"x\" before its digits\n"
               "1 es_present failed: cannot initialize board data\n");
 }
 
 // ---- Threads that are cancelled ------------------------------------------------------------------------------------
 
-/** A thread that can be cancelled, and what it has told by then. */
+/** A thread that can be cancelled, and its output so far. */
 class Cancellable {
 public:
     explicit Cancellable(std::function<void(Cancellable&)> code) : code_(std::move(code)) {
@@ -275,12 +276,12 @@ public:
     std::string join() {
         void* result = nullptr;
         pthread_join(thread_, &result);
-        if (ended_) return told + " returned";
-        return told + (result == PTHREAD_CANCELED ? " cancelled" : " cancelled, unmarked");
+        if (ended_) return output + " returned";
+        return output + (result == PTHREAD_CANCELED ? " cancelled" : " cancelled, unmarked");
     }
     bool running() { return !ended_ && pthread_tryjoin_np(thread_, nullptr) == EBUSY; }
 
-    std::string told;
+    std::string output;
 
 private:
     static void* run(void* self) {
@@ -295,15 +296,15 @@ private:
 };
 
 TEST_F(HostProcess, CallFinishesBeforeItsThreadIsCancelled) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         ask_es();
         Fifo fifo(blank);
         Cancellable thread([](Cancellable& self) {
             Out<bool> on;
-            self.told = answer([&] { return display_get(0, on); }, on);
+            self.output = answer([&] { return display_get(0, on); }, on);
             pthread_testcancel();
-            self.told += " not cancelled";
+            self.output += " not cancelled";
         });
         fifo.hold();
         thread.cancel();
@@ -311,19 +312,19 @@ TEST_F(HostProcess, CallFinishesBeforeItsThreadIsCancelled) {
         const std::string text = thread.join();
         return joined({text, ask_es()});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "0: false cancelled, 0: true");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "0: false cancelled, 0: true");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(HostProcess, FailingCallFinishesBeforeItsThreadIsCancelled) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         ask_es();
         Fifo fifo(blank);
         Cancellable thread([](Cancellable& self) {
             Out<bool> on;
-            self.told = answer([&] { return display_get(0, on); }, on);
+            self.output = answer([&] { return display_get(0, on); }, on);
             pthread_testcancel();
         });
         fifo.hold();
@@ -331,18 +332,18 @@ TEST_F(HostProcess, FailingCallFinishesBeforeItsThreadIsCancelled) {
         fifo.feed("dark\n");
         return thread.join();
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-1: untouched cancelled");
-    EXPECT_EQ(played.error_text, "display_get failed: basic_ios::clear: iostream error\n");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "-1: untouched cancelled");
+    EXPECT_EQ(result.error_text, "display_get failed: basic_ios::clear: iostream error\n");
 }
 
 TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {
     const std::string table = content("/proc/platform/pht");
-    const Played played = play([&table] {
+    const ChildResult result = run_in_child([&table] {
         no_longer_than(20);
         Fifo fifo("/proc/platform/pht");
         Cancellable thread([](Cancellable& self) {
-            self.told = ask_es();
+            self.output = ask_es();
             pthread_testcancel();
         });
         fifo.hold();
@@ -351,12 +352,12 @@ TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {
         const std::string text = thread.join();
         return joined({text, ask_es()});
     });
-    EXPECT_EQ(played.told, "0: true cancelled, 0: true");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "0: true cancelled, 0: true");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         ask_es();
         Fifo fifo(gps_enable);
@@ -365,7 +366,7 @@ TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
             pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
             io_value_t value = 0;
             io_get(9, &value);
-            self.told = "not cancelled";
+            self.output = "not cancelled";
         });
         fifo.hold();
         thread.cancel();
@@ -376,9 +377,9 @@ TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
         Out<io_value_t> value;
         return joined({text, answer([&] { return io_get(9, value); }, value)});
     });
-    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(result.wait_status, 0);
     // Some C libraries leave out PTHREAD_CANCELED where the cancellation strikes in pthread_setcancelstate().
-    EXPECT_THAT(played.told, AnyOf(" cancelled, 0: 0", " cancelled, unmarked, 0: 0"));
+    EXPECT_THAT(result.output, AnyOf(" cancelled, 0: 0", " cancelled, unmarked, 0: 0"));
 }
 
 /** Waits until the program that /sbin/reboot is has written its process number, and tells it. */
@@ -390,12 +391,12 @@ pid_t program() {
 
 TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheProgram) {
     put_program(reboot_program, "echo $$ >/sys/started; exec sleep 60");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         ask_es();
         Cancellable thread([](Cancellable& self) {
             power_reboot();
-            self.told = "has returned";
+            self.output = "has returned";
         });
         const pid_t child = program();
         thread.cancel();
@@ -404,18 +405,18 @@ TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheProgram) {
         waitpid(child, nullptr, 0);
         return joined({text, ask_es(), ask_led()});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, " cancelled, 0: true, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, led_line);
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, " cancelled, 0: true, -95 errno 95: untouched");
+    EXPECT_EQ(result.error_text, led_line);
 }
 
 TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
     put_program(reboot_program, "echo $$ >/sys/started; exit 0");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         Cancellable thread([](Cancellable& self) {
             power_reboot();
-            self.told = "has returned";
+            self.output = "has returned";
         });
         const pid_t child = program();
         wait_until([child] { return kill(child, 0) < 0; });  // the library has taken its status
@@ -423,20 +424,20 @@ TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
         const std::string text = thread.join();
         return joined({text, ask_es(), ask_led()});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, " cancelled, 0: true, -95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, led_line);
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, " cancelled, 0: true, -95 errno 95: untouched");
+    EXPECT_EQ(result.error_text, led_line);
 }
 
 TEST_F(HostProcess, AsynchronousThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
     put_program(reboot_program, "echo $$ >/sys/started; exit 0");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         Cancellable thread([](Cancellable& self) {
             int type = 0;
             pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
             power_reboot();
-            self.told = "has returned";
+            self.output = "has returned";
         });
         const pid_t child = program();
         wait_until([child] { return kill(child, 0) < 0; });
@@ -444,13 +445,13 @@ TEST_F(HostProcess, AsynchronousThreadIsCancelledWhileItWaitsForTheEndOfTheSyste
         const std::string text = thread.join();
         return joined({text, ask_es()});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, " cancelled, 0: true");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, " cancelled, 0: true");
 }
 
 TEST_F(HostProcess, ThreadThatTheApplicationProtectsIsNotCancelled) {
     put_program(reboot_program, "echo $$ >/sys/started; exit 0");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         Cancellable thread([](Cancellable&) {
             int state = 0;
@@ -464,12 +465,12 @@ TEST_F(HostProcess, ThreadThatTheApplicationProtectsIsNotCancelled) {
         _exit(thread.running() ? 42 : 43);                             // the thread waits for ever
         return std::string();
     });
-    ASSERT_TRUE(WIFEXITED(played.wait_status));
-    EXPECT_EQ(WEXITSTATUS(played.wait_status), 42);
+    ASSERT_TRUE(WIFEXITED(result.wait_status));
+    EXPECT_EQ(WEXITSTATUS(result.wait_status), 42);
 }
 
 TEST_F(HostProcess, CancellationStateAndTypeAreAsBefore) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         std::string text;
         for (const int wanted : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {
             int ignored = 0;
@@ -486,25 +487,25 @@ TEST_F(HostProcess, CancellationStateAndTypeAreAsBefore) {
         }
         return text;
     });
-    EXPECT_EQ(played.told, "kept kept ");
+    EXPECT_EQ(result.output, "kept kept ");
 }
 
 // ---- Processes -----------------------------------------------------------------------------------------------------
 
 TEST_F(HostProcess, IgnoredSigchldLosesTheProgramsStatus) {
     put_program(reboot_program, "echo $$ >/sys/started; exit 3");
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         std::signal(SIGCHLD, SIG_IGN);
         return answer([] { return power_reboot(); });
     });
-    EXPECT_EQ(played.told, "-10 errno 10");
-    EXPECT_EQ(played.error_text, "power_reboot failed: No child processes\n");
+    EXPECT_EQ(result.output, "-10 errno 10");
+    EXPECT_EQ(result.error_text, "power_reboot failed: No child processes\n");
     EXPECT_TRUE(exists("/sys/started"));
 }
 
 TEST_F(HostProcess, ChildOfAStartedParentGoesOnCalling) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         ask_es();
         const pid_t child = fork();
         if (child == 0) {
@@ -515,7 +516,7 @@ TEST_F(HostProcess, ChildOfAStartedParentGoesOnCalling) {
         waitpid(child, &status, 0);
         return joined({std::to_string(WEXITSTATUS(status)), ask_es()});
     });
-    EXPECT_EQ(played.told, "42, 0: true");
+    EXPECT_EQ(result.output, "42, 0: true");
     EXPECT_EQ(content(brightness), "7");
 }
 
@@ -549,7 +550,7 @@ TEST_P(ForkedChildren, OfCallingThreadsCanCall) {
             << "qemu-arm takes a lock of its own for every path it opens, which stays locked in the child of a "
                "thread that forks meanwhile: run this in another build";
     }
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(240);
         // Without the streams of the test's own answers, which take that lock.
         const auto call = [] {
@@ -588,7 +589,7 @@ TEST_P(ForkedChildren, OfCallingThreadsCanCall) {
         for (std::thread& caller : callers) caller.join();
         return std::to_string(good);
     });
-    EXPECT_EQ(played.told, std::to_string(GetParam().count));
+    EXPECT_EQ(result.output, std::to_string(GetParam().count));
 }
 
 void nothing() {}
@@ -634,7 +635,7 @@ std::ptrdiff_t entries(const char* directory) {
 }
 
 TEST_F(HostProcess, SignalsThreadsDescriptorsLocaleAndUmaskAreUnchanged) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         const auto seen = [] {
             std::string text;
             for (int signal = 1; signal < SIGRTMIN; ++signal) {
@@ -656,12 +657,12 @@ TEST_F(HostProcess, SignalsThreadsDescriptorsLocaleAndUmaskAreUnchanged) {
         const std::string after = seen();
         return before == after ? "unchanged" : before + "\n" + after;
     });
-    EXPECT_EQ(played.told, "unchanged");
+    EXPECT_EQ(result.output, "unchanged");
 }
 
 // The endless uses of a service: nothing is left behind by calls, neither good ones nor failing ones.
 TEST_F(HostProcess, DescriptorsAreNotLost) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         call_everything();
         const std::ptrdiff_t before = entries("/proc/self/fd");
         for (int i = 0; i < 20; ++i) {
@@ -673,7 +674,7 @@ TEST_F(HostProcess, DescriptorsAreNotLost) {
         }
         return std::to_string(entries("/proc/self/fd") - before);
     });
-    EXPECT_EQ(played.told, "0");
+    EXPECT_EQ(result.output, "0");
 }
 
 }  // namespace

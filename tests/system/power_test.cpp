@@ -28,15 +28,15 @@
 
 using testing::ElementsAre;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::failed;
 using testing_support::no_longer_than;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::Recorder;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 using testing_support::wait_until;
 
 namespace fs = std::filesystem;
@@ -66,24 +66,24 @@ protected:
 
 TEST_F(PowerFunctions, RebootReturnsTheExitCodeOfTheProgramNegated) {
     put_program(reboot_program, "exit 3");
-    const Played played = play(reboot);
-    EXPECT_EQ(played.told, "-3 errno 3");
-    EXPECT_EQ(played.error_text, failed("power_reboot", "No such process"));
+    const ChildResult child = run_in_child(reboot);
+    EXPECT_EQ(child.output, "-3 errno 3");
+    EXPECT_EQ(child.error_text, failed("power_reboot", "No such process"));
 }
 
 TEST_F(PowerFunctions, RebootWithoutTheProgramIsItsExecsErrno) {
     testing_support::remove(reboot_program);
-    const Played played = play(reboot);
-    EXPECT_EQ(played.told, "-2 errno 2");
-    EXPECT_EQ(played.error_text, failed("power_reboot", "No such file or directory"));
+    const ChildResult child = run_in_child(reboot);
+    EXPECT_EQ(child.output, "-2 errno 2");
+    EXPECT_EQ(child.error_text, failed("power_reboot", "No such file or directory"));
 }
 
 TEST_F(PowerFunctions, RebootWithAProgramThatMayNotRunIsItsExecsErrno) {
     put_program(reboot_program, "exit 0");
     fs::permissions(reboot_program, fs::perms::owner_read);
-    const Played played = play(reboot);
-    EXPECT_EQ(played.told, "-13 errno 13");
-    EXPECT_EQ(played.error_text, failed("power_reboot", "Permission denied"));
+    const ChildResult child = run_in_child(reboot);
+    EXPECT_EQ(child.output, "-13 errno 13");
+    EXPECT_EQ(child.error_text, failed("power_reboot", "Permission denied"));
 }
 
 /** From here on the kernel refuses this process every other process; false where there are no such filters. */
@@ -103,27 +103,27 @@ bool refuse_processes() {
 
 TEST_F(PowerFunctions, RebootWithoutAProcessForTheProgramIsTheKernelsErrno) {
     put_program(reboot_program, "echo ran >/sys/ran; exit 1");
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         no_longer_than(20);
         return refuse_processes() ? reboot() : "no filters here";
     });
-    if (played.told == "no filters here" && !Recorder::available())
+    if (child.output == "no filters here" && !Recorder::available())
         GTEST_SKIP() << "qemu-arm knows no filters of system calls: run this test in a native build";
-    EXPECT_EQ(played.told, "-11 errno 11");
-    EXPECT_EQ(played.error_text, failed("power_reboot", "Resource temporarily unavailable"));
+    EXPECT_EQ(child.output, "-11 errno 11");
+    EXPECT_EQ(child.error_text, failed("power_reboot", "Resource temporarily unavailable"));
     EXPECT_FALSE(exists("/sys/ran"));
 }
 
 TEST_F(PowerFunctions, RebootProgramGetsNoArguments) {
     put_program(reboot_program, "echo \"$0 $#\" >/sys/arguments; exit 1");
-    EXPECT_EQ(play(reboot).told, "-1 errno 1");
+    EXPECT_EQ(run_in_child(reboot).output, "-1 errno 1");
     EXPECT_EQ(content("/sys/arguments"), "/sbin/reboot 0\n");
 }
 
 /** Plays a reboot that waits for the end of the system, until the program has left its mark and a while after. */
 void expect_endless_reboot(const std::string& commands) {
     put_program(reboot_program, "echo $$ >/sys/started; " + commands);
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         const pid_t caller = fork();
         if (caller == 0) {
             power_reboot();
@@ -137,8 +137,8 @@ void expect_endless_reboot(const std::string& commands) {
         waitpid(caller, &status, 0);
         return std::string(waits ? "waits" : "has returned");
     });
-    EXPECT_EQ(played.told, "waits");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.output, "waits");
+    EXPECT_EQ(child.error_text, "");
 }
 
 TEST_F(PowerFunctions, SuccessfulRebootWaitsForTheEndOfTheSystem) {
@@ -152,38 +152,38 @@ TEST_F(PowerFunctions, RebootProgramKilledByASignalCountsAsSuccess) {
 TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
     VELMOR_NEEDS_RECORDER();
     put_program(reboot_program, "exit 3");
-    const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}), reboot);
-    EXPECT_EQ(played.told, "-3 errno 3");
+    const ChildResult child = run_in_child(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}), reboot);
+    EXPECT_EQ(child.output, "-3 errno 3");
     // The program's shell opens it as its script.
-    ASSERT_FALSE(played.acts.empty());
-    EXPECT_EQ(played.acts.front(), "exec /sbin/reboot");
-    for (const std::string& act : played.acts) EXPECT_FALSE(act.starts_with("reboot ") || act == "sync") << act;
+    ASSERT_FALSE(child.acts.empty());
+    EXPECT_EQ(child.acts.front(), "exec /sbin/reboot");
+    for (const std::string& act : child.acts) EXPECT_FALSE(act.starts_with("reboot ") || act == "sync") << act;
 }
 
 // ---- power_suspend -------------------------------------------------------------------------------------------------
 
 TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
     VELMOR_NEEDS_RECORDER();
-    const Played played =
-        play(Recorder().watch({"/sys/power/", "/sbin/"}), [] { return answer([] { return power_suspend(); }); });
-    EXPECT_EQ(played.told, "0");
-    EXPECT_THAT(played.acts,
+    const ChildResult child = run_in_child(Recorder().watch({"/sys/power/", "/sbin/"}),
+                                           [] { return answer([] { return power_suspend(); }); });
+    EXPECT_EQ(child.output, "0");
+    EXPECT_THAT(child.acts,
                 ElementsAre("open /sys/power/state w", "write /sys/power/state mem", "close /sys/power/state"));
 }
 
 TEST_F(PowerFunctions, SuspendThatTheKernelRefusesIsNotReported) {
     VELMOR_NEEDS_RECORDER();
-    const Played played =
-        play(Recorder().fail("write /sys/power/state", EBUSY, 0), [] { return std::to_string(power_suspend()); });
-    EXPECT_EQ(played.told, "0");
-    EXPECT_EQ(played.error_text, "");
+    const ChildResult child = run_in_child(Recorder().fail("write /sys/power/state", EBUSY, 0),
+                                           [] { return std::to_string(power_suspend()); });
+    EXPECT_EQ(child.output, "0");
+    EXPECT_EQ(child.error_text, "");
 }
 
 TEST_F(PowerFunctions, SuspendWithoutTheFileIsNotReported) {
     testing_support::remove("/sys/power");
-    const Played played = play([] { return std::to_string(power_suspend()); });
-    EXPECT_EQ(played.told, "0");
-    EXPECT_EQ(played.error_text, "");
+    const ChildResult child = run_in_child([] { return std::to_string(power_suspend()); });
+    EXPECT_EQ(child.output, "0");
+    EXPECT_EQ(child.error_text, "");
     EXPECT_FALSE(exists(power_state));
 }
 
@@ -193,24 +193,25 @@ constexpr char restart[] = "reboot 0xa1b2c3d4 wdt";
 
 TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
     VELMOR_NEEDS_RECORDER();
-    const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}),
-                               [] { return answer([] { return power_shutdown(); }); });
-    EXPECT_EQ(played.told, "-1 errno 1");
-    EXPECT_EQ(played.error_text, failed("power_shutdown", "Operation not permitted"));
-    EXPECT_THAT(played.acts, ElementsAre("sync", restart + std::string(" = EPERM")));
+    const ChildResult child = run_in_child(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}),
+                                           [] { return answer([] { return power_shutdown(); }); });
+    EXPECT_EQ(child.output, "-1 errno 1");
+    EXPECT_EQ(child.error_text, failed("power_shutdown", "Operation not permitted"));
+    EXPECT_THAT(child.acts, ElementsAre("sync", restart + std::string(" = EPERM")));
 }
 
 TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
     VELMOR_NEEDS_RECORDER();
-    const Played played = play(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}).answer("reboot", 0), [] {
-        alarm(2);  // the end of the system
-        return answer([] { return power_shutdown(); });
-    });
-    ASSERT_TRUE(WIFSIGNALED(played.wait_status));
-    EXPECT_EQ(WTERMSIG(played.wait_status), SIGALRM);
-    EXPECT_EQ(played.told, "");
-    EXPECT_EQ(played.error_text, "");
-    EXPECT_THAT(played.acts, ElementsAre("sync", restart));
+    const ChildResult child =
+        run_in_child(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}).answer("reboot", 0), [] {
+            alarm(2);  // the end of the system
+            return answer([] { return power_shutdown(); });
+        });
+    ASSERT_TRUE(WIFSIGNALED(child.wait_status));
+    EXPECT_EQ(WTERMSIG(child.wait_status), SIGALRM);
+    EXPECT_EQ(child.output, "");
+    EXPECT_EQ(child.error_text, "");
+    EXPECT_THAT(child.acts, ElementsAre("sync", restart));
 }
 
 }  // namespace

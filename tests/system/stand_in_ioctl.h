@@ -6,7 +6,7 @@
 
 namespace testing_support {
 
-/** While it lives, ioctls with an int argument do not reach the kernel: they are kept, and succeed or fail as told. */
+/** While it lives, ioctls with an int argument do not reach the kernel: they are kept, and succeed or fail as set. */
 class StandInIoctl {
 public:
     explicit StandInIoctl(int error = 0);

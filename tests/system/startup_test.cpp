@@ -26,16 +26,16 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::Fifo;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::Recorder;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 using testing_support::stream_failure;
 using testing_support::wait_until;
 
@@ -85,10 +85,10 @@ std::vector<std::string> in_order(std::initializer_list<std::vector<std::string>
 
 TEST_F(StartUp, FirstCallDoesExactlyTheseActsAndLaterCallsRepeatNone) {
     VELMOR_NEEDS_RECORDER();
-    const Played played = play(Recorder(), [] { return joined({ask_es(), ask_es(), ask_es()}); });
-    EXPECT_EQ(played.told, "0: true, 0: true, 0: true");
+    const ChildResult result = run_in_child(Recorder(), [] { return joined({ask_es(), ask_es(), ask_es()}); });
+    EXPECT_EQ(result.output, "0: true, 0: true, 0: true");
     const std::string thermal = "/sys/class/thermal/thermal_zone0/trip_point_";
-    EXPECT_EQ(played.acts, in_order({reading(table_version), reading(table), reading(max_brightness), reading(period),
+    EXPECT_EQ(result.acts, in_order({reading(table_version), reading(table), reading(max_brightness), reading(period),
                                      reading(duty), writing(period, "370370"), reading_back(period),
                                      writing(duty, "185185"), reading(thermal + "0_type"), reading(thermal + "1_type"),
                                      reading(thermal + "2_type"), reading(thermal + "3_type")}));
@@ -97,24 +97,24 @@ TEST_F(StartUp, FirstCallDoesExactlyTheseActsAndLaterCallsRepeatNone) {
 TEST_F(StartUp, RunningChannelIsSilencedBeforeItsPeriodChanges) {
     VELMOR_NEEDS_RECORDER();
     put(duty, "250000\n");
-    const Played played = play(Recorder().watch({"/sys/devices/"}), ask_es);
-    EXPECT_EQ(played.acts, in_order({reading(period), reading(duty), reading(period), writing(duty, "0"),
+    const ChildResult result = run_in_child(Recorder().watch({"/sys/devices/"}), ask_es);
+    EXPECT_EQ(result.acts, in_order({reading(period), reading(duty), reading(period), writing(duty, "0"),
                                      writing(period, "370370"), reading_back(period), writing(duty, "185185")}));
 }
 
 TEST_F(StartUp, IsNotRepeatedWhenItsFilesHaveGone) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         const std::string text = ask_es();
         for (const char* path : {table_version, table, "/sys/class", pwm}) testing_support::remove(path);
         return joined({text, ask_es()});
     });
-    EXPECT_EQ(played.told, "0: true, 0: true");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "0: true, 0: true");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(StartUp, AnyFunctionCanBeTheFirst) {
-    const Played played = play([] { return answer([] { return power_suspend(); }); });
-    EXPECT_EQ(played.told, "0");
+    const ChildResult result = run_in_child([] { return answer([] { return power_suspend(); }); });
+    EXPECT_EQ(result.output, "0");
     EXPECT_EQ(content(period), "370370");
 }
 
@@ -138,23 +138,23 @@ protected:
 };
 
 TEST_P(FailingStartUp, PrintsTwoLinesACallAndIsTriedAgainByTheNext) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         Out<uint32_t> level;
         const std::string text = joined({ask_es(), answer([&] { return backlight_get(0, level); }, level)});
         reset_device();
         return joined({text, ask_es()});
     });
-    EXPECT_EQ(played.told, broken_answer() + ", " + broken_answer() + ", 0: true");
-    EXPECT_EQ(played.error_text, lines_of_failed_start(GetParam().cause, "es_present") +
+    EXPECT_EQ(result.output, broken_answer() + ", " + broken_answer() + ", 0: true");
+    EXPECT_EQ(result.error_text, lines_of_failed_start(GetParam().cause, "es_present") +
                                      lines_of_failed_start(GetParam().cause, "backlight_get"));
     EXPECT_EQ(content(period), "370370");
 }
 
 TEST_P(FailingStartUp, StartsFromScratchEachTime) {
     VELMOR_NEEDS_RECORDER();
-    const Played once = play(Recorder(), ask_es);
+    const ChildResult once = run_in_child(Recorder(), ask_es);
     SetUp();
-    const Played twice = play(Recorder(), [] { return joined({ask_es(), ask_es()}); });
+    const ChildResult twice = run_in_child(Recorder(), [] { return joined({ask_es(), ask_es()}); });
     EXPECT_THAT(once.acts, testing::Not(IsEmpty()));
     EXPECT_EQ(twice.acts, in_order({once.acts, once.acts}));
 }
@@ -181,27 +181,27 @@ TEST(StartUpWithFailingActs, EveryActThatMattersFailsTheStart) {
     VELMOR_NEEDS_RECORDER();
     const std::string thermal = "/sys/class/thermal/";
     reset_device();
-    const std::vector<std::string> acts = play(Recorder(), ask_es).acts;
+    const std::vector<std::string> acts = run_in_child(Recorder(), ask_es).acts;
     std::map<std::string, int> nth;
     for (const std::string& act : acts) {
         std::string match = act;
         if (act.starts_with("write ")) match = act.substr(0, act.find(' ', 6));
         reset_device();
-        const Played played = play(Recorder().fail(match, EIO, ++nth[match]), [] {
+        const ChildResult result = run_in_child(Recorder().fail(match, EIO, ++nth[match]), [] {
             const std::string first = ask_es();
             reset_device();  // what a refused write has emptied is a driver's attribute on the device
             return joined({first, ask_es()});
         });
         if (act.find(thermal) != std::string::npos) {
-            EXPECT_EQ(played.told, "0 errno 5: true, 0: true") << act;
-            EXPECT_EQ(played.error_text, "") << act;
+            EXPECT_EQ(result.output, "0 errno 5: true, 0: true") << act;
+            EXPECT_EQ(result.error_text, "") << act;
             continue;
         }
         const std::string cause = act.starts_with("read ")
                                       ? "basic_filebuf::underflow error reading the file: Input/output error"
                                       : stream_failure;
-        EXPECT_EQ(played.told, "-1 errno 5: untouched, 0: true") << act;
-        EXPECT_EQ(played.error_text, lines_of_failed_start(cause, "es_present")) << act;
+        EXPECT_EQ(result.output, "-1 errno 5: untouched, 0: true") << act;
+        EXPECT_EQ(result.error_text, lines_of_failed_start(cause, "es_present")) << act;
     }
 }
 
@@ -260,7 +260,7 @@ protected:
 
 // A second start would wait for the FIFO to be fed again.
 TEST_F(FirstCallsAtOnce, StartTheBoardOnce) {
-    const Played played = play([this] {
+    const ChildResult result = run_in_child([this] {
         no_longer_than(20);
         Fifo fifo(table);
         FirstCallers callers(2);
@@ -268,13 +268,13 @@ TEST_F(FirstCallsAtOnce, StartTheBoardOnce) {
         fifo.feed(good_table);
         return callers.answers();
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "0: true, 0: true, ");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "0: true, 0: true, ");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(FirstCallsAtOnce, EachSeesAFailureOfItsOwn) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         Fifo fifo(table);
         FirstCallers callers(2);
@@ -285,15 +285,15 @@ TEST_F(FirstCallsAtOnce, EachSeesAFailureOfItsOwn) {
         fifo.feed("002912\n");
         return callers.answers();
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-1: untouched, -1: untouched, ");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "-1: untouched, -1: untouched, ");
     constexpr char start[] = "cannot set board resources: platform hardware table has no \"x\" before its digits";
     constexpr char call[] = "es_present failed: cannot initialize board data";
-    EXPECT_THAT(sorted_lines(played.error_text), ElementsAre(start, start, call, call));
+    EXPECT_THAT(sorted_lines(result.error_text), ElementsAre(start, start, call, call));
 }
 
 TEST_F(FirstCallsAtOnce, TheSecondStartsTheBoardWhereTheFirstHasFailed) {
-    const Played played = play([this] {
+    const ChildResult result = run_in_child([this] {
         no_longer_than(20);
         Fifo fifo(table);
         FirstCallers callers(2);
@@ -304,40 +304,40 @@ TEST_F(FirstCallsAtOnce, TheSecondStartsTheBoardWhereTheFirstHasFailed) {
         fifo.feed(good_table);
         return callers.answers();
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-1: untouched, 0: true, ");
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "-1: untouched, 0: true, ");
 }
 
 TEST_F(FirstCallsAtOnce, ManyThreadsGetOneBoard) {
     VELMOR_NEEDS_RECORDER();
-    const Played played = play(Recorder().watch({table}), [] {
+    const ChildResult result = run_in_child(Recorder().watch({table}), [] {
         no_longer_than(60);
         FirstCallers callers(16);
         return callers.answers();
     });
-    EXPECT_EQ(played.wait_status, 0);
+    EXPECT_EQ(result.wait_status, 0);
     std::string answers;
     for (int i = 0; i < 16; ++i) answers += "0: true, ";
-    EXPECT_EQ(played.told, answers);
-    EXPECT_EQ(played.error_text, "");
-    EXPECT_EQ(played.acts, in_order({reading(table_version), reading(table)}));
+    EXPECT_EQ(result.output, answers);
+    EXPECT_EQ(result.error_text, "");
+    EXPECT_EQ(result.acts, in_order({reading(table_version), reading(table)}));
 }
 
 // The child starts a board of its own.
 TEST_F(StartUp, ChildOfAParentThatHasNotStartedStartsTheBoard) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         const pid_t child = fork();
         if (child == 0) _exit(ask_es() == "0: true" ? 42 : 43);
         int status = 0;
         waitpid(child, &status, 0);
         return joined({std::to_string(WEXITSTATUS(status)), ask_es()});
     });
-    EXPECT_EQ(played.told, "42, 0: true");
+    EXPECT_EQ(result.output, "42, 0: true");
 }
 
 TEST_F(StartUp, ChildOfAParentThatHasFailedToStartTriesAgain) {
     testing_support::remove(table);
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         const std::string text = ask_es();
         reset_device();
         const pid_t child = fork();
@@ -346,7 +346,7 @@ TEST_F(StartUp, ChildOfAParentThatHasFailedToStartTriesAgain) {
         waitpid(child, &status, 0);
         return joined({text, std::to_string(WEXITSTATUS(status)), ask_es()});
     });
-    EXPECT_EQ(played.told, "-1 errno 2: untouched, 42, 0: true");
+    EXPECT_EQ(result.output, "-1 errno 2: untouched, 42, 0: true");
 }
 
 }  // namespace

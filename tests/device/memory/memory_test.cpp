@@ -23,13 +23,13 @@
 #include "velmor.h"
 
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::joined;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 
 namespace {
 
@@ -114,7 +114,7 @@ struct Memory {
         return *this;
     }
 
-    std::string told() const { return std::to_string(blocks) + " blocks, " + std::to_string(bytes) + " bytes"; }
+    std::string output() const { return std::to_string(blocks) + " blocks, " + std::to_string(bytes) + " bytes"; }
 };
 
 /** What a piece of code leaves behind. */
@@ -146,11 +146,11 @@ class FailedStart : public testing::TestWithParam<Failure> {};
 TEST_P(FailedStart, LosesTheObjectsOfTheRowsBeforeAndNothingElse) {
     reset_device();
     GetParam().break_device();
-    const Played played = play([] {
-        const std::string first = left_by(call).told();
-        return joined({first, left_by(call).told()});
+    const ChildResult child = run_in_child([] {
+        const std::string first = left_by(call).output();
+        return joined({first, left_by(call).output()});
     });
-    EXPECT_EQ(played.told, joined({GetParam().lost.told(), GetParam().lost.told()}));
+    EXPECT_EQ(child.output, joined({GetParam().lost.output(), GetParam().lost.output()}));
 }
 
 Memory platform() {
@@ -195,20 +195,20 @@ TEST_P(UnfittedResources, StayAllocatedOutsideTheRegistry) {
         const Memory memory = left_by(call);
         return std::to_string(memory.blocks) + " " + std::to_string(memory.bytes);
     };
-    const Played all = play(start);
+    const ChildResult all = run_in_child(start);
     reset_device();
     std::string table = content("/proc/platform/pht");
     table.replace(2 + 2 * GetParam().byte, 2, GetParam().digits);
     put("/proc/platform/pht", table);
-    const Played fewer = play(start);
+    const ChildResult fewer = run_in_child(start);
 
-    const auto numbers = [](const std::string& told) {
+    const auto numbers = [](const std::string& output) {
         std::size_t end = 0;
-        const long blocks = std::stol(told, &end);
-        return std::pair(blocks, std::stol(told.substr(end)));
+        const long blocks = std::stol(output, &end);
+        return std::pair(blocks, std::stol(output.substr(end)));
     };
-    EXPECT_EQ(numbers(all.told).first - numbers(fewer.told).first, GetParam().resources);
-    EXPECT_EQ(numbers(all.told).second - numbers(fewer.told).second,
+    EXPECT_EQ(numbers(all.output).first - numbers(fewer.output).first, GetParam().resources);
+    EXPECT_EQ(numbers(all.output).second - numbers(fewer.output).second,
               GetParam().resources * static_cast<long>(node_size));
 }
 
@@ -219,7 +219,7 @@ INSTANTIATE_TEST_SUITE_P(Board, UnfittedResources,
 
 TEST(StartedBoard, CallsLeaveNothingBehind) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         call();
         return left_by([] {
                    uint32_t level = 0;
@@ -236,16 +236,16 @@ TEST(StartedBoard, CallsLeaveNothingBehind) {
                        led_color_get(0, &color);
                    }
                })
-            .told();
+            .output();
     });
-    EXPECT_EQ(played.told, "0 blocks, 0 bytes");
+    EXPECT_EQ(child.output, "0 blocks, 0 bytes");
 }
 
 // ---- Without memory: on ARM too, where tests/memory does not run ---------------------------------------------------
 
 TEST(NoMemory, CallWithoutAnyIsAFailureWithoutALine) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         call();
         Out<led_color_t> color;
         failing_allocation = -1;
@@ -259,14 +259,14 @@ TEST(NoMemory, CallWithoutAnyIsAFailureWithoutALine) {
         return joined({std::to_string(missing), kept ? "errno kept" : "errno changed", std::to_string(open),
                        color.text(), context == nullptr ? "untouched" : "touched"});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-1, errno kept, -1, untouched, untouched");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.wait_status, 0);
+    EXPECT_EQ(child.output, "-1, errno kept, -1, untouched, untouched");
+    EXPECT_EQ(child.error_text, "");
 }
 
 TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
     reset_device();
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         Out<bool> present;
         failing_allocation = -1;
         counting = true;
@@ -278,9 +278,9 @@ TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
         return joined({std::to_string(result), kept ? "errno kept" : "errno changed", present.text(),
                        answer([&] { return es_present(present_next); }, present_next)});
     });
-    EXPECT_EQ(played.wait_status, 0);
-    EXPECT_EQ(played.told, "-1, errno kept, untouched, 0: true");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(child.wait_status, 0);
+    EXPECT_EQ(child.output, "-1, errno kept, untouched, 0: true");
+    EXPECT_EQ(child.error_text, "");
 }
 
 // What writing fails with cannot be made then, and std::bad_alloc comes in its place.
@@ -288,7 +288,7 @@ TEST(NoMemory, SuspendKeepsQuietAboutTheStreamFailureAlone) {
     reset_device();
     testing_support::remove("/sys/power/state");
     testing_support::put("/sys/power/state/is/a/directory", "");
-    const Played played = play([] {
+    const ChildResult child = run_in_child([] {
         call();
         const std::string refused = answer([] { return power_suspend(); });
         failing_allocation = -1;
@@ -297,13 +297,13 @@ TEST(NoMemory, SuspendKeepsQuietAboutTheStreamFailureAlone) {
         counting = false;
         return joined({refused, std::to_string(without_memory)});
     });
-    EXPECT_EQ(played.told, "0 errno 21, -1");
+    EXPECT_EQ(child.output, "0 errno 21, -1");
 }
 
 // The function's name is the first allocation, the line the second.
 TEST(NoMemory, LineThatCannotBeComposedChangesNoErrno) {
     for (const long number : {1, 2}) {
-        const Played played = play([number] {
+        const ChildResult child = run_in_child([number] {
             failing_allocation = number;
             failing_as_malloc = true;
             try {
@@ -318,8 +318,8 @@ TEST(NoMemory, LineThatCannotBeComposedChangesNoErrno) {
                 return joined({std::to_string(allocations), std::to_string(result), std::to_string(error)});
             }
         });
-        EXPECT_EQ(played.told, joined({std::to_string(number), "-1", "4711"}));
-        EXPECT_EQ(played.error_text, "");
+        EXPECT_EQ(child.output, joined({std::to_string(number), "-1", "4711"}));
+        EXPECT_EQ(child.error_text, "");
     }
 }
 
@@ -328,7 +328,7 @@ TEST(ReplacedEntry, LosesTheObjectItNamedBeforeAndNothingElse) {
     board.add(Velmor::Resource::type::gps, new Velmor::Resource);
     const Memory left = left_by([&board] { board.add(Velmor::Resource::type::gps, new Velmor::Resource); });
     // The new object is the board's; the registry has not grown, and the old object is still there.
-    EXPECT_EQ(left.told(), Memory().object<Velmor::Resource>().told());
+    EXPECT_EQ(left.output(), Memory().object<Velmor::Resource>().output());
 }
 
 }  // namespace

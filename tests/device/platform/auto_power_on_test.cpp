@@ -17,7 +17,7 @@
 using testing::ElementsAre;
 using testing_support::content;
 using testing_support::Outcome;
-using testing_support::run_apart;
+using testing_support::run_unrecorded;
 using testing_support::thrown;
 using Velmor::AutoPowerOn;
 
@@ -91,14 +91,14 @@ TEST_F(AutoPowerOnTest, ThreadCanBeCancelledInTheEndlessWait) {
 }
 
 TEST_F(AutoPowerOnTest, ExportedShutdownReturnsMinusTheError) {
-    const Outcome outcome = run_apart(power_shutdown);
+    const Outcome outcome = run_unrecorded(power_shutdown);
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.error, 1);
     EXPECT_EQ(outcome.error_text, "power_shutdown failed: Operation not permitted\n");
 }
 
 TEST_F(AutoPowerOnTest, ProcessLivesOnAfterACancelledShutdown) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         stand_ins::state.restart_result = 0;
         const WaitingThread thread([] { power_shutdown(); });
         if (!thread.ends_by_cancellation()) return -100;

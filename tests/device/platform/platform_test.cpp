@@ -25,7 +25,7 @@ using testing::ElementsAreArray;
 using testing_support::Outcome;
 using testing_support::put;
 using testing_support::Recorder;
-using testing_support::run_apart;
+using testing_support::run_unrecorded;
 using testing_support::thrown;
 using Velmor::Platform;
 
@@ -657,7 +657,7 @@ TEST_F(PlatformTest, NullPointersAreInvalid) {
         [] { return platform_can_unique_num_get(nullptr); },
     };
     for (std::size_t i = 0; i < calls.size(); ++i) {
-        const Outcome outcome = run_apart(calls[i]);
+        const Outcome outcome = run_unrecorded(calls[i]);
         EXPECT_EQ(outcome.result, -22) << i;
         EXPECT_EQ(outcome.error, 22) << i;
         EXPECT_EQ(outcome.error_text, "") << i;
@@ -666,7 +666,7 @@ TEST_F(PlatformTest, NullPointersAreInvalid) {
 
 TEST_F(PlatformTest, UnreadableRecordReturnsMinusOneAndPrintsOneLine) {
     testing_support::remove(record("os_date_day"));
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         platform_info_t result = {};
         return platform_info_get(&result, sizeof result);
     });
@@ -677,14 +677,14 @@ TEST_F(PlatformTest, UnreadableRecordReturnsMinusOneAndPrintsOneLine) {
 
 TEST_F(PlatformTest, CanNumbersReturnNotSupportedInVersion2) {
     put_table(2, table({}));
-    Outcome outcome = run_apart([] {
+    Outcome outcome = run_unrecorded([] {
         std::uint16_t code = 0;
         return platform_can_manuf_code_get(&code);
     });
     EXPECT_EQ(outcome.result, -95);
     EXPECT_EQ(outcome.error, 95);
     EXPECT_EQ(outcome.error_text, "platform_can_manuf_code_get failed: Operation not supported\n");
-    outcome = run_apart([] {
+    outcome = run_unrecorded([] {
         std::uint32_t number = 0;
         return platform_can_unique_num_get(&number);
     });

@@ -21,7 +21,7 @@ using testing_support::content;
 using testing_support::Outcome;
 using testing_support::put;
 using testing_support::Recorder;
-using testing_support::run_apart;
+using testing_support::run_unrecorded;
 using testing_support::thrown;
 using Velmor::Power;
 
@@ -159,13 +159,13 @@ TEST_F(PowerTest, ThreadThatLetsNobodyCancelItIsNotCancelled) {
 
 TEST_F(PowerTest, RebootReturnsMinusTheErrorOfItsProgram) {
     program("/sbin/reboot", "exit 3");
-    Outcome outcome = run_apart(power_reboot);
+    Outcome outcome = run_unrecorded(power_reboot);
     EXPECT_EQ(outcome.result, -3);
     EXPECT_EQ(outcome.error, 3);
     EXPECT_EQ(outcome.error_text, "power_reboot failed: No such process\n");
 
     testing_support::remove("/sbin/reboot");
-    outcome = run_apart(power_reboot);
+    outcome = run_unrecorded(power_reboot);
     EXPECT_EQ(outcome.result, -2);
     EXPECT_EQ(outcome.error, 2);
     EXPECT_EQ(outcome.error_text, "power_reboot failed: No such file or directory\n");
@@ -173,13 +173,13 @@ TEST_F(PowerTest, RebootReturnsMinusTheErrorOfItsProgram) {
 
 TEST_F(PowerTest, SuspendReturnsZeroEvenWhereItCannotBeWritten) {
     testing_support::remove("/sys/power");
-    const Outcome outcome = run_apart(power_suspend);
+    const Outcome outcome = run_unrecorded(power_suspend);
     EXPECT_EQ(outcome.result, 0);
     EXPECT_EQ(outcome.error_text, "");
 }
 
 TEST_F(PowerTest, ProcessLivesOnAfterACancelledReboot) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         const WaitingThread thread([] { power_reboot(); });
         if (!thread.ends_by_cancellation()) return -100;
         return power_suspend();

@@ -20,16 +20,16 @@
 #include "velmor.h"
 
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::failed;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::stream_failure;
 using namespace Velmor;
@@ -56,8 +56,8 @@ class FailingResources : public testing::Test {
 protected:
     void SetUp() override { reset_device(); }
 
-    static Played play_on(void (*configure)(Board&), const Scenario& scenario) {
-        return play([&] {
+    static ChildResult play_on(void (*configure)(Board&), const Scenario& scenario) {
+        return run_in_child([&] {
             configuration = configure;
             return scenario();
         });
@@ -78,7 +78,7 @@ protected:
 };
 
 TEST_F(FailingLines, InputIsNotSetAndOutputNotRead) {
-    const Played played = play_on(
+    const ChildResult child = play_on(
         [](Board& board) {
             board.add(type::io + 1, new GPIO(37, GPIO::out()));
             board.add(type::io + 2, new GPIO(37, GPIO::in()));
@@ -87,8 +87,8 @@ TEST_F(FailingLines, InputIsNotSetAndOutputNotRead) {
             Out<io_value_t> value;
             return joined({answer([] { return io_set(2, 1); }), answer([&] { return io_get(1, value); }, value)});
         });
-    EXPECT_EQ(played.told, "-1, -1: untouched");
-    EXPECT_EQ(played.error_text,
+    EXPECT_EQ(child.output, "-1, -1: untouched");
+    EXPECT_EQ(child.error_text,
               failed("io_set", "GPIO direction not valid") + failed("io_get", "GPIO direction not valid"));
     for (const char* untouched : {"/export", "/unexport", "/gpio37/direction"})
         EXPECT_EQ(content(std::string(gpio_class) + untouched), "") << untouched;
@@ -97,7 +97,7 @@ TEST_F(FailingLines, InputIsNotSetAndOutputNotRead) {
 
 class FailingAntennas : public FailingLines {
 protected:
-    static Played play_antennas() {
+    static ChildResult play_antennas() {
         return play_on(
             [](Board& board) {
                 board.add(type::wifi_antenna, new Antenna(37));
@@ -116,9 +116,9 @@ protected:
 
 TEST_F(FailingAntennas, WithoutGpioLines) {
     testing_support::remove(gpio_class);
-    const Played played = play_antennas();
-    EXPECT_EQ(played.told, "-1 errno 2, -1 errno 2");
-    EXPECT_EQ(played.error_text, both_failed());
+    const ChildResult child = play_antennas();
+    EXPECT_EQ(child.output, "-1 errno 2, -1 errno 2");
+    EXPECT_EQ(child.error_text, both_failed());
     EXPECT_FALSE(exists(gpio_class));
 }
 
@@ -126,9 +126,9 @@ TEST_F(FailingAntennas, WhoseFilesRefuseWhatIsWritten) {
     for (const char* refusing : {"/export", "/gpio37/direction", "/gpio37/value", "/unexport"}) {
         SetUp();
         put_refusing(std::string(gpio_class) + refusing);
-        const Played played = play_antennas();
-        EXPECT_EQ(played.told, joined({no_space, no_space})) << refusing;
-        EXPECT_EQ(played.error_text, both_failed()) << refusing;
+        const ChildResult child = play_antennas();
+        EXPECT_EQ(child.output, joined({no_space, no_space})) << refusing;
+        EXPECT_EQ(child.error_text, both_failed()) << refusing;
     }
 }
 
@@ -136,7 +136,7 @@ TEST_F(FailingAntennas, WhoseFilesRefuseWhatIsWritten) {
 
 class FailingPower : public FailingResources {
 protected:
-    static Played play_shutdown() {
+    static ChildResult play_shutdown() {
         return play_on([](Board& board) { board.add(type::power, new Power); },
                        [] {
                            no_longer_than(20);  // success waits forever
@@ -150,33 +150,33 @@ TEST_F(FailingPower, PowerOffProgramThatFailsIsItsExitCode) {
     testing_support::remove("/sbin/poweroff");
     put("/sbin/poweroff", "#!/bin/sh\necho \"$0 $#\" >/sys/ran; exit 3\n");
     fs::permissions("/sbin/poweroff", fs::perms::owner_all);
-    const Played played = play_shutdown();
-    EXPECT_EQ(played.told, "-3 errno 3");
-    EXPECT_EQ(played.error_text, failed("power_shutdown", "No such process"));
+    const ChildResult child = play_shutdown();
+    EXPECT_EQ(child.output, "-3 errno 3");
+    EXPECT_EQ(child.error_text, failed("power_shutdown", "No such process"));
     EXPECT_EQ(content("/sys/ran"), "/sbin/poweroff 0\n");
 }
 
 TEST_F(FailingPower, PowerOffProgramThatIsMissingIsNoEntry) {
     testing_support::remove("/sbin/poweroff");
-    const Played played = play_shutdown();
-    EXPECT_EQ(played.told, "-2 errno 2");
-    EXPECT_EQ(played.error_text, failed("power_shutdown", "No such file or directory"));
+    const ChildResult child = play_shutdown();
+    EXPECT_EQ(child.output, "-2 errno 2");
+    EXPECT_EQ(child.error_text, failed("power_shutdown", "No such file or directory"));
 }
 
 // ---- GPS and motion sensors ----------------------------------------------------------------------------------------
 
 TEST_F(FailingResources, GpsThatIsAbsentIsNotSupported) {
-    const Played played = play_on([](Board&) {},
-                                  [] {
-                                      Out<gps_info_t> info;
-                                      return answer([&] { return gps_info_get(info); }, info);
-                                  });
-    EXPECT_EQ(played.told, "-95 errno 95: untouched");
-    EXPECT_EQ(played.error_text, failed("gps_info_get", "Operation not supported"));
+    const ChildResult child = play_on([](Board&) {},
+                                      [] {
+                                          Out<gps_info_t> info;
+                                          return answer([&] { return gps_info_get(info); }, info);
+                                      });
+    EXPECT_EQ(child.output, "-95 errno 95: untouched");
+    EXPECT_EQ(child.error_text, failed("gps_info_get", "Operation not supported"));
 }
 
 TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
-    const Played played = play_on(
+    const ChildResult child = play_on(
         [](Board& board) {
             board.add(type::attitude, new Attitude("/dev/input/event0"));
             board.add(type::car_motion, new CarMotion("/dev/input/event1"));
@@ -187,9 +187,9 @@ TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
             return joined({answer([&] { return attitude_get(attitude); }, attitude),
                            answer([&] { return car_motion_get(motion); }, motion)});
         });
-    EXPECT_EQ(played.told, "-2 errno 2: untouched, -2 errno 2: untouched");
-    EXPECT_EQ(played.error_text, failed("attitude_get", "No such file or directory") +
-                                     failed("car_motion_get", "No such file or directory"));
+    EXPECT_EQ(child.output, "-2 errno 2: untouched, -2 errno 2: untouched");
+    EXPECT_EQ(child.error_text, failed("attitude_get", "No such file or directory") +
+                                    failed("car_motion_get", "No such file or directory"));
     EXPECT_FALSE(exists("/dev/input"));
 }
 
@@ -197,7 +197,7 @@ TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
 
 class FailingMrfiFiles : public FailingResources {
 protected:
-    static Played play_mrfi(const Scenario& scenario) {
+    static ChildResult play_mrfi(const Scenario& scenario) {
         return play_on([](Board& board) { board.add(type::mrfi + 1, new MRFI(radio)); }, scenario);
     }
 };
@@ -211,10 +211,10 @@ struct MrfiFunction {
 
 class FailingMrfi : public FailingMrfiFiles, public testing::WithParamInterface<MrfiFunction> {
 protected:
-    static void expect_failure(const std::string& told) {
-        const Played played = play_mrfi(GetParam().call);
-        EXPECT_EQ(played.told, told + (GetParam().reads ? ": untouched" : ""));
-        EXPECT_EQ(played.error_text, failed(GetParam().name, stream_failure));
+    static void expect_failure(const std::string& output) {
+        const ChildResult child = play_mrfi(GetParam().call);
+        EXPECT_EQ(child.output, output + (GetParam().reads ? ": untouched" : ""));
+        EXPECT_EQ(child.error_text, failed(GetParam().name, stream_failure));
     }
 
     static std::string path() { return std::string(radio) + "/" + GetParam().attribute; }
@@ -277,12 +277,12 @@ TEST_F(FailingMrfiFiles, ListsThatAreMissingOrCannotBeReadAreEmpty) {
                        answer([&] { return mrfi_device_list_close(devices); })});
     };
     constexpr char empty[] = "0, 0, 0: untouched, 0: untouched, 0: untouched, 0: untouched, 0, 0";
-    const Played missing = play_mrfi(lists);
-    EXPECT_EQ(missing.told, empty);
+    const ChildResult missing = play_mrfi(lists);
+    EXPECT_EQ(missing.output, empty);
     EXPECT_EQ(missing.error_text, "");
     for (const char* name : {"/connections", "/devices"}) fs::create_directories(std::string(radio) + name);
-    const Played unreadable = play_mrfi(lists);
-    EXPECT_EQ(unreadable.told, empty);
+    const ChildResult unreadable = play_mrfi(lists);
+    EXPECT_EQ(unreadable.output, empty);
     EXPECT_EQ(unreadable.error_text, "");
 }
 

@@ -27,11 +27,11 @@
 #include "velmor.h"
 
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
+using testing_support::run_in_child;
 using testing_support::wait_until;
 using namespace Velmor;
 
@@ -120,15 +120,15 @@ private:
 };
 
 TEST(ForkWithinAStart, OfAnotherThreadNeitherWaitsNorIsWaitedFor) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         HeldStart start;
         const std::string child = ending_of(forked([] { return ask() == "0: 2" && ask() == "0: 2"; }));
         const std::string first = start.finish();
         return joined({child, first, ask(), std::to_string(configurations)});
     });
-    EXPECT_EQ(played.told, "exit 42, 0: 1, 0: 1, 1");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "exit 42, 0: 1, 0: 1, 1");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
@@ -137,7 +137,7 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
 #endif
     if (testing_support::emulated)
         GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         HeldStart start;
         const std::string child = ending_of(forked([] {
@@ -152,11 +152,11 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
         start.finish();
         return child;
     });
-    EXPECT_EQ(played.told, "exit 42");
+    EXPECT_EQ(result.output, "exit 42");
 }
 
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         std::string child;
         configuration = [&child](Board& board) {
@@ -167,14 +167,14 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
         const std::string first = ask();
         return joined({child, first, ask()});
     });
-    EXPECT_EQ(played.told, "exit 42, 0: 1, 0: 1");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "exit 42, 0: 1, 0: 1");
+    EXPECT_EQ(result.error_text, "");
 }
 
 // The child goes on with its copy of the start. What its handler's calls have started by then, if any, stays.
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
     for (const bool child_calls : {false, true}) {
-        const Played played = play([child_calls] {
+        const ChildResult result = run_in_child([child_calls] {
             no_longer_than(20);
             pid_t child = -1;
             configuration = [&](Board& board) {
@@ -190,7 +190,7 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
             if (child == 0) _exit(joined({first, ask()}) == (child_calls ? "0: 2, 0: 2" : "0: 1, 0: 1") ? 42 : 43);
             return joined({ending_of(child), first});
         });
-        EXPECT_EQ(played.told, "exit 42, 0: 1") << child_calls;
+        EXPECT_EQ(result.output, "exit 42, 0: 1") << child_calls;
     }
 }
 
@@ -198,7 +198,7 @@ pid_t child_of_a_waiting_thread = -1;
 
 // The thread waits in the parent for the start of another. In the child there is none to wait for.
 TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         HeldStart start;
         std::atomic<bool> waits = false;
@@ -224,18 +224,18 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
         waiter.join();
         return joined({child, first, std::to_string(second)});
     });
-    EXPECT_EQ(played.told, "exit 42, 0: 1, 1");
+    EXPECT_EQ(result.output, "exit 42, 0: 1, 1");
 }
 
 TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             add_line(board, configurations);
             throw 42;
         };
         return joined({ask(), ending_of(forked([] { return ask() == "0: 1"; })), ask()});
     });
-    EXPECT_EQ(played.told, "-1: untouched, exit 42, 0: 1");
+    EXPECT_EQ(result.output, "-1: untouched, exit 42, 0: 1");
 }
 
 // ---- Fork handlers of the application ------------------------------------------------------------------------------
@@ -249,7 +249,7 @@ void call_in_handler() {
 class ForkHandlers : public testing::TestWithParam<bool> {};
 
 TEST_P(ForkHandlers, MayCallTheLibrary) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         configuration = [](Board& board) { add_line(board, 1); };
         const bool registered_first = GetParam();
@@ -259,27 +259,27 @@ TEST_P(ForkHandlers, MayCallTheLibrary) {
         const std::string child = ending_of(forked([] { return calls_of_handlers == 2 && ask() == "0: 1"; }));
         return joined({first, child, std::to_string(calls_of_handlers)});
     });
-    EXPECT_EQ(played.told, "0: 1, exit 42, 2");
+    EXPECT_EQ(result.output, "0: 1, exit 42, 2");
 }
 
 INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
                          [](const auto& test) { return test.param ? "BeforeTheFirstCall" : "AfterIt"; });
 
 TEST(ForkHandlers, MayMakeTheFirstCall) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         configuration = [](Board& board) { add_line(board, 1); };
         pthread_atfork(nullptr, nullptr, call_in_handler);
         const std::string child = ending_of(forked([] { return calls_of_handlers == 1 && ask() == "0: 1"; }));
         return joined({child, ask()});
     });
-    EXPECT_EQ(played.told, "exit 42, 0: 1");
+    EXPECT_EQ(result.output, "exit 42, 0: 1");
 }
 
 // ---- Calls within a start ------------------------------------------------------------------------------------------
 
 TEST(CallWithinAStart, OfTheSameThreadFailsInsteadOfWaitingForItself) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         std::string nested;
         configuration = [&nested](Board& board) {
@@ -289,20 +289,20 @@ TEST(CallWithinAStart, OfTheSameThreadFailsInsteadOfWaitingForItself) {
         const std::string first = ask();
         return joined({nested, first, ask()});
     });
-    EXPECT_EQ(played.told, "-35 errno 35: untouched, 0: 1, 0: 1");
-    EXPECT_EQ(played.error_text, "io_get failed: Resource deadlock avoided\n");
+    EXPECT_EQ(result.output, "-35 errno 35: untouched, 0: 1, 0: 1");
+    EXPECT_EQ(result.error_text, "io_get failed: Resource deadlock avoided\n");
 }
 
 /** Standard error that asks the library for something for each text, but not for a text of that. */
 class AskingBuffer : public std::streambuf {
 public:
-    std::string told;
+    std::string output;
 
 private:
     std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
         if (!asking_) {
             asking_ = true;
-            told += ask() + ", ";
+            output += ask() + ", ";
             asking_ = false;
         }
         return length;
@@ -312,7 +312,7 @@ private:
 };
 
 TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         configuration = [](Board& board) {
             if (configurations == 1) throw std::runtime_error("no board");
@@ -322,14 +322,14 @@ TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
         std::streambuf* const before = std::cerr.rdbuf(&buffer);
         const std::string first = ask();
         std::cerr.rdbuf(before);
-        return first + ", " + buffer.told;
+        return first + ", " + buffer.output;
     });
     // The line of the start and that of the call.
-    EXPECT_EQ(played.told, "-1: untouched, 0: 2, 0: 2, ");
+    EXPECT_EQ(result.output, "-1: untouched, 0: 2, 0: 2, ");
 }
 
 TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         std::atomic<bool> fails = false;
         configuration = [&fails](Board& board) {
@@ -358,7 +358,7 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         dup2(standard_error, STDERR_FILENO);
         return joined({held_up, other, child});
     });
-    EXPECT_EQ(played.told, "held up, 0: 2, exit 42");
+    EXPECT_EQ(result.output, "held up, 0: 2, exit 42");
 }
 
 // ---- Calls within a call -------------------------------------------------------------------------------------------
@@ -369,7 +369,7 @@ class InterruptedPower : public Power {
 };
 
 TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         configuration = [](Board& board) {
             add_line(board, 1);
@@ -380,20 +380,20 @@ TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
         pthread_create(
             &thread, nullptr, [](void*) -> void* { return power_reboot(), nullptr; }, nullptr);
         pthread_cancel(thread);
-        void* result = nullptr;
-        pthread_join(thread, &result);
-        return result == PTHREAD_CANCELED ? "cancelled" : "returned";
+        void* status = nullptr;
+        pthread_join(thread, &status);
+        return status == PTHREAD_CANCELED ? "cancelled" : "returned";
     });
-    EXPECT_EQ(played.told, "cancelled");
+    EXPECT_EQ(result.output, "cancelled");
 }
 
 TEST(FailedStart, ReportsBeforeItsCall) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board&) { throw std::runtime_error("no board"); };
         return ask();
     });
-    EXPECT_EQ(played.told, "-1: untouched");
-    EXPECT_EQ(played.error_text, failed_start);
+    EXPECT_EQ(result.output, "-1: untouched");
+    EXPECT_EQ(result.error_text, failed_start);
 }
 
 }  // namespace

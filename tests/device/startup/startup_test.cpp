@@ -47,14 +47,14 @@
 #include "velmor.h"
 
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::Out;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::reset_device;
+using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::wait_until;
 using namespace Velmor;
@@ -143,7 +143,7 @@ std::string ask_es() {
 // ---- Exceptions out of the configuration ---------------------------------------------------------------------------
 
 TEST(BoardStart, ConfigurationIsCalledOnceOnAnEmptyBoard) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         bool empty = false;
         configuration = [&empty](Board& board) {
             empty = !board.present(type::platform);
@@ -151,20 +151,20 @@ TEST(BoardStart, ConfigurationIsCalledOnceOnAnEmptyBoard) {
         };
         return joined({ask_io(3), ask_io(3), empty ? "empty" : "not empty", std::to_string(configurations)});
     });
-    EXPECT_EQ(played.told, "0: 33, 0: 33, empty, 1");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "0: 33, 0: 33, empty, 1");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST(BoardStart, ExceptionOfAnotherKindIsReportedAndThePartialBoardPublishedByTheNextCall) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             add_line(board, 3, [] { return 33; });
             throw 42;
         };
         return joined({ask_io(3), ask_io(3), ask_io(4), ask_io(3), std::to_string(configurations)});
     });
-    EXPECT_EQ(played.told, "-1: untouched, 0: 33, -95 errno 95: untouched, 0: 33, 1");
-    EXPECT_EQ(played.error_text, "io_get unhandled exception\nio_get failed: Operation not supported\n");
+    EXPECT_EQ(result.output, "-1: untouched, 0: 33, -95 errno 95: untouched, 0: 33, 1");
+    EXPECT_EQ(result.error_text, "io_get unhandled exception\nio_get failed: Operation not supported\n");
 }
 
 struct Thrown {
@@ -178,7 +178,7 @@ constexpr char long_name[] = "sixteen--letters";
 class FailingConfiguration : public testing::TestWithParam<Thrown> {};
 
 TEST_P(FailingConfiguration, IsReportedWithItsTextAndTriedAgainOnANewBoard) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             if (configurations == 1) add_line(board, 4, [] { return 44; });
             if (configurations < 3) GetParam().thrower();
@@ -187,8 +187,8 @@ TEST_P(FailingConfiguration, IsReportedWithItsTextAndTriedAgainOnANewBoard) {
         return joined({ask_io(3), ask_es(), ask_io(3), ask_io(4), std::to_string(configurations)});
     });
     const std::string start = "cannot set board resources: " + GetParam().text + "\n";
-    EXPECT_EQ(played.told, "-1: untouched, -1: untouched, 0: 33, -95 errno 95: untouched, 3");
-    EXPECT_EQ(played.error_text, start + "io_get failed: cannot initialize board data\n" + start +
+    EXPECT_EQ(result.output, "-1: untouched, -1: untouched, 0: 33, -95 errno 95: untouched, 3");
+    EXPECT_EQ(result.error_text, start + "io_get failed: cannot initialize board data\n" + start +
                                      "es_present failed: cannot initialize board data\n" +
                                      "io_get failed: Operation not supported\n");
 }
@@ -225,7 +225,7 @@ TEST(BoardStart, FailedStartDestroysNoResource) {
         bool& destroyed_;
     };
 
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         bool destroyed = false;
         configuration = [&destroyed](Board& board) {
             board.add(type::gps, new Watched(destroyed));
@@ -233,27 +233,27 @@ TEST(BoardStart, FailedStartDestroysNoResource) {
         };
         return joined({ask_es(), destroyed ? "destroyed" : "alive"});
     });
-    EXPECT_EQ(played.told, "-1: untouched, alive");
+    EXPECT_EQ(result.output, "-1: untouched, alive");
 }
 
 TEST(BoardStart, StartedBoardIsOneAndTheSame) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board&) {};
         const Board* const first = &started_board();
         return &started_board() == first ? "same" : "another";
     });
-    EXPECT_EQ(played.told, "same");
+    EXPECT_EQ(result.output, "same");
 }
 
 TEST(BoardStart, FailureLeavesErrnoAsTheConfigurationLeftIt) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board&) {
             errno = EXDEV;
             throw std::runtime_error("no board");
         };
         return ask_es();
     });
-    EXPECT_EQ(played.told, "-1 errno " + std::to_string(EXDEV) + ": untouched");
+    EXPECT_EQ(result.output, "-1 errno " + std::to_string(EXDEV) + ": untouched");
 }
 
 // ---- Exceptions out of resources -----------------------------------------------------------------------------------
@@ -261,14 +261,14 @@ TEST(BoardStart, FailureLeavesErrnoAsTheConfigurationLeftIt) {
 struct Answered {
     std::string name;
     std::function<void()> thrower;
-    std::string told;
+    std::string output;
     std::string line;
 };
 
 class FailingResource : public testing::TestWithParam<Answered> {};
 
 TEST_P(FailingResource, IsAnsweredByTheFrame) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             add_line(board, 3, [] {
                 GetParam().thrower();
@@ -277,8 +277,8 @@ TEST_P(FailingResource, IsAnsweredByTheFrame) {
         };
         return ask_io(3);
     });
-    EXPECT_EQ(played.told, GetParam().told + ": untouched");
-    EXPECT_EQ(played.error_text, GetParam().line);
+    EXPECT_EQ(result.output, GetParam().output + ": untouched");
+    EXPECT_EQ(result.error_text, GetParam().line);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -301,7 +301,7 @@ INSTANTIATE_TEST_SUITE_P(
 // ---- The library mutex is for the start only -----------------------------------------------------------------------
 
 TEST(Frame, OperationMayCallTheLibrary) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         configuration = [](Board& board) {
             add_line(board, 3, [] { return 33; });
@@ -312,11 +312,11 @@ TEST(Frame, OperationMayCallTheLibrary) {
         };
         return ask_io(4);
     });
-    EXPECT_EQ(played.told, "0: 34");
+    EXPECT_EQ(result.output, "0: 34");
 }
 
 TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(10);
         std::atomic<bool> inside = false;
         std::atomic<bool> go_on = false;
@@ -336,25 +336,25 @@ TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
         thread.join();
         return joined({other, blocked});
     });
-    EXPECT_EQ(played.told, "0: 33, 0: 44");
+    EXPECT_EQ(result.output, "0: 33, 0: 44");
 }
 
 TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) { add_line(board, 3, [] { return 33; }); };
         const auto refused = [] { return lock_is_refused = true, ask_io(3); };
         return joined({refused(), refused(), std::to_string(configurations), ask_io(3)});
     });
-    EXPECT_EQ(played.told, "-11 errno 11: untouched, -11 errno 11: untouched, 0, 0: 33");
+    EXPECT_EQ(result.output, "-11 errno 11: untouched, -11 errno 11: untouched, 0, 0: 33");
     constexpr char line[] = "io_get failed: Resource temporarily unavailable\n";
-    EXPECT_EQ(played.error_text, std::string(line) + line);
+    EXPECT_EQ(result.error_text, std::string(line) + line);
 }
 
 // The child has the parent's mutex in hand, which its other threads do not look at.
 TEST(Frame, ForkWhileTheMutexIsLockedLetsTheChildStartOneBoard) {
     if (testing_support::emulated)
         GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         no_longer_than(20);
         static std::thread other;
         pid_t child = -1;
@@ -365,43 +365,43 @@ TEST(Frame, ForkWhileTheMutexIsLockedLetsTheChildStartOneBoard) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));  // a second start has time to begin
         };
         on_lock = [&child] { child = fork(); };
-        const std::string told = ask_io(3);
+        const std::string output = ask_io(3);
         if (child == 0) {
             other.join();
-            _exit(told == "0: 1" && ask_io(3) == "0: 1" ? 42 : 43);
+            _exit(output == "0: 1" && ask_io(3) == "0: 1" ? 42 : 43);
         }
         int status = 0;
         waitpid(child, &status, 0);
-        return joined({told, std::to_string(WEXITSTATUS(status))});
+        return joined({output, std::to_string(WEXITSTATUS(status))});
     });
-    EXPECT_EQ(played.told, "0: 1, 42");
+    EXPECT_EQ(result.output, "0: 1, 42");
 }
 
 // Another thread could hold it while a child is forked.
 TEST(Frame, StartedBoardNeedsNoMutex) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) { add_line(board, 3, [] { return 33; }); };
         ask_io(3);
         lock_is_refused = true;
         return joined({ask_io(3), lock_is_refused ? "mutex left alone" : "mutex asked for"});
     });
-    EXPECT_EQ(played.told, "0: 33, mutex left alone");
+    EXPECT_EQ(result.output, "0: 33, mutex left alone");
 }
 
 TEST(Frame, NullPointerIsRefusedBeforeTheMutex) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board&) {};
         lock_is_refused = true;
         const std::string refused = answer([] { return io_get(3, nullptr); });
         return joined(
             {refused, lock_is_refused ? "mutex left alone" : "mutex asked for", std::to_string(configurations)});
     });
-    EXPECT_EQ(played.told, "-22 errno 22, mutex left alone, 0");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "-22 errno 22, mutex left alone, 0");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST(Frame, OperationRunsWithCancellationOff) {
-    const Played played = play([] {
+    const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             add_line(board, 3, [] {
                 int state = PTHREAD_CANCEL_ENABLE;
@@ -411,7 +411,7 @@ TEST(Frame, OperationRunsWithCancellationOff) {
         };
         return ask_io(3);
     });
-    EXPECT_EQ(played.told, "0: 1");
+    EXPECT_EQ(result.output, "0: 1");
 }
 
 // ---- The functions of the families that this device lacks ----------------------------------------------------------
@@ -449,8 +449,8 @@ protected:
         put("/sys/devices/platform/gpio-keys/disabled_keys", "114\n");
     }
 
-    static Played play_equipped(const Scenario& scenario) {
-        return play([&] {
+    static ChildResult play_equipped(const Scenario& scenario) {
+        return run_in_child([&] {
             configuration = equip;
             return scenario();
         });
@@ -458,7 +458,7 @@ protected:
 };
 
 TEST_F(EquippedBoard, LedColor) {
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         const led_color_t wanted = {255, 0, 16};
         const led_color_t too_bright = {256, 0, 0};
         Out<led_color_t> color;
@@ -466,18 +466,18 @@ TEST_F(EquippedBoard, LedColor) {
                        answer([&] { return led_color_set(0, &wanted); }),
                        answer([&] { return led_color_set(0, &too_bright); })});
     });
-    EXPECT_EQ(played.told, "0: 1 2 3, 0, -1");
-    EXPECT_EQ(played.error_text, "led_color_set failed: color out of range\n");
+    EXPECT_EQ(result.output, "0: 1 2 3, 0, -1");
+    EXPECT_EQ(result.error_text, "led_color_set failed: color out of range\n");
     EXPECT_EQ(content("/sys/leds"), "255 0 16");
 }
 
 TEST_F(EquippedBoard, Antennas) {
     put("/sys/class/gpio/export", "");
     put("/sys/class/gpio/unexport", "");
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         return joined({answer([] { return wifi_antenna_set(1); }), answer([] { return bluetooth_antenna_set(0); })});
     });
-    EXPECT_EQ(played.told, "0, 0");
+    EXPECT_EQ(result.output, "0, 0");
     EXPECT_EQ(content("/sys/class/gpio/gpio37/value"), "1");
     EXPECT_EQ(content("/sys/class/gpio/gpio38/value"), "0");
 }
@@ -485,7 +485,7 @@ TEST_F(EquippedBoard, Antennas) {
 TEST_F(EquippedBoard, MrfiAttributes) {
     put(std::string(radio) + "/rssi", "-61\n");
     put(std::string(radio) + "/address", "0x12345678\n");
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
         const mrfi_addr_t nobody = {{0, 0, 0, 0}};
         Out<int> rssi;
@@ -500,20 +500,20 @@ TEST_F(EquippedBoard, MrfiAttributes) {
              answer([&] { return mrfi_autolink_get(1, off); }, off), answer([&] { return mrfi_link(1, &peer); }),
              answer([&] { return mrfi_unlink(1, &nobody); }), answer([&] { return mrfi_link(0, &peer); })});
     });
-    EXPECT_EQ(played.told, "0: -61, 0: 1, 0: 78 56 34 12 , 0: true, 0, 0: false, 0, 0, -95 errno 95");
+    EXPECT_EQ(result.output, "0: -61, 0: 1, 0: 78 56 34 12 , 0: true, 0, 0: false, 0, 0, -95 errno 95");
     EXPECT_EQ(content(std::string(radio) + "/autolink"), "0");
     EXPECT_EQ(content(std::string(radio) + "/link"), "0xab0001");
     EXPECT_EQ(content(std::string(radio) + "/unlink"), "0");
 }
 
 TEST_F(EquippedBoard, MrfiAutolinkTakesAnyLowByteAsOn) {
-    const Played played = play_equipped([] { return answer([] { return mrfi_autolink_set(1, 0x102); }); });
-    EXPECT_EQ(played.told, "0");
+    const ChildResult result = play_equipped([] { return answer([] { return mrfi_autolink_set(1, 0x102); }); });
+    EXPECT_EQ(result.output, "0");
     EXPECT_EQ(content(std::string(radio) + "/autolink"), "1");
 }
 
 TEST_F(EquippedBoard, MrfiLists) {
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         mrfi_enum_ctx* connections = nullptr;
         mrfi_enum_ctx* devices = nullptr;
         Out<mrfi_connection_t> connection;
@@ -533,48 +533,48 @@ TEST_F(EquippedBoard, MrfiLists) {
                        answer([&] { return mrfi_device_list_close(devices); })});
     });
     // The reserved bits keep the 0x5A that they had: 0x16 above the two flags.
-    EXPECT_EQ(played.told,
+    EXPECT_EQ(result.output,
               "0, -22 errno 22, 1: 31 2 196 10 22 1 0 34 12 , 0: untouched, 0: untouched, 0, "
               "0, -22 errno 22, 1: 3 7 probe 1 0 34 12 , 0: untouched, 0");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(EquippedBoard, MotionSensors) {
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         Out<attitude_t> attitude;
         Out<car_motion_t> motion;
         return joined({answer([&] { return attitude_get(attitude); }, attitude),
                        answer([&] { return car_motion_get(motion); }, motion)});
     });
-    EXPECT_EQ(played.told, "0: -1 -2 -3, 0: -1 backwards");
-    EXPECT_EQ(played.error_text, "");
+    EXPECT_EQ(result.output, "0: -1 -2 -3, 0: -1 backwards");
+    EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(EquippedBoard, MotionSensorsReportTheirDevicesErrno) {
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         axes_error = ENODEV;
         Out<attitude_t> attitude;
         Out<car_motion_t> motion;
         return joined({answer([&] { return attitude_get(attitude); }, attitude),
                        answer([&] { return car_motion_get(motion); }, motion)});
     });
-    EXPECT_EQ(played.told, "-19 errno 19: untouched, -19 errno 19: untouched");
-    EXPECT_EQ(played.error_text, "attitude_get failed: No such device\ncar_motion_get failed: No such device\n");
+    EXPECT_EQ(result.output, "-19 errno 19: untouched, -19 errno 19: untouched");
+    EXPECT_EQ(result.error_text, "attitude_get failed: No such device\ncar_motion_get failed: No such device\n");
 }
 
 TEST_F(EquippedBoard, SerialMultiplexer) {
     put("/sys/class/gpio/export", "");
     put("/sys/class/gpio/unexport", "");
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         return joined({answer([] { return serial_mux(2, 5); }), answer([] { return serial_mux(2, 6); })});
     });
-    EXPECT_EQ(played.told, "0, -1");
-    EXPECT_EQ(played.error_text, "serial_mux failed: Unsupported port\n");
+    EXPECT_EQ(result.output, "0, -1");
+    EXPECT_EQ(result.error_text, "serial_mux failed: Unsupported port\n");
     EXPECT_EQ(content("/sys/class/gpio/gpio39/value"), "1");
 }
 
 TEST_F(EquippedBoard, SerialAlternateFunctions) {
-    const Played played = play_equipped([] {
+    const ChildResult result = play_equipped([] {
         Out<bool> key;
         Out<bool> other;
         return joined({answer([&] { return serial_alt_func_has(3, 1, key); }, key),
@@ -582,8 +582,8 @@ TEST_F(EquippedBoard, SerialAlternateFunctions) {
                        answer([] { return serial_alt_func_set(3, 1); }),
                        answer([] { return serial_alt_func_set(3, 2); })});
     });
-    EXPECT_EQ(played.told, "0: true, 0: false, 0, -22 errno 22");
-    EXPECT_EQ(played.error_text, "serial_alt_func_set failed: Invalid argument\n");
+    EXPECT_EQ(result.output, "0: true, 0: false, 0, -22 errno 22");
+    EXPECT_EQ(result.error_text, "serial_alt_func_set failed: Invalid argument\n");
     EXPECT_EQ(content("/sys/devices/platform/gpio-keys/disabled_keys"), "0,");
 }
 

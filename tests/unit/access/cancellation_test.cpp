@@ -230,7 +230,7 @@ TEST_F(Cancellation, AsynchronousStrikesAtTheEndOfTheScope) {
     }
     EXPECT_EQ(pthread_cancel(thread), 0);
     pending.cancelled = true;
-    EXPECT_EQ(pthread_join(thread, nullptr), 0);  // its result is not told: some C libraries leave it null here
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);  // its result is not checked: some C libraries leave it null here
     EXPECT_TRUE(pending.passed);
     EXPECT_TRUE(pending.unwound);
 }

@@ -20,8 +20,8 @@
 
 using testing_support::content;
 using testing_support::joined;
-using testing_support::play;
 using testing_support::put;
+using testing_support::run_in_child;
 using testing_support::TemporaryDirectory;
 using Velmor::Descriptor;
 
@@ -76,7 +76,7 @@ TEST_F(DescriptorTest, MissingFileIsNoneAndItsErrno) {
 class WithoutStandardDescriptors : public DescriptorTest, public testing::WithParamInterface<std::vector<int>> {};
 
 TEST_P(WithoutStandardDescriptors, NoneOfThemIsEverTakenAndTheyStayClosed) {
-    const auto played = play([this] {
+    const auto child = run_in_child([this] {
         for (const int fd : GetParam()) close(fd);
         std::string text;
         // The first open meets them free, the others know of it.
@@ -93,7 +93,7 @@ TEST_P(WithoutStandardDescriptors, NoneOfThemIsEverTakenAndTheyStayClosed) {
     });
     std::string once = "above close-on-exec above close-on-exec ";
     for (std::size_t i = 0; i < GetParam().size(); ++i) once += "closed ";
-    EXPECT_EQ(played.told, once + once + once);
+    EXPECT_EQ(child.output, once + once + once);
 }
 
 INSTANTIATE_TEST_SUITE_P(Closed, WithoutStandardDescriptors,
@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(Closed, WithoutStandardDescriptors,
                          });
 
 TEST_F(DescriptorTest, FailedOpenKeepsItsErrnoAndLosesNothing) {
-    const auto played = play([this] {
+    const auto child = run_in_child([this] {
         close(0);
         close(2);
         const auto missing = [this] {
@@ -119,7 +119,7 @@ TEST_F(DescriptorTest, FailedOpenKeepsItsErrnoAndLosesNothing) {
         const bool after = missing();
         return joined({before && after ? "ENOENT" : "another", is_closed(0) && is_closed(2) ? "closed" : "open"});
     });
-    EXPECT_EQ(played.told, "ENOENT, closed");
+    EXPECT_EQ(child.output, "ENOENT, closed");
 }
 
 TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
@@ -129,7 +129,7 @@ TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
             << "clang's sanitizer looks at memory through a pipe, for which no descriptor is left: run this in "
                "the debug build";
 #endif
-    const auto played = play([this] {
+    const auto child = run_in_child([this] {
         close(2);
         const rlimit three = {3, 3};
         setrlimit(RLIMIT_NOFILE, &three);
@@ -143,12 +143,12 @@ TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
         }
         return text;
     });
-    EXPECT_EQ(played.told, "-1 no room, closed, -1 no room, closed, ");
+    EXPECT_EQ(child.output, "-1 no room, closed, -1 no room, closed, ");
 }
 
 // A thread that turns the process into a daemon, say: more may be held than there are.
 TEST_F(DescriptorTest, AnotherThreadMayCloseWhatIsHeld) {
-    const auto played = play([this] {
+    const auto child = run_in_child([this] {
         for (const int fd : {0, 1, 2}) close(fd);
         Descriptor().open(path_.c_str(), O_RDONLY);
         std::atomic<bool> stop = false;
@@ -161,12 +161,12 @@ TEST_F(DescriptorTest, AnotherThreadMayCloseWhatIsHeld) {
         closer.join();
         return "survived";
     });
-    EXPECT_EQ(played.told, "survived");
+    EXPECT_EQ(child.output, "survived");
 }
 
 // What the application prints into its closed standard error must not reach a file, not even between two calls of ours.
 TEST_F(DescriptorTest, OutputOfAnotherThreadNeverReachesAFile) {
-    const auto played = play([this] {
+    const auto child = run_in_child([this] {
         close(2);
         Descriptor().open(path_.c_str(), O_RDONLY);
         std::atomic<bool> stop = false;
@@ -183,7 +183,7 @@ TEST_F(DescriptorTest, OutputOfAnotherThreadNeverReachesAFile) {
         printer.join();
         return std::to_string(printed) + " bytes printed";
     });
-    EXPECT_EQ(played.told, "0 bytes printed");
+    EXPECT_EQ(child.output, "0 bytes printed");
     EXPECT_EQ(content(path_), "text\n");
 }
 

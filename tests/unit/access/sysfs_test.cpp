@@ -144,7 +144,7 @@ struct Telling {
 
 std::string text_of(const Telling& value) {
     *value.formatted = true;
-    return "told";
+    return "output";
 }
 
 bool take_value(Velmor::TextFile& /*file*/, Telling& /*value*/) {
@@ -336,7 +336,7 @@ TEST_F(SysFSTest, FailureToOpenComesBeforeTheValueIsFormatted) {
     EXPECT_FALSE(formatted);
     SysFS<Telling>(path_).write({&formatted});
     EXPECT_TRUE(formatted);
-    EXPECT_EQ(content(path_), "told");
+    EXPECT_EQ(content(path_), "output");
 }
 
 TEST_F(SysFSTest, RefusedTextIsAFailure) {

@@ -21,7 +21,7 @@
 
 using testing::ElementsAre;
 using testing_support::Outcome;
-using testing_support::run_apart;
+using testing_support::run_unrecorded;
 using Velmor::report_startup_failure;
 using Velmor::translate_exception;
 
@@ -195,13 +195,13 @@ constexpr char both_kinds[] =
     "cannot set board resources: no table\n";
 
 TEST(TranslatorAndStandardError, PlainStream) {
-    const Outcome outcome = run_apart(translate_both_kinds);
+    const Outcome outcome = run_unrecorded(translate_both_kinds);
     EXPECT_EQ(outcome.result, 0);
     EXPECT_EQ(outcome.error_text, both_kinds);
 }
 
 TEST(TranslatorAndStandardError, WidthFillAndFlagsDoNotShowInTheText) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         std::cerr << std::setw(40) << std::setfill('*') << std::left << std::hex << std::showbase;
         return translate_both_kinds();
     });
@@ -210,7 +210,7 @@ TEST(TranslatorAndStandardError, WidthFillAndFlagsDoNotShowInTheText) {
 }
 
 TEST(TranslatorAndStandardError, LineIsOutBeforeTheCallReturnsAlsoOnABufferedStream) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         std::ios_base::sync_with_stdio(false);
         std::cerr << std::nounitbuf;
         const int result = translate_both_kinds();
@@ -222,7 +222,7 @@ TEST(TranslatorAndStandardError, LineIsOutBeforeTheCallReturnsAlsoOnABufferedStr
 }
 
 TEST(TranslatorAndStandardError, ClosedDescriptorLosesOnlyTheLine) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         close(STDERR_FILENO);
         return translate_both_kinds();
     });
@@ -232,7 +232,7 @@ TEST(TranslatorAndStandardError, ClosedDescriptorLosesOnlyTheLine) {
 }
 
 TEST(TranslatorAndStandardError, ArmedStreamLosesOnlyTheLine) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
         close(STDERR_FILENO);
         return translate_both_kinds();
@@ -243,7 +243,7 @@ TEST(TranslatorAndStandardError, ArmedStreamLosesOnlyTheLine) {
 }
 
 TEST(TranslatorAndStandardError, ArmedStreamThatWorksPrintsAsEver) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
         return translate_both_kinds();
     });
@@ -252,7 +252,7 @@ TEST(TranslatorAndStandardError, ArmedStreamThatWorksPrintsAsEver) {
 }
 
 TEST(TranslatorAndStandardError, StreamWithoutBufferLosesOnlyTheLine) {
-    const Outcome outcome = run_apart([] {
+    const Outcome outcome = run_unrecorded([] {
         std::cerr.rdbuf(nullptr);
         return translate_both_kinds();
     });

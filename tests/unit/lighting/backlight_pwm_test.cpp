@@ -18,11 +18,11 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StrEq;
 using testing::ThrowsMessage;
+using testing_support::ChildResult;
 using testing_support::content;
-using testing_support::play;
-using testing_support::Played;
 using testing_support::put;
 using testing_support::Recorder;
+using testing_support::run_in_child;
 using testing_support::TemporaryDirectory;
 using testing_support::thrown;
 using Velmor::BacklightPWM;
@@ -59,8 +59,8 @@ protected:
     std::string attribute(const std::string& name) const { return content(directory_ / name); }
 
     /** The acts, and what it throws. */
-    Played setting(Recorder& recorder, BacklightPWM& backlight, std::uint32_t level) const {
-        return play(recorder.watch({directory_.path()}), [&] { return thrown([&] { backlight.set(level); }); });
+    ChildResult setting(Recorder& recorder, BacklightPWM& backlight, std::uint32_t level) const {
+        return run_in_child(recorder.watch({directory_.path()}), [&] { return thrown([&] { backlight.set(level); }); });
     }
 
     TemporaryDirectory directory_;
@@ -141,20 +141,20 @@ TEST_F(BacklightPWMTest, DutyIsWrittenBeforeTheChannelStarts) {
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
     Recorder recorder;
-    const Played played = setting(recorder, backlight, 128);
-    EXPECT_EQ(played.told, "nothing");
-    EXPECT_THAT(played.acts, ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_,         //
-                                         "open " + duty_ + " w", "write " + duty_ + " 500000", "close " + duty_,  //
-                                         "open " + status_ + " w", "write " + status_ + " 1", "close " + status_));
+    const ChildResult child = setting(recorder, backlight, 128);
+    EXPECT_EQ(child.output, "nothing");
+    EXPECT_THAT(child.acts, ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_,         //
+                                        "open " + duty_ + " w", "write " + duty_ + " 500000", "close " + duty_,  //
+                                        "open " + status_ + " w", "write " + status_ + " 1", "close " + status_));
 }
 
 TEST_F(BacklightPWMTest, LevelZeroWritesTheStatusOnly) {
     VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(40);
     Recorder recorder;
-    const Played played = setting(recorder, backlight, 0);
-    EXPECT_EQ(played.told, "nothing");
-    EXPECT_THAT(played.acts, ElementsAre("open " + status_ + " w", "write " + status_ + " 0", "close " + status_));
+    const ChildResult child = setting(recorder, backlight, 0);
+    EXPECT_EQ(child.output, "nothing");
+    EXPECT_THAT(child.acts, ElementsAre("open " + status_ + " w", "write " + status_ + " 0", "close " + status_));
 }
 
 TEST_F(BacklightPWMTest, RefusedDutyDoesNotStartTheChannel) {
@@ -162,9 +162,9 @@ TEST_F(BacklightPWMTest, RefusedDutyDoesNotStartTheChannel) {
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
     Recorder recorder;
-    const Played played = setting(recorder.fail("write " + duty_, EINVAL), backlight, 128);
-    EXPECT_EQ(played.told, "stream failure");
-    EXPECT_THAT(played.acts,
+    const ChildResult child = setting(recorder.fail("write " + duty_, EINVAL), backlight, 128);
+    EXPECT_EQ(child.output, "stream failure");
+    EXPECT_THAT(child.acts,
                 ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_, "open " + duty_ + " w",
                             "write " + duty_ + " 500000 = EINVAL", "close " + duty_));
 }
@@ -183,9 +183,9 @@ TEST_F(BacklightPWMTest, LevelAboveRangeTouchesNoFile) {
     VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(40);
     Recorder recorder;
-    const Played played = setting(recorder, backlight, 256);
-    EXPECT_EQ(played.told, "range_error backlight brightness out of range");
-    EXPECT_THAT(played.acts, IsEmpty());
+    const ChildResult child = setting(recorder, backlight, 256);
+    EXPECT_EQ(child.output, "range_error backlight brightness out of range");
+    EXPECT_THAT(child.acts, IsEmpty());
 }
 
 TEST_F(BacklightPWMTest, StoppedChannelIsOffWhateverItsDuty) {

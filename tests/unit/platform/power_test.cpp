@@ -22,11 +22,11 @@
 namespace fs = std::filesystem;
 using testing::StartsWith;
 using testing_support::answer;
+using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::joined;
-using testing_support::play;
-using testing_support::Played;
+using testing_support::run_in_child;
 using testing_support::thrown;
 
 namespace {
@@ -103,9 +103,9 @@ TEST_F(PowerRunProgram, PathIsTheOnlyArgument) {
     // The system's sleep says who it thinks it is, and that it has been given no argument.
     fs::create_symlink("/bin/sleep", program_);
     setenv("LC_ALL", "C", 1);
-    const Played played = play([&] { return running(program_); });
-    EXPECT_EQ(played.told, "system_error 1 Operation not permitted");
-    EXPECT_THAT(played.error_text, StartsWith(program_ + ": missing operand\n"));
+    const ChildResult child = run_in_child([&] { return running(program_); });
+    EXPECT_EQ(child.output, "system_error 1 Operation not permitted");
+    EXPECT_THAT(child.error_text, StartsWith(program_ + ": missing operand\n"));
 }
 
 TEST_F(PowerRunProgram, EnvironmentIsInherited) {
@@ -117,34 +117,34 @@ TEST_F(PowerRunProgram, EnvironmentIsInherited) {
 }
 
 TEST_F(PowerRunProgram, NoChildIsLeftBehind) {
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         return joined({running(script("exit 3")), running(directory_ / "none"),
                        answer([] { return waitpid(-1, nullptr, WNOHANG); })});
     });
-    EXPECT_EQ(played.told, joined({exit_code_3, no_program, "-1 errno " + std::to_string(ECHILD)}));
+    EXPECT_EQ(child.output, joined({exit_code_3, no_program, "-1 errno " + std::to_string(ECHILD)}));
 }
 
 TEST_F(PowerRunProgram, AnyChildThatEndsIsWaitedFor) {
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         const pid_t other = fork();
         if (other == 0) _exit(7);
         siginfo_t info = {};
         waitid(P_PID, static_cast<id_t>(other), &info, WEXITED | WNOWAIT);
         return running(script("sleep 0.5"));
     });
-    EXPECT_EQ(played.told, "system_error 7 Argument list too long");
+    EXPECT_EQ(child.output, "system_error 7 Argument list too long");
 }
 
 TEST_F(PowerRunProgram, IgnoredChildSignalIsNoChild) {
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         std::signal(SIGCHLD, SIG_IGN);
         return running(script("exit 0"));
     });
-    EXPECT_EQ(played.told, "system_error 10 No child processes");
+    EXPECT_EQ(child.output, "system_error 10 No child processes");
 }
 
 TEST_F(PowerRunProgram, SignalDuringTheWaitIsInterrupted) {
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         struct sigaction action = {};
         action.sa_handler = [](int) {};
         sigaction(SIGALRM, &action, nullptr);
@@ -153,21 +153,21 @@ TEST_F(PowerRunProgram, SignalDuringTheWaitIsInterrupted) {
         setitimer(ITIMER_REAL, &every_50_ms, nullptr);
         return running(program);
     });
-    EXPECT_EQ(played.told, "system_error 4 Interrupted system call");
+    EXPECT_EQ(child.output, "system_error 4 Interrupted system call");
 }
 
 TEST_F(PowerRunProgram, RefusedProcessIsTheError) {
     const std::string& program = script("exit 0");
     fs::permissions(directory_.path(), fs::perms::all);
     fs::permissions(program, fs::perms::all);
-    const Played played = play([&] {
+    const ChildResult child = run_in_child([&] {
         // The limit holds for users without privileges only; a name service would not make 65534 another "nobody".
         if (getuid() == 0 && setuid(65534) != 0) return std::string("cannot become another user");
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_NPROC, &none);
         return running(program);
     });
-    EXPECT_EQ(played.told, "system_error 11 Resource temporarily unavailable");
+    EXPECT_EQ(child.output, "system_error 11 Resource temporarily unavailable");
 }
 
 // The wait within the frame of an exported function, which keeps cancellation off everywhere else.
@@ -180,7 +180,7 @@ struct Waiter {
                 auto* const waiter = static_cast<Waiter*>(self);
                 pthread_setcancelstate(waiter->state, nullptr);
                 const Velmor::CancellationOff off;
-                waiter->told = running(waiter->program);
+                waiter->output = running(waiter->program);
                 return nullptr;
             },
             this);
@@ -195,7 +195,7 @@ struct Waiter {
 
     std::string program;
     int state;
-    std::string told = "not returned";
+    std::string output = "not returned";
     pthread_t thread = {};
 };
 
@@ -204,7 +204,7 @@ TEST_F(PowerRunProgram, ThreadCanBeCancelledInTheWait) {
     const pid_t program = pid_of_script();
     pthread_cancel(waiter.thread);
     EXPECT_TRUE(waiter.joined_as_cancelled());
-    EXPECT_EQ(waiter.told, "not returned");
+    EXPECT_EQ(waiter.output, "not returned");
     kill(program, SIGKILL);
     EXPECT_EQ(waitpid(program, nullptr, 0), program);
 }
@@ -214,7 +214,7 @@ TEST_F(PowerRunProgram, ThreadThatLetsNobodyCancelItIsNotCancelled) {
     pid_of_script();
     pthread_cancel(waiter.thread);
     EXPECT_FALSE(waiter.joined_as_cancelled());
-    EXPECT_EQ(waiter.told, exit_code_3);
+    EXPECT_EQ(waiter.output, exit_code_3);
 }
 
 }  // namespace

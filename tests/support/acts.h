@@ -5,17 +5,18 @@
 #include <string>
 #include <vector>
 
-namespace families {
+namespace testing_support {
 
+/** Acts on files, in the Recorder's words and in order. */
 using Acts = std::vector<std::string>;
 
-/** The acts of one attribute written, as the Recorder tells them. */
-inline Acts written(const std::string& path, const std::string& bytes) {
+/** One attribute written. */
+inline Acts write_acts(const std::string& path, const std::string& bytes) {
     return {"open " + path + " w", "write " + path + " " + bytes, "close " + path};
 }
 
-/** The acts of one attribute read. */
-inline Acts read(const std::string& path) {
+/** One attribute read. */
+inline Acts read_acts(const std::string& path) {
     return {"open " + path + " r", "read " + path, "close " + path};
 }
 
@@ -25,4 +26,4 @@ inline Acts in_order(std::initializer_list<Acts> parts) {
     return all;
 }
 
-}  // namespace families
+}  // namespace testing_support
