@@ -2,6 +2,8 @@
 #include "access/cancellation.h"
 
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 
 namespace Velmor {
@@ -32,6 +34,16 @@ CancellationAsCaller::CancellationAsCaller() {
 CancellationAsCaller::~CancellationAsCaller() {
     pthread_setcancelstate(previous_state_, nullptr);
     pthread_setcanceltype(previous_type_, nullptr);
+}
+
+pid_t wait_for_any_child(int& status) {
+    const CancellationAsCaller cancellable;
+    return ::wait(&status);
+}
+
+void wait_forever() {
+    const CancellationAsCaller cancellable;
+    for (;;) ::sleep(1);
 }
 
 }  // namespace Velmor

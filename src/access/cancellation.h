@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/types.h>
+
 namespace Velmor {
 
 /**
@@ -35,5 +37,12 @@ private:
     int previous_state_ = 0;
     int previous_type_ = 0;
 };
+
+// The waits of the library that may have no end.
+
+/** The system's wait(), in which the thread can be cancelled. */
+pid_t wait_for_any_child(int& status);
+/** The end of a thread that has brought the system down; it can be cancelled. */
+[[noreturn]] void wait_forever();
 
 }  // namespace Velmor

@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <cerrno>
 
+#include "access/cancellation.h"
 #include "access/failure.h"
 
 namespace Velmor {

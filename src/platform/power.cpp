@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/power.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 #include <cerrno>
 #include <ios>
@@ -18,11 +17,6 @@ constexpr char poweroff_program[] = "/sbin/poweroff";
 constexpr char reboot_program[] = "/sbin/reboot";
 constexpr char state_file[] = "/sys/power/state";
 constexpr char suspend_to_memory[] = "mem";
-
-pid_t wait_for_any_child(int& status) {
-    const CancellationAsCaller cancellable;
-    return ::wait(&status);
-}
 
 }  // namespace
 
@@ -57,11 +51,6 @@ void Power::run_program(const std::string& path) {
     if (wait_for_any_child(status) < 0) throw_system_error(errno);
     const int exit_code = status >> 8 & 0xFF;
     if (exit_code != 0) throw_system_error(exit_code);
-}
-
-void Power::wait_forever() {
-    const CancellationAsCaller cancellable;
-    for (;;) ::sleep(1);
 }
 
 }  // namespace Velmor

@@ -26,10 +26,6 @@ public:
      * A child killed by a signal counts as success.
      */
     virtual void run_program(const std::string& path);
-
-protected:
-    /** The end of a thread that has brought the system down. */
-    [[noreturn]] static void wait_forever();
 };
 
 }  // namespace Velmor
