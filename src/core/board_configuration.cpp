@@ -10,10 +10,9 @@
 #include "platform/auto_power_on.h"
 #include "platform/platform.h"
 #include "platform/watchdog.h"
-#include "sensors/bluetooth.h"
 #include "sensors/gps.h"
+#include "sensors/radio.h"
 #include "sensors/thermal.h"
-#include "sensors/wifi.h"
 #include "serial/serial_device.h"
 
 namespace Velmor {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "access/named_info.h"
 #include "core/resource.h"
 #include "velmor.h"
 
@@ -16,9 +17,10 @@ namespace Velmor {
 class SerialDevice : public Resource {
 public:
     /** Throws std::invalid_argument for a node of more than 15 characters. Speed in bit/s. */
-    SerialDevice(const std::string& name, std::uint32_t baud_rate, std::uint32_t options);
+    SerialDevice(const std::string& name, std::uint32_t baud_rate, std::uint32_t options)
+        : info_(named_info<serial_device_info_t>(name, baud_rate, options)) {}
 
-    virtual void get_info(serial_device_info_t& info);
+    virtual void get_info(serial_device_info_t& info) { info = info_; }
 
 private:
     serial_device_info_t info_;

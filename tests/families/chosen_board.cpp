@@ -11,8 +11,7 @@
 #include "core/resource.h"
 #include "lighting/backlight_pwm.h"
 #include "platform/platform.h"
-#include "sensors/bluetooth.h"
-#include "sensors/wifi.h"
+#include "sensors/radio.h"
 #include "serial/serial_device.h"
 #include "serial/serial_mux.h"
 

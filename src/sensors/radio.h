@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "access/named_info.h"
+#include "core/resource.h"
+#include "velmor.h"
+
+namespace Velmor {
+
+/**
+ * A radio's description: its network interface and a number of the board's, passed through. The radio itself is never
+ * touched; it is present where the board has registered this. Immutable; any threads.
+ */
+template <typename Info>
+class Radio : public Resource {
+public:
+    /** Throws std::invalid_argument for a name of more than 15 characters. */
+    Radio(const std::string& name, std::uint32_t value) : info_(named_info<Info>(name, value)) {}
+
+    virtual void info_get(Info& info) { info = info_; }
+
+private:
+    Info info_;
+};
+
+using Wifi = Radio<wifi_info_t>;
+using Bluetooth = Radio<bluetooth_info_t>;
+
+}  // namespace Velmor
