@@ -10,6 +10,8 @@ target_compile_options(velmor_compile_options INTERFACE
     -Wdouble-promotion
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual -Wextra-semi>
     $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op -Wduplicated-cond -Wduplicated-branches>
+    # clang needs no gnu::stack_protect, and does not know it.
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-attributes>
     # Backlight levels must round alike on every processor: no fused multiply-add.
     -ffp-contract=off)
 

@@ -27,13 +27,13 @@ public:
     virtual ~SysFS() = default;
 
     /** The same for a path that stands in pieces. */
-    static void write_to(Path path, const T& value) {
+    [[gnu::stack_protect]] static void write_to(Path path, const T& value) {
         TextFile file(path, TextFile::writing);
         file.write(text_of(value));
         file.close();
     }
 
-    static T read_from(Path path) {
+    [[gnu::stack_protect]] static T read_from(Path path) {
         TextFile file(path);
         T value{};
         if (!take_value(file, value)) throw_stream_failure();

@@ -18,6 +18,9 @@ using Path = std::initializer_list<std::string_view>;
  *
  * A page is read at once, so that an attribute, which is no longer, is one moment's value. The heap is used only for
  * a value that may go on: at the end of a page, or of a text without a newline.
+ *
+ * What has a buffer of characters on its stack, as a function with one of these has, is marked gnu::stack_protect:
+ * optimisation at link time loses sight of such buffers, and g++ would leave the protector out.
  */
 class TextFile {
 public:

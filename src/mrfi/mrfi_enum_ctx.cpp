@@ -5,7 +5,7 @@
 
 #include "access/text_file.h"
 
-mrfi_enum_ctx::mrfi_enum_ctx(const std::string& path, Velmor::MRFI* owner) : owner_(owner) {
+[[gnu::stack_protect]] mrfi_enum_ctx::mrfi_enum_ctx(const std::string& path, Velmor::MRFI* owner) : owner_(owner) {
     try {
         Velmor::TextFile file({path});
         std::string line;
