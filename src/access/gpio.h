@@ -39,7 +39,7 @@ private:
     void unexport_after_failure() const;
 
     pin pin_;
-    const std::string& direction_;
+    const std::string& direction_;  // one of the two; a shape that stays: docs/architecture.md
 };
 
 }  // namespace Velmor

@@ -61,13 +61,11 @@ inline bool take_value(TextFile& file, led_color_t& color) {
     return take_value(file, color.red) && take_value(file, color.green) && take_value(file, color.blue);
 }
 
-/** One hexadecimal number, its least significant byte first in the record: "0x1a2b3c4d", and "0" for zero. */
-inline std::string text_of(const mrfi_addr_t& address) {
-    unsigned long number = 0;
+/** An address as the number that the driver's files show: its first byte is the least significant. */
+inline std::uint32_t number_of(const mrfi_addr_t& address) {
+    std::uint32_t number = 0;
     for (int i = 3; i >= 0; --i) number = number << 8U | address.byte[i];
-    char digits[8];
-    const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), number, 16);
-    return std::string(number == 0 ? "" : "0x").append(digits, end);
+    return number;
 }
 
 inline mrfi_addr_t address_of(std::uint32_t number) {
@@ -77,6 +75,14 @@ inline mrfi_addr_t address_of(std::uint32_t number) {
         number >>= 8U;
     }
     return address;
+}
+
+/** Hexadecimal: "0x1a2b3c4d", and "0" for zero. */
+[[gnu::stack_protect]] inline std::string text_of(const mrfi_addr_t& address) {
+    const std::uint32_t number = number_of(address);
+    char digits[8];
+    const auto [end, error] = std::to_chars(std::begin(digits), std::end(digits), number, 16);
+    return std::string(number == 0 ? "" : "0x").append(digits, end);
 }
 
 inline bool take_value(TextFile& file, mrfi_addr_t& address) {

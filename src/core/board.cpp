@@ -2,7 +2,9 @@
 #include "core/board.h"
 
 #include <cxxabi.h>
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <typeinfo>
@@ -20,16 +22,16 @@
 #include "lighting/led_group_sysfs.h"
 #include "mrfi/mrfi.h"
 #include "mrfi/mrfi_enum_ctx.h"
+#include "platform/hardware_table.h"
 #include "platform/platform.h"
 #include "platform/power.h"
 #include "platform/watchdog.h"
 #include "sensors/antenna.h"
 #include "sensors/attitude.h"
-#include "sensors/bluetooth.h"
 #include "sensors/car_motion.h"
 #include "sensors/gps.h"
+#include "sensors/radio.h"
 #include "sensors/thermal.h"
-#include "sensors/wifi.h"
 #include "serial/serial_alt_func.h"
 #include "serial/serial_device.h"
 #include "serial/serial_mux.h"
@@ -277,16 +279,14 @@ void Board::add(const Resource::type& key, Resource* resource) {
 }
 
 bool Board::supported(const Resource::type& key) {
+    using type = Resource::type;
+    constexpr type with_echosounder[] = {type::echosounder, type::serial_device + 1, type::io + 10, type::io + 11};
     try {
-        switch (static_cast<std::int32_t>(key)) {
-            case 10:
-            case 11:
-            case 37:
-            case 39: return platform_hw_get(27) != 15;  // 15: no echosounder, nor what comes with it
-            case 14: return platform_hw_get(24) != 0;
-            case 12: return platform_hw_get(10) != 0;
-            default: return true;
-        }
+        if (std::ranges::find(with_echosounder, key) != std::end(with_echosounder))
+            return platform_hw_get(echosounder_kind) != no_echosounder;
+        if (key == type::bluetooth) return platform_hw_get(bluetooth_kind) != 0;
+        if (key == type::wifi) return platform_hw_get(wifi_kind) != 0;
+        return true;
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {

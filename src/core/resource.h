@@ -8,14 +8,16 @@ namespace Velmor {
 /**
  * One hardware function of the device: the base of everything that a Board registers. A plain Resource is a valid
  * entry too: it marks hardware that has nothing but a presence (the echosounder).
+ *
+ * Virtual operations and fields of the classes below it keep their order: docs/architecture.md, "Shapes that stay".
  */
 class Resource {
 public:
     /**
      * Registry keys. A family of like resources occupies consecutive keys and ends where the next one begins; the
      * index that a caller gives is added to the family's first key, so these numbers are part of the C interface.
-     * The last family has no end: begin a new one at 1000 and leave the thermal zones the room. An index that leads
-     * into another family finds a resource of another class, which counts as missing.
+     * The last family has no end: begin a new one at 1000 (docs/new-family.md) and leave the thermal zones the room. An
+     * index that leads into another family finds a resource of another class, which counts as missing.
      */
     enum class type : std::int32_t {
         io = 0,

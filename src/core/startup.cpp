@@ -36,7 +36,10 @@ constinit std::atomic<Start*> latest_start = &first_start;
 
 constinit std::atomic<Board*> published_board = nullptr;
 
-/** Left half-built by an exception of another kind: the next call publishes it as far as it came. */
+/**
+ * Left half-built by an exception of another kind: the next call publishes it as far as it came. A shape that stays:
+ * docs/architecture.md.
+ */
 constinit std::atomic<Board*> half_built_board = nullptr;
 
 /** The process in which this thread is waiting for a start or in the middle of one. Reached without a call. */

@@ -56,7 +56,7 @@ private:
 MRFI::MRFI(std::string path) : path_(std::move(path)) {}
 
 std::uint32_t MRFI::class_get(const mrfi_addr_t& address) {
-    return address.byte[2] + 256U * address.byte[3];
+    return number_of(address) >> 16U;
 }
 
 int MRFI::rssi_get() const {

@@ -8,6 +8,26 @@
 
 namespace Velmor {
 
+/** The fields of the platform hardware table that the library reads, by their numbers. */
+enum HardwareField : std::uint32_t {
+    unit_id_high = 4,
+    unit_id_low = 5,
+    oem_id = 6,
+    wifi_kind = 10,  // 0: not fitted
+    can_manufacturer_code_high = 11,
+    can_manufacturer_code_low = 12,
+    can_unique_number_high = 13,
+    can_unique_number_middle = 14,
+    can_unique_number_low = 15,
+    model_id_high = 22,
+    model_id_low = 23,
+    bluetooth_kind = 24,  // 0: not fitted
+    echosounder_kind = 27,
+};
+
+/** In the field `echosounder_kind`: neither an echosounder is fitted nor what comes with it. */
+constexpr int no_echosounder = 15;
+
 /** Where one field stands in the platform hardware table. */
 struct HardwareTableField {
     std::uint32_t id;

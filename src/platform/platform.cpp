@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 #include <type_traits>
+#include <variant>
 
 #include "access/failure.h"
 #include "access/sysfs.h"
@@ -25,32 +26,57 @@ Value record(std::string_view key) {
     return SysFS<Value>::read_from({records, key});
 }
 
-/** One software's version and build date in the public record, in the order in which its records are read. */
-struct Block {
-    std::uint8_t& date_day;
-    std::uint8_t& date_month;
-    std::uint16_t& date_year;
-    std::uint8_t& version_major;
-    std::uint8_t& version_minor;
-    std::uint8_t& version_revision;
-    char& version_status;
-    std::uint8_t& version_build;
-    std::uint8_t& version_development;
+/** A record of the kernel's, and the field that takes it: a char a character, the others the low bits of a number. */
+struct Record {
+    std::string_view key;
+    std::variant<std::uint8_t platform_info_t::*, std::uint16_t platform_info_t::*, char platform_info_t::*> field;
 };
 
-void read_block(std::string_view software, const Block& block) {
-    const auto number = [software](std::string_view key, auto& field) {
-        field = static_cast<std::remove_reference_t<decltype(field)>>(SysFS<int>::read_from({records, software, key}));
-    };
-    number("date_day", block.date_day);
-    number("date_month", block.date_month);
-    number("date_year", block.date_year);
-    number("version_major", block.version_major);
-    number("version_minor", block.version_minor);
-    number("version_revision", block.version_revision);
-    block.version_status = SysFS<char>::read_from({records, software, "version_status"});
-    number("version_build", block.version_build);
-    number("version_development", block.version_development);
+// In the order in which they are read.
+constexpr Record boot_records[] = {
+    {"boot_date_day", &platform_info_t::boot_date_day},
+    {"boot_date_month", &platform_info_t::boot_date_month},
+    {"boot_date_year", &platform_info_t::boot_date_year},
+    {"boot_version_major", &platform_info_t::boot_version_major},
+    {"boot_version_minor", &platform_info_t::boot_version_minor},
+    {"boot_version_revision", &platform_info_t::boot_version_revision},
+    {"boot_version_status", &platform_info_t::boot_version_status},
+    {"boot_version_build", &platform_info_t::boot_version_build},
+    {"boot_version_development", &platform_info_t::boot_version_development},
+};
+constexpr Record splash_records[] = {
+    {"splash_date_day", &platform_info_t::splash_date_day},
+    {"splash_date_month", &platform_info_t::splash_date_month},
+    {"splash_date_year", &platform_info_t::splash_date_year},
+    {"splash_version_major", &platform_info_t::splash_version_major},
+    {"splash_version_minor", &platform_info_t::splash_version_minor},
+    {"splash_version_revision", &platform_info_t::splash_version_revision},
+    {"splash_version_status", &platform_info_t::splash_version_status},
+    {"splash_version_build", &platform_info_t::splash_version_build},
+    {"splash_version_development", &platform_info_t::splash_version_development},
+};
+constexpr Record os_records[] = {
+    {"os_date_day", &platform_info_t::os_date_day},
+    {"os_date_month", &platform_info_t::os_date_month},
+    {"os_date_year", &platform_info_t::os_date_year},
+    {"os_version_major", &platform_info_t::os_version_major},
+    {"os_version_minor", &platform_info_t::os_version_minor},
+    {"os_version_revision", &platform_info_t::os_version_revision},
+    {"os_version_status", &platform_info_t::os_version_status},
+    {"os_version_build", &platform_info_t::os_version_build},
+    {"os_version_development", &platform_info_t::os_version_development},
+};
+
+void read_records(platform_info_t& info, std::span<const Record> software) {
+    for (const auto& [key, place] : software) {
+        std::visit(
+            [&info, &key](auto field) {
+                using Field = std::remove_reference_t<decltype(info.*field)>;
+                using Value = std::conditional_t<std::is_same_v<Field, char>, char, int>;
+                info.*field = static_cast<Field>(record<Value>(key));
+            },
+            place);
+    }
 }
 
 constexpr char digits[] = "0123456789";
@@ -84,7 +110,7 @@ Platform::Platform() {
     pht_ = hardware_table_bytes(record<std::string>("pht"));
 }
 
-void Platform::info_get(platform_info_t* info, std::size_t /*size*/) {
+[[gnu::stack_protect]] void Platform::info_get(platform_info_t* info, std::size_t /*size*/) {
     boot_info_read(*info);
     splash_info_read(*info);
     os_info_read(*info);
@@ -112,23 +138,25 @@ void Platform::info_get(platform_info_t* info, std::size_t /*size*/) {
 }
 
 std::uint16_t Platform::uid_get() {
-    return static_cast<std::uint16_t>((field_get(4) << 8U | field_get(5)) & 0xFFFFU);
+    return static_cast<std::uint16_t>((field_get(unit_id_high) << 8U | field_get(unit_id_low)) & 0xFFFFU);
 }
 
 std::uint32_t Platform::oemid_get() {
-    return field_get(6);
+    return field_get(oem_id);
 }
 
 std::uint32_t Platform::mid_get() {
-    return field_get(22) << 8U | field_get(23);
+    return field_get(model_id_high) << 8U | field_get(model_id_low);
 }
 
 std::uint16_t Platform::can_manuf_code_get() {
-    return static_cast<std::uint16_t>((field_get(11) << 8U | field_get(12)) & 0x7FFU);
+    return static_cast<std::uint16_t>(
+        (field_get(can_manufacturer_code_high) << 8U | field_get(can_manufacturer_code_low)) & 0x7FFU);
 }
 
 std::uint32_t Platform::can_unique_num_get() {
-    const std::uint32_t number = field_get(13) << 16U | field_get(14) << 8U | field_get(15);
+    const std::uint32_t number = field_get(can_unique_number_high) << 16U | field_get(can_unique_number_middle) << 8U |
+                                 field_get(can_unique_number_low);
     if (number != 0) return number & can_unique_num_mask;
 
     platform_info_t info = {};
@@ -151,24 +179,18 @@ std::uint32_t Platform::field_get(std::uint32_t id) {
 }
 
 void Platform::boot_info_read(platform_info_t& info) {
-    read_block("boot_", {info.boot_date_day, info.boot_date_month, info.boot_date_year, info.boot_version_major,
-                         info.boot_version_minor, info.boot_version_revision, info.boot_version_status,
-                         info.boot_version_build, info.boot_version_development});
+    read_records(info, boot_records);
 }
 
 void Platform::splash_info_read(platform_info_t& info) {
-    read_block("splash_", {info.splash_date_day, info.splash_date_month, info.splash_date_year,
-                           info.splash_version_major, info.splash_version_minor, info.splash_version_revision,
-                           info.splash_version_status, info.splash_version_build, info.splash_version_development});
+    read_records(info, splash_records);
 }
 
 void Platform::os_info_read(platform_info_t& info) {
-    read_block("os_",
-               {info.os_date_day, info.os_date_month, info.os_date_year, info.os_version_major, info.os_version_minor,
-                info.os_version_revision, info.os_version_status, info.os_version_build, info.os_version_development});
+    read_records(info, os_records);
 }
 
-void Platform::fs_info_read(platform_info_t& info) {
+[[gnu::stack_protect]] void Platform::fs_info_read(platform_info_t& info) {
     std::string version;
     std::string date;
     TextFile file({fs_version_file});

@@ -46,6 +46,8 @@ private:
     const HardwareTableField* layout_ = nullptr;
     int layout_size_ = 0;
     std::vector<std::uint8_t> pht_;
+    // Shapes that stay (docs/architecture.md): nothing reads the version once the layout is chosen, and the masks are
+    // always 0, since the kernel's records of them are not read.
     int pht_version_ = 0;
     std::uint32_t featuremask_low_ = 0;
     std::uint32_t featuremask_high_ = 0;

@@ -3,6 +3,8 @@
 
 #include <cxxabi.h>
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -17,17 +19,28 @@ constexpr char trip_point[] = "/trip_point_";
 constexpr char temperature_suffix[] = "_temp";
 constexpr char type_suffix[] = "_type";
 
+/** The types of trip points that are reported, and where. */
+struct Kind {
+    const char* type;
+    std::int32_t thermal_state_t::*temperature;
+};
+constexpr Kind kinds[] = {
+    {"active", &thermal_state_t::active},
+    {"hot", &thermal_state_t::hot},
+    {"very_hot", &thermal_state_t::very_hot},
+    {"critical", &thermal_state_t::critical},
+};
+
 }  // namespace
 
 Thermal::Thermal(const std::string& base) : base_(base) {
-    for (const char* const kind : {"active", "hot", "very_hot", "critical"}) trips_.emplace(kind, "");
-    const std::size_t examined = trips_.size();  // fixed here: types that are entered below do not extend the scan
+    for (const Kind& kind : kinds) trips_.emplace(kind.type, "");
     // Before the scan, which swallows a lack of memory too: these trip points would be missing for good.
     std::vector<std::string> temperatures;
-    for (std::size_t i = 0; i < examined; ++i)
+    for (std::size_t i = 0; i < std::size(kinds); ++i)
         temperatures.push_back(base_ + trip_point + std::to_string(i) + temperature_suffix);
     try {
-        for (std::size_t i = 0; i < examined; ++i) {
+        for (std::size_t i = 0; i < std::size(kinds); ++i) {
             const auto kind = SysFS<std::string>::read_from({base_, trip_point, std::to_string(i), type_suffix});
             trips_[kind] = std::move(temperatures[i]);
         }
@@ -40,15 +53,8 @@ Thermal::Thermal(const std::string& base) : base_(base) {
 void Thermal::state_get(thermal_state_t& state) {
     thermal_state_t now = {};
     now.temp = SysFS<int>::read_from({base_, temperature_file});
-    now.active = trip_temperature("active");
-    now.hot = trip_temperature("hot");
-    now.very_hot = trip_temperature("very_hot");
-    now.critical = trip_temperature("critical");
+    for (const Kind& kind : kinds) now.*kind.temperature = SysFS<int>::read_from({trips_.find(kind.type)->second});
     state = now;
-}
-
-int Thermal::trip_temperature(const char* kind) const {
-    return SysFS<int>::read_from({trips_.find(kind)->second});  // the constructor has entered all four kinds
 }
 
 }  // namespace Velmor

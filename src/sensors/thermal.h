@@ -25,10 +25,8 @@ public:
     virtual void state_get(thermal_state_t& state);
 
 private:
-    int trip_temperature(const char* kind) const;
-
     std::string base_;
-    std::map<std::string, std::string> trips_;  // type -> path of its temperature file
+    std::map<std::string, std::string> trips_;  // type -> path of its temperature file, "" where there is none
 };
 
 }  // namespace Velmor

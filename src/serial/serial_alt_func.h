@@ -13,8 +13,8 @@ namespace Velmor {
  * Switching adds the pin's key code to, or removes it from, "disabled_keys" of the kernel's gpio-keys driver. Other
  * functions can be listed as supported; switching to them does nothing.
  *
- * HAZARD: the driver prints neighbouring codes as a range, "114-116", of which only the first code is read: switching
- * a pin then enables the keys 115 and 116 too. An empty "disabled_keys" is an empty list.
+ * HAZARD: of a range in "disabled_keys" only the first code is kept (serial/key_list.h): switching a pin where the
+ * driver shows "114-116" enables the keys 115 and 116 too.
  *
  * A function that is not supported, and a key code that the driver does not handle, is std::system_error with EINVAL.
  * Threads: no state, but two switches that overlap may lose one of the two changes.
