@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
  * @file velmor.h
- * @brief libvelmor: the hardware of the device, as 51 C functions.
+ * @brief libvelmor: the hardware of the device, as C functions.
  *
  * Usable alone from C99 and from C++11 on. Link with -lvelmor (pkg-config name "velmor", CMake target
  * velmor::velmor). Each family below begins with an example, which also needs <stdio.h>.
