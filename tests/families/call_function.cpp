@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Calls one function of the library by name, with index 0 where it takes one, and prints its answer:
+// Calls one function of the library by name, with index 0 where it takes one, and prints its result:
 // "-95 errno 95: untouched". Which library, and so which board, LD_LIBRARY_PATH says.
 #include <cstdio>
 #include <exception>

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "families/calls.h"
 
-#include <cstddef>
 #include <stdexcept>
 
 #include "support/files.h"
@@ -23,17 +22,18 @@ namespace families {
 namespace {
 
 using testing_support::answer;
-using testing_support::Out;
+using testing_support::call;
 
 using Call = std::function<std::string(int)>;
 
-/** A call that takes an index. */
-Call of(int (*function)(int)) {
-    return [function](int index) { return answer([=] { return function(index); }); };
+template <typename Function, typename... Arguments>
+Call indexed(Function function, const Arguments&... arguments) {
+    return [=](int index) { return call(function, index, arguments...)(); };
 }
 
-Call of(int (*function)()) {
-    return [function](int) { return answer(function); };
+template <typename Function, typename... Arguments>
+Call single(Function function, const Arguments&... arguments) {
+    return [=](int) { return call(function, arguments...)(); };
 }
 
 /** HAZARD: on a machine that is not virtual these act on it. */
@@ -44,19 +44,11 @@ Call ending(int (*function)()) {
     };
 }
 
-template <typename T>
-Call of(int (*function)(int, T*)) {
-    return [function](int index) {
-        Out<T> out;
-        return answer([&] { return function(index, out); }, out);
-    };
-}
-
-template <typename T>
-Call of(int (*function)(T*)) {
+template <typename Function>
+Call without_owner(Function function) {
     return [function](int) {
-        Out<T> out;
-        return answer([&] { return function(out); }, out);
+        mrfi_enum_ctx none;
+        return call(function, &none)();
     };
 }
 
@@ -64,90 +56,71 @@ const mrfi_addr_t some_address = {{0x78, 0x56, 0x34, 0x12}};
 const led_color_t some_color = {255, 0, 16};
 const io_config_t some_config = {25, 1000};
 
-template <typename Entry>
-Call read_of(int (*read)(mrfi_enum_ctx*, Entry*)) {
-    return [read](int) {
-        mrfi_enum_ctx none;
-        Out<Entry> entry;
-        return answer([&] { return read(&none, entry); }, entry);
-    };
-}
-
-Call close_of(int (*close)(mrfi_enum_ctx*)) {
-    return [close](int) {
-        mrfi_enum_ctx none;
-        return answer([&] { return close(&none); });
-    };
-}
-
 }  // namespace
 
 const std::map<std::string, Call>& calls() {
     static const std::map<std::string, Call> all = {
-        {"backlight_set", of([](int index) { return backlight_set(index, 255); })},
-        {"backlight_get", of(backlight_get)},
-        {"display_set", of([](int index) { return display_set(index, 1); })},
-        {"display_get", of(display_get)},
-        {"led_color_set", of([](int index) { return led_color_set(index, &some_color); })},
-        {"led_color_get", of(led_color_get)},
-        {"io_set", of([](int index) { return io_set(index, 1); })},
-        {"io_get", of(io_get)},
-        {"io_config_set", of([](int index) { return io_config_set(index, &some_config); })},
-        {"io_config_get", of(io_config_get)},
-        {"thermal_state_get", of(thermal_state_get)},
-        {"wifi_antenna_set", of([] { return wifi_antenna_set(1); })},
-        {"wifi_present", of(wifi_present)},
-        {"wifi_info_get", of(wifi_info_get)},
-        {"bluetooth_antenna_set", of([] { return bluetooth_antenna_set(1); })},
-        {"bluetooth_present", of(bluetooth_present)},
-        {"bluetooth_info_get", of(bluetooth_info_get)},
+        {"backlight_set", indexed(backlight_set, 255U)},
+        {"backlight_get", indexed(backlight_get)},
+        {"display_set", indexed(display_set, 1U)},
+        {"display_get", indexed(display_get)},
+        {"led_color_set", indexed(led_color_set, some_color)},
+        {"led_color_get", indexed(led_color_get)},
+        {"io_set", indexed(io_set, 1)},
+        {"io_get", indexed(io_get)},
+        {"io_config_set", indexed(io_config_set, some_config)},
+        {"io_config_get", indexed(io_config_get)},
+        {"thermal_state_get", indexed(thermal_state_get)},
+        {"wifi_antenna_set", single(wifi_antenna_set, 1)},
+        {"wifi_present", single(wifi_present)},
+        {"wifi_info_get", single(wifi_info_get)},
+        {"bluetooth_antenna_set", single(bluetooth_antenna_set, 1)},
+        {"bluetooth_present", single(bluetooth_present)},
+        {"bluetooth_info_get", single(bluetooth_info_get)},
         {"power_shutdown", ending(power_shutdown)},
         {"power_reboot", ending(power_reboot)},
         {"power_suspend", ending(power_suspend)},
-        {"watchdog_enable", of([] { return watchdog_enable(30); })},
-        {"watchdog_disable", of(watchdog_disable)},
-        {"watchdog_refresh", of(watchdog_refresh)},
-        {"platform_info_get", of([] {
-             platform_info_t info;
-             return platform_info_get(&info, sizeof info);
-         })},
-        {"platform_uid_get", of(platform_uid_get)},
-        {"platform_oemid_get", of(platform_oemid_get)},
-        {"platform_mid_get", of(platform_mid_get)},
-        {"platform_can_manuf_code_get", of(platform_can_manuf_code_get)},
-        {"platform_can_unique_num_get", of(platform_can_unique_num_get)},
-        {"mrfi_rssi_get", of(mrfi_rssi_get)},
-        {"mrfi_type_get", of(mrfi_type_get)},
-        {"mrfi_address_get", of(mrfi_address_get)},
-        {"mrfi_autolink_set", of([](int index) { return mrfi_autolink_set(index, 1); })},
-        {"mrfi_autolink_get", of(mrfi_autolink_get)},
-        {"mrfi_link", of([](int index) { return mrfi_link(index, &some_address); })},
-        {"mrfi_unlink", of([](int index) { return mrfi_unlink(index, &some_address); })},
-        {"mrfi_connection_list_open", of(mrfi_connection_list_open)},
-        {"mrfi_connection_list_read", read_of(mrfi_connection_list_read)},
-        {"mrfi_connection_list_close", close_of(mrfi_connection_list_close)},
-        {"mrfi_device_list_open", of(mrfi_device_list_open)},
-        {"mrfi_device_list_read", read_of(mrfi_device_list_read)},
-        {"mrfi_device_list_close", close_of(mrfi_device_list_close)},
-        {"mrfi_class_get",
+        {"watchdog_enable", single(watchdog_enable, 30)},
+        {"watchdog_disable", single(watchdog_disable)},
+        {"watchdog_refresh", single(watchdog_refresh)},
+        {"platform_info_get",
          [](int) {
-             Out<uint32_t> device_class;
-             return answer([&] { return mrfi_class_get(&some_address, device_class); }, device_class);
+             platform_info_t info;
+             return answer([&] { return platform_info_get(&info, sizeof info); });
          }},
-        {"attitude_get", of(attitude_get)},
-        {"car_motion_get", of(car_motion_get)},
-        {"serial_mux", of([](int index) { return serial_mux(index, 0); })},
-        {"serial_device_info_get", of(serial_device_info_get)},
-        {"serial_alt_func_has",
-         [](int index) {
-             Out<bool> supported;
-             return answer([&] { return serial_alt_func_has(index, SERIAL_ALT_FUNC_KEY, supported); }, supported);
-         }},
-        {"serial_alt_func_set", of([](int index) { return serial_alt_func_set(index, SERIAL_ALT_FUNC_SERIAL); })},
-        {"gps_info_get", of(gps_info_get)},
-        {"es_present", of(es_present)},
+        {"platform_uid_get", single(platform_uid_get)},
+        {"platform_oemid_get", single(platform_oemid_get)},
+        {"platform_mid_get", single(platform_mid_get)},
+        {"platform_can_manuf_code_get", single(platform_can_manuf_code_get)},
+        {"platform_can_unique_num_get", single(platform_can_unique_num_get)},
+        {"mrfi_rssi_get", indexed(mrfi_rssi_get)},
+        {"mrfi_type_get", indexed(mrfi_type_get)},
+        {"mrfi_address_get", indexed(mrfi_address_get)},
+        {"mrfi_autolink_set", indexed(mrfi_autolink_set, 1)},
+        {"mrfi_autolink_get", indexed(mrfi_autolink_get)},
+        {"mrfi_link", indexed(mrfi_link, some_address)},
+        {"mrfi_unlink", indexed(mrfi_unlink, some_address)},
+        {"mrfi_connection_list_open", indexed(mrfi_connection_list_open)},
+        {"mrfi_connection_list_read", without_owner(mrfi_connection_list_read)},
+        {"mrfi_connection_list_close", without_owner(mrfi_connection_list_close)},
+        {"mrfi_device_list_open", indexed(mrfi_device_list_open)},
+        {"mrfi_device_list_read", without_owner(mrfi_device_list_read)},
+        {"mrfi_device_list_close", without_owner(mrfi_device_list_close)},
+        {"mrfi_class_get", single(mrfi_class_get, some_address)},
+        {"attitude_get", single(attitude_get)},
+        {"car_motion_get", single(car_motion_get)},
+        {"serial_mux", indexed(serial_mux, 0)},
+        {"serial_device_info_get", indexed(serial_device_info_get)},
+        {"serial_alt_func_has", indexed(serial_alt_func_has, SERIAL_ALT_FUNC_KEY)},
+        {"serial_alt_func_set", indexed(serial_alt_func_set, SERIAL_ALT_FUNC_SERIAL)},
+        {"gps_info_get", single(gps_info_get)},
+        {"es_present", single(es_present)},
     };
     return all;
+}
+
+testing_support::Scenario call_of(const std::string& function, int index) {
+    return [function, index] { return calls().at(function)(index); };
 }
 
 }  // namespace families

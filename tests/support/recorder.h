@@ -13,19 +13,19 @@ struct Outcome {
     int result = 0;                 // what it returned
     int error = 0;                  // errno afterwards (it was 0 before)
     std::string error_text;         // all that it wrote to standard error
-    std::vector<std::string> acts;  // what it asked of the kernel, in order; see Recorder
-    int wait_status = 0;            // how its process ended, as waitpid() tells
+    std::vector<std::string> acts;  // what it did through the kernel, in order; see Recorder
+    int wait_status = 0;            // how its process ended, as waitpid() reports it
 };
 
 /**
  * Runs a piece of code in a child process of its own and records, in order, what reaches the kernel: every act on a
- * file below the watched paths, of the child and of what it starts. Acts can be made to fail, or be answered without
- * the kernel. x86 only, of 64 and of 32 bits (see available()).
+ * file below the watched paths, of the child and of what it starts. Acts can be made to fail, or be given a
+ * result without the kernel. x86 only, of 64 and of 32 bits (see available()).
  *
  * An act reads "open PATH r", "open PATH w", "open PATH rw" (followed by " = ENOENT" or the like where it failed, as
  * every act), "read PATH", "write PATH <bytes>", "ioctl PATH 0x<request>", "close PATH", "exec PATH", "sync" and
- * "reboot 0x<command> <text>". HAZARD: the restart call never reaches the kernel; it is answered with EPERM unless the
- * test gives an answer of its own. A program of the other word size that is started is not recorded, and killed if it
+ * "reboot 0x<command> <text>". HAZARD: the restart call never reaches the kernel; it fails with EPERM unless the
+ * test gives a result of its own. A program of the other word size that is started is not recorded, and killed if it
  * makes that call.
  */
 class Recorder {

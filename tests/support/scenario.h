@@ -13,6 +13,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <type_traits>
 
 #include "support/recorder.h"
 #include "velmor.h"
@@ -29,24 +31,24 @@ using Scenario = std::function<std::string()>;
 
 namespace detail {
 
-constexpr std::size_t told_size = 65536;
+constexpr std::size_t output_size = 65536;
 
 template <typename Run>
 ChildResult run_in_child(const Scenario& scenario, Run run) {
     auto* const shared =
-        static_cast<char*>(mmap(nullptr, told_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+        static_cast<char*>(mmap(nullptr, output_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     if (shared == MAP_FAILED) throw std::runtime_error("mmap");
     const Outcome outcome = run([&] {
         // HAZARD: the child would go on with its parent's tests.
         try {
-            scenario().copy(shared, told_size - 1);
+            scenario().copy(shared, output_size - 1);
         } catch (const std::exception& error) {
-            std::snprintf(shared, told_size, "the scenario threw: %s", error.what());
+            std::snprintf(shared, output_size, "the scenario threw: %s", error.what());
         }
         return 0;
     });
     ChildResult child = {outcome, shared};
-    munmap(shared, told_size);
+    munmap(shared, output_size);
     return child;
 }
 
@@ -63,7 +65,10 @@ inline ChildResult run_in_child(const Recorder& recorder, const Scenario& scenar
 /** No errno of the system's: what errno is before every call. */
 constexpr int untouched_errno = 4711;
 
-/** An output argument, filled with 0x5A and fenced in: tells what a function has stored in it, and around it. */
+/** The value of a call whose output argument is left as it was. */
+inline constexpr char untouched[] = "untouched";
+
+/** An output argument, filled with 0x5A and fenced in: shows what a function has stored in it, and around it. */
 template <typename T>
 class Out {
 public:
@@ -74,7 +79,7 @@ public:
     std::string text() const {
         if (!filled(fenced_.before, sizeof fenced_.before) || !filled(fenced_.after, sizeof fenced_.after))
             return "written beyond the end";
-        if (filled(&fenced_.value, sizeof(T))) return "untouched";
+        if (filled(&fenced_.value, sizeof(T))) return untouched;
         std::ostringstream text;
         describe(text, fenced_.value);
         return text.str();
@@ -150,7 +155,53 @@ struct AroundCall {
 };
 inline AroundCall around_call;
 
-/** Call an exported function: "0: 128", "-95 errno 95: untouched". errno stands there where the call has changed it. */
+/** What a call came to. Its text is that of answer(): "0: 128", "-95 errno 95: untouched". */
+struct CallResult {
+    int result = 0;
+    int error = untouched_errno;
+    std::string value = {};  // of the output argument; empty for a call without one
+
+    operator std::string() const {  // NOLINT(google-explicit-constructor): they stand among texts in joined()
+        return std::to_string(result) + (error == untouched_errno ? "" : " errno " + std::to_string(error)) +
+               (value.empty() ? "" : ": " + value);
+    }
+    friend bool operator==(const std::string& answer, const CallResult& expected) {
+        return answer == std::string(expected);
+    }
+    friend std::ostream& operator<<(std::ostream& out, const CallResult& call) { return out << std::string(call); }
+
+    bool has_output() const { return !value.empty(); }
+    /** The same call where it fails: an output argument is left as it was. */
+    CallResult failing(int result_then, int error_then) const {
+        return {result_then, error_then, has_output() ? untouched : ""};
+    }
+};
+
+inline CallResult succeeds(const std::string& value = "") {
+    return {0, untouched_errno, value};
+}
+
+/** A failure is forgiven, and its errno stays. */
+inline CallResult success_that_leaves(int error, const std::string& value = "") {
+    return {0, error, value};
+}
+
+/** It returns the negative errno. */
+inline CallResult fails_with(int error, const std::string& value = "") {
+    return {-error, error, value};
+}
+
+/** A file fails: the call returns -1 and leaves the kernel's errno in place. */
+inline CallResult file_fails_with(int error, const std::string& value = "") {
+    return {-1, error, value};
+}
+
+/** The library itself refuses the call: errno stays as it was. */
+inline CallResult refuses(const std::string& value = "") {
+    return {-1, untouched_errno, value};
+}
+
+/** Call an exported function: the text of a CallResult, with the outputs as its value. */
 template <typename Function, typename... Outs>
 std::string answer(Function function, const Outs&... outs) {
     around_call.before();
@@ -158,11 +209,36 @@ std::string answer(Function function, const Outs&... outs) {
     const int result = function();
     const int error = errno;
     around_call.after();
-    std::string text = std::to_string(result);
-    if (error != untouched_errno) text += " errno " + std::to_string(error);
-    if constexpr (sizeof...(outs) > 0) text += ":";
-    (..., (text += " " + outs.text()));
-    return text;
+    CallResult call = {result, error, {}};
+    (..., (call.value += (call.value.empty() ? "" : " ") + outs.text()));
+    return call;
+}
+
+namespace detail {
+
+/** Records are passed by their address. */
+template <typename T>
+auto as_argument(const T& argument) {
+    if constexpr (std::is_class_v<T>)
+        return &argument;
+    else
+        return argument;
+}
+
+}  // namespace detail
+
+/** A call with these arguments, and with an Out for its last parameter where they leave that open. */
+template <typename... Parameters, typename... Arguments>
+Scenario call(int (*function)(Parameters...), const Arguments&... arguments) {
+    return [=] {
+        if constexpr (sizeof...(Arguments) == sizeof...(Parameters)) {
+            return answer([&] { return function(detail::as_argument(arguments)...); });
+        } else {
+            using Last = std::tuple_element_t<sizeof...(Arguments), std::tuple<Parameters...>>;
+            Out<std::remove_pointer_t<Last>> out;
+            return answer([&] { return function(detail::as_argument(arguments)..., out); }, out);
+        }
+    };
 }
 
 /** What a failed call prints. */
@@ -170,14 +246,15 @@ inline std::string failed(const std::string& function, const std::string& cause)
     return function + " failed: " + cause + "\n";
 }
 
-/** The causes of a file that fails and of a resource that is missing. */
+/** The causes of a file that fails, of a file whose read fails with EIO, and of a resource that is missing. */
 inline constexpr char stream_failure[] = "basic_ios::clear: iostream error";
+inline constexpr char read_failure[] = "basic_filebuf::underflow error reading the file: Input/output error";
 inline constexpr char not_supported[] = "Operation not supported";
 
-/** Answers in the order of the calls: in a braced list calls are made in order, between operators they are not. */
-inline std::string joined(std::initializer_list<std::string> answers) {
+/** Results in the order of the calls: in a braced list calls are made in order, between operators they are not. */
+inline std::string joined(std::initializer_list<std::string> results) {
     std::string text;
-    for (const std::string& each : answers) text += text.empty() ? each : ", " + each;
+    for (const std::string& each : results) text += text.empty() ? each : ", " + each;
     return text;
 }
 
