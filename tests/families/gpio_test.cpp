@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What a failure leaves of a line: the kernel's state, where the acts themselves are in sequences_test.cpp.
+// What a failure leaves of a line: the kernel's state, where the acts themselves are in functions_test.cpp.
 
 #include <gmock/gmock.h>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -15,11 +16,7 @@ using families::Fault;
 using families::hardware;
 using families::Kind;
 using families::proves;
-using testing_support::answer;
-using testing_support::ChildResult;
-using testing_support::joined;
-using testing_support::Out;
-using testing_support::run_in_child;
+using namespace testing_support;
 
 namespace {
 
@@ -33,39 +30,38 @@ void give_back(int pin) {
     std::ofstream(gpio + "unexport") << pin << std::flush;
 }
 
-std::string set() {
-    return answer([] { return io_set(1, 1); });
-}
+/** Lines 37, an output, and 38, an input. */
+const auto set = call(io_set, 1, 1);
+const auto clear = call(io_set, 1, 0);
+const auto get = call(io_get, 2);
 
-std::string get() {
-    Out<io_value_t> value;
-    return answer([&] { return io_get(2, value); }, value);
+ChildResult set_and_get() {
+    return run_in_child([] { return joined({set(), get()}); });
 }
 
 TEST(GpioLine, WhoseDirectionIsRefusedStaysExported) {
     proves("io_set", Kind::bad_input);
     {
         const Fault fault(gpio + "gpio37/direction:write:EIO");
-        EXPECT_EQ(run_in_child(set).output, "-1 errno 5");
+        EXPECT_EQ(run_in_child(set).output, file_fails_with(EIO));
     }
     EXPECT_TRUE(is_exported(37));
-    EXPECT_EQ(run_in_child(set).output, "-1 errno 16");
+    EXPECT_EQ(run_in_child(set).output, file_fails_with(EBUSY));
     give_back(37);
-    EXPECT_EQ(run_in_child(set).output, "0");
+    EXPECT_EQ(run_in_child(set).output, succeeds());
     EXPECT_FALSE(is_exported(37));
 }
 
 TEST(GpioLine, WhoseLevelIsRefusedIsGivenBack) {
     proves("io_set", Kind::bad_input);
     proves("io_get", Kind::bad_input);
-    EXPECT_EQ(run_in_child([] { return answer([] { return io_set(1, 0); }); }).output, "0");
+    EXPECT_EQ(run_in_child(clear).output, succeeds());
     hardware({"set", "gpio.38", "1"});
-    for (const char* operation : {"open", "write", "read"}) {
+    for (const std::string operation : {"open", "write", "read"}) {
         const Fault fault(gpio + "gpio3[78]/value:" + operation + ":EIO");
-        const ChildResult child = run_in_child([] { return joined({set(), get()}); });
-        const std::string failed = "-1 errno 5";
-        EXPECT_EQ(child.output, joined({std::string(operation) == "read" ? "0" : failed,
-                                        std::string(operation) == "write" ? "0: 1" : failed + ": untouched"}))
+        EXPECT_EQ(set_and_get().output,
+                  joined({operation == "read" ? succeeds() : file_fails_with(EIO),
+                          operation == "write" ? succeeds("1") : file_fails_with(EIO, untouched)}))
             << operation;
         EXPECT_FALSE(is_exported(37)) << operation;
         EXPECT_FALSE(is_exported(38)) << operation;
@@ -76,29 +72,26 @@ TEST(GpioLine, WhoseLevelIsRefusedIsGivenBack) {
 TEST(GpioLine, WhoseLevelFailsInItsCloseIsGivenBack) {
     proves("io_set", Kind::bad_input);
     proves("io_get", Kind::bad_input);
-    EXPECT_EQ(run_in_child([] { return answer([] { return io_set(1, 0); }); }).output, "0");
+    EXPECT_EQ(run_in_child(clear).output, succeeds());
     {
         const Fault fault(gpio + "gpio*/value:close:EIO");
-        const ChildResult child = run_in_child([] { return joined({set(), get()}); });
-        EXPECT_EQ(child.output, "-1 errno 5, -1 errno 5: untouched");
-        EXPECT_EQ(child.error_text,
-                  "io_set failed: basic_ios::clear: iostream error\n"
-                  "io_get failed: basic_ios::clear: iostream error\n");
+        const ChildResult child = set_and_get();
+        EXPECT_EQ(child.output, joined({file_fails_with(EIO), file_fails_with(EIO, untouched)}));
+        EXPECT_EQ(child.error_text, failed("io_set", stream_failure) + failed("io_get", stream_failure));
     }
     EXPECT_EQ(hardware({"get", "gpio.37"}), "1");
     EXPECT_FALSE(is_exported(37));
     EXPECT_FALSE(is_exported(38));
 }
 
-TEST(GpioLine, ThatCannotBeGivenBackEitherTellsTheFirstFailure) {
+TEST(GpioLine, ThatCannotBeGivenBackEitherReportsTheFirstFailure) {
     proves("io_get", Kind::bad_input);
     {
         const Fault level(gpio + "gpio38/value:read:EIO");
         const Fault unexport(gpio + "unexport:write:ENOSPC");
         const ChildResult child = run_in_child(get);
-        EXPECT_EQ(child.output, "-1 errno 28: untouched");
-        EXPECT_EQ(child.error_text,
-                  "io_get failed: basic_filebuf::underflow error reading the file: Input/output error\n");
+        EXPECT_EQ(child.output, file_fails_with(ENOSPC, untouched));
+        EXPECT_EQ(child.error_text, failed("io_get", read_failure));
     }
     EXPECT_TRUE(is_exported(38));
     give_back(38);
@@ -107,11 +100,11 @@ TEST(GpioLine, ThatCannotBeGivenBackEitherTellsTheFirstFailure) {
 // The select lines before the one that fails keep their new levels, those behind it their old ones.
 TEST(GpioLine, MuxThatFailsHalfwayIsNotRolledBack) {
     proves("serial_mux", Kind::bad_input);
-    EXPECT_EQ(run_in_child([] { return answer([] { return serial_mux(0, 0); }); }).output, "0");
+    EXPECT_EQ(run_in_child(call(serial_mux, 0, 0)).output, succeeds());
     std::ofstream(gpio + "export") << 43 << std::flush;  // another program holds the second line
-    const ChildResult child = run_in_child([] { return answer([] { return serial_mux(0, 2); }); });
+    const ChildResult child = run_in_child(call(serial_mux, 0, 2));
     give_back(43);
-    EXPECT_EQ(child.output, "-1 errno 16");
+    EXPECT_EQ(child.output, file_fails_with(EBUSY));
     EXPECT_EQ(hardware({"get", "gpio.42"}), "1");
     EXPECT_EQ(hardware({"get", "gpio.43"}), "0");
 }

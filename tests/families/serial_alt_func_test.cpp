@@ -2,6 +2,7 @@
 // Alternate functions: what is read of the driver's key lists and what is written to them.
 
 #include <gmock/gmock.h>
+#include <cerrno>
 #include <string>
 
 #include "families/table.h"
@@ -16,12 +17,7 @@ using families::Kind;
 using families::proves;
 using testing::AnyOf;
 using testing::ElementsAreArray;
-using testing_support::answer;
-using testing_support::ChildResult;
-using testing_support::joined;
-using testing_support::Out;
-using testing_support::Recorder;
-using testing_support::run_in_child;
+using namespace testing_support;
 
 namespace {
 
@@ -30,14 +26,7 @@ const std::string keys = gpio_keys + "keys";
 const std::string disabled_keys = gpio_keys + "disabled_keys";
 constexpr char all_keys[] = "31,33,102,116\\n";
 
-std::string set(int port, serial_alt_func_t function) {
-    return answer([=] { return serial_alt_func_set(port, function); });
-}
-
-std::string has(int port, serial_alt_func_t function) {
-    Out<bool> supported;
-    return answer([&] { return serial_alt_func_has(port, function, supported); }, supported);
-}
+const auto switch_to_serial = call(serial_alt_func_set, 0, SERIAL_ALT_FUNC_SERIAL);
 
 class AltFunc : public testing::Test {
 protected:
@@ -48,13 +37,13 @@ protected:
 
     static ChildResult record(const std::string& disabled, int port, serial_alt_func_t function) {
         hardware({"raw", disabled_keys, disabled});
-        return run_in_child(Recorder().watch({gpio_keys}), [=] { return set(port, function); });
+        return run_in_child(Recorder().watch({gpio_keys}), call(serial_alt_func_set, port, function));
     }
 
     /** What port 0 writes when it is switched and the driver shows this. */
     static std::string written(const std::string& disabled, serial_alt_func_t function) {
         const ChildResult child = record(disabled, 0, function);
-        EXPECT_EQ(child.output, "0");
+        EXPECT_EQ(child.output, succeeds());
         EXPECT_EQ(child.error_text, "");
         std::string bytes = "nothing";
         const std::string write = "write " + disabled_keys + " ";
@@ -100,18 +89,18 @@ TEST_F(AltFunc, FunctionThatIsNotSupportedIsInvalidAndNothingIsWritten) {
     const struct {
         serial_alt_func_t function;
         const char* handled;
-        testing_support::Acts acts;
+        Acts acts;
     } rows[] = {
         {-1, all_keys, {}},
-        {SERIAL_ALT_FUNC_KEY, "30,32\\n", testing_support::read_acts(keys)},
-        {SERIAL_ALT_FUNC_SERIAL, "30,32\\n", testing_support::read_acts(keys)},
-        {SERIAL_ALT_FUNC_SERIAL, "30-32\\n", testing_support::read_acts(keys)},  // only the first of a range counts
+        {SERIAL_ALT_FUNC_KEY, "30,32\\n", read_acts(keys)},
+        {SERIAL_ALT_FUNC_SERIAL, "30,32\\n", read_acts(keys)},
+        {SERIAL_ALT_FUNC_SERIAL, "30-32\\n", read_acts(keys)},  // only the first of a range counts
     };
     for (const auto& row : rows) {
         hardware({"raw", keys, row.handled});
         const ChildResult child = record("102\\n", 0, row.function);
-        EXPECT_EQ(child.output, "-22 errno 22") << row.function << row.handled;
-        EXPECT_EQ(child.error_text, "serial_alt_func_set failed: Invalid argument\n") << row.function << row.handled;
+        EXPECT_EQ(child.output, fails_with(EINVAL)) << row.function << row.handled;
+        EXPECT_EQ(child.error_text, failed("serial_alt_func_set", "Invalid argument")) << row.function << row.handled;
         EXPECT_THAT(child.acts, ElementsAreArray(row.acts)) << row.function << row.handled;
     }
 }
@@ -121,45 +110,42 @@ TEST_F(AltFunc, TrailingCommaOfTheHandledKeysReadsAsCodeZeroToo) {
     proves("serial_alt_func_set", Kind::good);
     hardware({"raw", keys, "31,33,\\n"});
     const ChildResult child = record("33\\n", 1, SERIAL_ALT_FUNC_SERIAL);
-    EXPECT_EQ(child.output, "0");
+    EXPECT_EQ(child.output, succeeds());
     ASSERT_EQ(child.acts.size(), 9U);
     EXPECT_THAT(child.acts[7], AnyOf("write " + disabled_keys + " 0,33,", "write " + disabled_keys + " 33,0,"));
 }
 
-TEST_F(AltFunc, HasTellsWhatThePortListsAndTheDriverHandles) {
+TEST_F(AltFunc, HasIsTrueForWhatThePortListsAndTheDriverHandles) {
     proves("serial_alt_func_has", Kind::good);
-    const auto asked = [] {
-        return run_in_child([] {
-                   return joined({has(0, 0), has(0, 1), has(0, 2), has(1, 0), has(1, 1), has(1, 2)});
-               })
-            .output;
+    const std::string yes = succeeds("true");
+    const std::string no = succeeds("false");
+    const auto ports = [] {
+        const auto has = [](int port, int function) { return call(serial_alt_func_has, port, function)(); };
+        return joined({has(0, 0), has(0, 1), has(0, 2), has(1, 0), has(1, 1), has(1, 2)});
     };
-    EXPECT_EQ(asked(), "0: true, 0: true, 0: false, 0: true, 0: false, 0: true");
+    EXPECT_EQ(run_in_child(ports).output, joined({yes, yes, no, yes, no, yes}));
     hardware({"raw", keys, "33,102\\n"});
-    EXPECT_EQ(asked(), "0: true, 0: false, 0: false, 0: true, 0: false, 0: true");
+    EXPECT_EQ(run_in_child(ports).output, joined({yes, no, no, yes, no, yes}));
 }
 
 TEST_F(AltFunc, FileThatFailsIsAStreamFailure) {
     proves("serial_alt_func_set", Kind::bad_input);
     proves("serial_alt_func_has", Kind::bad_input);
     hardware({"raw", disabled_keys, "102\\n"});
-    for (const std::string& fault :
-         {keys + ":open:EACCES", disabled_keys + ":open:EACCES:1", disabled_keys + ":open:EACCES:2",
-          disabled_keys + ":write:EACCES", disabled_keys + ":close:EACCES:1", disabled_keys + ":close:EACCES:2"}) {
+    const auto expect_failure = [](const std::string& fault, const std::string& cause) {
         const families::Fault failing(fault);
-        const ChildResult child = run_in_child([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
-        EXPECT_EQ(child.output, "-1 errno 13") << fault;
-        EXPECT_EQ(child.error_text, "serial_alt_func_set failed: basic_ios::clear: iostream error\n") << fault;
-    }
-    {
-        const families::Fault failing(disabled_keys + ":read:EACCES");
-        const ChildResult child = run_in_child([] { return set(0, SERIAL_ALT_FUNC_SERIAL); });
-        EXPECT_EQ(child.output, "-1 errno 13");
-        EXPECT_EQ(child.error_text,
-                  "serial_alt_func_set failed: basic_filebuf::underflow error reading the file: Permission denied\n");
-    }
+        const ChildResult child = run_in_child(switch_to_serial);
+        EXPECT_EQ(child.output, file_fails_with(EACCES)) << fault;
+        EXPECT_EQ(child.error_text, failed("serial_alt_func_set", cause)) << fault;
+    };
+    expect_failure(keys + ":open:EACCES", stream_failure);
+    for (const char* act : {"open:EACCES:1", "open:EACCES:2", "write:EACCES", "close:EACCES:1", "close:EACCES:2"})
+        expect_failure(disabled_keys + ":" + act, stream_failure);
+    expect_failure(disabled_keys + ":read:EACCES",
+                   "basic_filebuf::underflow error reading the file: Permission denied");
     const families::Fault failing(keys + ":open:EACCES");
-    EXPECT_EQ(run_in_child([] { return has(0, SERIAL_ALT_FUNC_KEY); }).output, "-1 errno 13: untouched");
+    EXPECT_EQ(run_in_child(call(serial_alt_func_has, 0, SERIAL_ALT_FUNC_KEY)).output,
+              file_fails_with(EACCES, untouched));
 }
 
 }  // namespace
