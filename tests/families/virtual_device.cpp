@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "families/virtual_device.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -50,6 +52,13 @@ std::string hardware(const std::vector<std::string>& words) {
 std::string output_of(const std::string& library_directory, const std::vector<std::string>& command) {
     const auto [output, status] = run("LD_LIBRARY_PATH=" + quoted({library_directory}) + quoted(command) + "2>&1");
     return status == 0 ? output : output + "exit " + std::to_string(status);
+}
+
+void disarm_watchdog() {
+    const int watchdog = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
+    const ssize_t written = write(watchdog, "V", 1);
+    close(watchdog);
+    if (written != 1) throw std::runtime_error("cannot disarm the watchdog");
 }
 
 }  // namespace families

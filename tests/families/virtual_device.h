@@ -13,6 +13,9 @@ std::string hardware(const std::vector<std::string>& words);
 /** Both outputs of a program that meets the library in this directory, and "exit N" where that is not 0. */
 std::string output_of(const std::string& library_directory, const std::vector<std::string>& command);
 
+/** A watchdog that was left armed would end the unit in the middle of the tests. */
+void disarm_watchdog();
+
 /** Makes acts fail for its lifetime: "/sys/power/state:write:EBUSY". */
 class Fault {
 public:

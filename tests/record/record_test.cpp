@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What the library asks of the device's kernel, as the virtual device has seen it: the start-up, every function, and
+// What the library does to the device, as the virtual device has seen it: the start-up, every function, and
 // every function with each of its acts failing.
 
 #include <gmock/gmock.h>
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <initializer_list>
@@ -15,22 +16,20 @@
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "record/trace.h"
+#include "support/acts.h"
 #include "support/files.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
+using families::call_of;
 using families::calls;
 using families::Fault;
 using families::hardware;
-using record::Acts;
 using record::Target;
 using record::target_of;
 using record::Trace;
 using testing::ElementsAreArray;
-using testing_support::ChildResult;
-using testing_support::joined;
-using testing_support::run_in_child;
-using testing_support::stream_failure;
+using namespace testing_support;
 
 namespace {
 
@@ -50,32 +49,22 @@ const std::string keep_alive = "ioctl /dev/watchdog 0x80045705";
 /** A value read: each of these files is opened, read once and closed. */
 Acts reads(std::initializer_list<std::string> paths) {
     Acts acts;
-    for (const std::string& path : paths)
-        acts.insert(acts.end(), {"open " + path + " r", "read " + path, "close " + path});
+    for (const std::string& path : paths) acts = in_order({acts, read_acts(path)});
     return acts;
 }
 
-Acts writes(const std::string& path, const std::string& bytes) {
-    return {"open " + path + " w", "write " + path + " " + bytes, "close " + path};
-}
-
-Acts in_order(std::initializer_list<Acts> parts) {
-    Acts all;
-    for (const Acts& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-
-// ---- What is asked of the kernel -----------------------------------------------------------------------------------
+// ---- The acts
+// -----------------------------------------------------------------------------------------------------------
 
 std::string start_board() {
-    return calls().at("es_present")(0);
+    return call_of("es_present")();
 }
 
 /** The hardware table, the backlight's range, the beeper's programme, and the kinds of the trip points. */
 Acts start() {
     return in_order({reads({platform + "pht_version", platform + "pht", backlight + "max_brightness", pwm + "period",
                             pwm + "duty"}),
-                     writes(pwm + "period", "370370"), reads({pwm + "period"}), writes(pwm + "duty", "185185"),
+                     write_acts(pwm + "period", "370370"), reads({pwm + "period"}), write_acts(pwm + "duty", "185185"),
                      reads({zone + "trip_point_0_type", zone + "trip_point_1_type", zone + "trip_point_2_type",
                             zone + "trip_point_3_type"})});
 }
@@ -91,21 +80,21 @@ Acts version_records(const std::string& software) {
 /** The acts of each function after the start, called as in families/calls.cpp; the others have none. */
 const std::map<std::string, Acts>& acts_of_functions() {
     static const std::map<std::string, Acts> acts = {
-        {"backlight_set", writes(backlight + "brightness", "7")},
+        {"backlight_set", write_acts(backlight + "brightness", "7")},
         {"backlight_get", reads({backlight + "brightness"})},
-        {"display_set", writes(blank, "0")},
+        {"display_set", write_acts(blank, "0")},
         {"display_get", reads({blank})},
-        {"io_set", writes(pwm + "status", "1")},
+        {"io_set", write_acts(pwm + "status", "1")},
         {"io_get", reads({pwm + "status"})},
         // The running channel is silenced before its period changes.
-        {"io_config_set",
-         in_order({reads({pwm + "period", pwm + "duty", pwm + "period"}), writes(pwm + "duty", "0"),
-                   writes(pwm + "period", "1000000"), reads({pwm + "period"}), writes(pwm + "duty", "250000")})},
+        {"io_config_set", in_order({reads({pwm + "period", pwm + "duty", pwm + "period"}),
+                                    write_acts(pwm + "duty", "0"), write_acts(pwm + "period", "1000000"),
+                                    reads({pwm + "period"}), write_acts(pwm + "duty", "250000")})},
         {"io_config_get", reads({pwm + "period", pwm + "period", pwm + "duty"})},
         {"thermal_state_get", reads({zone + "temp", zone + "trip_point_0_temp", zone + "trip_point_1_temp",
                                      zone + "trip_point_2_temp", zone + "trip_point_3_temp"})},
         {"power_shutdown", {"restart wdt = EPERM"}},
-        {"power_suspend", writes(power_state, "mem")},
+        {"power_suspend", write_acts(power_state, "mem")},
         {"watchdog_enable", {"open " + watchdog + " w", set_timeout}},
         {
             "platform_info_get",
@@ -124,12 +113,17 @@ Acts acts_of(const std::string& function) {
 class OnTheDevice : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(testing_support::in_namespaces_of_its_own()) << "HAZARD: run this through tests/record/run";
+        ASSERT_TRUE(in_namespaces_of_its_own()) << "HAZARD: run this through tests/record/run";
         // The programs and the restart call end the unit, and the tests with it.
         hardware({"set", "reboot.exit", "5"});
         reset();
     }
-    void TearDown() override { hardware({"clear"}); }
+    void TearDown() override {
+        hardware({"clear"});
+        if (hardware({"get", "watchdog.running"}) == "0") return;
+        families::disarm_watchdog();
+        Trace().acts();  // waits until this close is recorded, which the next test must not see
+    }
 
     /** The values that these tests change are as in the beginning, and the kernel refuses the restart. */
     static void reset() {
@@ -144,41 +138,40 @@ protected:
     }
 };
 
-TEST_F(OnTheDevice, StartAsksExactlyThis) {
+TEST_F(OnTheDevice, StartMakesExactlyTheseActs) {
     const Trace trace;
     const ChildResult child = run_in_child([] { return joined({start_board(), start_board()}); });
-    EXPECT_EQ(child.output, "0: true, 0: true");
+    EXPECT_EQ(child.output, joined({succeeds("true"), succeeds("true")}));
     EXPECT_THAT(trace.acts(), ElementsAreArray(start()));
 }
 
 class Function : public OnTheDevice, public testing::WithParamInterface<std::string> {
 protected:
-    static std::string call() { return calls().at(GetParam())(0); }
+    /** Start the board and make the call. */
+    static std::string scenario() { return start_board(), call_of(GetParam())(); }
 };
 
-TEST_P(Function, AsksExactlyThisAndTouchesNothingElse) {
+TEST_P(Function, MakesExactlyTheseActs) {
     const Trace trace;
-    run_in_child([] { return start_board(), call(); });
+    run_in_child(scenario);
     Acts expected = in_order({start(), acts_of(GetParam())});
     // What the process has open when it ends, the kernel closes.
     if (GetParam() == "watchdog_enable") expected.push_back("close " + watchdog);
     EXPECT_THAT(trace.acts(), ElementsAreArray(expected));
 }
 
-/** How a call answers whose act of this kind on this file fails with EIO. */
-struct Answer {
-    std::string output;
+struct Failure {
+    CallResult result;
     std::string cause;  // of the failure line; none where the failure is forgiven
 };
 
-Answer failure(const std::string& good, const Target& target) {
-    if (target.path == power_state || target.path == platform + "serial_number") return {good + " errno 5", ""};
-    if (target.path == watchdog && target.kind == "close") return {good + " errno 5", ""};
-    if (target.path == watchdog) return {"-5 errno 5", "Input/output error"};
-    const std::string untouched = good.find(':') == std::string::npos ? "" : ": untouched";
-    return {"-1 errno 5" + untouched, target.kind == "read"
-                                          ? "basic_filebuf::underflow error reading the file: Input/output error"
-                                          : stream_failure};
+/** What becomes of a call that succeeds like this, when its act of this kind on this file fails with EIO. */
+Failure failure(const CallResult& good, const Target& target) {
+    const bool forgiven = target.path == power_state || target.path == platform + "serial_number" ||
+                          (target.path == watchdog && target.kind == "close");
+    if (forgiven) return {success_that_leaves(EIO, good.value), ""};
+    if (target.path == watchdog) return {fails_with(EIO), "Input/output error"};
+    return {good.failing(-1, EIO), target.kind == "read" ? read_failure : stream_failure};
 }
 
 /** The fault that hits this act of a sequence: the nth of its kind on its file. */
@@ -190,17 +183,18 @@ std::string fault_of(const Acts& acts, std::size_t act) {
 }
 
 TEST_P(Function, EachOfItsActsMayFail) {
-    const std::string good = run_in_child([] { return start_board(), call(); }).output;
+    const std::string output = run_in_child(scenario).output;
+    const CallResult good = succeeds(output.starts_with("0: ") ? output.substr(3) : "");
     const Acts acts = in_order({start(), acts_of(GetParam())});
     for (std::size_t i = start().size(); i < acts.size(); ++i) {
         const Target target = target_of(acts[i]);
         if (target.kind == "restart") continue;  // is refused in any case
         reset();
         const Fault fault(fault_of(acts, i));
-        const ChildResult child = run_in_child([] { return start_board(), call(); });
-        const auto [output, cause] = failure(good, target);
-        EXPECT_EQ(child.output, output) << acts[i];
-        EXPECT_EQ(child.error_text, cause.empty() ? "" : GetParam() + " failed: " + cause + "\n") << acts[i];
+        const ChildResult child = run_in_child(scenario);
+        const auto [result, cause] = failure(good, target);
+        EXPECT_EQ(child.output, result) << acts[i];
+        EXPECT_EQ(child.error_text, cause.empty() ? "" : failed(GetParam(), cause)) << acts[i];
     }
 }
 
@@ -215,20 +209,19 @@ TEST_F(OnTheDevice, EachActOfTheStartMayFail) {
         const Fault fault(fault_of(acts, i));
         const ChildResult child = run_in_child([] { return joined({start_board(), start_board()}); });
         if (target.path.starts_with(zone)) {
-            EXPECT_EQ(child.output, "0 errno 5: true, 0: true") << acts[i];
+            EXPECT_EQ(child.output, joined({success_that_leaves(EIO, "true"), succeeds("true")})) << acts[i];
             EXPECT_EQ(child.error_text, "") << acts[i];
             continue;
         }
         // The next call starts the board.
-        const auto [output, cause] = failure("0: true", target);
-        EXPECT_EQ(child.output, output + ", 0: true") << acts[i];
+        const auto [result, cause] = failure(succeeds("true"), target);
+        EXPECT_EQ(child.output, joined({result, succeeds("true")})) << acts[i];
         EXPECT_EQ(child.error_text,
-                  "cannot set board resources: " + cause + "\nes_present failed: cannot initialize board data\n")
+                  "cannot set board resources: " + cause + "\n" + failed("es_present", "cannot initialize board data"))
             << acts[i];
     }
 }
 
-/** It asks, and sets nothing. */
 bool is_query(const std::string& function) {
     return std::ranges::any_of(std::vector<std::string>{"_get", "_present", "_has", "_open", "_read", "_close"},
                                [&](const std::string& end) { return function.ends_with(end); });
@@ -253,10 +246,10 @@ TEST_F(OnTheDevice, QueriesOpenNothingForWriting) {
 TEST_F(OnTheDevice, WatchdogIsArmedFedAndDisarmed) {
     const Trace trace;
     const ChildResult child = run_in_child([] {
-        return joined({start_board(), calls().at("watchdog_enable")(0), calls().at("watchdog_refresh")(0),
-                       calls().at("watchdog_disable")(0)});
+        return joined({start_board(), call_of("watchdog_enable")(), call_of("watchdog_refresh")(),
+                       call_of("watchdog_disable")()});
     });
-    EXPECT_EQ(child.output, "0: true, 0, 0, 0");
+    EXPECT_EQ(child.output, joined({succeeds("true"), succeeds(), succeeds(), succeeds()}));
     EXPECT_THAT(trace.acts(), ElementsAreArray(in_order({start(),
                                                          {"open " + watchdog + " w", set_timeout, keep_alive,
                                                           "write " + watchdog + " V", "close " + watchdog}})));
@@ -267,22 +260,22 @@ TEST_F(OnTheDevice, LinesOfTheGpsAndTheEchosounder) {
     const Trace trace;
     const ChildResult child = run_in_child([] {
         return joined(
-            {calls().at("io_set")(9), calls().at("io_get")(9), calls().at("io_set")(11), calls().at("io_get")(11)});
+            {call_of("io_set", 9)(), call_of("io_get", 9)(), call_of("io_set", 11)(), call_of("io_get", 11)()});
     });
-    EXPECT_EQ(child.output, "0, 0: 1, 0, 0: 1");
-    EXPECT_THAT(trace.acts(), ElementsAreArray(in_order({start(), writes(gps_enable, "1"), reads({gps_enable}),
-                                                         writes(echosounder_reset, "1"), reads({echosounder_reset})})));
+    EXPECT_EQ(child.output, joined({succeeds(), succeeds("1"), succeeds(), succeeds("1")}));
+    EXPECT_THAT(trace.acts(),
+                ElementsAreArray(in_order({start(), write_acts(gps_enable, "1"), reads({gps_enable}),
+                                           write_acts(echosounder_reset, "1"), reads({echosounder_reset})})));
     hardware({"set", "echosounder.reset", "0"});
 }
 
-TEST_F(OnTheDevice, RefusedRestartAndFailingProgramAreAnswered) {
+TEST_F(OnTheDevice, RefusedRestartAndFailingProgramAreReported) {
     const ChildResult child = run_in_child([] {
-        return joined({calls().at("power_shutdown")(0), calls().at("power_reboot")(0)});
+        return joined({call_of("power_shutdown")(), call_of("power_reboot")()});
     });
-    EXPECT_EQ(child.output, "-1 errno 1, -5 errno 5");
+    EXPECT_EQ(child.output, joined({fails_with(EPERM), fails_with(EIO)}));
     EXPECT_EQ(child.error_text,
-              "power_shutdown failed: Operation not permitted\n"
-              "power_reboot failed: Input/output error\n");
+              failed("power_shutdown", "Operation not permitted") + failed("power_reboot", "Input/output error"));
 }
 
 // The restart itself is caught by the virtual device, whose run it ends.

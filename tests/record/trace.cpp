@@ -34,7 +34,7 @@ Trace::Trace() {
 }
 
 Acts Trace::acts() const {
-    // The kernel tells of a last close without waiting for the device: what is asked now is answered after it.
+    // The kernel passes on a last close without waiting for the device: it handles what comes now after it.
     if (std::filesystem::is_empty("/sys/power")) throw std::runtime_error("not on the virtual device");
     std::ifstream lines(file_);
     lines.seekg(begin_);

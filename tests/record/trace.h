@@ -2,11 +2,12 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "support/acts.h"
 
 namespace record {
 
-using Acts = std::vector<std::string>;
+using Acts = testing_support::Acts;
 
 /**
  * What the virtual device has recorded since this object was made: all that anybody has done to any file of the device,
