@@ -4,9 +4,7 @@
 // hardware. What the header says once for all functions is not provoked here: lack of memory, a board that does not
 // start, a mutex that cannot be locked.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -30,16 +28,12 @@
 #include "support/scenario.h"
 #include "velmor.h"
 
-using families::calls;
+using families::call_of;
 using families::Fault;
 using families::hardware;
 using families::output_of;
 using families::Recording;
-using testing_support::Acts;
-using testing_support::answer;
-using testing_support::Out;
-using testing_support::Recorder;
-using testing_support::Scenario;
+using namespace testing_support;
 
 namespace {
 
@@ -100,7 +94,7 @@ bool failed(const std::string& act) {
     return act.find(" = E") != std::string::npos;
 }
 
-/** What a call has answered and printed: a kind of failure, or none. Of the kernel's errors only EIO is provoked. */
+/** What a call has returned and printed: a kind of failure, or none. Of the kernel's errors only EIO is provoked. */
 Kinds kind_of(const std::string& function, const std::string& output, const std::string& printed, bool act_failed) {
     const int result = std::stoi(output);
     const bool line = ("\n" + printed).find("\n" + function + " failed: ") != std::string::npos;
@@ -132,26 +126,13 @@ Recorder failing(const Recording& recording, std::size_t act) {
     return Recorder().fail(target, EIO, static_cast<int>(nth));
 }
 
-template <typename Call>
-Scenario telling(Call call) {
-    return [call] { return answer(call); };
-}
-
-template <typename Entry>
-Scenario list_call(int (*open)(int, mrfi_enum_ctx**), int (*call)(mrfi_enum_ctx*, Entry*)) {
+/** A call with the context of a list that has been opened. */
+template <typename Function>
+Scenario with_list(int (*open)(int, mrfi_enum_ctx**), Function function) {
     return [=] {
         mrfi_enum_ctx* list = nullptr;
         open(0, &list);
-        Out<Entry> entry;
-        return answer([&] { return call(list, entry); }, entry);
-    };
-}
-
-Scenario list_close(int (*open)(int, mrfi_enum_ctx**), int (*close)(mrfi_enum_ctx*)) {
-    return [=] {
-        mrfi_enum_ctx* list = nullptr;
-        open(0, &list);
-        return answer([=] { return close(list); });
+        return call(function, list)();
     };
 }
 
@@ -162,39 +143,32 @@ const io_config_t without_frequency = {50, 0};
 /** Calls beside the known ones: with arguments that do not fit, and where something must come before. */
 std::multimap<std::string, Scenario> more_calls() {
     return {
-        {"backlight_set", telling([] { return backlight_set(0, 256); })},
-        {"backlight_set", telling([] { return backlight_set(1, 256); })},
-        {"led_color_set", telling([] { return led_color_set(0, &too_green); })},
-        {"io_config_set", telling([] { return io_config_set(0, &duty_of_101); })},
-        {"io_config_set", telling([] { return io_config_set(0, &without_frequency); })},
-        {"watchdog_enable", telling([] { return watchdog_enable(-1); })},
+        {"backlight_set", call(backlight_set, 0, 256U)},
+        {"backlight_set", call(backlight_set, 1, 256U)},
+        {"led_color_set", call(led_color_set, 0, too_green)},
+        {"io_config_set", call(io_config_set, 0, duty_of_101)},
+        {"io_config_set", call(io_config_set, 0, without_frequency)},
+        {"watchdog_enable", call(watchdog_enable, -1)},
         {"watchdog_disable", [] { return watchdog_enable(30), answer(watchdog_disable); }},
         {"watchdog_refresh", [] { return watchdog_enable(30), answer(watchdog_refresh); }},
-        {"mrfi_connection_list_read", list_call(mrfi_connection_list_open, mrfi_connection_list_read)},
-        {"mrfi_connection_list_close", list_close(mrfi_connection_list_open, mrfi_connection_list_close)},
-        {"mrfi_device_list_read", list_call(mrfi_device_list_open, mrfi_device_list_read)},
-        {"mrfi_device_list_close", list_close(mrfi_device_list_open, mrfi_device_list_close)},
-        {"serial_mux", telling([] { return serial_mux(0, 3); })},
-        {"serial_alt_func_set", telling([] { return serial_alt_func_set(0, 2); })},
+        {"mrfi_connection_list_read", with_list(mrfi_connection_list_open, mrfi_connection_list_read)},
+        {"mrfi_connection_list_close", with_list(mrfi_connection_list_open, mrfi_connection_list_close)},
+        {"mrfi_device_list_read", with_list(mrfi_device_list_open, mrfi_device_list_read)},
+        {"mrfi_device_list_close", with_list(mrfi_device_list_open, mrfi_device_list_close)},
+        {"serial_mux", call(serial_mux, 0, 3)},
+        {"serial_alt_func_set", call(serial_alt_func_set, 0, 2)},
     };
 }
 
 std::vector<Scenario> calls_of(const std::string& function) {
     std::vector<Scenario> all;
     // 1, 2 and 9 are other kinds of backlights and lines than 0; most families have none of these.
-    for (const int index : {0, 1, 2, 9}) all.push_back([=] { return calls().at(function)(index); });
+    for (const int index : {0, 1, 2, 9}) all.push_back(call_of(function, index));
     const auto more = more_calls();
     for (auto [each, end] = more.equal_range(function); each != end; ++each) all.push_back(each->second);
-    for (const auto& null_call : testing_support::null_calls())
-        if (null_call.function == function) all.push_back(telling(null_call.call));
+    for (const auto& null_call : null_calls())
+        if (null_call.function == function) all.push_back(null_call.call);
     return all;
-}
-
-/** A watchdog that was left armed would end the unit in the middle of these tests. */
-void disarm_watchdog() {
-    const int watchdog = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
-    EXPECT_EQ(write(watchdog, "V", 1), 1);
-    close(watchdog);
 }
 
 class Observation {
@@ -236,7 +210,7 @@ private:
         if (function_ == "platform_can_unique_num_get") before = {{"platform.pht", table_without_can_number_}};
         Recording recording = families::record(before, call, recorder);
         families::give_lines_back();
-        if (function_.starts_with("watchdog_")) disarm_watchdog();
+        if (function_.starts_with("watchdog_")) families::disarm_watchdog();
         hardware({"set", "platform.pht", table_});
         kinds_.merge(
             kind_of(function_, recording.output, recording.error_text, std::ranges::any_of(recording.acts, failed)));
