@@ -20,6 +20,11 @@ inline Acts read_acts(const std::string& path) {
     return {"open " + path + " r", "read " + path, "close " + path};
 }
 
+/** One attribute read whose text ends without a newline, behind which more could follow. */
+inline Acts read_to_end_acts(const std::string& path) {
+    return {"open " + path + " r", "read " + path, "read " + path, "close " + path};
+}
+
 inline Acts in_order(std::initializer_list<Acts> parts) {
     Acts all;
     for (const Acts& part : parts) all.insert(all.end(), part.begin(), part.end());

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "support/files.h"
 
+#include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/vfs.h>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -48,6 +50,10 @@ bool exists(const std::string& path) {
 
 void remove(const std::string& path) {
     fs::remove_all(path);
+}
+
+bool is_open(int fd) {
+    return fcntl(fd, F_GETFD) != -1 || errno != EBADF;
 }
 
 bool in_namespaces_of_its_own() {

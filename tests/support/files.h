@@ -26,6 +26,8 @@ void put(const std::string& path, const std::string& content);
 std::string content(const std::string& path);
 bool exists(const std::string& path);
 void remove(const std::string& path);
+/** Whether this number is an open descriptor of this process. */
+bool is_open(int fd);
 
 /** HAZARD: what may restart the machine or run its programs asks this first: a PID and a user namespace of our own. */
 bool in_namespaces_of_its_own();

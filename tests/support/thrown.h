@@ -34,6 +34,11 @@ std::string thrown(Code code) {
     return "nothing";
 }
 
+/** What thrown() gives for the plain system_error of this errno. */
+inline std::string system_error(int error) {
+    return "system_error " + std::to_string(error) + " " + std::system_category().message(error);
+}
+
 /** For its lifetime the global locale writes and reads 1234567 as "1,234,567", as an application's may. */
 class GroupingLocale {
 public:

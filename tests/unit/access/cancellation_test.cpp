@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <atomic>
+#include <string>
 #include <utility>
 
 using Velmor::CancellationAsCaller;
@@ -38,22 +39,43 @@ protected:
     }
 };
 
-TEST_F(Cancellation, OffInTheScopeAndRestoredAfterIt) {
+struct Scope {
+    const char* name;
+    std::pair<int, int> callers;
+    std::pair<int, int> off;        // in a CancellationOff
+    std::pair<int, int> as_caller;  // in a CancellationAsCaller within it
+};
+
+class CancellationScope : public Cancellation, public testing::WithParamInterface<Scope> {};
+
+TEST_P(CancellationScope, IsOffButForThePartThatIsAsTheCallerAndRestoredAfterIt) {
+    application(GetParam().callers);
     {
         const CancellationOff off;
-        EXPECT_EQ(cancellation(), off_deferred);
+        EXPECT_EQ(cancellation(), GetParam().off);
     }
-    EXPECT_EQ(cancellation(), on_deferred);
+    EXPECT_EQ(cancellation(), GetParam().callers);
+    {
+        const CancellationOff off;
+        {
+            const CancellationAsCaller as_caller;
+            EXPECT_EQ(cancellation(), GetParam().as_caller);
+        }
+        EXPECT_EQ(cancellation(), GetParam().off);
+    }
+    EXPECT_EQ(cancellation(), GetParam().callers);
 }
 
-TEST_F(Cancellation, ApplicationsOwnOffStaysOff) {
-    application(off_asynchronous);
-    {
-        const CancellationOff off;
-        EXPECT_EQ(cancellation(), off_asynchronous);
-    }
-    EXPECT_EQ(cancellation(), off_asynchronous);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Callers, CancellationScope,
+    testing::Values(Scope{.name = "On", .callers = on_deferred, .off = off_deferred, .as_caller = on_deferred},
+                    Scope{.name = "Off", .callers = off_deferred, .off = off_deferred, .as_caller = off_deferred},
+                    // Also as the caller it is never asynchronous.
+                    Scope{.name = "OffAsynchronous",
+                          .callers = off_asynchronous,
+                          .off = off_asynchronous,
+                          .as_caller = off_deferred}),
+    [](const auto& instance) { return std::string(instance.param.name); });
 
 // A signal handler's call within a call.
 TEST_F(Cancellation, NestedScopeLeavesTheCallersStateToTheOuterOne) {
@@ -81,35 +103,6 @@ TEST_F(Cancellation, RestoredWhenAnExceptionPasses) {
     }
 }
 
-TEST_F(Cancellation, AsCallerIsTheApplicationsOnAndOffAgainAfterIt) {
-    const CancellationOff off;
-    {
-        const CancellationAsCaller as_caller;
-        EXPECT_EQ(cancellation(), on_deferred);
-    }
-    EXPECT_EQ(cancellation(), off_deferred);
-}
-
-TEST_F(Cancellation, AsCallerIsTheApplicationsOff) {
-    application(off_deferred);
-    const CancellationOff off;
-    {
-        const CancellationAsCaller as_caller;
-        EXPECT_EQ(cancellation(), off_deferred);
-    }
-    EXPECT_EQ(cancellation(), off_deferred);
-}
-
-TEST_F(Cancellation, AsCallerIsDeferredAndTheTypeRestored) {
-    application(off_asynchronous);
-    const CancellationOff off;
-    {
-        const CancellationAsCaller as_caller;
-        EXPECT_EQ(cancellation(), off_deferred);
-    }
-    EXPECT_EQ(cancellation(), off_asynchronous);
-}
-
 TEST_F(Cancellation, AsCallerFollowsEachScopesCaller) {
     application(off_deferred);
     { const CancellationOff off; }
@@ -119,14 +112,46 @@ TEST_F(Cancellation, AsCallerFollowsEachScopesCaller) {
     EXPECT_EQ(cancellation(), on_deferred);
 }
 
-// With a cancellation that waits: a thread that has been cancelled before it goes on.
+/** A thread that is cancelled. */
+struct CancelledThread {
+    explicit CancelledThread(void (*code)(CancelledThread&)) : operation(code) {}
 
-struct Pending {
-    void (*operation)(Pending&) = nullptr;
+    /** Cancels it before its operation begins, or in the middle: when the operation sets `cancellable`. */
+    void run(bool in_the_middle = false) {
+        cancellable = !in_the_middle;
+        pthread_t thread = {};
+        ASSERT_EQ(pthread_create(&thread, nullptr, in_the_middle ? operate : operate_when_cancelled, this), 0);
+        while (!cancellable) {
+        }
+        EXPECT_EQ(pthread_cancel(thread), 0);
+        cancelled = true;
+        void* result = nullptr;
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        ended_by_cancellation = result == PTHREAD_CANCELED;
+    }
+
+    void (*operation)(CancelledThread&);
     std::atomic<bool> cancellable = false;
     std::atomic<bool> cancelled = false;
     bool passed = false;   // got past the cancellation point
     bool unwound = false;  // the objects of the scope have been destroyed
+    bool ended_by_cancellation = false;
+
+private:
+    static void* operate(void* self) {
+        auto& thread = *static_cast<CancelledThread*>(self);
+        thread.operation(thread);
+        return nullptr;
+    }
+
+    static void* operate_when_cancelled(void* self) {
+        int state = 0;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+        while (!static_cast<CancelledThread*>(self)->cancelled) {
+        }
+        pthread_setcancelstate(state, nullptr);
+        return operate(self);
+    }
 };
 
 class OnUnwinding {
@@ -140,37 +165,8 @@ private:
     bool& flag_;
 };
 
-void* cancelled_thread(void* argument) {
-    auto& pending = *static_cast<Pending*>(argument);
-    int state = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-    while (!pending.cancelled) {
-    }
-    pthread_setcancelstate(state, nullptr);
-    pending.operation(pending);
-    return nullptr;
-}
-
-void* operating_thread(void* argument) {
-    auto& pending = *static_cast<Pending*>(argument);
-    pending.operation(pending);
-    return nullptr;
-}
-
-/** Whether the thread ended by its cancellation. */
-bool is_cancelled(Pending& pending) {
-    pthread_t thread = {};
-    EXPECT_EQ(pthread_create(&thread, nullptr, cancelled_thread, &pending), 0);
-    EXPECT_EQ(pthread_cancel(thread), 0);
-    pending.cancelled = true;
-    void* result = nullptr;
-    EXPECT_EQ(pthread_join(thread, &result), 0);
-    return result == PTHREAD_CANCELED;
-}
-
 TEST_F(Cancellation, WaitsForTheEndOfTheScope) {
-    Pending pending;
-    pending.operation = [](Pending& self) {
+    CancelledThread thread([](CancelledThread& self) {
         {
             const CancellationOff off;
             pthread_testcancel();
@@ -178,41 +174,41 @@ TEST_F(Cancellation, WaitsForTheEndOfTheScope) {
         }
         pthread_testcancel();
         self.passed = false;
-    };
-    EXPECT_TRUE(is_cancelled(pending));
-    EXPECT_TRUE(pending.passed);
+    });
+    thread.run();
+    EXPECT_TRUE(thread.ended_by_cancellation);
+    EXPECT_TRUE(thread.passed);
 }
 
 TEST_F(Cancellation, StrikesWhereItIsAsTheCallers) {
-    Pending pending;
-    pending.operation = [](Pending& self) {
+    CancelledThread thread([](CancelledThread& self) {
         const CancellationOff off;
         const OnUnwinding unwinding(self.unwound);
         const CancellationAsCaller as_caller;
         pthread_testcancel();
         self.passed = true;
-    };
-    EXPECT_TRUE(is_cancelled(pending));
-    EXPECT_FALSE(pending.passed);
-    EXPECT_TRUE(pending.unwound);
+    });
+    thread.run();
+    EXPECT_TRUE(thread.ended_by_cancellation);
+    EXPECT_FALSE(thread.passed);
+    EXPECT_TRUE(thread.unwound);
 }
 
 TEST_F(Cancellation, NeverStrikesAThreadThatHasItOff) {
-    Pending pending;
-    pending.operation = [](Pending& self) {
+    CancelledThread thread([](CancelledThread& self) {
         application(off_deferred);
         const CancellationOff off;
         const CancellationAsCaller as_caller;
         pthread_testcancel();
         self.passed = true;
-    };
-    EXPECT_FALSE(is_cancelled(pending));
-    EXPECT_TRUE(pending.passed);
+    });
+    thread.run();
+    EXPECT_FALSE(thread.ended_by_cancellation);
+    EXPECT_TRUE(thread.passed);
 }
 
 TEST_F(Cancellation, AsynchronousStrikesAtTheEndOfTheScope) {
-    Pending pending;
-    pending.operation = [](Pending& self) {
+    CancelledThread thread([](CancelledThread& self) {
         application(on_asynchronous);
         const OnUnwinding unwinding(self.unwound);
         {
@@ -223,28 +219,22 @@ TEST_F(Cancellation, AsynchronousStrikesAtTheEndOfTheScope) {
             self.passed = true;
         }
         self.passed = false;
-    };
-    pthread_t thread = {};
-    ASSERT_EQ(pthread_create(&thread, nullptr, operating_thread, &pending), 0);
-    while (!pending.cancellable) {
-    }
-    EXPECT_EQ(pthread_cancel(thread), 0);
-    pending.cancelled = true;
-    EXPECT_EQ(pthread_join(thread, nullptr), 0);  // its result is not checked: some C libraries leave it null here
-    EXPECT_TRUE(pending.passed);
-    EXPECT_TRUE(pending.unwound);
+    });
+    thread.run(/*in_the_middle=*/true);  // its result is not checked: some C libraries leave it null here
+    EXPECT_TRUE(thread.passed);
+    EXPECT_TRUE(thread.unwound);
 }
 
 TEST_F(Cancellation, EveryThreadHasItsOwn) {
     application(off_deferred);
     const CancellationOff off;
-    Pending pending;
-    pending.operation = [](Pending&) {
+    CancelledThread thread([](CancelledThread&) {
         const CancellationOff others_off;
         const CancellationAsCaller others;
         pthread_testcancel();
-    };
-    EXPECT_TRUE(is_cancelled(pending));
+    });
+    thread.run();
+    EXPECT_TRUE(thread.ended_by_cancellation);
     const CancellationAsCaller as_caller;
     EXPECT_EQ(cancellation(), off_deferred);
 }

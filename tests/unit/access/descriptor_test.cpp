@@ -2,7 +2,7 @@
 #include "access/descriptor.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,29 +13,29 @@
 #include <thread>
 #include <vector>
 
-#include "support/files.h"
+#include "support/files_test.h"
 #include "support/instrumented.h"
-#include "support/recorder.h"
-#include "support/scenario.h"
 
-using testing_support::content;
-using testing_support::joined;
-using testing_support::put;
-using testing_support::run_in_child;
-using testing_support::TemporaryDirectory;
 using Velmor::Descriptor;
+using namespace testing_support;
 
 namespace {
 
-bool is_closed(int fd) {
-    return fcntl(fd, F_GETFD) == -1 && errno == EBADF;
-}
-
-class DescriptorTest : public testing::Test {
+class DescriptorTest : public FilesTest {
 protected:
     DescriptorTest() { put(path_, "text\n"); }
 
-    TemporaryDirectory directory_;
+    /** Opens this many times, each time another Descriptor. */
+    void open_again(int times, int flags) const {
+        for (int i = 0; i < times; ++i) Descriptor().open(path_.c_str(), flags);
+    }
+
+    bool opening_a_missing_file_is_its_errno() const {
+        Descriptor file;
+        errno = 0;
+        return file.open((path_ + ".absent").c_str(), O_RDONLY) == -1 && errno == ENOENT && !file.is_open();
+    }
+
     const std::string path_ = directory_ / "file";
 };
 
@@ -50,7 +50,7 @@ TEST_F(DescriptorTest, OpensClosesAndTellsWhichItIs) {
     EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(file.close(), 0);
     EXPECT_FALSE(file.is_open());
-    EXPECT_TRUE(is_closed(fd));
+    EXPECT_FALSE(is_open(fd));
 }
 
 TEST_F(DescriptorTest, DestructionCloses) {
@@ -60,15 +60,11 @@ TEST_F(DescriptorTest, DestructionCloses) {
         fd = file.open(path_.c_str(), O_RDONLY);
         EXPECT_EQ(fcntl(fd, F_GETFD), 0) << "close-on-exec is the caller's to ask for";
     }
-    EXPECT_TRUE(is_closed(fd));
+    EXPECT_FALSE(is_open(fd));
 }
 
 TEST_F(DescriptorTest, MissingFileIsNoneAndItsErrno) {
-    Descriptor file;
-    errno = 0;
-    EXPECT_EQ(file.open((path_ + ".absent").c_str(), O_RDONLY), -1);
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(file.is_open());
+    EXPECT_TRUE(opening_a_missing_file_is_its_errno());
 }
 
 // ---- Without standard descriptors ----------------------------------------------------------------------------------
@@ -87,7 +83,7 @@ TEST_P(WithoutStandardDescriptors, NoneOfThemIsEverTakenAndTheyStayClosed) {
                 text += file->open(path_.c_str(), O_RDONLY | O_CLOEXEC) > 2 ? "above " : "low ";
                 text += fcntl(file->get(), F_GETFD) == FD_CLOEXEC ? "close-on-exec " : "inherited ";
             }
-            for (const int fd : GetParam()) text += is_closed(fd) ? "closed " : "open ";
+            for (const int fd : GetParam()) text += is_open(fd) ? "open " : "closed ";
         }
         return text;
     });
@@ -109,22 +105,17 @@ TEST_F(DescriptorTest, FailedOpenKeepsItsErrnoAndLosesNothing) {
     const auto child = run_in_child([this] {
         close(0);
         close(2);
-        const auto missing = [this] {
-            Descriptor file;
-            errno = 0;
-            return file.open((path_ + ".absent").c_str(), O_RDONLY) == -1 && errno == ENOENT;
-        };
-        const bool before = missing();
-        Descriptor().open(path_.c_str(), O_RDONLY);
-        const bool after = missing();
-        return joined({before && after ? "ENOENT" : "another", is_closed(0) && is_closed(2) ? "closed" : "open"});
+        const bool before = opening_a_missing_file_is_its_errno();
+        open_again(1, O_RDONLY);
+        const bool after = opening_a_missing_file_is_its_errno();
+        return joined({before && after ? "ENOENT" : "another", is_open(0) || is_open(2) ? "open" : "closed"});
     });
     EXPECT_EQ(child.output, "ENOENT, closed");
 }
 
 TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
 #ifdef __clang__
-    if (testing_support::instrumented)
+    if (instrumented)
         GTEST_SKIP()
             << "clang's sanitizer looks at memory through a pipe, for which no descriptor is left: run this in "
                "the debug build";
@@ -139,7 +130,7 @@ TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
             errno = 0;
             const int fd = file.open(path_.c_str(), O_RDONLY);
             text += std::to_string(fd) + (errno == EINVAL || errno == EMFILE ? " no room, " : " another, ");
-            text += is_closed(2) ? "closed, " : "open, ";
+            text += is_open(2) ? "open, " : "closed, ";
         }
         return text;
     });
@@ -150,13 +141,13 @@ TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
 TEST_F(DescriptorTest, AnotherThreadMayCloseWhatIsHeld) {
     const auto child = run_in_child([this] {
         for (const int fd : {0, 1, 2}) close(fd);
-        Descriptor().open(path_.c_str(), O_RDONLY);
+        open_again(1, O_RDONLY);
         std::atomic<bool> stop = false;
         std::thread closer([&stop] {
             while (!stop)
                 for (const int fd : {0, 1, 2}) syscall(SYS_close, fd);
         });
-        for (int i = 0; i < 5000; ++i) Descriptor().open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+        open_again(5000, O_RDONLY | O_CLOEXEC);
         stop = true;
         closer.join();
         return "survived";
@@ -168,17 +159,14 @@ TEST_F(DescriptorTest, AnotherThreadMayCloseWhatIsHeld) {
 TEST_F(DescriptorTest, OutputOfAnotherThreadNeverReachesAFile) {
     const auto child = run_in_child([this] {
         close(2);
-        Descriptor().open(path_.c_str(), O_RDONLY);
+        open_again(1, O_RDONLY);
         std::atomic<bool> stop = false;
         std::atomic<long> printed = 0;
         std::thread printer([&] {
             // Past the thread sanitizer, which takes a write to a descriptor that is being closed for a race.
             while (!stop) printed += syscall(SYS_write, 2, "V", 1) == 1 ? 1 : 0;
         });
-        for (int i = 0; i < 20000; ++i) {
-            Descriptor file;
-            file.open(path_.c_str(), O_WRONLY | O_APPEND);
-        }
+        open_again(20000, O_WRONLY | O_APPEND);
         stop = true;
         printer.join();
         return std::to_string(printed) + " bytes printed";

@@ -4,40 +4,30 @@
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <stdexcept>
 #include <string>
 
-#include "support/files.h"
-#include "support/recorder.h"
+#include "support/files_test.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StrEq;
-using testing::ThrowsMessage;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::TemporaryDirectory;
 using Velmor::IO;
 using Velmor::IOPWM;
 using Velmor::PWM;
 using Velmor::Resource;
+using namespace testing_support;
 
 namespace {
 
-class IOPWMTest : public testing::Test {
+class IOPWMTest : public FilesTest {
 protected:
-    IOPWMTest() : path_(make_channel(directory_)), line_(path_, 1000, 25) {}
+    IOPWMTest() : line_(make_channel(), 1000, 25) {}
 
-    static std::string make_channel(const TemporaryDirectory& directory) {
-        for (const char* attribute : {"period", "duty", "status"}) put(directory / attribute, "0\n");
-        return directory.path();
+    const std::string& make_channel() const {
+        for (const char* attribute : {"period", "duty", "status"}) put(directory_ / attribute, "0\n");
+        return directory_.path();
     }
 
-    std::string attribute(const std::string& name) const { return content(path_ + "/" + name); }
+    std::string attribute(const std::string& name) const { return content(directory_ / name); }
 
-    TemporaryDirectory directory_;
-    const std::string path_;
+    const std::string status_ = directory_ / "status";
     IOPWM line_;
     IO& io_ = line_;
     PWM& pwm_ = line_;
@@ -50,9 +40,8 @@ TEST_F(IOPWMTest, ConstructionProgramsTheChannelAndLeavesTheStatus) {
 }
 
 TEST_F(IOPWMTest, ConstructionThrowsWhatProgrammingThrows) {
-    EXPECT_THAT([&] { const IOPWM line(path_, 0, 50); },
-                ThrowsMessage<std::range_error>(StrEq("PWM frequency out of range")));
-    EXPECT_THROW(IOPWM(directory_ / "absent", 1000, 50), std::ios_base::failure);
+    EXPECT_EQ(thrown([&] { IOPWM(directory_.path(), 0, 50); }), "range_error PWM frequency out of range");
+    EXPECT_EQ(thrown([&] { IOPWM(directory_ / "absent", 1000, 50); }), "stream failure");
 }
 
 TEST_F(IOPWMTest, IsAResourceThatIsLineAndChannel) {
@@ -72,47 +61,41 @@ TEST_F(IOPWMTest, SetOneStartsAndSetZeroStops) {
 
 TEST_F(IOPWMTest, SetOfAnotherLevelDoesNothing) {
     for (const io_value_t level : {2, -1, 256, INT_MAX, INT_MIN}) {
-        EXPECT_NO_THROW(io_.set(level));
+        EXPECT_EQ(thrown([&] { io_.set(level); }), "nothing");
         EXPECT_EQ(attribute("status"), "0\n");
     }
 }
 
 TEST_F(IOPWMTest, SetOfAnotherLevelTouchesNoFile) {
     VELMOR_NEEDS_RECORDER();
-    const auto outcome = Recorder().watch({directory_.path()}).run([&] {
-        io_.set(2);
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts, IsEmpty());
+    expect_acts([&] { io_.set(2); }, {});
 }
 
 TEST_F(IOPWMTest, SetAndGetAreOneAccessToTheStatus) {
     VELMOR_NEEDS_RECORDER();
-    put(path_ + "/status", "1\n");
-    const auto outcome = Recorder().watch({directory_.path()}).run([&] {
+    put(status_, "1\n");
+    const ChildResult child = run_in_child(recorder(), [&] {
         const io_value_t level = io_.get();
         io_.set(0);
-        return level;
+        return std::to_string(level);
     });
-    const std::string file = path_ + "/status";
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + file + " r", "read " + file, "close " + file, "open " + file + " w",
-                                          "write " + file + " 0", "close " + file));
+    EXPECT_EQ(child.output, "1");
+    EXPECT_EQ(child.acts, in_order({read_acts(status_), write_acts(status_, "0")}));
 }
 
 TEST_F(IOPWMTest, GetIsOneForStatusOneOnly) {
-    put(path_ + "/status", "1\n");
+    put(status_, "1\n");
     EXPECT_EQ(io_.get(), 1);
     for (const char* status : {"0\n", "2\n", "-1\n", "2147483647\n"}) {
-        put(path_ + "/status", status);
+        put(status_, status);
         EXPECT_EQ(io_.get(), 0) << status;
     }
 }
 
 TEST_F(IOPWMTest, UnusableStatusIsTheStreamFailure) {
-    put(path_ + "/status", "on\n");
+    put(status_, "on\n");
     EXPECT_THROW(io_.get(), std::ios_base::failure);
-    testing_support::remove(path_);
+    remove(directory_.path());
     EXPECT_THROW(io_.set(1), std::ios_base::failure);
     EXPECT_THROW(io_.set(0), std::ios_base::failure);
 }
@@ -132,10 +115,9 @@ TEST_F(IOPWMTest, ChannelOperationsReachTheChannel) {
 }
 
 TEST_F(IOPWMTest, ChannelFailuresPassUnchanged) {
-    EXPECT_THAT([&] { pwm_.set_duty(101); }, ThrowsMessage<std::range_error>(StrEq("PWM duty out of range")));
-    EXPECT_THAT([&] { pwm_.set_frequency(2000001, 1); },
-                ThrowsMessage<std::range_error>(StrEq("PWM frequency out of range")));
-    put(path_ + "/period", "");
+    EXPECT_EQ(thrown([&] { pwm_.set_duty(101); }), "range_error PWM duty out of range");
+    EXPECT_EQ(thrown([&] { pwm_.set_frequency(2000001, 1); }), "range_error PWM frequency out of range");
+    put(directory_ / "period", "");
     EXPECT_THROW(pwm_.get_frequency(), std::ios_base::failure);
     EXPECT_THROW(pwm_.get_duty(), std::ios_base::failure);
 }

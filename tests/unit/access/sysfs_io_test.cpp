@@ -3,43 +3,31 @@
 
 #include <gmock/gmock.h>
 
-#include <cerrno>
 #include <climits>
 #include <string>
 
-#include "support/files.h"
-#include "support/recorder.h"
+#include "support/files_test.h"
 
-using testing::ElementsAre;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::TemporaryDirectory;
 using Velmor::SysFSIO;
+using namespace testing_support;
 
 namespace {
 
-class SysFSIOTest : public testing::Test {
+class SysFSIOTest : public FilesTest {
 protected:
-    TemporaryDirectory directory_;
     const std::string path_ = directory_ / "enable";
     SysFSIO line_ = SysFSIO(path_);
 };
 
 TEST_F(SysFSIOTest, ConstructionTouchesNoFile) {
-    EXPECT_FALSE(testing_support::exists(path_));
+    EXPECT_FALSE(exists(path_));
     EXPECT_NO_THROW(SysFSIO(directory_ / "absent/enable"));
 }
 
-TEST_F(SysFSIOTest, SetWritesAnyLevelUnchanged) {
+TEST_F(SysFSIOTest, AnyLevelIsWrittenAndReadUnchanged) {
     for (const io_value_t level : {0, 1, 5, -1, INT_MAX, INT_MIN}) {
         line_.set(level);
         EXPECT_EQ(content(path_), std::to_string(level));
-    }
-}
-
-TEST_F(SysFSIOTest, GetReadsAnyLevelUnchanged) {
-    for (const io_value_t level : {0, 1, 5, -1, INT_MAX, INT_MIN}) {
         put(path_, std::to_string(level) + "\n");
         EXPECT_EQ(line_.get(), level);
     }
@@ -65,14 +53,13 @@ TEST_F(SysFSIOTest, RefusedLevelIsTheStreamFailure) {
 TEST_F(SysFSIOTest, AccessIsOneWriteOrOneRead) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "1\n");
-    const auto outcome = Recorder().watch({directory_.path()}).run([&] {
+    const ChildResult child = run_in_child(recorder(), [&] {
         const io_value_t level = line_.get();
         line_.set(5);
-        return level;
+        return std::to_string(level);
     });
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " r", "read " + path_, "close " + path_,
-                                          "open " + path_ + " w", "write " + path_ + " 5", "close " + path_));
+    EXPECT_EQ(child.output, "1");
+    EXPECT_EQ(child.acts, in_order({read_acts(path_), write_acts(path_, "5")}));
 }
 
 }  // namespace

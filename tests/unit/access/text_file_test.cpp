@@ -10,22 +10,21 @@
 #include <vector>
 
 #include "access/sysfs_text.h"
-#include "support/files.h"
-#include "support/recorder.h"
+#include "support/files_test.h"
 
+using testing::AllOf;
 using testing::ElementsAre;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::TemporaryDirectory;
+using testing::Property;
+using testing::StrEq;
+using testing::Throws;
+using testing::ThrowsMessage;
 using Velmor::TextFile;
+using namespace testing_support;
 
 namespace {
 
-class TextFileTest : public testing::Test {
+class TextFileTest : public FilesTest {
 protected:
-    Recorder recorder() const { return Recorder().watch({directory_.path()}); }
-
     /** The file's words, one after the other. */
     std::vector<std::string> words() const {
         std::vector<std::string> words;
@@ -41,8 +40,22 @@ protected:
         return lines;
     }
 
-    TemporaryDirectory directory_;
+    void expect_writing(const Recorder& recorder, const std::string& text, const Acts& acts,
+                        const std::string& throws = "nothing") const {
+        const auto writing = [&] {
+            TextFile file({path_}, TextFile::writing);
+            file.write(text);
+            file.close();
+        };
+        expect_acts(recorder, writing, acts, throws);
+    }
+
     const std::string path_ = directory_ / "file";
+    const std::string open_to_read_ = "open " + path_ + " r";
+    const std::string open_to_write_ = "open " + path_ + " w";
+    const std::string read_ = "read " + path_;
+    const std::string write_ = "write " + path_;
+    const std::string close_ = "close " + path_;
 };
 
 using Reading = TextFileTest;
@@ -70,7 +83,7 @@ TEST_F(Reading, PathThatIsTooLongFailsAndIsNotCut) {
 
 TEST_F(Reading, MissingFileFailsAndIsNotCreated) {
     EXPECT_THROW(const TextFile file({path_}), std::ios_base::failure);
-    EXPECT_FALSE(testing_support::exists(path_));
+    EXPECT_FALSE(exists(path_));
 }
 
 // ---- What is read --------------------------------------------------------------------------------------------------
@@ -135,58 +148,53 @@ TEST_F(Reading, EmptyLineIsALine) {
 
 TEST_F(Reading, NothingIsReadBehindTheValue) {
     VELMOR_NEEDS_RECORDER();
-    const auto acts_of = [this](const std::string& text, auto value) {
+    const auto expect_reads = [this](const std::string& text, auto value, std::size_t reads) {
         put(path_, text);
-        return recorder()
-            .run([&] {
-                TextFile file({path_});
-                take_value(file, value);
-                return 0;
-            })
-            .acts.size();
+        const ChildResult child = run_in_child(recorder(), [&] {
+            TextFile file({path_});
+            take_value(file, value);
+            return "";
+        });
+        EXPECT_EQ(child.acts.size(), 2 + reads) << text;  // and open and close
     };
-    EXPECT_EQ(acts_of("7\n", int()), 3U);
-    EXPECT_EQ(acts_of("7", int()), 4U) << "a digit may follow";
-    EXPECT_EQ(acts_of("word\n", std::string()), 3U);
-    EXPECT_EQ(acts_of("word", std::string()), 4U);
-    EXPECT_EQ(acts_of("R", char()), 3U);
-    EXPECT_EQ(acts_of("", int()), 3U);
-    EXPECT_EQ(acts_of(" ", int()), 4U);
+    expect_reads("7\n", int(), 1);
+    expect_reads("7", int(), 2);  // a digit may follow
+    expect_reads("word\n", std::string(), 1);
+    expect_reads("word", std::string(), 2);
+    expect_reads("R", char(), 1);
+    expect_reads("", int(), 1);
+    expect_reads(" ", int(), 2);
 }
 
 TEST_F(Reading, EndOfTheFileIsAskedForOnce) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "1 2");
-    const auto outcome = recorder().run([&] {
+    const ChildResult child = run_in_child(recorder(), [&] {
         TextFile file({path_});
         led_color_t color = {};
-        return take_value(file, color) ? 1 : 0;
+        return take_value(file, color) ? "a color" : "no color";
     });
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " r", "read " + path_, "read " + path_, "close " + path_));
+    EXPECT_EQ(child.output, "no color");
+    EXPECT_EQ(child.acts, read_to_end_acts(path_));
 }
 
 TEST_F(Reading, InterruptedReadIsRepeated) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "7\n");
-    const auto outcome = recorder().fail("read " + path_, EINTR).run([&] {
+    const ChildResult child = run_in_child(recorder().fail(read_, EINTR), [&] {
         TextFile file({path_});
         int number = 0;
-        return take_value(file, number) ? number : -1;
+        return take_value(file, number) ? std::to_string(number) : "no number";
     });
-    EXPECT_EQ(outcome.result, 7);
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("open " + path_ + " r", "read " + path_ + " = EINTR", "read " + path_, "close " + path_));
+    EXPECT_EQ(child.output, "7");
+    EXPECT_THAT(child.acts, ElementsAre(open_to_read_, read_ + " = EINTR", read_, close_));
 }
 
 TEST_F(Reading, FailedReadIsAFailureWithItsCause) {
     // A directory can be opened for reading; reading it is the error EISDIR.
-    try {
-        const TextFile directory({directory_.path()});
-        FAIL();
-    } catch (const std::ios_base::failure& failure) {
-        EXPECT_STREQ(failure.what(), "basic_filebuf::underflow error reading the file: Is a directory");
-    }
+    EXPECT_THAT([&] { TextFile({directory_.path()}); },
+                ThrowsMessage<std::ios_base::failure>(
+                    StrEq("basic_filebuf::underflow error reading the file: Is a directory")));
 }
 
 // ---- What is written -----------------------------------------------------------------------------------------------
@@ -201,58 +209,30 @@ TEST_F(Writing, TextOfAnyLengthArrivesInOneWrite) {
     VELMOR_NEEDS_RECORDER();
     for (const std::size_t length : {1U, 4096U, 4097U, 20000U}) {
         const std::string text(length, 'k');
-        const auto outcome = recorder().run([&] {
-            TextFile file({path_}, TextFile::writing);
-            file.write(text);
-            file.close();
-            return 0;
-        });
-        EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " w", "write " + path_ + " " + text, "close " + path_));
+        expect_writing(recorder(), text, write_acts(path_, text));
     }
 }
 
 TEST_F(Writing, EmptyTextIsNotWritten) {
     VELMOR_NEEDS_RECORDER();
-    const auto outcome = recorder().run([&] {
-        TextFile file({path_}, TextFile::writing);
-        file.write("");
-        file.close();
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " w", "close " + path_));
+    expect_writing(recorder(), "", {open_to_write_, close_});
 }
 
 TEST_F(Writing, FileThatCannotBeOpenedFails) {
     EXPECT_THROW(TextFile({directory_ / "absent/file"}, TextFile::writing), std::ios_base::failure);
-    EXPECT_FALSE(testing_support::exists(directory_ / "absent"));
+    EXPECT_FALSE(exists(directory_ / "absent"));
     EXPECT_THROW(TextFile({directory_.path()}, TextFile::writing), std::ios_base::failure);
 }
 
 TEST_F(Writing, InterruptedAndShortWritesGoOn) {
     VELMOR_NEEDS_RECORDER();
-    const std::string write = "write " + path_;
-    const auto outcome = recorder().fail(write, EINTR, 1).answer(write, 2, 2).run([&] {
-        TextFile file({path_}, TextFile::writing);
-        file.write("12345");
-        file.close();
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " w", write + " 12345 = EINTR", write + " 12345",
-                                          write + " 345", "close " + path_));
+    expect_writing(recorder().fail(write_, EINTR, 1).answer(write_, 2, 2), "12345",
+                   {open_to_write_, write_ + " 12345 = EINTR", write_ + " 12345", write_ + " 345", close_});
 }
 
 TEST_F(Writing, WriteOfNothingFails) {
     VELMOR_NEEDS_RECORDER();
-    const auto outcome = recorder().answer("write " + path_, 0).run([&] {
-        TextFile file({path_}, TextFile::writing);
-        try {
-            file.write("1");
-        } catch (const std::ios_base::failure&) {
-            return 1;
-        }
-        return 0;
-    });
-    EXPECT_EQ(outcome.result, 1);
+    expect_writing(recorder().answer(write_, 0), "1", write_acts(path_, "1"), "stream failure");
 }
 
 TEST_F(Writing, RefusedTextFails) {
@@ -266,38 +246,26 @@ TEST_F(TextFileTest, FailingCloseIsAFailure) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "");
     for (const TextFile::Access access : {TextFile::reading, TextFile::writing}) {
-        const auto outcome = recorder().fail("close " + path_, EIO).run([&] {
+        const ChildResult child = run_in_child(recorder().fail(close_, EIO), [&] {
             TextFile file({path_}, access);
-            try {
-                file.close();
-            } catch (const std::ios_base::failure&) {
-                return 1;
-            }
-            return 0;
+            return thrown([&] { file.close(); });
         });
-        EXPECT_EQ(outcome.result, 1);
-        EXPECT_EQ(outcome.acts.back(), "close " + path_ + " = EIO");
+        EXPECT_EQ(child.output, "stream failure");
+        EXPECT_EQ(child.acts.back(), close_ + " = EIO");
     }
 }
 
 TEST_F(TextFileTest, DestructionCloses) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "");
-    const auto outcome = recorder().run([&] {
-        const TextFile file({path_});
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " r", "read " + path_, "close " + path_));
+    expect_acts([&] { TextFile({path_}); }, read_acts(path_));
 }
 
-TEST_F(TextFileTest, FailureHasTheStandardStreamsText) {
-    try {
-        TextFile file({path_});
-        FAIL();
-    } catch (const std::ios_base::failure& failure) {
-        EXPECT_STREQ(failure.what(), "basic_ios::clear: iostream error");
-        EXPECT_EQ(failure.code(), std::io_errc::stream);
-    }
+TEST_F(TextFileTest, FailureHasTheStandardStreamsTextAndCode) {
+    EXPECT_THAT([&] { TextFile({path_}); },
+                Throws<std::ios_base::failure>(
+                    AllOf(Property(&std::ios_base::failure::what, StrEq("basic_ios::clear: iostream error")),
+                          Property(&std::ios_base::failure::code, std::io_errc::stream))));
 }
 
 }  // namespace
