@@ -17,17 +17,14 @@
 #include <system_error>
 #include <vector>
 
-#include "support/recorder.h"
+#include "support/scenario.h"
 
 using testing::ElementsAre;
-using testing_support::Outcome;
-using testing_support::run_unrecorded;
 using Velmor::report_startup_failure;
 using Velmor::translate_exception;
+using namespace testing_support;
 
 namespace {
-
-constexpr int untouched_errno = 4711;
 
 /** Standard error as a socket that keeps the bounds of what is written: one message is one write. */
 class StandardError {
@@ -72,30 +69,25 @@ private:
 struct Translation {
     int result;
     int error;
-    std::vector<std::string> writes;
 };
 
 template <typename Name>
-Translation translation(const Name& name, const std::function<void()>& thrower) {
-    Translation translation = {};
-    StandardError standard_error;
+Translation translated(const Name& name, const std::function<void()>& thrower) {
     try {
         thrower();
     } catch (...) {
         errno = untouched_errno;
-        translation.result = translate_exception(name);
-        translation.error = errno;
+        const int result = translate_exception(name);
+        return {result, errno};
     }
-    translation.writes = standard_error.writes();
-    return translation;
+    return {};
 }
 
 struct Row {
     const char* name;
     std::function<void()> thrower;
-    int result;
-    int error;
     std::string line;
+    Translation seen = {.result = -1, .error = untouched_errno};
 };
 
 std::error_code system_code(int code) {
@@ -103,37 +95,52 @@ std::error_code system_code(int code) {
 }
 
 std::vector<Row> rows() {
+    const auto text_of = [](int code) { return "io_get failed: " + system_code(code).message() + "\n"; };
     return {
-        {"NotSupported", [] { throw std::system_error(system_code(95)); }, -95, 95,
-         "io_get failed: Operation not supported\n"},
-        {"NoDevice", [] { throw std::system_error(system_code(19), "Invalid PHT table version 4"); }, -19, 19,
-         "io_get failed: Invalid PHT table version 4: No such device\n"},
-        {"CodeZeroLooksLikeSuccess", [] { throw std::system_error(system_code(0)); }, 0, 0, "io_get failed: Success\n"},
-        {"NegativeCode", [] { throw std::system_error(system_code(-5)); }, 5, -5,
-         "io_get failed: " + system_code(-5).message() + "\n"},
-        {"SmallestCode", [] { throw std::system_error(system_code(INT_MIN)); }, INT_MIN, INT_MIN,
-         "io_get failed: " + system_code(INT_MIN).message() + "\n"},
-        {"LargestCode", [] { throw std::system_error(system_code(INT_MAX)); }, -INT_MAX, INT_MAX,
-         "io_get failed: " + system_code(INT_MAX).message() + "\n"},
-        {"CodeOfAnotherCategory", [] { throw std::system_error(EINVAL, std::generic_category()); }, -22, 22,
-         "io_get failed: Invalid argument\n"},
-        {"DerivedFromSystemError", [] { throw std::filesystem::filesystem_error("cannot", system_code(2)); }, -2, 2,
-         "io_get failed: filesystem error: cannot: No such file or directory\n"},
-        {"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); }, -1, untouched_errno,
+        {"NotSupported",
+         [] { throw std::system_error(system_code(95)); },
+         "io_get failed: Operation not supported\n",
+         {.result = -95, .error = 95}},
+        {"NoDevice",
+         [] { throw std::system_error(system_code(19), "Invalid PHT table version 4"); },
+         "io_get failed: Invalid PHT table version 4: No such device\n",
+         {.result = -19, .error = 19}},
+        {"CodeZeroLooksLikeSuccess",
+         [] { throw std::system_error(system_code(0)); },
+         "io_get failed: Success\n",
+         {.result = 0, .error = 0}},
+        {"NegativeCode", [] { throw std::system_error(system_code(-5)); }, text_of(-5), {.result = 5, .error = -5}},
+        {"SmallestCode",
+         [] { throw std::system_error(system_code(INT_MIN)); },
+         text_of(INT_MIN),
+         {.result = INT_MIN, .error = INT_MIN}},
+        {"LargestCode",
+         [] { throw std::system_error(system_code(INT_MAX)); },
+         text_of(INT_MAX),
+         {.result = -INT_MAX, .error = INT_MAX}},
+        {"CodeOfAnotherCategory",
+         [] { throw std::system_error(EINVAL, std::generic_category()); },
+         "io_get failed: Invalid argument\n",
+         {.result = -22, .error = 22}},
+        {"DerivedFromSystemError",
+         [] { throw std::filesystem::filesystem_error("cannot", system_code(2)); },
+         "io_get failed: filesystem error: cannot: No such file or directory\n",
+         {.result = -2, .error = 2}},
+        {"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); },
          "io_get failed: basic_ios::clear: iostream error\n"},
-        {"StreamFailureWithSystemCode", [] { throw std::ios_base::failure("reading", system_code(5)); }, -1,
-         untouched_errno, "io_get failed: reading: Input/output error\n"},
-        {"RangeError", [] { throw std::range_error("PWM duty out of range"); }, -1, untouched_errno,
+        {"StreamFailureWithSystemCode", [] { throw std::ios_base::failure("reading", system_code(5)); },
+         "io_get failed: reading: Input/output error\n"},
+        {"RangeError", [] { throw std::range_error("PWM duty out of range"); },
          "io_get failed: PWM duty out of range\n"},
-        {"InvalidArgument", [] { throw std::invalid_argument("Unsupported port"); }, -1, untouched_errno,
+        {"InvalidArgument", [] { throw std::invalid_argument("Unsupported port"); },
          "io_get failed: Unsupported port\n"},
-        {"RuntimeError", [] { throw std::runtime_error("cannot initialize board data"); }, -1, untouched_errno,
+        {"RuntimeError", [] { throw std::runtime_error("cannot initialize board data"); },
          "io_get failed: cannot initialize board data\n"},
-        {"NoMemory", [] { throw std::bad_alloc(); }, -1, untouched_errno, "io_get failed: std::bad_alloc\n"},
-        {"PlainException", [] { throw std::exception(); }, -1, untouched_errno, "io_get failed: std::exception\n"},
-        {"Number", [] { throw 42; }, -1, untouched_errno, "io_get unhandled exception\n"},
-        {"Text", [] { throw "text"; }, -1, untouched_errno, "io_get unhandled exception\n"},
-        {"String", [] { throw std::string("text"); }, -1, untouched_errno, "io_get unhandled exception\n"},
+        {"NoMemory", [] { throw std::bad_alloc(); }, "io_get failed: std::bad_alloc\n"},
+        {"PlainException", [] { throw std::exception(); }, "io_get failed: std::exception\n"},
+        {"Number", [] { throw 42; }, "io_get unhandled exception\n"},
+        {"Text", [] { throw "text"; }, "io_get unhandled exception\n"},
+        {"String", [] { throw std::string("text"); }, "io_get unhandled exception\n"},
     };
 }
 
@@ -141,11 +148,12 @@ class Translator : public testing::TestWithParam<Row> {};
 
 TEST_P(Translator, GivesResultErrnoAndOneLineInOneWrite) {
     for (const bool as_string : {true, false}) {
-        const Translation seen = as_string ? translation(std::string("io_get"), GetParam().thrower)
-                                           : translation<const char*>("io_get", GetParam().thrower);
-        EXPECT_EQ(seen.result, GetParam().result);
-        EXPECT_EQ(seen.error, GetParam().error);
-        EXPECT_THAT(seen.writes, ElementsAre(GetParam().line));
+        StandardError standard_error;
+        const Translation seen = as_string ? translated(std::string("io_get"), GetParam().thrower)
+                                           : translated<const char*>("io_get", GetParam().thrower);
+        EXPECT_THAT(standard_error.writes(), ElementsAre(GetParam().line));
+        EXPECT_EQ(seen.result, GetParam().seen.result);
+        EXPECT_EQ(seen.error, GetParam().seen.error);
     }
 }
 
@@ -154,8 +162,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, Translator, testing::ValuesIn(rows()),
 
 TEST(TranslatorText, LongLineIsStillOneWrite) {
     const std::string cause(20000, 'x');
-    EXPECT_THAT(translation(std::string("io_get"), [&] { throw std::runtime_error(cause); }).writes,
-                ElementsAre("io_get failed: " + cause + "\n"));
+    StandardError standard_error;
+    translated(std::string("io_get"), [&] { throw std::runtime_error(cause); });
+    EXPECT_THAT(standard_error.writes(), ElementsAre("io_get failed: " + cause + "\n"));
 }
 
 TEST(TranslatorText, StartupFailureIsOneLineInOneWriteAndKeepsErrno) {
@@ -168,25 +177,20 @@ TEST(TranslatorText, StartupFailureIsOneLineInOneWriteAndKeepsErrno) {
 
 // ---- Whatever the application has done to standard error -----------------------------------------------------------
 
-/** Result and errno must be the same as ever: 0 when they are. */
-int translate_both_kinds() {
+/** Two system errors and two others in turn, and a failure to start: result and errno must be the same as ever. */
+std::string translate_both_kinds() {
+    const auto translate = [](const char* function, auto error, int result, int errno_afterwards) {
+        const Translation seen = translated(function, [&] { throw error; });
+        return seen.result == result && seen.error == errno_afterwards;
+    };
     for (int i = 0; i < 2; ++i) {
-        try {
-            throw std::system_error(95, std::system_category());
-        } catch (...) {
-            errno = untouched_errno;
-            if (translate_exception("io_get") != -95 || errno != 95) return 1;
-        }
-        try {
-            throw std::range_error("PWM duty out of range");
-        } catch (...) {
-            errno = untouched_errno;
-            if (translate_exception("io_set") != -1 || errno != untouched_errno) return 2;
-        }
+        if (!translate("io_get", std::system_error(system_code(95)), -95, 95)) return "another system error";
+        if (!translate("io_set", std::range_error("PWM duty out of range"), -1, untouched_errno))
+            return "another error";
     }
     errno = untouched_errno;
     report_startup_failure("no table");
-    return errno == untouched_errno ? 0 : 3;
+    return errno == untouched_errno ? "as ever" : "errno of the start is lost";
 }
 
 constexpr char both_kinds[] =
@@ -194,71 +198,50 @@ constexpr char both_kinds[] =
     "io_get failed: Operation not supported\nio_set failed: PWM duty out of range\n"
     "cannot set board resources: no table\n";
 
-TEST(TranslatorAndStandardError, PlainStream) {
-    const Outcome outcome = run_unrecorded(translate_both_kinds);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, both_kinds);
+void arm_stream() {
+    std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
 }
 
-TEST(TranslatorAndStandardError, WidthFillAndFlagsDoNotShowInTheText) {
-    const Outcome outcome = run_unrecorded([] {
-        std::cerr << std::setw(40) << std::setfill('*') << std::left << std::hex << std::showbase;
+struct Condition {
+    const char* name;
+    void (*apply)();
+    std::string printed;
+};
+
+class StandardErrorThat : public testing::TestWithParam<Condition> {};
+
+TEST_P(StandardErrorThat, ChangesNoResultAndNoErrno) {
+    const ChildResult child = run_in_child([] {
+        GetParam().apply();
         return translate_both_kinds();
     });
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, both_kinds);
+    EXPECT_EQ(child.wait_status, 0);
+    EXPECT_EQ(child.output, "as ever");
+    EXPECT_EQ(child.error_text, GetParam().printed);
 }
 
-TEST(TranslatorAndStandardError, LineIsOutBeforeTheCallReturnsAlsoOnABufferedStream) {
-    const Outcome outcome = run_unrecorded([] {
+INSTANTIATE_TEST_SUITE_P(
+    Application, StandardErrorThat,
+    testing::Values(
+        Condition{.name = "IsAsItWas", .apply = [] {}, .printed = both_kinds},
+        Condition{
+            .name = "HasWidthFillAndFlags",
+            .apply = [] { std::cerr << std::setw(40) << std::setfill('*') << std::left << std::hex << std::showbase; },
+            .printed = both_kinds},
+        Condition{.name = "IsArmed", .apply = arm_stream, .printed = both_kinds},
+        Condition{.name = "IsClosed", .apply = [] { close(STDERR_FILENO); }, .printed = ""},
+        Condition{.name = "IsArmedAndClosed", .apply = [] { arm_stream(), close(STDERR_FILENO); }, .printed = ""},
+        Condition{.name = "HasNoBuffer", .apply = [] { std::cerr.rdbuf(nullptr); }, .printed = ""}),
+    [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST(TranslatorText, IsOutBeforeTheCallReturnsAlsoOnABufferedStream) {
+    const ChildResult child = run_in_child([]() -> std::string {
         std::ios_base::sync_with_stdio(false);
         std::cerr << std::nounitbuf;
-        const int result = translate_both_kinds();
-        _exit(result == 0 ? 77 : 78);  // nothing is flushed any more
-        return 0;
+        _exit(translate_both_kinds() == "as ever" ? 77 : 78);  // nothing is flushed any more
     });
-    EXPECT_EQ(WEXITSTATUS(outcome.wait_status), 77);
-    EXPECT_EQ(outcome.error_text, both_kinds);
-}
-
-TEST(TranslatorAndStandardError, ClosedDescriptorLosesOnlyTheLine) {
-    const Outcome outcome = run_unrecorded([] {
-        close(STDERR_FILENO);
-        return translate_both_kinds();
-    });
-    EXPECT_EQ(outcome.wait_status, 0);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, "");
-}
-
-TEST(TranslatorAndStandardError, ArmedStreamLosesOnlyTheLine) {
-    const Outcome outcome = run_unrecorded([] {
-        std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
-        close(STDERR_FILENO);
-        return translate_both_kinds();
-    });
-    EXPECT_EQ(outcome.wait_status, 0);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, "");
-}
-
-TEST(TranslatorAndStandardError, ArmedStreamThatWorksPrintsAsEver) {
-    const Outcome outcome = run_unrecorded([] {
-        std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
-        return translate_both_kinds();
-    });
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, both_kinds);
-}
-
-TEST(TranslatorAndStandardError, StreamWithoutBufferLosesOnlyTheLine) {
-    const Outcome outcome = run_unrecorded([] {
-        std::cerr.rdbuf(nullptr);
-        return translate_both_kinds();
-    });
-    EXPECT_EQ(outcome.wait_status, 0);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, "");
+    EXPECT_EQ(WEXITSTATUS(child.wait_status), 77);
+    EXPECT_EQ(child.error_text, both_kinds);
 }
 
 }  // namespace
