@@ -5,27 +5,12 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/scenario.h"
-#include "support/thrown.h"
+#include "support/files_test.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StrEq;
-using testing::ThrowsMessage;
-using testing_support::ChildResult;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::run_in_child;
-using testing_support::TemporaryDirectory;
-using testing_support::thrown;
 using Velmor::BacklightPWM;
+using namespace testing_support;
 
 namespace {
 
@@ -43,27 +28,25 @@ constexpr std::uint32_t percents[256] = {
     92, 92, 93, 93, 93, 94, 94, 95, 95, 95, 96, 96, 96, 97, 97, 98, 98, 98, 99, 99, 100, 100,
 };
 
-class BacklightPWMTest : public testing::Test {
+class BacklightPWMTest : public FilesTest {
 protected:
     BacklightPWMTest() { program("0", "0", "0"); }
 
     void program(const std::string& period, const std::string& duty, const std::string& status) const {
-        put(directory_ / "period", period + "\n");
-        put(directory_ / "duty", duty + "\n");
-        put(directory_ / "status", status + "\n");
+        put(period_, period + "\n");
+        put(duty_, duty + "\n");
+        put(status_, status + "\n");
     }
 
     /** Its period is 1000000 ns. */
     BacklightPWM at_1000_hz(int percent) const { return {directory_.path(), 1000, percent}; }
 
-    std::string attribute(const std::string& name) const { return content(directory_ / name); }
-
-    /** The acts, and what it throws. */
-    ChildResult setting(Recorder& recorder, BacklightPWM& backlight, std::uint32_t level) const {
-        return run_in_child(recorder.watch({directory_.path()}), [&] { return thrown([&] { backlight.set(level); }); });
+    void expect_channel(const std::string& period, const std::string& duty, const std::string& status) const {
+        EXPECT_EQ(content(period_), period);
+        EXPECT_EQ(content(duty_), duty);
+        EXPECT_EQ(content(status_), status);
     }
 
-    TemporaryDirectory directory_;
     const std::string period_ = directory_ / "period";
     const std::string duty_ = directory_ / "duty";
     const std::string status_ = directory_ / "status";
@@ -71,25 +54,19 @@ protected:
 
 TEST_F(BacklightPWMTest, ConstructionProgramsTheChannelAndLeavesTheStatus) {
     const BacklightPWM backlight(directory_.path(), 200, 40);
-    EXPECT_EQ(attribute("period"), "5000000");
-    EXPECT_EQ(attribute("duty"), "2000000");
-    EXPECT_EQ(attribute("status"), "0\n");
+    expect_channel("5000000", "2000000", "0\n");
 }
 
 TEST_F(BacklightPWMTest, ConstructionKeepsTheDutyForMinusOne) {
     program("1000000", "300000", "1");
     const BacklightPWM backlight(directory_.path(), 200, -1);
-    EXPECT_EQ(attribute("period"), "5000000");
-    EXPECT_EQ(attribute("duty"), "1500000");
-    EXPECT_EQ(attribute("status"), "1\n");
+    expect_channel("5000000", "1500000", "1\n");
 }
 
 TEST_F(BacklightPWMTest, ConstructionThrowsWhatProgrammingThrows) {
-    EXPECT_THAT([&] { const BacklightPWM backlight(directory_.path(), 2000001, 40); },
-                ThrowsMessage<std::range_error>(StrEq("PWM frequency out of range")));
-    EXPECT_THAT([&] { const BacklightPWM backlight(directory_.path(), 200, 101); },
-                ThrowsMessage<std::range_error>(StrEq("PWM duty out of range")));
-    EXPECT_THROW(BacklightPWM(directory_ / "absent", 200, 40), std::ios_base::failure);
+    EXPECT_EQ(thrown([&] { BacklightPWM(directory_.path(), 2000001, 40); }), "range_error PWM frequency out of range");
+    EXPECT_EQ(thrown([&] { BacklightPWM(directory_.path(), 200, 101); }), "range_error PWM duty out of range");
+    EXPECT_EQ(thrown([&] { BacklightPWM(directory_ / "absent", 200, 40); }), "stream failure");
 }
 
 TEST_F(BacklightPWMTest, EveryLevelIsItsPercentageOnARunningChannel) {
@@ -97,26 +74,9 @@ TEST_F(BacklightPWMTest, EveryLevelIsItsPercentageOnARunningChannel) {
     for (std::uint32_t level = 1; level <= 255; ++level) {
         put(status_, "0\n");
         backlight.set(level);
-        EXPECT_EQ(attribute("duty"), std::to_string(percents[level] * 10000)) << level;
-        EXPECT_EQ(attribute("status"), "1") << level;
-        EXPECT_EQ(backlight.get(), percents[level] * 51 / 20) << level;
-    }
-    EXPECT_EQ(attribute("period"), "1000000");
-}
-
-TEST_F(BacklightPWMTest, WellKnownLevels) {
-    BacklightPWM backlight = at_1000_hz(0);
-    const struct {
-        std::uint32_t level;
-        const char* duty;
-        std::uint32_t back;
-    } rows[] = {{255, "1000000", 255}, {254, "1000000", 255}, {128, "500000", 127},
-                {127, "500000", 127},  {2, "10000", 2},       {1, "0", 0}};
-    for (const auto& row : rows) {
-        backlight.set(row.level);
-        EXPECT_EQ(attribute("duty"), row.duty) << row.level;
-        EXPECT_EQ(attribute("status"), "1") << row.level;
-        EXPECT_EQ(backlight.get(), row.back) << row.level;
+        SCOPED_TRACE(level);
+        expect_channel("1000000", std::to_string(percents[level] * 10000), "1");
+        EXPECT_EQ(backlight.get(), percents[level] * 51 / 20);
     }
 }
 
@@ -124,8 +84,7 @@ TEST_F(BacklightPWMTest, LevelZeroStopsTheChannelAndKeepsTheDuty) {
     BacklightPWM backlight = at_1000_hz(40);
     put(status_, "1\n");
     backlight.set(0);
-    EXPECT_EQ(attribute("status"), "0");
-    EXPECT_EQ(attribute("duty"), "400000");
+    expect_channel("1000000", "400000", "0");
     EXPECT_EQ(backlight.get(), 0U);
 }
 
@@ -133,64 +92,51 @@ TEST_F(BacklightPWMTest, DutyIsOfThePresentPeriod) {
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "20000\n");
     backlight.set(128);
-    EXPECT_EQ(attribute("duty"), "10000");
+    EXPECT_EQ(content(duty_), "10000");
 }
 
 TEST_F(BacklightPWMTest, DutyIsWrittenBeforeTheChannelStarts) {
     VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
-    Recorder recorder;
-    const ChildResult child = setting(recorder, backlight, 128);
-    EXPECT_EQ(child.output, "nothing");
-    EXPECT_THAT(child.acts, ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_,         //
-                                        "open " + duty_ + " w", "write " + duty_ + " 500000", "close " + duty_,  //
-                                        "open " + status_ + " w", "write " + status_ + " 1", "close " + status_));
+    expect_acts([&] { backlight.set(128); },
+                in_order({read_acts(period_), write_acts(duty_, "500000"), write_acts(status_, "1")}));
 }
 
 TEST_F(BacklightPWMTest, LevelZeroWritesTheStatusOnly) {
     VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(40);
-    Recorder recorder;
-    const ChildResult child = setting(recorder, backlight, 0);
-    EXPECT_EQ(child.output, "nothing");
-    EXPECT_THAT(child.acts, ElementsAre("open " + status_ + " w", "write " + status_ + " 0", "close " + status_));
+    expect_acts([&] { backlight.set(0); }, write_acts(status_, "0"));
 }
 
 TEST_F(BacklightPWMTest, RefusedDutyDoesNotStartTheChannel) {
     VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(0);
     put(period_, "1000000\n");
-    Recorder recorder;
-    const ChildResult child = setting(recorder.fail("write " + duty_, EINVAL), backlight, 128);
-    EXPECT_EQ(child.output, "stream failure");
-    EXPECT_THAT(child.acts,
-                ElementsAre("open " + period_ + " r", "read " + period_, "close " + period_, "open " + duty_ + " w",
-                            "write " + duty_ + " 500000 = EINVAL", "close " + duty_));
+    const std::string write = "write " + duty_;
+    expect_acts(
+        recorder().fail(write, EINVAL), [&] { backlight.set(128); },
+        in_order({read_acts(period_), {"open " + duty_ + " w", write + " 500000 = EINVAL", "close " + duty_}}),
+        "stream failure");
 }
 
 TEST_F(BacklightPWMTest, LevelAboveRangeWritesNothing) {
     BacklightPWM backlight = at_1000_hz(40);
     for (const std::uint32_t level : {256U, 257U, 0x80000000U, 0xFFFFFFFFU}) {
-        EXPECT_THAT([&] { backlight.set(level); },
-                    ThrowsMessage<std::range_error>(StrEq("backlight brightness out of range")));
-        EXPECT_EQ(attribute("duty"), "400000");
-        EXPECT_EQ(attribute("status"), "0\n");
+        EXPECT_EQ(thrown([&] { backlight.set(level); }), "range_error backlight brightness out of range");
+        expect_channel("1000000", "400000", "0\n");
     }
 }
 
 TEST_F(BacklightPWMTest, LevelAboveRangeTouchesNoFile) {
     VELMOR_NEEDS_RECORDER();
     BacklightPWM backlight = at_1000_hz(40);
-    Recorder recorder;
-    const ChildResult child = setting(recorder, backlight, 256);
-    EXPECT_EQ(child.output, "range_error backlight brightness out of range");
-    EXPECT_THAT(child.acts, IsEmpty());
+    expect_acts([&] { backlight.set(256); }, {}, "range_error backlight brightness out of range");
 }
 
 TEST_F(BacklightPWMTest, StoppedChannelIsOffWhateverItsDuty) {
     BacklightPWM backlight = at_1000_hz(100);
-    EXPECT_EQ(attribute("duty"), "1000000");
+    EXPECT_EQ(content(duty_), "1000000");
     EXPECT_EQ(backlight.get(), 0U);
 }
 
@@ -238,7 +184,7 @@ TEST_F(BacklightPWMTest, UnusableAttributesAreTheStreamFailure) {
     EXPECT_THROW(backlight.set(128), std::ios_base::failure);
     put(status_, "\n");
     EXPECT_THROW(backlight.get(), std::ios_base::failure);
-    testing_support::remove(directory_.path());
+    remove(directory_.path());
     EXPECT_THROW(backlight.set(0), std::ios_base::failure);
 }
 

@@ -6,43 +6,36 @@
 #include <cstdint>
 #include <string>
 
-#include "support/files.h"
-#include "support/recorder.h"
+#include "support/files_test.h"
 
-using testing::ElementsAre;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::TemporaryDirectory;
 using Velmor::DisplaySysFS;
+using namespace testing_support;
 
 namespace {
 
-class DisplaySysFSTest : public testing::Test {
+class DisplaySysFSTest : public FilesTest {
 protected:
-    TemporaryDirectory directory_;
     const std::string path_ = directory_ / "blank";
     DisplaySysFS display_ = DisplaySysFS(path_);
 };
 
 TEST_F(DisplaySysFSTest, ConstructionTouchesNoFile) {
-    EXPECT_FALSE(testing_support::exists(path_));
+    EXPECT_FALSE(exists(path_));
     EXPECT_NO_THROW(DisplaySysFS(directory_ / "absent/blank"));
 }
 
-TEST_F(DisplaySysFSTest, OnWritesZeroAndOffWritesOne) {
-    display_.set(1);
-    EXPECT_EQ(content(path_), "0");
-    display_.set(0);
-    EXPECT_EQ(content(path_), "1");
-}
-
-TEST_F(DisplaySysFSTest, OtherFlagsAreWrittenWithTheirLowestBitInverted) {
+TEST_F(DisplaySysFSTest, FlagIsWrittenWithItsLowestBitInverted) {
     const struct {
         std::uint32_t flag;
         const char* text;
-    } rows[] = {{2, "3"},          {3, "2"}, {256, "257"}, {0x7FFFFFFF, "2147483646"}, {0x80000000, "-2147483647"},
-                {0xFFFFFFFF, "-2"}};
+    } rows[] = {{.flag = 1, .text = "0"},
+                {.flag = 0, .text = "1"},
+                {.flag = 2, .text = "3"},
+                {.flag = 3, .text = "2"},
+                {.flag = 256, .text = "257"},
+                {.flag = 0x7FFFFFFF, .text = "2147483646"},
+                {.flag = 0x80000000, .text = "-2147483647"},
+                {.flag = 0xFFFFFFFF, .text = "-2"}};
     for (const auto& row : rows) {
         display_.set(row.flag);
         EXPECT_EQ(content(path_), row.text) << row.flag;
@@ -78,14 +71,13 @@ TEST_F(DisplaySysFSTest, UnusableAttributeIsTheStreamFailure) {
 TEST_F(DisplaySysFSTest, AccessIsOneReadOrOneWrite) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "0\n");
-    const auto outcome = Recorder().watch({directory_.path()}).run([&] {
+    const ChildResult child = run_in_child(recorder(), [&] {
         const bool on = display_.get();
         display_.set(0);
-        return on ? 1 : 0;
+        return on ? "on" : "off";
     });
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " r", "read " + path_, "close " + path_,
-                                          "open " + path_ + " w", "write " + path_ + " 1", "close " + path_));
+    EXPECT_EQ(child.output, "on");
+    EXPECT_EQ(child.acts, in_order({read_acts(path_), write_acts(path_, "1")}));
 }
 
 }  // namespace

@@ -4,26 +4,23 @@
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <stdexcept>
 #include <string>
 
-#include "support/files.h"
-#include "support/recorder.h"
+#include "support/files_test.h"
 
-using testing::ElementsAre;
 using testing::FieldsAre;
-using testing::StrEq;
-using testing::ThrowsMessage;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::TemporaryDirectory;
 using Velmor::LedGroupSysFS;
+using namespace testing_support;
 
 namespace {
 
-class LedGroupSysFSTest : public testing::Test {
+class LedGroupSysFSTest : public FilesTest {
 protected:
+    std::string text_of(const led_color_t& color) {
+        group_.set(color);
+        return content(path_);
+    }
+
     led_color_t color_of(const std::string& text) {
         put(path_, text);
         led_color_t color = {};
@@ -31,44 +28,36 @@ protected:
         return color;
     }
 
-    TemporaryDirectory directory_;
     const std::string path_ = directory_ / "color";
     LedGroupSysFS group_ = LedGroupSysFS(path_);
 };
 
 TEST_F(LedGroupSysFSTest, ConstructionTouchesNoFile) {
-    EXPECT_FALSE(testing_support::exists(path_));
+    EXPECT_FALSE(exists(path_));
     EXPECT_NO_THROW(LedGroupSysFS(directory_ / "absent/color"));
 }
 
 TEST_F(LedGroupSysFSTest, ColorIsThreeDecimalsAndTwoBlanks) {
-    group_.set({255, 0, 16});
-    EXPECT_EQ(content(path_), "255 0 16");
-    group_.set({0, 0, 0});
-    EXPECT_EQ(content(path_), "0 0 0");
-    group_.set({255, 255, 255});
-    EXPECT_EQ(content(path_), "255 255 255");
+    EXPECT_EQ(text_of({255, 0, 16}), "255 0 16");
+    EXPECT_EQ(text_of({0, 0, 0}), "0 0 0");
+    EXPECT_EQ(text_of({255, 255, 255}), "255 255 255");
 }
 
 TEST_F(LedGroupSysFSTest, ColorIsOneWrite) {
     VELMOR_NEEDS_RECORDER();
-    const auto outcome = Recorder().watch({directory_.path()}).run([&] {
-        group_.set({255, 0, 16});
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " w", "write " + path_ + " 255 0 16", "close " + path_));
+    expect_acts([&] { group_.set({255, 0, 16}); }, write_acts(path_, "255 0 16"));
 }
 
 TEST_F(LedGroupSysFSTest, ColorIsOneRead) {
     VELMOR_NEEDS_RECORDER();
     put(path_, "255 0 16\n");
-    const auto outcome = Recorder().watch({directory_.path()}).run([&] {
+    const ChildResult child = run_in_child(recorder(), [&] {
         led_color_t color = {};
         group_.get(color);
-        return color.red;
+        return std::to_string(color.red);
     });
-    EXPECT_EQ(outcome.result, 255);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + path_ + " r", "read " + path_, "close " + path_));
+    EXPECT_EQ(child.output, "255");
+    EXPECT_EQ(child.acts, read_acts(path_));
 }
 
 TEST_F(LedGroupSysFSTest, ComponentOutOfRangeWritesNothing) {
@@ -76,7 +65,7 @@ TEST_F(LedGroupSysFSTest, ComponentOutOfRangeWritesNothing) {
     for (const int component : {256, -1, INT_MAX, INT_MIN}) {
         for (const led_color_t color :
              {led_color_t{component, 0, 0}, led_color_t{0, component, 0}, led_color_t{0, 0, component}}) {
-            EXPECT_THAT([&] { group_.set(color); }, ThrowsMessage<std::range_error>(StrEq("color out of range")));
+            EXPECT_EQ(thrown([&] { group_.set(color); }), "range_error color out of range");
             EXPECT_EQ(content(path_), "1 2 3\n");
         }
     }
