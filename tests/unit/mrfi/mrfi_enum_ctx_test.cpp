@@ -7,17 +7,15 @@
 #include <vector>
 
 #include "mrfi/mrfi.h"
-#include "support/files.h"
-#include "support/recorder.h"
+#include "support/files_test.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing_support::put;
-using testing_support::Recorder;
+using namespace testing_support;
 
 namespace {
 
-class MrfiContext : public testing::Test {
+class MrfiContext : public FilesTest {
 protected:
     std::vector<std::string> lines_of(const std::string& text) {
         put(file_, text);
@@ -31,16 +29,13 @@ protected:
         return result;
     }
 
-    testing_support::TemporaryDirectory directory_;
     std::string file_ = directory_ / "devices";
     Velmor::MRFI owner_{directory_.path()};
 };
 
 TEST_F(MrfiContext, HandsOutTheLinesWithoutTheirNewlines) {
     EXPECT_THAT(lines_of("one\ntwo 2\n three \n"), ElementsAre("one", "two 2", " three "));
-}
-
-TEST_F(MrfiContext, LastLineNeedsNoNewline) {
+    EXPECT_THAT(lines_of("one\n \nthree\n"), ElementsAre("one", " ", "three"));  // a blank line is a line
     EXPECT_THAT(lines_of("one\ntwo"), ElementsAre("one", "two"));
     EXPECT_THAT(lines_of("one"), ElementsAre("one"));
 }
@@ -52,10 +47,6 @@ TEST_F(MrfiContext, EmptyLineEndsTheList) {
     EXPECT_THAT(lines_of(""), IsEmpty());
 }
 
-TEST_F(MrfiContext, BlankLineIsALine) {
-    EXPECT_THAT(lines_of("one\n \nthree\n"), ElementsAre("one", " ", "three"));
-}
-
 TEST_F(MrfiContext, FileThatCannotBeReadIsAnEmptyList) {
     EXPECT_THAT(lines(), IsEmpty());
     put(file_ + "/not/a/file", "");
@@ -65,11 +56,10 @@ TEST_F(MrfiContext, FileThatCannotBeReadIsAnEmptyList) {
 TEST_F(MrfiContext, FailedReadEndsTheList) {
     VELMOR_NEEDS_RECORDER();
     put(file_, "one\n");
-    const auto outcome = Recorder().watch({file_}).fail("read " + file_, EIO, 0).run([this] {
-        return static_cast<int>(lines().size());
-    });
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_THAT(outcome.acts, testing::Contains("read " + file_ + " = EIO"));
+    const ChildResult child = run_in_child(recorder().fail("read " + file_, EIO, 0),
+                                           [this] { return std::to_string(lines().size()) + " lines"; });
+    EXPECT_EQ(child.output, "0 lines");
+    EXPECT_THAT(child.acts, testing::Contains("read " + file_ + " = EIO"));
 }
 
 TEST_F(MrfiContext, IsASnapshot) {
@@ -79,7 +69,7 @@ TEST_F(MrfiContext, IsASnapshot) {
     std::string line;
     EXPECT_TRUE(context.next(line));
     EXPECT_EQ(line, "one");
-    testing_support::remove(file_);
+    remove(file_);
     EXPECT_TRUE(context.next(line));
     EXPECT_EQ(line, "two");
 }
@@ -111,16 +101,6 @@ TEST_F(MrfiContext, ContextsAreIndependent) {
 TEST_F(MrfiContext, KnowsItsOwner) {
     EXPECT_EQ(mrfi_enum_ctx(file_, &owner_).owner(), &owner_);
     EXPECT_EQ(mrfi_enum_ctx(file_, nullptr).owner(), nullptr);
-}
-
-TEST_F(MrfiContext, LongListIsReadCompletely) {
-    std::string text;
-    for (int i = 0; i < 100000; ++i) text += std::to_string(i) + "\n";
-    const std::vector<std::string> result = lines_of(text);
-    ASSERT_EQ(result.size(), 100000U);
-    EXPECT_EQ(result.front(), "0");
-    EXPECT_EQ(result[54321], "54321");
-    EXPECT_EQ(result.back(), "99999");
 }
 
 }  // namespace

@@ -3,31 +3,22 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "core/board.h"
 #include "mrfi/mrfi_enum_ctx.h"
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/thrown.h"
+#include "support/files_test.h"
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing_support::content;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::thrown;
-using Velmor::Board;
 using Velmor::MRFI;
+using namespace testing_support;
 
 namespace {
 
@@ -37,22 +28,40 @@ constexpr mrfi_addr_t address(std::uint8_t b0, std::uint8_t b1, std::uint8_t b2,
     return {{b0, b1, b2, b3}};
 }
 
-Bytes bytes(const mrfi_addr_t& of) {
-    return {of.byte[0], of.byte[1], of.byte[2], of.byte[3]};
-}
-
-Bytes bytes(const mrfi_connection_t& of) {
+template <typename Record>
+Bytes bytes(const Record& of) {
     Bytes result(sizeof of);
     std::memcpy(result.data(), &of, sizeof of);
     return result;
 }
 
-class MrfiTest : public testing::Test {
+using Context = std::unique_ptr<mrfi_enum_ctx>;
+
+class MrfiTest : public FilesTest {
 protected:
     std::string file(const std::string& name) const { return directory_ / name; }
 
-    testing_support::TemporaryDirectory directory_;
     MRFI mrfi_{directory_.path()};
+};
+
+/** The first entries of both lists, and what is behind them. */
+class MrfiLists : public MrfiTest {
+protected:
+    /** Opens the lists of these files. */
+    void open(const std::string& connections, const std::string& devices) {
+        put(file("connections"), connections);
+        put(file("devices"), devices);
+        connections_.reset(mrfi_.connection_list_open());
+        devices_.reset(mrfi_.device_list_open());
+    }
+
+    bool read_connection() { return mrfi_.connection_list_read(*connections_, connection_); }
+    bool read_device() { return mrfi_.device_list_read(*devices_, device_); }
+
+    Context connections_{mrfi_.connection_list_open()};
+    Context devices_{mrfi_.device_list_open()};
+    mrfi_connection_t connection_ = {};
+    mrfi_device_t device_ = {};
 };
 
 TEST(MrfiClass, IsTheUpperHalfOfTheAddress) {
@@ -112,13 +121,6 @@ TEST_F(MrfiTest, LinkAndUnlinkWriteTheAddress) {
     EXPECT_EQ(content(file("link")), "0xffffffff");
 }
 
-TEST_F(MrfiTest, AddressZeroIsWrittenAsOneDigit) {
-    mrfi_.link(address(0, 0, 0, 0));
-    mrfi_.unlink(address(0, 0, 0, 0));
-    EXPECT_EQ(content(file("link")), "0");
-    EXPECT_EQ(content(file("unlink")), "0");
-}
-
 TEST_F(MrfiTest, AttributeThatCannotBeReadIsAStreamFailure) {
     const auto expect_failures = [this](const std::string& what) {
         EXPECT_EQ(thrown([this] { mrfi_.rssi_get(); }), "stream failure") << what;
@@ -132,7 +134,7 @@ TEST_F(MrfiTest, AttributeThatCannotBeReadIsAStreamFailure) {
         expect_failures(text);
     }
     for (const char* name : {"rssi", "type", "address", "autolink"}) {
-        testing_support::remove(file(name));
+        remove(file(name));
         put(file(name) + "/not/a/file", "");
     }
     expect_failures("directory");
@@ -154,191 +156,174 @@ TEST_F(MrfiTest, EveryOperationIsOneAccess) {
     VELMOR_NEEDS_RECORDER();
     put(file("rssi"), "5");
     put(file("link"), "");
-    const auto outcome = Recorder().watch({directory_.path()}).run([this] {
+    const ChildResult child = run_in_child(recorder(), [this] {
         mrfi_.link(address(1, 0, 0, 0));
-        return mrfi_.rssi_get();
+        return std::to_string(mrfi_.rssi_get());
     });
-    EXPECT_EQ(outcome.result, 5);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + file("link") + " w", "write " + file("link") + " 0x1",
-                                          "close " + file("link"), "open " + file("rssi") + " r",
-                                          "read " + file("rssi"), "read " + file("rssi"), "close " + file("rssi")));
+    EXPECT_EQ(child.output, "5");
+    EXPECT_EQ(child.acts, in_order({write_acts(file("link"), "0x1"), read_to_end_acts(file("rssi"))}));
 }
 
 // ---- Lists
-
-using Context = std::unique_ptr<mrfi_enum_ctx>;
 
 struct ConnectionLine {
     const char* line;
     Bytes bytes;  // of a record that held 0xFF everywhere
 };
 
-class MrfiConnectionLine : public MrfiTest, public testing::WithParamInterface<ConnectionLine> {};
+class MrfiConnectionLine : public MrfiLists, public testing::WithParamInterface<ConnectionLine> {};
 
 TEST_P(MrfiConnectionLine, IsReadAsFarAsItGoes) {
-    put(file("connections"), std::string(GetParam().line) + "\n");
-    const Context context(mrfi_.connection_list_open());
-    mrfi_connection_t connection;
-    std::memset(&connection, 0xFF, sizeof connection);
-    EXPECT_TRUE(mrfi_.connection_list_read(*context, connection));
-    EXPECT_THAT(bytes(connection), ElementsAreArray(GetParam().bytes)) << GetParam().line;
+    open(std::string(GetParam().line) + "\n", "");
+    std::memset(&connection_, 0xFF, sizeof connection_);
+    EXPECT_TRUE(read_connection());
+    EXPECT_THAT(bytes(connection_), ElementsAreArray(GetParam().bytes)) << GetParam().line;
 }
 
 // Flags stand in the lowest bits of byte 0, the six others are the caller's.
-INSTANTIATE_TEST_SUITE_P(
-    Whole, MrfiConnectionLine,
-    testing::Values(ConnectionLine{"0x12340001 1f 2 -60 1 0", {0xFD, 0x1F, 0x02, 0xC4, 0x01, 0x00, 0x34, 0x12}},
-                    ConnectionLine{"12340001 0x1f 0x2 60 0 1", {0xFE, 0x1F, 0x02, 0x3C, 0x01, 0x00, 0x34, 0x12}},
-                    ConnectionLine{"ABCDEF01\t10  10 10 3 2 more", {0xFD, 0x10, 0x10, 0x0A, 0x01, 0xEF, 0xCD, 0xAB}},
-                    ConnectionLine{"  1 1ff -1 256 -1 -2", {0xFD, 0xFF, 0xFF, 0x00, 0x01, 0, 0, 0}}));
+INSTANTIATE_TEST_SUITE_P(Whole, MrfiConnectionLine,
+                         testing::ValuesIn(std::vector<ConnectionLine>{
+                             {"0x12340001 1f 2 -60 1 0", {0xFD, 0x1F, 0x02, 0xC4, 0x01, 0x00, 0x34, 0x12}},
+                             {"12340001 0x1f 0x2 60 0 1", {0xFE, 0x1F, 0x02, 0x3C, 0x01, 0x00, 0x34, 0x12}},
+                             {"ABCDEF01\t10  10 10 3 2 more", {0xFD, 0x10, 0x10, 0x0A, 0x01, 0xEF, 0xCD, 0xAB}},
+                             {"  1 1ff -1 256 -1 -2", {0xFD, 0xFF, 0xFF, 0x00, 0x01, 0, 0, 0}}}));
 INSTANTIATE_TEST_SUITE_P(Short, MrfiConnectionLine,
-                         testing::Values(ConnectionLine{"0x12345678", {0xFC, 0, 0, 0, 0x78, 0x56, 0x34, 0x12}},
-                                         ConnectionLine{"0x12345678 1f", {0xFC, 0x1F, 0, 0, 0x78, 0x56, 0x34, 0x12}},
-                                         ConnectionLine{"1 2 3", {0xFC, 2, 3, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 1 ", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{" ", {0xFC, 0, 0, 0, 0, 0, 0, 0}}));
+                         testing::ValuesIn(std::vector<ConnectionLine>{
+                             {"0x12345678", {0xFC, 0, 0, 0, 0x78, 0x56, 0x34, 0x12}},
+                             {"0x12345678 1f", {0xFC, 0x1F, 0, 0, 0x78, 0x56, 0x34, 0x12}},
+                             {"1 2 3", {0xFC, 2, 3, 0, 1, 0, 0, 0}},
+                             {"1 2 3 4", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
+                             {"1 2 3 4 1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
+                             {"1 2 3 4 1 ", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
+                             {" ", {0xFC, 0, 0, 0, 0, 0, 0, 0}}}));
 // The numbers are chosen so that another base gives another record.
 INSTANTIATE_TEST_SUITE_P(Bases, MrfiConnectionLine,
-                         testing::Values(ConnectionLine{"10 21 32 43 9 9", {0xFF, 0x21, 0x32, 0x2B, 0x10, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 0x1 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 2b 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 1 0x1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 1 2b", {0xFD, 2, 3, 4, 1, 0, 0, 0}}));
+                         testing::ValuesIn(std::vector<ConnectionLine>{
+                             {"10 21 32 43 9 9", {0xFF, 0x21, 0x32, 0x2B, 0x10, 0, 0, 0}},
+                             {"1 2 3 4 0x1 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
+                             {"1 2 3 4 2b 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
+                             {"1 2 3 4 1 0x1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
+                             {"1 2 3 4 1 2b", {0xFD, 2, 3, 4, 1, 0, 0, 0}}}));
 INSTANTIATE_TEST_SUITE_P(Malformed, MrfiConnectionLine,
-                         testing::Values(ConnectionLine{"zz 1f 2 -60 1 1", {0xFC, 0, 0, 0, 0, 0, 0, 0}},
-                                         ConnectionLine{"1 zz 2 3 1 1", {0xFC, 0, 0, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 g 3 1 1", {0xFC, 2, 0, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 a 1 1", {0xFC, 2, 3, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 0x4 1 1", {0xFC, 2, 3, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 y 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 1 y", {0xFD, 2, 3, 4, 1, 0, 0, 0}}));
+                         testing::ValuesIn(std::vector<ConnectionLine>{{"zz 1f 2 -60 1 1", {0xFC, 0, 0, 0, 0, 0, 0, 0}},
+                                                                       {"1 zz 2 3 1 1", {0xFC, 0, 0, 0, 1, 0, 0, 0}},
+                                                                       {"1 2 g 3 1 1", {0xFC, 2, 0, 0, 1, 0, 0, 0}},
+                                                                       {"1 2 3 a 1 1", {0xFC, 2, 3, 0, 1, 0, 0, 0}},
+                                                                       {"1 2 3 0x4 1 1", {0xFC, 2, 3, 0, 1, 0, 0, 0}},
+                                                                       {"1 2 3 4 y 1", {0xFC, 2, 3, 4, 1, 0, 0, 0}},
+                                                                       {"1 2 3 4 1 y", {0xFD, 2, 3, 4, 1, 0, 0, 0}}}));
 // What does not fit is the nearest that does, and the line ends there.
 INSTANTIATE_TEST_SUITE_P(TooBig, MrfiConnectionLine,
-                         testing::Values(ConnectionLine{"1ffffffff 1 2 3 1 1", {0xFC, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}},
-                                         ConnectionLine{"1 80000000 2 3 1 1", {0xFC, 0xFF, 0, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 7fffff12 2 3 1 1", {0xFF, 0x12, 2, 3, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 -90000012 3 1 1", {0xFC, 2, 0x00, 0, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 2147483648 1 1", {0xFC, 2, 3, 0xFF, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 -2147483653 1 1", {0xFC, 2, 3, 0x00, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 99999999998 1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
-                                         ConnectionLine{"1 2 3 4 0 99999999998", {0xFE, 2, 3, 4, 1, 0, 0, 0}}));
+                         testing::ValuesIn(std::vector<ConnectionLine>{
+                             {"1ffffffff 1 2 3 1 1", {0xFC, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}},
+                             {"1 80000000 2 3 1 1", {0xFC, 0xFF, 0, 0, 1, 0, 0, 0}},
+                             {"1 7fffff12 2 3 1 1", {0xFF, 0x12, 2, 3, 1, 0, 0, 0}},
+                             {"1 2 -90000012 3 1 1", {0xFC, 2, 0x00, 0, 1, 0, 0, 0}},
+                             {"1 2 3 2147483648 1 1", {0xFC, 2, 3, 0xFF, 1, 0, 0, 0}},
+                             {"1 2 3 -2147483653 1 1", {0xFC, 2, 3, 0x00, 1, 0, 0, 0}},
+                             {"1 2 3 4 99999999998 1", {0xFD, 2, 3, 4, 1, 0, 0, 0}},
+                             {"1 2 3 4 0 99999999998", {0xFE, 2, 3, 4, 1, 0, 0, 0}}}));
 
 struct DeviceLine {
     const char* line;
     Bytes address;
-    std::uint32_t value1;
-    std::uint32_t value2;
-    const char* name;
+    std::uint32_t value1 = 0;
+    std::uint32_t value2 = 0;
+    const char* name = "";
 };
 
-class MrfiDeviceLine : public MrfiTest, public testing::WithParamInterface<DeviceLine> {};
+class MrfiDeviceLine : public MrfiLists, public testing::WithParamInterface<DeviceLine> {};
 
 TEST_P(MrfiDeviceLine, IsReadAsFarAsItGoes) {
-    put(file("devices"), std::string(GetParam().line) + "\n");
-    const Context context(mrfi_.device_list_open());
-    mrfi_device_t device;
-    std::memset(&device, 0xA5, sizeof device);
-    EXPECT_TRUE(mrfi_.device_list_read(*context, device));
-    EXPECT_THAT(bytes(device.address), ElementsAreArray(GetParam().address));
-    EXPECT_EQ(device.value1, GetParam().value1);
-    EXPECT_EQ(device.value2, GetParam().value2);
+    open("", std::string(GetParam().line) + "\n");
+    std::memset(&device_, 0xA5, sizeof device_);
+    EXPECT_TRUE(read_device());
+    EXPECT_THAT(bytes(device_.address), ElementsAreArray(GetParam().address));
+    EXPECT_EQ(device_.value1, GetParam().value1);
+    EXPECT_EQ(device_.value2, GetParam().value2);
     std::string name = GetParam().name;
-    name.resize(sizeof device.name, '\0');
-    EXPECT_EQ(std::string(device.name, sizeof device.name), name);
+    name.resize(sizeof device_.name, '\0');
+    EXPECT_EQ(std::string(device_.name, sizeof device_.name), name);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Whole, MrfiDeviceLine,
-    testing::Values(DeviceLine{"0x12340001 3 7 n/a", {0x01, 0x00, 0x34, 0x12}, 3, 7, ""},
-                    DeviceLine{"12340001 4294967295 0 bow more", {0x01, 0x00, 0x34, 0x12}, 4294967295U, 0, "bow"},
-                    DeviceLine{"1 10 10 123456789012345", {1, 0, 0, 0}, 10, 10, "123456789012345"},
-                    DeviceLine{"1 2 3 1234567890123456", {1, 0, 0, 0}, 2, 3, "123456789012345"},
-                    DeviceLine{"1 2 3 abcdefghijklmnopqrst", {1, 0, 0, 0}, 2, 3, "abcdefghijklmno"},
-                    DeviceLine{"1 2 3 n/ab", {1, 0, 0, 0}, 2, 3, "n/ab"},
-                    DeviceLine{"1 2 3 N/A", {1, 0, 0, 0}, 2, 3, "N/A"}));
+    testing::ValuesIn(std::vector<DeviceLine>{
+        {.line = "0x12340001 3 7 n/a", .address = {0x01, 0x00, 0x34, 0x12}, .value1 = 3, .value2 = 7},
+        {.line = "12340001 4294967295 0 bow more",
+         .address = {0x01, 0x00, 0x34, 0x12},
+         .value1 = 4294967295U,
+         .name = "bow"},
+        {.line = "1 10 10 123456789012345",
+         .address = {1, 0, 0, 0},
+         .value1 = 10,
+         .value2 = 10,
+         .name = "123456789012345"},
+        {.line = "1 2 3 1234567890123456",
+         .address = {1, 0, 0, 0},
+         .value1 = 2,
+         .value2 = 3,
+         .name = "123456789012345"},
+        {.line = "1 2 3 abcdefghijklmnopqrst",
+         .address = {1, 0, 0, 0},
+         .value1 = 2,
+         .value2 = 3,
+         .name = "abcdefghijklmno"},
+        {.line = "1 2 3 n/ab", .address = {1, 0, 0, 0}, .value1 = 2, .value2 = 3, .name = "n/ab"},
+        {.line = "1 2 3 N/A", .address = {1, 0, 0, 0}, .value1 = 2, .value2 = 3, .name = "N/A"}}));
 INSTANTIATE_TEST_SUITE_P(Short, MrfiDeviceLine,
-                         testing::Values(DeviceLine{"abcdef01", {0x01, 0xEF, 0xCD, 0xAB}, 0, 0, ""},
-                                         DeviceLine{"1 2", {1, 0, 0, 0}, 2, 0, ""},
-                                         DeviceLine{"1 2 3", {1, 0, 0, 0}, 2, 3, ""},
-                                         DeviceLine{"1 2 3 ", {1, 0, 0, 0}, 2, 3, ""},
-                                         DeviceLine{" ", {0, 0, 0, 0}, 0, 0, ""}));
-INSTANTIATE_TEST_SUITE_P(Malformed, MrfiDeviceLine,
-                         testing::Values(DeviceLine{"zz 2 3 bow", {0, 0, 0, 0}, 0, 0, ""},
-                                         DeviceLine{"1 zz 3 bow", {1, 0, 0, 0}, 0, 0, ""},
-                                         DeviceLine{"1 2 zz bow", {1, 0, 0, 0}, 2, 0, ""},
-                                         DeviceLine{"1 2 bow", {1, 0, 0, 0}, 2, 0, ""},
-                                         DeviceLine{"100000000 2 3 bow", {0xFF, 0xFF, 0xFF, 0xFF}, 0, 0, ""},
-                                         DeviceLine{"1 4294967296 3 bow", {1, 0, 0, 0}, 4294967295U, 0, ""},
-                                         DeviceLine{"1 2 4294967296 bow", {1, 0, 0, 0}, 2, 4294967295U, ""}));
+                         testing::ValuesIn(std::vector<DeviceLine>{
+                             {.line = "abcdef01", .address = {0x01, 0xEF, 0xCD, 0xAB}},
+                             {.line = "1 2", .address = {1, 0, 0, 0}, .value1 = 2},
+                             {.line = "1 2 3", .address = {1, 0, 0, 0}, .value1 = 2, .value2 = 3},
+                             {.line = "1 2 3 ", .address = {1, 0, 0, 0}, .value1 = 2, .value2 = 3},
+                             {.line = " ", .address = {0, 0, 0, 0}}}));
+INSTANTIATE_TEST_SUITE_P(
+    Malformed, MrfiDeviceLine,
+    testing::ValuesIn(std::vector<DeviceLine>{
+        {.line = "zz 2 3 bow", .address = {0, 0, 0, 0}},
+        {.line = "1 zz 3 bow", .address = {1, 0, 0, 0}},
+        {.line = "1 2 zz bow", .address = {1, 0, 0, 0}, .value1 = 2},
+        {.line = "1 2 bow", .address = {1, 0, 0, 0}, .value1 = 2},
+        {.line = "100000000 2 3 bow", .address = {0xFF, 0xFF, 0xFF, 0xFF}},
+        {.line = "1 4294967296 3 bow", .address = {1, 0, 0, 0}, .value1 = 4294967295U},
+        {.line = "1 2 4294967296 bow", .address = {1, 0, 0, 0}, .value1 = 2, .value2 = 4294967295U}}));
 
-TEST_F(MrfiTest, EndOfAListLeavesTheRecordAlone) {
-    put(file("connections"), "1\n");
-    put(file("devices"), "1\n");
-    const Context connections(mrfi_.connection_list_open());
-    const Context devices(mrfi_.device_list_open());
-    mrfi_connection_t connection = {};
-    mrfi_device_t device = {};
-    EXPECT_TRUE(mrfi_.connection_list_read(*connections, connection));
-    EXPECT_TRUE(mrfi_.device_list_read(*devices, device));
-    std::memset(&connection, 0xA5, sizeof connection);
-    std::memset(&device, 0xA5, sizeof device);
-    const std::array<char, sizeof device> untouched = std::bit_cast<std::array<char, sizeof device>>(device);
+TEST_F(MrfiLists, EndLeavesTheRecordAlone) {
+    open("1\n", "1\n");
+    EXPECT_TRUE(read_connection());
+    EXPECT_TRUE(read_device());
+    std::memset(&connection_, 0xA5, sizeof connection_);
+    std::memset(&device_, 0xA5, sizeof device_);
     for (int i = 0; i < 3; ++i) {
-        EXPECT_FALSE(mrfi_.connection_list_read(*connections, connection));
-        EXPECT_FALSE(mrfi_.device_list_read(*devices, device));
+        EXPECT_FALSE(read_connection());
+        EXPECT_FALSE(read_device());
     }
-    EXPECT_THAT(bytes(connection), ElementsAreArray(Bytes(8, 0xA5)));
-    EXPECT_EQ(std::memcmp(&device, untouched.data(), sizeof device), 0);
+    EXPECT_THAT(bytes(connection_), Each(0xA5));
+    EXPECT_THAT(bytes(device_), Each(0xA5));
 }
 
-TEST_F(MrfiTest, MissingListsAreEmpty) {
-    const Context connections(mrfi_.connection_list_open());
-    const Context devices(mrfi_.device_list_open());
-    mrfi_connection_t connection = {};
-    mrfi_device_t device = {};
-    EXPECT_FALSE(mrfi_.connection_list_read(*connections, connection));
-    EXPECT_FALSE(mrfi_.device_list_read(*devices, device));
+TEST_F(MrfiLists, AreTheOnesOfTheirFiles) {
+    open("1 2 3 4 0 0\n", "5 6 7 eight\n");
+    EXPECT_TRUE(read_connection());
+    EXPECT_TRUE(read_device());
+    EXPECT_EQ(connection_.address.byte[0], 1);
+    EXPECT_EQ(device_.address.byte[0], 5);
+    EXPECT_EQ(connections_->owner(), &mrfi_);
+    EXPECT_EQ(devices_->owner(), &mrfi_);
 }
 
-TEST_F(MrfiTest, EmptyLineEndsTheConnections) {
-    put(file("connections"), "1\n\n3\n4\n");
-    const Context context(mrfi_.connection_list_open());
-    mrfi_connection_t connection = {};
-    EXPECT_TRUE(mrfi_.connection_list_read(*context, connection));
-    EXPECT_EQ(connection.address.byte[0], 1);
-    EXPECT_FALSE(mrfi_.connection_list_read(*context, connection));
-}
-
-TEST_F(MrfiTest, ListsAreTheOnesOfTheirFiles) {
-    put(file("connections"), "1 2 3 4 0 0\n");
-    put(file("devices"), "5 6 7 eight\n");
-    const Context connections(mrfi_.connection_list_open());
-    const Context devices(mrfi_.device_list_open());
-    mrfi_connection_t connection = {};
-    mrfi_device_t device = {};
-    EXPECT_TRUE(mrfi_.connection_list_read(*connections, connection));
-    EXPECT_TRUE(mrfi_.device_list_read(*devices, device));
-    EXPECT_EQ(connection.address.byte[0], 1);
-    EXPECT_EQ(device.address.byte[0], 5);
-    EXPECT_EQ(connections->owner(), &mrfi_);
-    EXPECT_EQ(devices->owner(), &mrfi_);
-}
-
-TEST_F(MrfiTest, LongListIsReadCompletely) {
+TEST_F(MrfiLists, LongListIsReadCompletely) {
     std::string text;
     for (int i = 0; i < 100000; ++i) text += "1 " + std::to_string(i) + " 7 n/a\n";
-    put(file("devices"), text);
-    const Context context(mrfi_.device_list_open());
-    mrfi_device_t device = {};
+    open("", text);
     std::uint32_t count = 0;
-    while (mrfi_.device_list_read(*context, device)) EXPECT_EQ(device.value1, count++);
+    while (read_device()) EXPECT_EQ(device_.value1, count++);
     EXPECT_EQ(count, 100000U);
 }
 
-TEST_F(MrfiTest, GlobalLocaleChangesNothing) {
-    const testing_support::GroupingLocale grouping;
+TEST_F(MrfiLists, GlobalLocaleChangesNothing) {
+    const GroupingLocale grouping;
     put(file("rssi"), "1234,567\n");
     EXPECT_EQ(mrfi_.rssi_get(), 1234);
     put(file("address"), "0x1a2b3c4d\n");
@@ -346,115 +331,24 @@ TEST_F(MrfiTest, GlobalLocaleChangesNothing) {
     mrfi_.link(address(0x4D, 0x3C, 0x2B, 0x1A));
     EXPECT_EQ(content(file("link")), "0x1a2b3c4d");
 
-    put(file("connections"), "0x12340001 1f,f 2 3 1 1\n");
-    put(file("devices"), "1 1,234 7 bow\n");
-    const Context connections(mrfi_.connection_list_open());
-    const Context devices(mrfi_.device_list_open());
-    mrfi_connection_t connection = {};
-    EXPECT_TRUE(mrfi_.connection_list_read(*connections, connection));
-    EXPECT_THAT(bytes(connection), ElementsAre(0, 0x1F, 0, 0, 0x01, 0x00, 0x34, 0x12));
-    mrfi_device_t device = {};
-    EXPECT_TRUE(mrfi_.device_list_read(*devices, device));
-    EXPECT_EQ(device.value1, 1U);
-    EXPECT_EQ(device.value2, 0U);
+    open("0x12340001 1f,f 2 3 1 1\n", "1 1,234 7 bow\n");
+    EXPECT_TRUE(read_connection());
+    EXPECT_THAT(bytes(connection_), ElementsAre(0, 0x1F, 0, 0, 0x01, 0x00, 0x34, 0x12));
+    EXPECT_TRUE(read_device());
+    EXPECT_EQ(device_.value1, 1U);
+    EXPECT_EQ(device_.value2, 0U);
 }
 
-TEST_F(MrfiTest, CloseDestroysTheContext) {
-    struct Counting : mrfi_enum_ctx {
-        Counting(const std::string& path, MRFI* owner, int& count) : mrfi_enum_ctx(path, owner), destroyed(count) {}
-        Counting(const Counting&) = delete;
-        Counting& operator=(const Counting&) = delete;
-        ~Counting() override { ++destroyed; }
-        int& destroyed;
-    };
-    int destroyed = 0;
-    mrfi_.list_close(new Counting(file("devices"), &mrfi_, destroyed));
-    EXPECT_EQ(destroyed, 1);
-}
-
-// ---- As the board reaches it
-
-TEST_F(MrfiTest, BoardSelectsTheInterfaceByItsIndex) {
-    Board board;
-    MRFI second(file("second"));
-    board.add(Velmor::Resource::type{22}, &mrfi_);
-    board.add(Velmor::Resource::type{23}, &second);
-    put(file("rssi"), "1");
-    put(file("second") + "/rssi", "2");
-    EXPECT_EQ(board.mrfi_rssi_get(0), 1);
-    EXPECT_EQ(board.mrfi_rssi_get(1), 2);
-    put(file("second") + "/connections", "5\n");
-    const Context context(board.mrfi_connection_list_open(1));
-    mrfi_connection_t connection = {};
-    EXPECT_TRUE(board.mrfi_connection_list_read(context.get(), &connection));
-    EXPECT_EQ(connection.address.byte[0], 5);
-}
-
-TEST(MrfiBoard, UnregisteredIsNotSupported) {
-    constexpr char not_supported[] = "system_error 95 Operation not supported";
-    Board board;
-    const mrfi_addr_t peer = {};
-    EXPECT_EQ(thrown([&] { board.mrfi_rssi_get(0); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_type_get(0); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_address_get(0); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_autolink_set(0, true); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_autolink_get(0); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_link(0, &peer); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_unlink(0, &peer); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_connection_list_open(0); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.mrfi_device_list_open(0); }), not_supported);
-}
-
-TEST_F(MrfiTest, ContextWithoutOwnerIsNotValid) {
-    constexpr char not_valid[] = "invalid_argument enumeration context not valid";
-    put(file("connections"), "1\n");
-    Board board;
-    mrfi_enum_ctx orphan(file("connections"), nullptr);
-    mrfi_connection_t connection = {};
-    mrfi_device_t device = {};
-    EXPECT_EQ(thrown([&] { board.mrfi_connection_list_read(&orphan, &connection); }), not_valid);
-    EXPECT_EQ(thrown([&] { board.mrfi_device_list_read(&orphan, &device); }), not_valid);
-    std::string line;
-    EXPECT_TRUE(orphan.next(line)) << "a refused read has taken the line";
-}
-
-TEST_F(MrfiTest, NullPointersAreInvalidAndReadNothing) {
-    put(file("connections"), "1\n");
-    put(file("devices"), "1\n");
-    const Context connections(mrfi_.connection_list_open());
-    const Context devices(mrfi_.device_list_open());
-    mrfi_connection_t connection = {};
-    mrfi_device_t device = {};
-    const mrfi_addr_t peer = {};
-    std::uint32_t device_class = 0;
-    const std::vector<std::function<int()>> calls = {
-        [] { return mrfi_rssi_get(0, nullptr); },
-        [] { return mrfi_type_get(0, nullptr); },
-        [] { return mrfi_address_get(0, nullptr); },
-        [] { return mrfi_autolink_get(0, nullptr); },
-        [] { return mrfi_link(0, nullptr); },
-        [] { return mrfi_unlink(0, nullptr); },
-        [] { return mrfi_connection_list_open(0, nullptr); },
-        [] { return mrfi_connection_list_close(nullptr); },
-        [] { return mrfi_device_list_open(0, nullptr); },
-        [] { return mrfi_device_list_close(nullptr); },
-        [&] { return mrfi_connection_list_read(connections.get(), nullptr); },
-        [&] { return mrfi_connection_list_read(nullptr, &connection); },
-        [] { return mrfi_connection_list_read(nullptr, nullptr); },
-        [&] { return mrfi_device_list_read(devices.get(), nullptr); },
-        [&] { return mrfi_device_list_read(nullptr, &device); },
-        [] { return mrfi_device_list_read(nullptr, nullptr); },
-        [&] { return mrfi_class_get(nullptr, &device_class); },
-        [&] { return mrfi_class_get(&peer, nullptr); },
-        [] { return mrfi_class_get(nullptr, nullptr); },
-    };
-    for (std::size_t i = 0; i < calls.size(); ++i) {
-        errno = 0;
-        EXPECT_EQ(calls[i](), -22) << i;
-        EXPECT_EQ(errno, 22) << i;
-    }
-    EXPECT_TRUE(mrfi_.connection_list_read(*connections, connection)) << "a refused read has taken the line";
-    EXPECT_TRUE(mrfi_.device_list_read(*devices, device)) << "a refused read has taken the line";
+TEST_F(MrfiLists, ReadIntoNoRecordIsInvalidAndTakesNoLine) {
+    open("1\n", "1\n");
+    errno = 0;
+    EXPECT_EQ(mrfi_connection_list_read(connections_.get(), nullptr), -EINVAL);
+    EXPECT_EQ(errno, EINVAL);
+    errno = 0;
+    EXPECT_EQ(mrfi_device_list_read(devices_.get(), nullptr), -EINVAL);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_TRUE(read_connection());
+    EXPECT_TRUE(read_device());
 }
 
 }  // namespace
