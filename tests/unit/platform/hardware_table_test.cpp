@@ -53,7 +53,7 @@ struct Text {
 class HardwareTableText : public testing::TestWithParam<Text> {};
 
 TEST_P(HardwareTableText, IsReadAsFarAsItGoes) {
-    EXPECT_THAT(hardware_table_bytes(GetParam().text), ElementsAreArray(padded(GetParam().bytes)));
+    EXPECT_THAT(hardware_table_bytes(GetParam().text), ElementsAreArray(padded(GetParam().bytes))) << GetParam().text;
 }
 
 INSTANTIATE_TEST_SUITE_P(Short, HardwareTableText,

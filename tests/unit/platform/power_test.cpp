@@ -9,25 +9,18 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include "access/cancellation.h"
-#include "support/files.h"
-#include "support/scenario.h"
-#include "support/thrown.h"
+#include "support/files_test.h"
 
 namespace fs = std::filesystem;
 using testing::StartsWith;
-using testing_support::answer;
-using testing_support::ChildResult;
-using testing_support::content;
-using testing_support::exists;
-using testing_support::joined;
-using testing_support::run_in_child;
-using testing_support::thrown;
+using namespace testing_support;
 
 namespace {
 
@@ -36,16 +29,15 @@ std::string running(const std::string& program) {
     return thrown([&] { Velmor::Power().run_program(program); });
 }
 
-constexpr char no_program[] = "system_error 2 No such file or directory";
-constexpr char exit_code_3[] = "system_error 3 No such process";
-
-class PowerRunProgram : public testing::Test {
+class PowerRunProgram : public FilesTest {
 protected:
-    const std::string& script(const std::string& body) {
-        testing_support::put(program_, "#!/bin/sh\n" + body + "\n");
-        fs::permissions(program_, fs::perms::owner_all);
+    const std::string& program(const std::string& text, fs::perms permissions = fs::perms::owner_all) {
+        put(program_, text);
+        fs::permissions(program_, permissions);
         return program_;
     }
+
+    const std::string& script(const std::string& body) { return program("#!/bin/sh\n" + body + "\n"); }
 
     /** A script that can be met while it runs; its process number stands in the file "pid" by then. */
     const std::string& script_with_pid(const std::string& body) {
@@ -58,8 +50,7 @@ protected:
         return std::stoi(content(directory_ / "pid"));
     }
 
-    testing_support::TemporaryDirectory directory_;
-    std::string program_ = directory_ / "program";
+    const std::string program_ = directory_ / "program";
 };
 
 TEST_F(PowerRunProgram, WaitsForTheProgramToEnd) {
@@ -70,9 +61,9 @@ TEST_F(PowerRunProgram, WaitsForTheProgramToEnd) {
 
 TEST_F(PowerRunProgram, ExitCodeIsTheError) {
     EXPECT_EQ(running(script("exit 0")), "nothing");
-    EXPECT_EQ(running(script("exit 1")), "system_error 1 Operation not permitted");
-    EXPECT_EQ(running(script("exit 3")), exit_code_3);
-    EXPECT_EQ(running(script("exit 255")), "system_error 255 Unknown error 255");
+    EXPECT_EQ(running(script("exit 1")), system_error(1));
+    EXPECT_EQ(running(script("exit 3")), system_error(3));
+    EXPECT_EQ(running(script("exit 255")), system_error(255));
 }
 
 TEST_F(PowerRunProgram, DeathBySignalCountsAsSuccess) {
@@ -81,22 +72,18 @@ TEST_F(PowerRunProgram, DeathBySignalCountsAsSuccess) {
 }
 
 TEST_F(PowerRunProgram, MissingProgramIsNoEntry) {
-    EXPECT_EQ(running(directory_ / "none"), no_program);
+    EXPECT_EQ(running(directory_ / "none"), system_error(ENOENT));
 }
 
 TEST_F(PowerRunProgram, ProgramThatMayNotBeExecutedIsAccessDenied) {
-    testing_support::put(program_, "#!/bin/sh\n");
-    fs::permissions(program_, fs::perms::owner_read);
-    EXPECT_EQ(running(program_), "system_error 13 Permission denied");
-    EXPECT_EQ(running(directory_.path()), "system_error 13 Permission denied");
+    EXPECT_EQ(running(program("#!/bin/sh\n", fs::perms::owner_read)), system_error(EACCES));
+    EXPECT_EQ(running(directory_.path()), system_error(EACCES));
 }
 
 // No shell stands in where the kernel knows no interpreter, and PATH is not searched.
 TEST_F(PowerRunProgram, ProgramIsExecutedByTheKernelOnly) {
-    testing_support::put(program_, "exit 0\n");
-    fs::permissions(program_, fs::perms::owner_all);
-    EXPECT_EQ(running(program_), "system_error 8 Exec format error");
-    EXPECT_EQ(running("true"), no_program);
+    EXPECT_EQ(running(program("exit 0\n")), system_error(ENOEXEC));
+    EXPECT_EQ(running("true"), system_error(ENOENT));
 }
 
 TEST_F(PowerRunProgram, PathIsTheOnlyArgument) {
@@ -104,7 +91,7 @@ TEST_F(PowerRunProgram, PathIsTheOnlyArgument) {
     fs::create_symlink("/bin/sleep", program_);
     setenv("LC_ALL", "C", 1);
     const ChildResult child = run_in_child([&] { return running(program_); });
-    EXPECT_EQ(child.output, "system_error 1 Operation not permitted");
+    EXPECT_EQ(child.output, system_error(1));
     EXPECT_THAT(child.error_text, StartsWith(program_ + ": missing operand\n"));
 }
 
@@ -121,7 +108,7 @@ TEST_F(PowerRunProgram, NoChildIsLeftBehind) {
         return joined({running(script("exit 3")), running(directory_ / "none"),
                        answer([] { return waitpid(-1, nullptr, WNOHANG); })});
     });
-    EXPECT_EQ(child.output, joined({exit_code_3, no_program, "-1 errno " + std::to_string(ECHILD)}));
+    EXPECT_EQ(child.output, joined({system_error(3), system_error(ENOENT), "-1 errno " + std::to_string(ECHILD)}));
 }
 
 TEST_F(PowerRunProgram, AnyChildThatEndsIsWaitedFor) {
@@ -132,7 +119,7 @@ TEST_F(PowerRunProgram, AnyChildThatEndsIsWaitedFor) {
         waitid(P_PID, static_cast<id_t>(other), &info, WEXITED | WNOWAIT);
         return running(script("sleep 0.5"));
     });
-    EXPECT_EQ(child.output, "system_error 7 Argument list too long");
+    EXPECT_EQ(child.output, system_error(7));
 }
 
 TEST_F(PowerRunProgram, IgnoredChildSignalIsNoChild) {
@@ -140,7 +127,7 @@ TEST_F(PowerRunProgram, IgnoredChildSignalIsNoChild) {
         std::signal(SIGCHLD, SIG_IGN);
         return running(script("exit 0"));
     });
-    EXPECT_EQ(child.output, "system_error 10 No child processes");
+    EXPECT_EQ(child.output, system_error(ECHILD));
 }
 
 TEST_F(PowerRunProgram, SignalDuringTheWaitIsInterrupted) {
@@ -153,7 +140,7 @@ TEST_F(PowerRunProgram, SignalDuringTheWaitIsInterrupted) {
         setitimer(ITIMER_REAL, &every_50_ms, nullptr);
         return running(program);
     });
-    EXPECT_EQ(child.output, "system_error 4 Interrupted system call");
+    EXPECT_EQ(child.output, system_error(EINTR));
 }
 
 TEST_F(PowerRunProgram, RefusedProcessIsTheError) {
@@ -167,7 +154,7 @@ TEST_F(PowerRunProgram, RefusedProcessIsTheError) {
         setrlimit(RLIMIT_NPROC, &none);
         return running(program);
     });
-    EXPECT_EQ(child.output, "system_error 11 Resource temporarily unavailable");
+    EXPECT_EQ(child.output, system_error(EAGAIN));
 }
 
 // The wait within the frame of an exported function, which keeps cancellation off everywhere else.
@@ -214,7 +201,7 @@ TEST_F(PowerRunProgram, ThreadThatLetsNobodyCancelItIsNotCancelled) {
     pid_of_script();
     pthread_cancel(waiter.thread);
     EXPECT_FALSE(waiter.joined_as_cancelled());
-    EXPECT_EQ(waiter.output, exit_code_3);
+    EXPECT_EQ(waiter.output, system_error(3));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <climits>
@@ -14,18 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/thrown.h"
+#include "support/files_test.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing_support::content;
-using testing_support::Outcome;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::thrown;
 using Velmor::Watchdog;
+using namespace testing_support;
 
 namespace {
 
@@ -75,7 +68,7 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
 
 namespace {
 
-class WatchdogTest : public testing::Test {
+class WatchdogTest : public FilesTest {
 protected:
     WatchdogTest() {
         put(node_, "");
@@ -85,23 +78,36 @@ protected:
     WatchdogTest(const WatchdogTest&) = delete;
     WatchdogTest& operator=(const WatchdogTest&) = delete;
 
-    testing_support::TemporaryDirectory directory_;
-    std::string node_ = directory_ / "watchdog";
+    // What these throw.
+    std::string enable(int timeout_s) {
+        return thrown([&] { watchdog_->enable(timeout_s); });
+    }
+    std::string refresh() {
+        return thrown([&] { watchdog_->refresh(); });
+    }
+    std::string disable() {
+        return thrown([&] { watchdog_->disable(); });
+    }
+
+    const std::string node_ = directory_ / "watchdog";
     Driver driver_;
     std::unique_ptr<Watchdog> watchdog_ = std::make_unique<Watchdog>(node_);
 };
 
-bool is_closed(int fd) {
-    errno = 0;
-    return fcntl(fd, F_GETFD) == -1 && errno == EBADF;
-}
+/** Its node opens but takes no bytes: the magic is refused. */
+class WatchdogThatRefusesTheMagic : public WatchdogTest {
+protected:
+    WatchdogThatRefusesTheMagic() {
+        watchdog_ = std::make_unique<Watchdog>("/dev/full");
+        watchdog_->enable(30);
+    }
+};
 
-constexpr char invalid[] = "system_error 22 Invalid argument";
-constexpr char full[] = "system_error 28 No space left on device";
+const std::string invalid = system_error(EINVAL);
 
 TEST_F(WatchdogTest, ConstructionTouchesNothing) {
     const Watchdog watchdog(directory_ / "none");
-    EXPECT_FALSE(testing_support::exists(directory_ / "none"));
+    EXPECT_FALSE(exists(directory_ / "none"));
     EXPECT_THAT(driver_.calls, IsEmpty());
 }
 
@@ -121,16 +127,14 @@ TEST_F(WatchdogTest, TimeoutsFromZeroOnArePassedAsTheyAre) {
 }
 
 TEST_F(WatchdogTest, NegativeTimeoutOpensNothing) {
-    for (const int timeout : {-1, INT_MIN}) {
-        EXPECT_EQ(thrown([&] { watchdog_->enable(timeout); }), invalid);
-    }
+    for (const int timeout_s : {-1, INT_MIN}) EXPECT_EQ(enable(timeout_s), invalid);
     EXPECT_THAT(driver_.calls, IsEmpty());
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), invalid) << "it is open";
+    EXPECT_EQ(refresh(), invalid) << "it is open";
 }
 
 TEST_F(WatchdogTest, NegativeTimeoutLeavesAnArmedWatchdogArmed) {
     watchdog_->enable(30);
-    EXPECT_EQ(thrown([&] { watchdog_->enable(-1); }), invalid);
+    EXPECT_EQ(enable(-1), invalid);
     EXPECT_EQ(content(node_), "");
     watchdog_->refresh();
     EXPECT_EQ(driver_.calls.size(), 2U);
@@ -145,8 +149,8 @@ TEST_F(WatchdogTest, RefreshPassesZero) {
 }
 
 TEST_F(WatchdogTest, RefreshAndDisableBeforeEnableAreInvalid) {
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), invalid);
-    EXPECT_EQ(thrown([&] { watchdog_->disable(); }), invalid);
+    EXPECT_EQ(refresh(), invalid);
+    EXPECT_EQ(disable(), invalid);
     EXPECT_THAT(driver_.calls, IsEmpty());
     EXPECT_EQ(content(node_), "");
 }
@@ -155,14 +159,9 @@ TEST_F(WatchdogTest, DisableWritesTheMagicAndCloses) {
     watchdog_->enable(30);
     watchdog_->disable();
     EXPECT_EQ(content(node_), "V");
-    EXPECT_TRUE(is_closed(driver_.fd));
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), invalid);
-}
-
-TEST_F(WatchdogTest, SecondDisableIsInvalid) {
-    watchdog_->enable(30);
-    watchdog_->disable();
-    EXPECT_EQ(thrown([&] { watchdog_->disable(); }), invalid);
+    EXPECT_FALSE(is_open(driver_.fd));
+    EXPECT_EQ(refresh(), invalid);
+    EXPECT_EQ(disable(), invalid);
     EXPECT_EQ(content(node_), "V");
 }
 
@@ -177,7 +176,7 @@ TEST_F(WatchdogTest, SecondEnableDisarmsFirstAndSetsTheNewTimeout) {
     put(node_, "");
     watchdog_->disable();
     EXPECT_EQ(content(node_), "V");
-    EXPECT_TRUE(is_closed(driver_.fd));
+    EXPECT_FALSE(is_open(driver_.fd));
 }
 
 TEST_F(WatchdogTest, SecondEnableGoesThroughAnOverriddenDisable) {
@@ -194,136 +193,121 @@ TEST_F(WatchdogTest, SecondEnableGoesThroughAnOverriddenDisable) {
 }
 
 TEST_F(WatchdogTest, MissingNodeIsNoEntryAndIsNotCreated) {
-    testing_support::remove(node_);
-    EXPECT_EQ(thrown([&] { watchdog_->enable(30); }), "system_error 2 No such file or directory");
-    EXPECT_FALSE(testing_support::exists(node_));
+    remove(node_);
+    EXPECT_EQ(enable(30), system_error(ENOENT));
+    EXPECT_FALSE(exists(node_));
     EXPECT_THAT(driver_.calls, IsEmpty());
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), invalid);
+    EXPECT_EQ(refresh(), invalid);
 }
 
 TEST_F(WatchdogTest, FailedSecondOpenLeavesItDisarmedAndClosed) {
     watchdog_->enable(30);
     const std::string moved = directory_ / "moved";
     ASSERT_EQ(rename(node_.c_str(), moved.c_str()), 0);
-    EXPECT_EQ(thrown([&] { watchdog_->enable(30); }), "system_error 2 No such file or directory");
+    EXPECT_EQ(enable(30), system_error(ENOENT));
     EXPECT_EQ(content(moved), "V");
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), invalid);
+    EXPECT_EQ(refresh(), invalid);
 }
 
 // Opening has armed the hardware, so the application must still be able to feed and to disarm it.
 TEST_F(WatchdogTest, FailedTimeoutLeavesItOpen) {
     driver_.error = EINVAL;
-    EXPECT_EQ(thrown([&] { watchdog_->enable(100000); }), invalid);
+    EXPECT_EQ(enable(100000), invalid);
     driver_.error = 0;
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), "nothing");
-    EXPECT_EQ(thrown([&] { watchdog_->disable(); }), "nothing");
+    EXPECT_EQ(refresh(), "nothing");
+    EXPECT_EQ(disable(), "nothing");
     EXPECT_EQ(content(node_), "V");
 }
 
 TEST_F(WatchdogTest, FailedRefreshIsItsErrorAndLeavesItOpen) {
     watchdog_->enable(30);
     driver_.error = EIO;
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), "system_error 5 Input/output error");
+    EXPECT_EQ(refresh(), system_error(EIO));
     driver_.error = 0;
-    EXPECT_EQ(thrown([&] { watchdog_->refresh(); }), "nothing");
+    EXPECT_EQ(refresh(), "nothing");
 }
 
-TEST_F(WatchdogTest, FailedMagicLeavesItOpen) {
-    Watchdog watchdog("/dev/full");
-    watchdog.enable(30);
-    EXPECT_EQ(thrown([&] { watchdog.disable(); }), full);
-    EXPECT_EQ(thrown([&] { watchdog.refresh(); }), "nothing");
+TEST_F(WatchdogThatRefusesTheMagic, StaysOpen) {
+    EXPECT_EQ(disable(), system_error(ENOSPC));
+    EXPECT_EQ(refresh(), "nothing");
 }
 
-TEST_F(WatchdogTest, FailedMagicStopsTheSecondEnable) {
-    Watchdog watchdog("/dev/full");
-    watchdog.enable(30);
-    EXPECT_EQ(thrown([&] { watchdog.enable(60); }), full);
+TEST_F(WatchdogThatRefusesTheMagic, IsNotEnabledAgain) {
+    EXPECT_EQ(enable(60), system_error(ENOSPC));
     EXPECT_THAT(driver_.calls, ElementsAre(Driver::Call{set_timeout, 30}));
-    EXPECT_EQ(thrown([&] { watchdog.refresh(); }), "nothing");
+    EXPECT_EQ(refresh(), "nothing");
 }
 
 TEST_F(WatchdogTest, DestructionClosesWithoutTheMagic) {
     watchdog_->enable(30);
     watchdog_.reset();
-    EXPECT_TRUE(is_closed(driver_.fd));
+    EXPECT_FALSE(is_open(driver_.fd));
     EXPECT_EQ(content(node_), "");
 }
 
-class WatchdogActs : public testing::Test {
+class WatchdogActs : public FilesTest {
 protected:
     void SetUp() override {
         VELMOR_NEEDS_RECORDER();
         put(node_, "");
-        recorder_.watch({node_})
-            .answer("ioctl " + node_ + " 0xc0045706", 0)
-            .answer("ioctl " + node_ + " 0x80045705", 0);
     }
 
-    testing_support::TemporaryDirectory directory_;
-    std::string node_ = directory_ / "watchdog";
-    Recorder recorder_;
+    /** A driver that takes every timeout and every refresh. */
+    Recorder any_driver() const { return recorder().answer(set_timeout_, 0).answer(keepalive_, 0); }
+
+    const std::string node_ = directory_ / "watchdog";
+    const std::string open_ = "open " + node_ + " w";
+    const std::string set_timeout_ = "ioctl " + node_ + " 0xc0045706";
+    const std::string keepalive_ = "ioctl " + node_ + " 0x80045705";
+    const std::string magic_ = "write " + node_ + " V";
+    const std::string close_ = "close " + node_;
 };
 
 TEST_F(WatchdogActs, MagicAndCloseComeBeforeTheSecondOpen) {
-    const Outcome outcome = recorder_.run([this] {
+    const auto code = [this] {
         Watchdog watchdog(node_);
         watchdog.enable(30);
         watchdog.refresh();
         watchdog.enable(60);
         watchdog.disable();
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("open " + node_ + " w", "ioctl " + node_ + " 0xc0045706", "ioctl " + node_ + " 0x80045705",
-                            "write " + node_ + " V", "close " + node_, "open " + node_ + " w",
-                            "ioctl " + node_ + " 0xc0045706", "write " + node_ + " V", "close " + node_));
+    };
+    expect_acts(any_driver(), code,
+                {open_, set_timeout_, keepalive_, magic_, close_, open_, set_timeout_, magic_, close_}, "nothing");
 }
 
 TEST_F(WatchdogActs, NothingIsAskedWithoutEnable) {
-    const Outcome outcome = recorder_.run([this] {
-        Watchdog watchdog(node_);
-        const bool all = thrown([&] { watchdog.refresh(); }) == invalid &&
-                         thrown([&] { watchdog.disable(); }) == invalid &&
-                         thrown([&] { watchdog.enable(-1); }) == invalid;
-        return all ? 1 : 0;
-    });
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, IsEmpty());
+    Watchdog watchdog(node_);
+    expect_acts([&] { watchdog.refresh(); }, {}, invalid);
+    expect_acts([&] { watchdog.disable(); }, {}, invalid);
+    expect_acts([&] { watchdog.enable(-1); }, {}, invalid);
 }
 
 TEST_F(WatchdogActs, RefusedOpenIsItsError) {
-    recorder_.fail("open " + node_ + " w", EBUSY);
-    const Outcome outcome = recorder_.run([this] {
-        return thrown([&] { Watchdog(node_).enable(30); }) == "system_error 16 Device or resource busy" ? 1 : 0;
-    });
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + node_ + " w = EBUSY"));
+    expect_acts(
+        any_driver().fail(open_, EBUSY), [this] { Watchdog(node_).enable(30); }, {open_ + " = EBUSY"},
+        system_error(EBUSY));
 }
 
 TEST_F(WatchdogActs, MagicThatIsNotTakenLeavesItOpen) {
-    recorder_.answer("write " + node_, 0, 1);
-    const Outcome outcome = recorder_.run([this] {
+    const ChildResult child = run_in_child(any_driver().answer("write " + node_, 0, 1), [this] {
         Watchdog watchdog(node_);
         watchdog.enable(30);
-        const bool failed = thrown([&] { watchdog.disable(); }) == "system_error 5 Input/output error";
+        std::string failure = thrown([&] { watchdog.disable(); });
         watchdog.refresh();
-        return failed ? 1 : 0;
+        return failure;
     });
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts, ElementsAre("open " + node_ + " w", "ioctl " + node_ + " 0xc0045706",
-                                          "write " + node_ + " V", "ioctl " + node_ + " 0x80045705", "close " + node_));
+    EXPECT_EQ(child.output, system_error(EIO));
+    EXPECT_THAT(child.acts, ElementsAre(open_, set_timeout_, magic_, keepalive_, close_));
 }
 
 TEST_F(WatchdogActs, FailedCloseIsNotReported) {
-    recorder_.fail("close " + node_, EIO);
-    const Outcome outcome = recorder_.run([this] {
+    const auto code = [this] {
         Watchdog watchdog(node_);
         watchdog.enable(30);
         watchdog.disable();
-        return thrown([&] { watchdog.refresh(); }) == invalid ? 1 : 0;
-    });
-    EXPECT_EQ(outcome.result, 1);
+        watchdog.refresh();
+    };
+    expect_acts(any_driver().fail(close_, EIO), code, {open_, set_timeout_, magic_, close_ + " = EIO"}, invalid);
 }
 
 }  // namespace
