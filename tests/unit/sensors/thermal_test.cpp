@@ -4,30 +4,28 @@
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "core/board.h"
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/thrown.h"
+#include "support/files_test.h"
 
 using testing::ElementsAre;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::thrown;
+using testing::FieldsAre;
 using Velmor::Thermal;
+using namespace testing_support;
 
 namespace {
 
-class ThermalTest : public testing::Test {
+class ThermalTest : public FilesTest {
 protected:
-    /** Trip point i gets the ith type and the temperature 1000 * (i + 1). */
-    explicit ThermalTest(const std::vector<std::string>& types = {"critical", "hot", "active", "very_hot"}) {
-        put(zone_ + "/temp", "45000\n");
+    ThermalTest() { make_zone({"critical", "hot", "active", "very_hot"}); }
+
+    /** A zone of these trip points: the ith has the ith type and the temperature 1000 * (i + 1). */
+    void make_zone(const std::vector<std::string>& types) const {
+        remove(zone_);
+        put(temperature_, "45000\n");
         for (std::size_t i = 0; i < types.size(); ++i) trip(i, types[i]);
     }
 
@@ -40,14 +38,13 @@ protected:
         put(file(i, "_temp"), std::to_string(1000 * (i + 1)) + "\n");
     }
 
-    /** The five numbers of a query. */
-    static std::vector<std::int32_t> query(Thermal& thermal) {
+    static thermal_state_t query(Thermal& thermal) {
         thermal_state_t state = {};
         thermal.state_get(state);
-        return {state.temp, state.active, state.hot, state.very_hot, state.critical};
+        return state;
     }
 
-    std::vector<std::int32_t> query() const {
+    thermal_state_t query() const {
         Thermal thermal(zone_);
         return query(thermal);
     }
@@ -56,50 +53,53 @@ protected:
         return thrown([this] { query(); });
     }
 
+    static void expect_failure_that_stores_nothing(Thermal& thermal) {
+        thermal_state_t state = {-1, -2, -3, -4, -5};
+        EXPECT_EQ(thrown([&] { thermal.state_get(state); }), "stream failure");
+        EXPECT_THAT(state, FieldsAre(-1, -2, -3, -4, -5));
+    }
+
     /** The files of the zone that this opens, in order: the name, the mode and a failure. */
-    std::vector<std::string> opened(const std::function<void()>& code) const {
+    Acts opened(const std::function<void()>& code) const {
         const std::string open = "open " + zone_ + "/";
-        std::vector<std::string> files;
-        const auto outcome = Recorder().watch({zone_}).run([&code] {
-            code();
-            return 0;
-        });
-        for (const std::string& act : outcome.acts) {
+        const ChildResult child = run_in_child(recorder(), [&code] { return thrown(code); });
+        Acts files;
+        for (const std::string& act : child.acts) {
             if (act.starts_with(open)) files.push_back(act.substr(open.size()));
         }
         return files;
     }
 
-    testing_support::TemporaryDirectory directory_;
-    std::string zone_ = directory_ / "thermal_zone0";
+    const std::string zone_ = directory_ / "thermal_zone0";
+    const std::string temperature_ = zone_ + "/temp";
 };
 
 TEST_F(ThermalTest, TripPointsAreReportedInTheRecordsOrder) {
-    EXPECT_THAT(query(), ElementsAre(45000, 3000, 2000, 4000, 1000));
+    EXPECT_THAT(query(), FieldsAre(45000, 3000, 2000, 4000, 1000));
 }
 
 TEST_F(ThermalTest, TemperaturesAreNotScaled) {
-    put(zone_ + "/temp", "-2147483648\n");
+    put(temperature_, "-2147483648\n");
     put(file(2, "_temp"), "2147483647\n");
     put(file(1, "_temp"), "0\n");
     put(file(3, "_temp"), " -1 \n");
     put(file(0, "_temp"), "7 8\n");
-    EXPECT_THAT(query(), ElementsAre(INT_MIN, INT_MAX, 0, -1, 7));
+    EXPECT_THAT(query(), FieldsAre(INT_MIN, INT_MAX, 0, -1, 7));
 }
 
 TEST_F(ThermalTest, EveryQueryReadsAfresh) {
     Thermal thermal(zone_);
-    EXPECT_THAT(query(thermal), ElementsAre(45000, 3000, 2000, 4000, 1000));
-    put(zone_ + "/temp", "46000\n");
+    EXPECT_THAT(query(thermal), FieldsAre(45000, 3000, 2000, 4000, 1000));
+    put(temperature_, "46000\n");
     put(file(0, "_temp"), "99000\n");
-    EXPECT_THAT(query(thermal), ElementsAre(46000, 3000, 2000, 4000, 99000));
+    EXPECT_THAT(query(thermal), FieldsAre(46000, 3000, 2000, 4000, 99000));
 }
 
 TEST_F(ThermalTest, TypesAreLearntAtConstructionOnly) {
     Thermal thermal(zone_);
     trip(0, "active");
-    testing_support::remove(file(1, "_type"));
-    EXPECT_THAT(query(thermal), ElementsAre(45000, 3000, 2000, 4000, 1000));
+    remove(file(1, "_type"));
+    EXPECT_THAT(query(thermal), FieldsAre(45000, 3000, 2000, 4000, 1000));
 }
 
 TEST_F(ThermalTest, FilesAreReadInTheRecordsOrder) {
@@ -112,21 +112,16 @@ TEST_F(ThermalTest, FilesAreReadInTheRecordsOrder) {
 }
 
 TEST_F(ThermalTest, AnyUnreadableTemperatureFailsAndStoresNothing) {
-    const std::vector<std::string> files = {zone_ + "/temp", file(0, "_temp"), file(1, "_temp"), file(2, "_temp"),
+    const std::vector<std::string> files = {temperature_, file(0, "_temp"), file(1, "_temp"), file(2, "_temp"),
                                             file(3, "_temp")};
     for (const std::string& path : files) {
-        const std::string before = testing_support::content(path);
+        const std::string before = content(path);
         for (const char* text : {"", "\n", "warm\n", "2147483648\n", "missing"}) {
             put(path, text);
-            if (std::string(text) == "missing") testing_support::remove(path);
+            if (std::string(text) == "missing") remove(path);
             Thermal thermal(zone_);
-            thermal_state_t state = {-1, -2, -3, -4, -5};
-            EXPECT_EQ(thrown([&] { thermal.state_get(state); }), "stream failure") << path << " " << text;
-            EXPECT_EQ(state.temp, -1);
-            EXPECT_EQ(state.active, -2);
-            EXPECT_EQ(state.hot, -3);
-            EXPECT_EQ(state.very_hot, -4);
-            EXPECT_EQ(state.critical, -5);
+            SCOPED_TRACE(path + " " + text);
+            expect_failure_that_stores_nothing(thermal);
         }
         put(path, before);
     }
@@ -138,15 +133,14 @@ TEST_F(ThermalTest, TypeWithoutATripPointFailsTheQuery) {
     EXPECT_EQ(failure(), "stream failure") << "very_hot has no trip point left";
     trip(0, "very_hot");
     trip(1, "critical");
-    EXPECT_THAT(query(), ElementsAre(45000, 3000, 4000, 1000, 2000));
+    EXPECT_THAT(query(), FieldsAre(45000, 3000, 4000, 1000, 2000));
 }
 
 TEST_F(ThermalTest, LaterTripPointOfATypeWins) {
     VELMOR_NEEDS_RECORDER();
     trip(3, "hot");
     Thermal thermal(zone_);
-    EXPECT_THAT(opened([&] { thrown([&] { query(thermal); }); }),
-                ElementsAre("temp r", "trip_point_2_temp r", "trip_point_3_temp r"));
+    EXPECT_THAT(opened([&] { query(thermal); }), ElementsAre("temp r", "trip_point_2_temp r", "trip_point_3_temp r"));
 }
 
 TEST_F(ThermalTest, TypeThatCannotBeReadFailsTheQueriesOnly) {
@@ -169,55 +163,40 @@ TEST_F(ThermalTest, MissingZoneIsNoErrorAtConstruction) {
 }
 
 TEST_F(ThermalTest, GlobalLocaleChangesNothing) {
-    const testing_support::GroupingLocale grouping;
-    put(zone_ + "/temp", "45000,5\n");
-    EXPECT_THAT(query(), ElementsAre(45000, 3000, 2000, 4000, 1000));
+    const GroupingLocale grouping;
+    put(temperature_, "45000,5\n");
+    EXPECT_THAT(query(), FieldsAre(45000, 3000, 2000, 4000, 1000));
 }
 
-class ThermalFifthTrip : public ThermalTest {
-protected:
-    ThermalFifthTrip() : ThermalTest({"active", "passive", "hot", "critical", "very_hot"}) {}
-};
-
-TEST_F(ThermalFifthTrip, IsNeverLookedAt) {
+TEST_F(ThermalTest, FifthTripPointIsNeverLookedAt) {
+    make_zone({"active", "passive", "hot", "critical", "very_hot"});
     EXPECT_EQ(failure(), "stream failure");
     trip(1, "very_hot");
-    EXPECT_THAT(query(), ElementsAre(45000, 1000, 3000, 2000, 4000));
+    EXPECT_THAT(query(), FieldsAre(45000, 1000, 3000, 2000, 4000));
 }
 
-class ThermalOtherTypes : public ThermalTest {
-protected:
-    ThermalOtherTypes() : ThermalTest({"a", "b", "c", "d", "active", "hot", "very_hot", "critical"}) {}
-};
-
-TEST_F(ThermalOtherTypes, DoNotExtendTheScan) {
+TEST_F(ThermalTest, OtherTypesDoNotExtendTheScan) {
+    make_zone({"a", "b", "c", "d", "active", "hot", "very_hot", "critical"});
     EXPECT_EQ(failure(), "stream failure");
 }
 
-class ThermalTwoTrips : public ThermalTest {
-protected:
-    ThermalTwoTrips() : ThermalTest({"active", "hot"}) {}
-};
-
-TEST_F(ThermalTwoTrips, ConstructAndFailEveryQuery) {
+TEST_F(ThermalTest, ZoneOfTwoTripPointsIsConstructedAndFailsEveryQuery) {
+    make_zone({"active", "hot"});
     Thermal thermal(zone_);
-    for (int i = 0; i < 3; ++i) {
-        thermal_state_t state = {-1, -2, -3, -4, -5};
-        EXPECT_EQ(thrown([&] { thermal.state_get(state); }), "stream failure");
-        EXPECT_EQ(state.temp, -1);
-        EXPECT_EQ(state.active, -2);
-    }
+    for (int i = 0; i < 3; ++i) expect_failure_that_stores_nothing(thermal);
 }
 
-TEST_F(ThermalTwoTrips, ScanStopsAtTheGap) {
+TEST_F(ThermalTest, ScanStopsAtTheGap) {
     VELMOR_NEEDS_RECORDER();
+    make_zone({"active", "hot"});
     trip(3, "critical");
     EXPECT_THAT(opened([this] { Thermal thermal(zone_); }),
                 ElementsAre("trip_point_0_type r", "trip_point_1_type r", "trip_point_2_type r = ENOENT"));
 }
 
 // For the thread sanitizer: a query must not change the map, above all not where it fails.
-TEST_F(ThermalTwoTrips, QueriesMayOverlap) {
+TEST_F(ThermalTest, QueriesMayOverlap) {
+    make_zone({"active", "hot"});
     Thermal thermal(zone_);
     int failures[2] = {};
     std::vector<std::thread> threads;
@@ -228,17 +207,6 @@ TEST_F(ThermalTwoTrips, QueriesMayOverlap) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_THAT(failures, ElementsAre(50, 50));
-}
-
-TEST(Thermal, UnregisteredIsNotSupported) {
-    thermal_state_t state = {};
-    EXPECT_EQ(thrown([&] { Velmor::Board().thermal_state_get(0, &state); }), "system_error 95 Operation not supported");
-}
-
-TEST(Thermal, NullRecordIsInvalid) {
-    errno = 0;
-    EXPECT_EQ(thermal_state_get(0, nullptr), -22);
-    EXPECT_EQ(errno, 22);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string>
 
-#include "core/board.h"
 #include "support/thrown.h"
 
 using testing_support::thrown;
@@ -43,22 +42,6 @@ TEST(SerialDevice, LongerNodeIsRefused) {
 
 TEST(SerialDevice, NodeIsNotOpened) {
     EXPECT_STREQ(info_of("/no/such/node", 9600, 0).name, "/no/such/node");
-}
-
-TEST(SerialDevice, PortsAreTheBoardsKeys) {
-    Velmor::Board board;
-    SerialDevice first("/dev/ttymxc4", 9600, 0);
-    board.add(Velmor::Resource::type::serial_device, &first);
-    serial_device_info_t info = {};
-    board.serial_device_info_get(0, &info);
-    EXPECT_STREQ(info.name, "/dev/ttymxc4");
-    EXPECT_EQ(thrown([&] { board.serial_device_info_get(1, &info); }), "system_error 95 Operation not supported");
-}
-
-TEST(SerialDevice, NullRecordIsInvalid) {
-    errno = 0;
-    EXPECT_EQ(serial_device_info_get(0, nullptr), -22);
-    EXPECT_EQ(errno, 22);
 }
 
 }  // namespace
