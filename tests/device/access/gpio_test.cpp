@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 #include <functional>
+#include <ios>
 #include <locale>
 #include <memory>
 #include <sstream>
@@ -14,6 +15,8 @@
 #include <vector>
 
 #include "access/sysfs.h"
+#include "support/acts.h"
+#include "support/device.h"
 #include "support/files.h"
 #include "support/recorder.h"
 
@@ -21,10 +24,15 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StrEq;
 using testing::ThrowsMessage;
+using testing_support::Acts;
 using testing_support::content;
+using testing_support::gpio_acts;
 using testing_support::Outcome;
 using testing_support::put;
+using testing_support::put_gpio_line;
+using testing_support::read_acts;
 using testing_support::Recorder;
+using testing_support::set_gpio_acts;
 using Velmor::GPIO;
 
 namespace {
@@ -35,26 +43,40 @@ constexpr char direction_file[] = "/sys/class/gpio/gpio37/direction";
 constexpr char value_file[] = "/sys/class/gpio/gpio37/value";
 constexpr char bad_direction[] = "GPIO direction not valid";
 
-class GPIOTest : public testing::Test {
+class GPIOTest : public testing_support::DeviceTest {
 protected:
     void SetUp() override {
-        testing_support::reset_device();
-        put(export_file, "");
-        put(unexport_file, "");
-        put(direction_file, "");
-        put(value_file, "0\n");
+        DeviceTest::SetUp();
+        put_gpio_line(37, "0\n");
+    }
+
+    /** The line's four files hold these texts. */
+    static void expect_files(const std::string& exported, const std::string& direction, const std::string& value,
+                             const std::string& unexported) {
+        EXPECT_EQ(content(export_file), exported);
+        EXPECT_EQ(content(direction_file), direction);
+        EXPECT_EQ(content(value_file), value);
+        EXPECT_EQ(content(unexport_file), unexported);
+    }
+    static void expect_untouched_files() { expect_files("", "", "0\n", ""); }
+
+    /** Put a directory in a file's place: it can be neither read nor written. */
+    static void put_directory(const std::string& path) {
+        testing_support::remove(path);
+        put(path + "/a directory", "");
     }
 };
 
-/** 1 for the stream failure, 2 for the refused direction, 0 for none. */
-int failure_of(const std::function<void()>& code) {
+enum Failure { none, stream_failure, refused_direction };
+
+Failure failure_of(const std::function<void()>& code) {
     try {
         code();
-        return 0;
+        return none;
     } catch (const std::ios_base::failure&) {
-        return 1;
+        return stream_failure;
     } catch (const std::invalid_argument&) {
-        return 2;
+        return refused_direction;
     }
 }
 
@@ -68,17 +90,9 @@ void get() {
 
 TEST_F(GPIOTest, SetExportsSetsDirectionWritesLevelAndUnexports) {
     VELMOR_NEEDS_RECORDER();
-    const Outcome outcome = Recorder().run([] {
-        GPIO(37, "out").set(1);
-        return 0;
-    });
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("open /sys/class/gpio/export w", "write /sys/class/gpio/export 37",
-                            "close /sys/class/gpio/export", "open /sys/class/gpio/gpio37/direction w",
-                            "write /sys/class/gpio/gpio37/direction out", "close /sys/class/gpio/gpio37/direction",
-                            "open /sys/class/gpio/gpio37/value w", "write /sys/class/gpio/gpio37/value 1",
-                            "close /sys/class/gpio/gpio37/value", "open /sys/class/gpio/unexport w",
-                            "write /sys/class/gpio/unexport 37", "close /sys/class/gpio/unexport"));
+    const Outcome outcome = Recorder().run([] { return failure_of(set_1); });
+    EXPECT_EQ(outcome.result, none);
+    EXPECT_EQ(outcome.acts, set_gpio_acts(37, "1"));
 }
 
 TEST_F(GPIOTest, GetExportsSetsDirectionReadsLevelAndUnexports) {
@@ -86,13 +100,7 @@ TEST_F(GPIOTest, GetExportsSetsDirectionReadsLevelAndUnexports) {
     put(value_file, "1\n");
     const Outcome outcome = Recorder().run([] { return GPIO(37, "in").get(); });
     EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("open /sys/class/gpio/export w", "write /sys/class/gpio/export 37",
-                            "close /sys/class/gpio/export", "open /sys/class/gpio/gpio37/direction w",
-                            "write /sys/class/gpio/gpio37/direction in", "close /sys/class/gpio/gpio37/direction",
-                            "open /sys/class/gpio/gpio37/value r", "read /sys/class/gpio/gpio37/value",
-                            "close /sys/class/gpio/gpio37/value", "open /sys/class/gpio/unexport w",
-                            "write /sys/class/gpio/unexport 37", "close /sys/class/gpio/unexport"));
+    EXPECT_EQ(outcome.acts, gpio_acts(37, "in", read_acts(value_file)));
 }
 
 TEST_F(GPIOTest, SetLeavesTheseTexts) {
@@ -100,10 +108,7 @@ TEST_F(GPIOTest, SetLeavesTheseTexts) {
     for (const io_value_t level : {1, 0, 5, -1, INT_MAX, INT_MIN}) {
         SetUp();
         line.set(level);
-        EXPECT_EQ(content(export_file), "37");
-        EXPECT_EQ(content(direction_file), "out");
-        EXPECT_EQ(content(value_file), std::to_string(level));
-        EXPECT_EQ(content(unexport_file), "37");
+        expect_files("37", "out", std::to_string(level), "37");
     }
 }
 
@@ -113,10 +118,7 @@ TEST_F(GPIOTest, GetLeavesTheseTexts) {
         SetUp();
         put(value_file, std::to_string(level) + "\n");
         EXPECT_EQ(line.get(), level);
-        EXPECT_EQ(content(export_file), "37");
-        EXPECT_EQ(content(direction_file), "in");
-        EXPECT_EQ(content(value_file), std::to_string(level) + "\n");
-        EXPECT_EQ(content(unexport_file), "37");
+        expect_files("37", "in", std::to_string(level) + "\n", "37");
     }
 }
 
@@ -151,7 +153,7 @@ TEST_F(GPIOTest, ConstructionTouchesNoFile) {
         const GPIO input(37, "in");
         return failure_of([] { const GPIO neither(37, "OUT"); });
     });
-    EXPECT_EQ(outcome.result, 2);
+    EXPECT_EQ(outcome.result, refused_direction);
     EXPECT_THAT(outcome.acts, IsEmpty());
 }
 
@@ -160,18 +162,16 @@ TEST_F(GPIOTest, WrongDirectionIsRefused) {
     EXPECT_THAT([&] { input.set(1); }, ThrowsMessage<std::invalid_argument>(StrEq(bad_direction)));
     GPIO output(37, "out");
     EXPECT_THAT([&] { output.get(); }, ThrowsMessage<std::invalid_argument>(StrEq(bad_direction)));
-    EXPECT_EQ(content(export_file), "");
-    EXPECT_EQ(content(direction_file), "");
-    EXPECT_EQ(content(value_file), "0\n");
-    EXPECT_EQ(content(unexport_file), "");
+    expect_untouched_files();
 }
 
 TEST_F(GPIOTest, WrongDirectionTouchesNoFile) {
     VELMOR_NEEDS_RECORDER();
-    const Outcome outcome = Recorder().run(
-        [] { return 10 * failure_of([] { GPIO(37, "in").set(1); }) + failure_of([] { GPIO(37, "out").get(); }); });
-    EXPECT_EQ(outcome.result, 22);
-    EXPECT_THAT(outcome.acts, IsEmpty());
+    for (const auto& access : {+[] { GPIO(37, "in").set(1); }, +[] { GPIO(37, "out").get(); }}) {
+        const Outcome outcome = Recorder().run([access] { return failure_of(access); });
+        EXPECT_EQ(outcome.result, refused_direction);
+        EXPECT_THAT(outcome.acts, IsEmpty());
+    }
 }
 
 TEST_F(GPIOTest, DirectionMayBeATemporaryString) {
@@ -201,73 +201,48 @@ TEST_F(GPIOTest, CopyIsALineOfTheSameDirection) {
     EXPECT_EQ(content(direction_file), "out");
 }
 
-// A step that fails: what has been asked of the kernel before and after it.
-
-struct Step {
-    std::string act;
-    std::string bytes;
-};
+// ---- A step that fails: which acts come before and after it
 
 class FailingStep : public GPIOTest, public testing::WithParamInterface<std::size_t> {
 protected:
-    /** The twelve acts of an access. */
-    static std::vector<Step> steps(const std::string& direction) {
-        const std::string value = value_file;
-        std::vector<Step> result = written(export_file, "37");
-        append(result, written(direction_file, direction));
-        if (direction == "out") {
-            append(result, written(value_file, "1"));
-        } else {
-            append(result, {{"open " + value + " r", ""}, {"read " + value, ""}, {"close " + value, ""}});
-        }
-        append(result, written(unexport_file, "37"));
-        return result;
-    }
-
-    /** What remains of them when the nth fails. */
-    static std::vector<std::string> acts_when_failing(const std::vector<Step>& steps, std::size_t nth) {
-        std::vector<std::string> acts;
-        for (std::size_t i = 0; i < nth; ++i) acts.push_back(steps[i].act + steps[i].bytes);
-        acts.push_back(steps[nth].act + steps[nth].bytes + " = EIO");
-        if (nth % 3 == 1) acts.push_back(steps[nth + 1].act);  // a file whose transfer has failed is closed
+    /** What remains of an access's twelve acts when the nth fails. */
+    static Acts acts_when_failing(const Acts& all, std::size_t nth) {
+        Acts acts(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(nth) + 1);
+        acts.back() += " = EIO";
+        if (nth % 3 == 1) acts.push_back(all[nth + 1]);  // a file whose transfer has failed is closed
         const bool in_value = nth / 3 == 2;
-        for (std::size_t i = 9; in_value && i < steps.size(); ++i) acts.push_back(steps[i].act + steps[i].bytes);
+        if (in_value) acts.insert(acts.end(), all.begin() + 9, all.end());
         return acts;
     }
 
-    static void expect(const std::string& direction, const std::function<void()>& access) {
-        const std::vector<Step> all = steps(direction);
-        const Outcome outcome = Recorder().fail(all[GetParam()].act, EIO).run([&] { return failure_of(access); });
-        EXPECT_EQ(outcome.result, 1);
+    /** "write PATH" without its bytes: what the Recorder is to fail. */
+    static std::string without_bytes(const std::string& act) {
+        return act.starts_with("write ") ? act.substr(0, act.rfind(' ')) : act;
+    }
+
+    static void expect_acts(const Acts& all, const std::function<void()>& access) {
+        const Outcome outcome =
+            Recorder().fail(without_bytes(all[GetParam()]), EIO).run([&] { return failure_of(access); });
+        EXPECT_EQ(outcome.result, stream_failure);
         EXPECT_EQ(outcome.acts, acts_when_failing(all, GetParam()));
-    }
-
-private:
-    static std::vector<Step> written(const std::string& path, const std::string& bytes) {
-        return {{"open " + path + " w", ""}, {"write " + path, " " + bytes}, {"close " + path, ""}};
-    }
-
-    static void append(std::vector<Step>& steps, const std::vector<Step>& more) {
-        steps.insert(steps.end(), more.begin(), more.end());
     }
 };
 
 TEST_P(FailingStep, OfSet) {
     VELMOR_NEEDS_RECORDER();
-    expect("out", set_1);
+    expect_acts(set_gpio_acts(37, "1"), set_1);
 }
 
 TEST_P(FailingStep, OfGet) {
     VELMOR_NEEDS_RECORDER();
     put(value_file, "1\n");
-    expect("in", get);
+    expect_acts(gpio_acts(37, "in", read_acts(value_file)), get);
 }
 
 INSTANTIATE_TEST_SUITE_P(GPIO, FailingStep, testing::Range<std::size_t>(0, 12));
 
 TEST_F(GPIOTest, FailingExportAttemptsNothingElse) {
-    testing_support::remove(export_file);
-    put(std::string(export_file) + "/a directory", "");
+    put_directory(export_file);
     EXPECT_THROW(set_1(), std::ios_base::failure);
     EXPECT_THROW(get(), std::ios_base::failure);
     EXPECT_EQ(content(direction_file), "");
@@ -289,7 +264,7 @@ TEST_F(GPIOTest, FailingValueUnexportsTheLine) {
     EXPECT_EQ(content(unexport_file), "37");
 
     put(unexport_file, "");
-    put(std::string(value_file) + "/a directory", "");
+    put_directory(value_file);
     EXPECT_THROW(set_1(), std::ios_base::failure);
     EXPECT_EQ(content(unexport_file), "37");
 }
@@ -304,8 +279,7 @@ TEST_F(GPIOTest, ValueWithoutNumberUnexportsTheLine) {
 }
 
 TEST_F(GPIOTest, FailingUnexportIsAFailure) {
-    testing_support::remove(unexport_file);
-    put(std::string(unexport_file) + "/a directory", "");
+    put_directory(unexport_file);
     EXPECT_THROW(set_1(), std::ios_base::failure);
     EXPECT_EQ(content(value_file), "1");
     EXPECT_THROW(get(), std::ios_base::failure);
@@ -313,10 +287,8 @@ TEST_F(GPIOTest, FailingUnexportIsAFailure) {
 
 TEST_F(GPIOTest, FailureOfTheValueIsReportedAndNotThatOfTheUnexport) {
     // A directory in the value's place: the failure to read it has a text of its own, unlike that of opening a file.
-    testing_support::remove(value_file);
-    put(std::string(value_file) + "/a directory", "");
-    testing_support::remove(unexport_file);
-    put(std::string(unexport_file) + "/a directory", "");
+    put_directory(value_file);
+    put_directory(unexport_file);
     const auto text_of = [](const std::function<void()>& code) -> std::string {
         try {
             code();
@@ -337,7 +309,7 @@ TEST_F(GPIOTest, FailingUnexportAfterAFailingValueIsTriedOnce) {
                                 .fail(std::string("write ") + value_file, EIO)
                                 .fail(std::string("write ") + unexport_file, EINVAL, 0)
                                 .run([] { return failure_of(set_1); });
-    EXPECT_EQ(outcome.result, 1);
+    EXPECT_EQ(outcome.result, stream_failure);
     ASSERT_EQ(outcome.acts.size(), 12U);
     EXPECT_THAT(std::vector(outcome.acts.end() - 5, outcome.acts.end()),
                 ElementsAre("write /sys/class/gpio/gpio37/value 1 = EIO", "close /sys/class/gpio/gpio37/value",
@@ -353,15 +325,14 @@ class OtherNumbers : public std::numpunct<char> {
 };
 
 TEST_F(GPIOTest, ApplicationsLocaleChangesNothing) {
-    put("/sys/class/gpio/gpio1234/direction", "");
-    put("/sys/class/gpio/gpio1234/value", "1.000\n");
+    put_gpio_line(1234, "1.000\n");
     const std::locale before = std::locale::global(std::locale(std::locale::classic(), new OtherNumbers));
     std::ostringstream application;
     application << 1234;
     EXPECT_EQ(application.str(), "1.234");
-    EXPECT_EQ(failure_of([] { EXPECT_EQ(GPIO(1234, "in").get(), 1); }), 0);
+    EXPECT_EQ(failure_of([] { EXPECT_EQ(GPIO(1234, "in").get(), 1); }), none);
     EXPECT_EQ(content(export_file), "1234");
-    EXPECT_EQ(failure_of([] { GPIO(1234, "out").set(5678); }), 0);
+    EXPECT_EQ(failure_of([] { GPIO(1234, "out").set(5678); }), none);
     std::locale::global(before);
     EXPECT_EQ(content("/sys/class/gpio/gpio1234/value"), "5678");
     EXPECT_EQ(content(unexport_file), "1234");

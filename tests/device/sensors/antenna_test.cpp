@@ -6,12 +6,13 @@
 #include <cerrno>
 #include <string>
 
+#include "support/device.h"
 #include "support/files.h"
 #include "support/recorder.h"
 #include "support/thrown.h"
 
-using testing::ElementsAre;
 using testing_support::content;
+using testing_support::gpio;
 using testing_support::Outcome;
 using testing_support::put;
 using testing_support::Recorder;
@@ -20,14 +21,12 @@ using Velmor::Antenna;
 
 namespace {
 
-class AntennaTest : public testing::Test {
+class AntennaTest : public testing_support::DeviceTest {
 protected:
     void SetUp() override {
-        testing_support::reset_device();
-        put("/sys/class/gpio/export", "");
-        put("/sys/class/gpio/unexport", "");
-        put("/sys/class/gpio/gpio37/direction", "in\n");
-        put("/sys/class/gpio/gpio37/value", "0\n");
+        DeviceTest::SetUp();
+        testing_support::put_gpio_line(37, "0\n");
+        put(gpio(37, "direction"), "in\n");
     }
 };
 
@@ -39,16 +38,16 @@ TEST_F(AntennaTest, ConstructionTouchesNothing) {
 
 TEST_F(AntennaTest, SetDrivesTheLineAsAnOutput) {
     Antenna(37).set(1);
-    EXPECT_EQ(content("/sys/class/gpio/export"), "37");
-    EXPECT_EQ(content("/sys/class/gpio/gpio37/direction"), "out");
-    EXPECT_EQ(content("/sys/class/gpio/gpio37/value"), "1");
-    EXPECT_EQ(content("/sys/class/gpio/unexport"), "37");
+    EXPECT_EQ(content(gpio("export")), "37");
+    EXPECT_EQ(content(gpio(37, "direction")), "out");
+    EXPECT_EQ(content(gpio(37, "value")), "1");
+    EXPECT_EQ(content(gpio("unexport")), "37");
 }
 
 TEST_F(AntennaTest, NumbersArePassedThrough) {
     for (const char* value : {"0", "5", "-1", "2147483647", "-2147483648"}) {
         Antenna(37).set(std::stoi(value));
-        EXPECT_EQ(content("/sys/class/gpio/gpio37/value"), value);
+        EXPECT_EQ(content(gpio(37, "value")), value);
     }
 }
 
@@ -58,30 +57,24 @@ TEST_F(AntennaTest, EverySetIsAWholeAccess) {
         Antenna(37).set(0);
         return 0;
     });
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("open /sys/class/gpio/export w", "write /sys/class/gpio/export 37",
-                            "close /sys/class/gpio/export", "open /sys/class/gpio/gpio37/direction w",
-                            "write /sys/class/gpio/gpio37/direction out", "close /sys/class/gpio/gpio37/direction",
-                            "open /sys/class/gpio/gpio37/value w", "write /sys/class/gpio/gpio37/value 0",
-                            "close /sys/class/gpio/gpio37/value", "open /sys/class/gpio/unexport w",
-                            "write /sys/class/gpio/unexport 37", "close /sys/class/gpio/unexport"));
+    EXPECT_EQ(outcome.acts, testing_support::set_gpio_acts(37, "0"));
 }
 
 TEST_F(AntennaTest, LineThatCannotBeWrittenIsAStreamFailure) {
     testing_support::remove("/sys/class/gpio/gpio37");
     EXPECT_EQ(thrown([] { Antenna(37).set(1); }), "stream failure");
-    EXPECT_EQ(content("/sys/class/gpio/unexport"), "") << "its direction could not be set: it stays exported";
+    EXPECT_EQ(content(gpio("unexport")), "") << "its direction could not be set: it stays exported";
     testing_support::remove("/sys/class/gpio");
     EXPECT_EQ(thrown([] { Antenna(37).set(1); }), "stream failure");
 }
 
 TEST_F(AntennaTest, RefusedLevelGivesTheLineBack) {
     VELMOR_NEEDS_RECORDER();
-    Recorder recorder;
-    recorder.fail("write /sys/class/gpio/gpio37/value", EPERM);
-    const Outcome outcome = recorder.run([] { return thrown([] { Antenna(37).set(1); }) == "stream failure" ? 1 : 0; });
+    const Outcome outcome = Recorder().fail("write " + gpio(37, "value"), EPERM).run([] {
+        return thrown([] { Antenna(37).set(1); }) == "stream failure" ? 1 : 0;
+    });
     EXPECT_EQ(outcome.result, 1);
-    EXPECT_EQ(content("/sys/class/gpio/unexport"), "37");
+    EXPECT_EQ(content(gpio("unexport")), "37");
 }
 
 }  // namespace

@@ -7,15 +7,19 @@
 #include <vector>
 
 #include "core/board.h"
+#include "support/acts.h"
+#include "support/device.h"
 #include "support/files.h"
 #include "support/recorder.h"
 #include "support/thrown.h"
 
 using testing::ElementsAre;
 using testing_support::content;
+using testing_support::gpio;
+using testing_support::in_order;
 using testing_support::Outcome;
-using testing_support::put;
 using testing_support::Recorder;
+using testing_support::set_gpio_acts;
 using testing_support::thrown;
 using Velmor::GPIO;
 using Velmor::SerialMux;
@@ -25,24 +29,15 @@ namespace {
 constexpr char wrong_size[] = "invalid_argument IOs and MuxMap values must have the same size";
 constexpr char unsupported[] = "invalid_argument Unsupported port";
 
-std::string value_file(int pin) {
-    return "/sys/class/gpio/gpio" + std::to_string(pin) + "/value";
-}
-
-class SerialMuxTest : public testing::Test {
+class SerialMuxTest : public testing_support::DeviceTest {
 protected:
     void SetUp() override {
-        testing_support::reset_device();
-        put("/sys/class/gpio/export", "");
-        put("/sys/class/gpio/unexport", "");
-        for (const int pin : {11, 22, 33}) {
-            put("/sys/class/gpio/gpio" + std::to_string(pin) + "/direction", "");
-            put(value_file(pin), "old");
-        }
+        DeviceTest::SetUp();
+        for (const int pin : {11, 22, 33}) testing_support::put_gpio_line(pin, "old");
     }
 
     static std::vector<std::string> values() {
-        return {content(value_file(11)), content(value_file(22)), content(value_file(33))};
+        return {content(gpio(11, "value")), content(gpio(22, "value")), content(gpio(33, "value"))};
     }
 
     std::vector<GPIO> two_ = {GPIO(11, GPIO::out()), GPIO(22, GPIO::out())};
@@ -62,37 +57,31 @@ TEST_F(SerialMuxTest, PortSetsTheLinesToItsRow) {
 
 TEST_F(SerialMuxTest, LinesAreSetInOrderEachByAnAccessOfItsOwn) {
     VELMOR_NEEDS_RECORDER();
-    Outcome outcome = Recorder().run([this] {
+    const Outcome outcome = Recorder().run([this] {
         SerialMux(two_, {{3, {1, 0}}}).mux(3);
         return 0;
     });
-    std::erase_if(outcome.acts, [](const std::string& act) { return !act.starts_with("write "); });
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("write /sys/class/gpio/export 11", "write /sys/class/gpio/gpio11/direction out",
-                            "write /sys/class/gpio/gpio11/value 1", "write /sys/class/gpio/unexport 11",
-                            "write /sys/class/gpio/export 22", "write /sys/class/gpio/gpio22/direction out",
-                            "write /sys/class/gpio/gpio22/value 0", "write /sys/class/gpio/unexport 22"));
+    EXPECT_EQ(outcome.acts, in_order({set_gpio_acts(11, "1"), set_gpio_acts(22, "0")}));
 }
 
 TEST_F(SerialMuxTest, PortWithoutARowTouchesNoLine) {
     SerialMux mux(two_, {{0, {1, 0}}});
     for (const int port : {1, -1, 100}) EXPECT_EQ(thrown([&] { mux.mux(port); }), unsupported);
     EXPECT_THAT(values(), ElementsAre("old", "old", "old"));
-    EXPECT_EQ(content("/sys/class/gpio/export"), "");
+    EXPECT_EQ(content(gpio("export")), "");
 }
 
 TEST_F(SerialMuxTest, RowOfAnotherLengthIsRefused) {
-    EXPECT_EQ(thrown([this] { SerialMux(two_, {{0, {1, 0, 1}}}); }), wrong_size);
-    EXPECT_EQ(thrown([this] { SerialMux(two_, {{0, {1}}}); }), wrong_size);
-    EXPECT_EQ(thrown([this] { SerialMux(two_, {{0, {}}}); }), wrong_size);
-    EXPECT_EQ(thrown([this] { SerialMux(two_, {{0, {1, 0}}, {1, {0, 1}}, {2, {1}}}); }), wrong_size);
+    for (const SerialMux::MuxMap& rows :
+         std::vector<SerialMux::MuxMap>{{{0, {1, 0, 1}}}, {{0, {1}}}, {{0, {}}}, {{0, {1, 0}}, {1, {0, 1}}, {2, {1}}}})
+        EXPECT_EQ(thrown([&] { SerialMux(two_, rows); }), wrong_size);
     EXPECT_EQ(thrown([] { SerialMux({}, {{0, {1}}}); }), wrong_size);
 }
 
 TEST_F(SerialMuxTest, EmptyTableIsAcceptedAndSupportsNoPort) {
     SerialMux mux(two_, {});
     EXPECT_EQ(thrown([&] { mux.mux(0); }), unsupported);
-    EXPECT_EQ(content("/sys/class/gpio/export"), "");
+    EXPECT_EQ(content(gpio("export")), "");
 }
 
 TEST_F(SerialMuxTest, NoLinesMakeEmptyRows) {
@@ -105,10 +94,10 @@ TEST_F(SerialMuxTest, FailingLineStopsTheChange) {
     SerialMux mux(three_, {{0, {1, 1, 1}}});
     testing_support::remove("/sys/class/gpio/gpio22");
     EXPECT_EQ(thrown([&] { mux.mux(0); }), "stream failure");
-    EXPECT_EQ(content(value_file(11)), "1");
-    EXPECT_EQ(content(value_file(33)), "old");
-    EXPECT_EQ(content("/sys/class/gpio/export"), "22");
-    EXPECT_EQ(content("/sys/class/gpio/unexport"), "11");
+    EXPECT_EQ(content(gpio(11, "value")), "1");
+    EXPECT_EQ(content(gpio(33, "value")), "old");
+    EXPECT_EQ(content(gpio("export")), "22");
+    EXPECT_EQ(content(gpio("unexport")), "11");
 }
 
 TEST_F(SerialMuxTest, InputLineCannotBeDriven) {
