@@ -14,21 +14,24 @@
 #include "sensors/antenna.h"
 #include "sensors/attitude.h"
 #include "sensors/car_motion.h"
+#include "support/calls.h"
+#include "support/device.h"
 #include "support/fifo.h"
 #include "support/files.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-using testing_support::answer;
+using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::failed;
+using testing_support::gpio;
 using testing_support::joined;
 using testing_support::no_longer_than;
-using testing_support::Out;
+using testing_support::not_supported;
 using testing_support::put;
-using testing_support::reset_device;
+using testing_support::query;
 using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::stream_failure;
@@ -42,21 +45,18 @@ using type = Resource::type;
 
 constexpr char no_space[] = "-1 errno 28";  // what "/dev/full" answers to a write
 
-constexpr char gpio_class[] = "/sys/class/gpio";
 constexpr char radio[] = "/sys/devices/platform/radio.0";
 
-/** An attribute whose driver refuses what is written to it. */
+/** Put an attribute whose driver refuses what is written to it. */
 void put_refusing(const std::string& path) {
     testing_support::remove(path);
     fs::create_directories(fs::path(path).parent_path());
     fs::create_symlink("/dev/full", path);
 }
 
-class FailingResources : public testing::Test {
+class FailingResources : public testing_support::DeviceTest {
 protected:
-    void SetUp() override { reset_device(); }
-
-    static ChildResult play_on(void (*configure)(Board&), const Scenario& scenario) {
+    static ChildResult run_on_board(void (*configure)(Board&), const Scenario& scenario) {
         return run_in_child([&] {
             configuration = configure;
             return scenario();
@@ -70,42 +70,37 @@ class FailingLines : public FailingResources {
 protected:
     void SetUp() override {
         FailingResources::SetUp();
-        put(std::string(gpio_class) + "/export", "");
-        put(std::string(gpio_class) + "/unexport", "");
-        put(std::string(gpio_class) + "/gpio37/direction", "");
-        put(std::string(gpio_class) + "/gpio37/value", "0\n");
+        testing_support::put_gpio_line(37, "0\n");
     }
 };
 
 TEST_F(FailingLines, InputIsNotSetAndOutputNotRead) {
-    const ChildResult child = play_on(
+    const ChildResult child = run_on_board(
         [](Board& board) {
             board.add(type::io + 1, new GPIO(37, GPIO::out()));
             board.add(type::io + 2, new GPIO(37, GPIO::in()));
         },
         [] {
-            Out<io_value_t> value;
-            return joined({answer([] { return io_set(2, 1); }), answer([&] { return io_get(1, value); }, value)});
+            return joined({call(io_set, 2, 1), query<io_value_t>(io_get, 1)});
         });
     EXPECT_EQ(child.output, "-1, -1: untouched");
     EXPECT_EQ(child.error_text,
               failed("io_set", "GPIO direction not valid") + failed("io_get", "GPIO direction not valid"));
-    for (const char* untouched : {"/export", "/unexport", "/gpio37/direction"})
-        EXPECT_EQ(content(std::string(gpio_class) + untouched), "") << untouched;
-    EXPECT_EQ(content(std::string(gpio_class) + "/gpio37/value"), "0\n");
+    for (const std::string& untouched : {gpio("export"), gpio("unexport"), gpio(37, "direction")})
+        EXPECT_EQ(content(untouched), "") << untouched;
+    EXPECT_EQ(content(gpio(37, "value")), "0\n");
 }
 
 class FailingAntennas : public FailingLines {
 protected:
-    static ChildResult play_antennas() {
-        return play_on(
+    static ChildResult run_antennas() {
+        return run_on_board(
             [](Board& board) {
                 board.add(type::wifi_antenna, new Antenna(37));
                 board.add(type::bluetooth_antenna, new Antenna(37));
             },
             [] {
-                return joined(
-                    {answer([] { return wifi_antenna_set(1); }), answer([] { return bluetooth_antenna_set(1); })});
+                return joined({call(wifi_antenna_set, 1), call(bluetooth_antenna_set, 1)});
             });
     }
 
@@ -115,18 +110,18 @@ protected:
 };
 
 TEST_F(FailingAntennas, WithoutGpioLines) {
-    testing_support::remove(gpio_class);
-    const ChildResult child = play_antennas();
+    testing_support::remove("/sys/class/gpio");
+    const ChildResult child = run_antennas();
     EXPECT_EQ(child.output, "-1 errno 2, -1 errno 2");
     EXPECT_EQ(child.error_text, both_failed());
-    EXPECT_FALSE(exists(gpio_class));
+    EXPECT_FALSE(exists("/sys/class/gpio"));
 }
 
 TEST_F(FailingAntennas, WhoseFilesRefuseWhatIsWritten) {
-    for (const char* refusing : {"/export", "/gpio37/direction", "/gpio37/value", "/unexport"}) {
+    for (const std::string& refusing : {gpio("export"), gpio(37, "direction"), gpio(37, "value"), gpio("unexport")}) {
         SetUp();
-        put_refusing(std::string(gpio_class) + refusing);
-        const ChildResult child = play_antennas();
+        put_refusing(refusing);
+        const ChildResult child = run_antennas();
         EXPECT_EQ(child.output, joined({no_space, no_space})) << refusing;
         EXPECT_EQ(child.error_text, both_failed()) << refusing;
     }
@@ -136,21 +131,19 @@ TEST_F(FailingAntennas, WhoseFilesRefuseWhatIsWritten) {
 
 class FailingPower : public FailingResources {
 protected:
-    static ChildResult play_shutdown() {
-        return play_on([](Board& board) { board.add(type::power, new Power); },
-                       [] {
-                           no_longer_than(20);  // success waits forever
-                           return answer([] { return power_shutdown(); });
-                       });
+    static ChildResult run_shutdown() {
+        return run_on_board([](Board& board) { board.add(type::power, new Power); },
+                            [] {
+                                no_longer_than(20);  // success waits forever
+                                return call(power_shutdown);
+                            });
     }
 };
 
 // HAZARD: the program is a script of the test's own; the system's is a link, and is replaced.
 TEST_F(FailingPower, PowerOffProgramThatFailsIsItsExitCode) {
-    testing_support::remove("/sbin/poweroff");
-    put("/sbin/poweroff", "#!/bin/sh\necho \"$0 $#\" >/sys/ran; exit 3\n");
-    fs::permissions("/sbin/poweroff", fs::perms::owner_all);
-    const ChildResult child = play_shutdown();
+    testing_support::put_program("/sbin/poweroff", "echo \"$0 $#\" >/sys/ran; exit 3");
+    const ChildResult child = run_shutdown();
     EXPECT_EQ(child.output, "-3 errno 3");
     EXPECT_EQ(child.error_text, failed("power_shutdown", "No such process"));
     EXPECT_EQ(content("/sys/ran"), "/sbin/poweroff 0\n");
@@ -158,7 +151,7 @@ TEST_F(FailingPower, PowerOffProgramThatFailsIsItsExitCode) {
 
 TEST_F(FailingPower, PowerOffProgramThatIsMissingIsNoEntry) {
     testing_support::remove("/sbin/poweroff");
-    const ChildResult child = play_shutdown();
+    const ChildResult child = run_shutdown();
     EXPECT_EQ(child.output, "-2 errno 2");
     EXPECT_EQ(child.error_text, failed("power_shutdown", "No such file or directory"));
 }
@@ -166,26 +159,19 @@ TEST_F(FailingPower, PowerOffProgramThatIsMissingIsNoEntry) {
 // ---- GPS and motion sensors ----------------------------------------------------------------------------------------
 
 TEST_F(FailingResources, GpsThatIsAbsentIsNotSupported) {
-    const ChildResult child = play_on([](Board&) {},
-                                      [] {
-                                          Out<gps_info_t> info;
-                                          return answer([&] { return gps_info_get(info); }, info);
-                                      });
+    const ChildResult child = run_on_board([](Board&) {}, [] { return query<gps_info_t>(gps_info_get); });
     EXPECT_EQ(child.output, "-95 errno 95: untouched");
-    EXPECT_EQ(child.error_text, failed("gps_info_get", "Operation not supported"));
+    EXPECT_EQ(child.error_text, failed("gps_info_get", not_supported));
 }
 
 TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
-    const ChildResult child = play_on(
+    const ChildResult child = run_on_board(
         [](Board& board) {
             board.add(type::attitude, new Attitude("/dev/input/event0"));
             board.add(type::car_motion, new CarMotion("/dev/input/event1"));
         },
         [] {
-            Out<attitude_t> attitude;
-            Out<car_motion_t> motion;
-            return joined({answer([&] { return attitude_get(attitude); }, attitude),
-                           answer([&] { return car_motion_get(motion); }, motion)});
+            return joined({query<attitude_t>(attitude_get), query<car_motion_t>(car_motion_get)});
         });
     EXPECT_EQ(child.output, "-2 errno 2: untouched, -2 errno 2: untouched");
     EXPECT_EQ(child.error_text, failed("attitude_get", "No such file or directory") +
@@ -197,8 +183,8 @@ TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
 
 class FailingMrfiFiles : public FailingResources {
 protected:
-    static ChildResult play_mrfi(const Scenario& scenario) {
-        return play_on([](Board& board) { board.add(type::mrfi + 1, new MRFI(radio)); }, scenario);
+    static ChildResult run_mrfi(const Scenario& scenario) {
+        return run_on_board([](Board& board) { board.add(type::mrfi + 1, new MRFI(radio)); }, scenario);
     }
 };
 
@@ -212,7 +198,7 @@ struct MrfiFunction {
 class FailingMrfi : public FailingMrfiFiles, public testing::WithParamInterface<MrfiFunction> {
 protected:
     static void expect_failure(const std::string& output) {
-        const ChildResult child = play_mrfi(GetParam().call);
+        const ChildResult child = run_mrfi(GetParam().call);
         EXPECT_EQ(child.output, output + (GetParam().reads ? ": untouched" : ""));
         EXPECT_EQ(child.error_text, failed(GetParam().name, stream_failure));
     }
@@ -238,50 +224,42 @@ TEST_P(FailingMrfi, AttributeThatHoldsNoValueOrRefusesOne) {
 }
 
 template <typename T, typename Function>
-Scenario asking(Function function) {
-    return [function] {
-        Out<T> out;
-        return answer([&] { return function(1, out); }, out);
-    };
+Scenario querying(Function function) {
+    return [function] { return query<T>(function, 1); };
 }
 
 const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
 
 INSTANTIATE_TEST_SUITE_P(
     Functions, FailingMrfi,
-    testing::Values(MrfiFunction{"mrfi_rssi_get", "rssi", true, asking<int>(mrfi_rssi_get)},
-                    MrfiFunction{"mrfi_type_get", "type", true, asking<mrfi_device_type_t>(mrfi_type_get)},
-                    MrfiFunction{"mrfi_address_get", "address", true, asking<mrfi_addr_t>(mrfi_address_get)},
-                    MrfiFunction{"mrfi_autolink_get", "autolink", true, asking<bool>(mrfi_autolink_get)},
-                    MrfiFunction{"mrfi_autolink_set", "autolink", false,
-                                 [] { return answer([] { return mrfi_autolink_set(1, 1); }); }},
-                    MrfiFunction{"mrfi_link", "link", false, [] { return answer([] { return mrfi_link(1, &peer); }); }},
-                    MrfiFunction{"mrfi_unlink", "unlink", false,
-                                 [] { return answer([] { return mrfi_unlink(1, &peer); }); }}),
+    testing::Values(MrfiFunction{"mrfi_rssi_get", "rssi", true, querying<int>(mrfi_rssi_get)},
+                    MrfiFunction{"mrfi_type_get", "type", true, querying<mrfi_device_type_t>(mrfi_type_get)},
+                    MrfiFunction{"mrfi_address_get", "address", true, querying<mrfi_addr_t>(mrfi_address_get)},
+                    MrfiFunction{"mrfi_autolink_get", "autolink", true, querying<bool>(mrfi_autolink_get)},
+                    MrfiFunction{"mrfi_autolink_set", "autolink", false, [] { return call(mrfi_autolink_set, 1, 1); }},
+                    MrfiFunction{"mrfi_link", "link", false, [] { return call(mrfi_link, 1, &peer); }},
+                    MrfiFunction{"mrfi_unlink", "unlink", false, [] { return call(mrfi_unlink, 1, &peer); }}),
     [](const auto& instance) { return instance.param.name; });
 
-// What opening a missing file leaves in errno is nobody's business: the calls succeed.
+// What opening a missing file leaves in errno is unspecified: the calls succeed.
 TEST_F(FailingMrfiFiles, ListsThatAreMissingOrCannotBeReadAreEmpty) {
     const Scenario lists = [] {
         mrfi_enum_ctx* connections = nullptr;
         mrfi_enum_ctx* devices = nullptr;
-        Out<mrfi_connection_t> connection;
-        Out<mrfi_device_t> device;
         const int opened[] = {mrfi_connection_list_open(1, &connections), mrfi_device_list_open(1, &devices)};
         return joined({std::to_string(opened[0]), std::to_string(opened[1]),
-                       answer([&] { return mrfi_connection_list_read(connections, connection); }, connection),
-                       answer([&] { return mrfi_device_list_read(devices, device); }, device),
-                       answer([&] { return mrfi_connection_list_read(connections, connection); }, connection),
-                       answer([&] { return mrfi_device_list_read(devices, device); }, device),
-                       answer([&] { return mrfi_connection_list_close(connections); }),
-                       answer([&] { return mrfi_device_list_close(devices); })});
+                       query<mrfi_connection_t>(mrfi_connection_list_read, connections),
+                       query<mrfi_device_t>(mrfi_device_list_read, devices),
+                       query<mrfi_connection_t>(mrfi_connection_list_read, connections),
+                       query<mrfi_device_t>(mrfi_device_list_read, devices),
+                       call(mrfi_connection_list_close, connections), call(mrfi_device_list_close, devices)});
     };
     constexpr char empty[] = "0, 0, 0: untouched, 0: untouched, 0: untouched, 0: untouched, 0, 0";
-    const ChildResult missing = play_mrfi(lists);
+    const ChildResult missing = run_mrfi(lists);
     EXPECT_EQ(missing.output, empty);
     EXPECT_EQ(missing.error_text, "");
     for (const char* name : {"/connections", "/devices"}) fs::create_directories(std::string(radio) + name);
-    const ChildResult unreadable = play_mrfi(lists);
+    const ChildResult unreadable = run_mrfi(lists);
     EXPECT_EQ(unreadable.output, empty);
     EXPECT_EQ(unreadable.error_text, "");
 }

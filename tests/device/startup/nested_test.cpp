@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
@@ -21,23 +20,26 @@
 #include "configuration.h"
 #include "core/board.h"
 #include "platform/power.h"
+#include "support/calls.h"
 #include "support/fifo.h"
+#include "support/forked.h"
 #include "support/instrumented.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-using testing_support::answer;
 using testing_support::ChildResult;
+using testing_support::end_child;
+using testing_support::ending_of;
+using testing_support::failed;
 using testing_support::joined;
 using testing_support::no_longer_than;
-using testing_support::Out;
+using testing_support::query;
+using testing_support::run_forked;
 using testing_support::run_in_child;
 using testing_support::wait_until;
 using namespace Velmor;
 
 namespace {
-
-constexpr char failed_start[] = "cannot set board resources: no board\nio_get failed: cannot initialize board data\n";
 
 class Level : public IO {
 public:
@@ -53,33 +55,13 @@ void add_line(Board& board, io_value_t level) {
     board.add(Resource::type::io + 3, new Level(level));
 }
 
-std::string ask() {
-    Out<io_value_t> value;
-    return answer([&] { return io_get(3, value); }, value);
-}
-
-/** How a child ends that runs this: "exit 42", "signal 14". */
-std::string ending_of(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? "exit " + std::to_string(WEXITSTATUS(status))
-                             : "signal " + std::to_string(WTERMSIG(status));
-}
-
-template <typename Code>
-pid_t forked(Code code) {
-    const pid_t child = fork();
-    if (child == 0) {
-        no_longer_than(10);
-        _exit(code() ? 42 : 43);
-    }
-    return child;
+std::string query_line() {
+    return query<io_value_t>(io_get, 3);
 }
 
 std::function<void()> on_signal;
 
-/** Has this done by a signal handler of this thread, at once. */
+/** Have a signal handler of this thread do this, at once. */
 void in_signal_handler(const std::function<void()>& code) {
     on_signal = code;
     std::signal(SIGUSR1, [](int) {
@@ -101,21 +83,21 @@ public:
             if (configurations == 1) wait_until([this] { return go_on_.load(); });
             add_line(board, configurations);
         };
-        starter_ = std::thread([this] { answer_ = ask(); });
+        starter_ = std::thread([this] { output_ = query_line(); });
         wait_until([this] { return inside_.load(); });
     }
 
-    /** Let it end; what its call has answered. */
+    /** Let it end: the output of its call. */
     std::string finish() {
         go_on_ = true;
         starter_.join();
-        return answer_;
+        return output_;
     }
 
 private:
     std::atomic<bool> inside_ = false;
     std::atomic<bool> go_on_ = false;
-    std::string answer_;
+    std::string output_;
     std::thread starter_;
 };
 
@@ -123,11 +105,11 @@ TEST(ForkWithinAStart, OfAnotherThreadNeitherWaitsNorIsWaitedFor) {
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
         HeldStart start;
-        const std::string child = ending_of(forked([] { return ask() == "0: 2" && ask() == "0: 2"; }));
+        const std::string child = run_forked([] { return query_line() == "0: 2" && query_line() == "0: 2"; });
         const std::string first = start.finish();
-        return joined({child, first, ask(), std::to_string(configurations)});
+        return joined({child, first, query_line(), std::to_string(configurations)});
     });
-    EXPECT_EQ(result.output, "exit 42, 0: 1, 0: 1, 1");
+    EXPECT_EQ(result.output, "success, 0: 1, 0: 1, 1");
     EXPECT_EQ(result.error_text, "");
 }
 
@@ -140,19 +122,19 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
         HeldStart start;
-        const std::string child = ending_of(forked([] {
+        const std::string child = run_forked([] {
             std::string answers[4];
             std::thread threads[4];
-            for (int i = 0; i < 4; ++i) threads[i] = std::thread([&answers, i] { answers[i] = ask(); });
+            for (int i = 0; i < 4; ++i) threads[i] = std::thread([&answers, i] { answers[i] = query_line(); });
             for (std::thread& thread : threads) thread.join();
             for (const std::string& text : answers)
                 if (text != "0: 2") return false;
             return configurations == 2;
-        }));
+        });
         start.finish();
         return child;
     });
-    EXPECT_EQ(result.output, "exit 42");
+    EXPECT_EQ(result.output, "success");
 }
 
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
@@ -161,13 +143,13 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
         std::string child;
         configuration = [&child](Board& board) {
             if (configurations == 1)
-                in_signal_handler([&] { child = ending_of(forked([] { return ask() == "0: 2"; })); });
+                in_signal_handler([&] { child = run_forked([] { return query_line() == "0: 2"; }); });
             add_line(board, configurations);
         };
-        const std::string first = ask();
-        return joined({child, first, ask()});
+        const std::string first = query_line();
+        return joined({child, first, query_line()});
     });
-    EXPECT_EQ(result.output, "exit 42, 0: 1, 0: 1");
+    EXPECT_EQ(result.output, "success, 0: 1, 0: 1");
     EXPECT_EQ(result.error_text, "");
 }
 
@@ -181,16 +163,16 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
                 if (configurations == 1) {
                     in_signal_handler([&] {
                         child = fork();
-                        if (child == 0 && child_calls) ask();
+                        if (child == 0 && child_calls) query_line();
                     });
                 }
                 add_line(board, configurations);
             };
-            const std::string first = ask();
-            if (child == 0) _exit(joined({first, ask()}) == (child_calls ? "0: 2, 0: 2" : "0: 1, 0: 1") ? 42 : 43);
+            const std::string first = query_line();
+            if (child == 0) end_child(joined({first, query_line()}) == (child_calls ? "0: 2, 0: 2" : "0: 1, 0: 1"));
             return joined({ending_of(child), first});
         });
-        EXPECT_EQ(result.output, "exit 42, 0: 1") << child_calls;
+        EXPECT_EQ(result.output, "success, 0: 1") << child_calls;
     }
 }
 
@@ -213,7 +195,7 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
         std::thread waiter([&] {
             waits = true;
             io_get(3, &second);  // errno is not looked at: the wait has been interrupted
-            if (child_of_a_waiting_thread == 0) _exit(second == 2 ? 42 : 43);
+            if (child_of_a_waiting_thread == 0) end_child(second == 2);
         });
         wait_until([&] { return waits.load(); });
         std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets it run into the mutex
@@ -224,7 +206,7 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
         waiter.join();
         return joined({child, first, std::to_string(second)});
     });
-    EXPECT_EQ(result.output, "exit 42, 0: 1, 1");
+    EXPECT_EQ(result.output, "success, 0: 1, 1");
 }
 
 TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
@@ -233,9 +215,9 @@ TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
             add_line(board, configurations);
             throw 42;
         };
-        return joined({ask(), ending_of(forked([] { return ask() == "0: 1"; })), ask()});
+        return joined({query_line(), run_forked([] { return query_line() == "0: 1"; }), query_line()});
     });
-    EXPECT_EQ(result.output, "-1: untouched, exit 42, 0: 1");
+    EXPECT_EQ(result.output, "-1: untouched, success, 0: 1");
 }
 
 // ---- Fork handlers of the application ------------------------------------------------------------------------------
@@ -243,7 +225,7 @@ TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
 int calls_of_handlers = 0;
 
 void call_in_handler() {
-    if (ask() == "0: 1") ++calls_of_handlers;
+    if (query_line() == "0: 1") ++calls_of_handlers;
 }
 
 class ForkHandlers : public testing::TestWithParam<bool> {};
@@ -254,12 +236,12 @@ TEST_P(ForkHandlers, MayCallTheLibrary) {
         configuration = [](Board& board) { add_line(board, 1); };
         const bool registered_first = GetParam();
         if (registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
-        const std::string first = ask();
+        const std::string first = query_line();
         if (!registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
-        const std::string child = ending_of(forked([] { return calls_of_handlers == 2 && ask() == "0: 1"; }));
+        const std::string child = run_forked([] { return calls_of_handlers == 2 && query_line() == "0: 1"; });
         return joined({first, child, std::to_string(calls_of_handlers)});
     });
-    EXPECT_EQ(result.output, "0: 1, exit 42, 2");
+    EXPECT_EQ(result.output, "0: 1, success, 2");
 }
 
 INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
@@ -270,10 +252,10 @@ TEST(ForkHandlers, MayMakeTheFirstCall) {
         no_longer_than(10);
         configuration = [](Board& board) { add_line(board, 1); };
         pthread_atfork(nullptr, nullptr, call_in_handler);
-        const std::string child = ending_of(forked([] { return calls_of_handlers == 1 && ask() == "0: 1"; }));
-        return joined({child, ask()});
+        const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == "0: 1"; });
+        return joined({child, query_line()});
     });
-    EXPECT_EQ(result.output, "exit 42, 0: 1");
+    EXPECT_EQ(result.output, "success, 0: 1");
 }
 
 // ---- Calls within a start ------------------------------------------------------------------------------------------
@@ -283,32 +265,32 @@ TEST(CallWithinAStart, OfTheSameThreadFailsInsteadOfWaitingForItself) {
         no_longer_than(10);
         std::string nested;
         configuration = [&nested](Board& board) {
-            in_signal_handler([&] { nested = ask(); });
+            in_signal_handler([&] { nested = query_line(); });
             add_line(board, 1);
         };
-        const std::string first = ask();
-        return joined({nested, first, ask()});
+        const std::string first = query_line();
+        return joined({nested, first, query_line()});
     });
     EXPECT_EQ(result.output, "-35 errno 35: untouched, 0: 1, 0: 1");
-    EXPECT_EQ(result.error_text, "io_get failed: Resource deadlock avoided\n");
+    EXPECT_EQ(result.error_text, failed("io_get", "Resource deadlock avoided"));
 }
 
-/** Standard error that asks the library for something for each text, but not for a text of that. */
-class AskingBuffer : public std::streambuf {
+/** Standard error that calls the library for each text, but not for one that this call prints. */
+class CallingBuffer : public std::streambuf {
 public:
     std::string output;
 
 private:
     std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
-        if (!asking_) {
-            asking_ = true;
-            output += ask() + ", ";
-            asking_ = false;
+        if (!calling_) {
+            calling_ = true;
+            output += query_line() + ", ";
+            calling_ = false;
         }
         return length;
     }
 
-    bool asking_ = false;
+    bool calling_ = false;
 };
 
 TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
@@ -318,9 +300,9 @@ TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
             if (configurations == 1) throw std::runtime_error("no board");
             add_line(board, configurations);
         };
-        AskingBuffer buffer;
+        CallingBuffer buffer;
         std::streambuf* const before = std::cerr.rdbuf(&buffer);
-        const std::string first = ask();
+        const std::string first = query_line();
         std::cerr.rdbuf(before);
         return first + ", " + buffer.output;
     });
@@ -345,10 +327,10 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         dup2(pipe_ends[1], STDERR_FILENO);
 
         std::atomic<bool> returned = false;
-        std::thread starter([&] { returned = (ask(), true); });
+        std::thread starter([&] { returned = (query_line(), true); });
         wait_until([&] { return fails.load(); });
-        const std::string other = ask();
-        const std::string child = ending_of(forked([] { return ask() == "0: 2"; }));
+        const std::string other = query_line();
+        const std::string child = run_forked([] { return query_line() == "0: 2"; });
         const std::string held_up = returned ? "not held up" : "held up";
         char text[4096];
         while (!returned) {
@@ -358,14 +340,14 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         dup2(standard_error, STDERR_FILENO);
         return joined({held_up, other, child});
     });
-    EXPECT_EQ(result.output, "held up, 0: 2, exit 42");
+    EXPECT_EQ(result.output, "held up, 0: 2, success");
 }
 
 // ---- Calls within a call -------------------------------------------------------------------------------------------
 
 /** A signal handler calls the library between the program's start and the wait for the end of the system. */
 class InterruptedPower : public Power {
-    void run_program(const std::string& /*path*/) override { in_signal_handler(ask); }
+    void run_program(const std::string& /*path*/) override { in_signal_handler(query_line); }
 };
 
 TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
@@ -375,7 +357,7 @@ TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
             add_line(board, 1);
             board.add(Resource::type::power, new InterruptedPower);
         };
-        ask();
+        query_line();
         pthread_t thread = {};
         pthread_create(
             &thread, nullptr, [](void*) -> void* { return power_reboot(), nullptr; }, nullptr);
@@ -385,15 +367,6 @@ TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
         return status == PTHREAD_CANCELED ? "cancelled" : "returned";
     });
     EXPECT_EQ(result.output, "cancelled");
-}
-
-TEST(FailedStart, ReportsBeforeItsCall) {
-    const ChildResult result = run_in_child([] {
-        configuration = [](Board&) { throw std::runtime_error("no board"); };
-        return ask();
-    });
-    EXPECT_EQ(result.output, "-1: untouched");
-    EXPECT_EQ(result.error_text, failed_start);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <linux/input.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
@@ -38,23 +37,30 @@
 #include "serial/serial_alt_func.h"
 #include "serial/serial_device.h"
 #include "serial/serial_mux.h"
+#include "support/calls.h"
+#include "support/device.h"
 #include "support/fifo.h"
 #include "support/files.h"
+#include "support/forked.h"
 #include "support/instrumented.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-using testing_support::answer;
+using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
+using testing_support::failed;
+using testing_support::gpio;
 using testing_support::joined;
 using testing_support::no_longer_than;
-using testing_support::Out;
+using testing_support::not_supported;
 using testing_support::put;
-using testing_support::reset_device;
+using testing_support::query;
+using testing_support::query_es;
 using testing_support::run_in_child;
 using testing_support::Scenario;
+using testing_support::stream_failure;
 using testing_support::wait_until;
 using namespace Velmor;
 
@@ -114,7 +120,7 @@ extern "C" int ioctl(int /*fd*/, unsigned long request, ...) noexcept {
 
 namespace {
 
-/** A line whose reading is what the test says. */
+/** A line that the test reads through a function of its own. */
 class Line : public IO {
 public:
     explicit Line(std::function<io_value_t()> reading) : reading_(std::move(reading)) {}
@@ -129,14 +135,8 @@ void add_line(Board& board, int io, std::function<io_value_t()> reading) {
     board.add(type::io + io, new Line(std::move(reading)));
 }
 
-std::string ask_io(int io) {
-    Out<io_value_t> value;
-    return answer([&] { return io_get(io, value); }, value);
-}
-
-std::string ask_es() {
-    Out<bool> present;
-    return answer([&] { return es_present(present); }, present);
+std::string query_io(int io) {
+    return query<io_value_t>(io_get, io);
 }
 
 // ---- Exceptions out of the configuration ---------------------------------------------------------------------------
@@ -148,7 +148,7 @@ TEST(BoardStart, ConfigurationIsCalledOnceOnAnEmptyBoard) {
             empty = !board.present(type::platform);
             add_line(board, 3, [] { return 33; });
         };
-        return joined({ask_io(3), ask_io(3), empty ? "empty" : "not empty", std::to_string(configurations)});
+        return joined({query_io(3), query_io(3), empty ? "empty" : "not empty", std::to_string(configurations)});
     });
     EXPECT_EQ(result.output, "0: 33, 0: 33, empty, 1");
     EXPECT_EQ(result.error_text, "");
@@ -160,19 +160,23 @@ TEST(BoardStart, ExceptionOfAnotherKindIsReportedAndThePartialBoardPublishedByTh
             add_line(board, 3, [] { return 33; });
             throw 42;
         };
-        return joined({ask_io(3), ask_io(3), ask_io(4), ask_io(3), std::to_string(configurations)});
+        return joined({query_io(3), query_io(3), query_io(4), query_io(3), std::to_string(configurations)});
     });
     EXPECT_EQ(result.output, "-1: untouched, 0: 33, -95 errno 95: untouched, 0: 33, 1");
-    EXPECT_EQ(result.error_text, "io_get unhandled exception\nio_get failed: Operation not supported\n");
+    EXPECT_EQ(result.error_text, "io_get unhandled exception\n" + failed("io_get", not_supported));
 }
 
 struct Thrown {
     std::string name;
-    std::function<void()> thrower;
+    void (*throw_it)();
     std::string text;
 };
 
 constexpr char long_name[] = "sixteen--letters";
+
+void make_mux_with_a_long_row() {
+    new SerialMux({GPIO(39, GPIO::out())}, {{5, {1, 0}}});
+}
 
 class FailingConfiguration : public testing::TestWithParam<Thrown> {};
 
@@ -180,16 +184,16 @@ TEST_P(FailingConfiguration, IsReportedWithItsTextAndTriedAgainOnANewBoard) {
     const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             if (configurations == 1) add_line(board, 4, [] { return 44; });
-            if (configurations < 3) GetParam().thrower();
+            if (configurations < 3) GetParam().throw_it();
             add_line(board, 3, [] { return 33; });
         };
-        return joined({ask_io(3), ask_es(), ask_io(3), ask_io(4), std::to_string(configurations)});
+        return joined({query_io(3), query_es(), query_io(3), query_io(4), std::to_string(configurations)});
     });
     const std::string start = "cannot set board resources: " + GetParam().text + "\n";
     EXPECT_EQ(result.output, "-1: untouched, -1: untouched, 0: 33, -95 errno 95: untouched, 3");
-    EXPECT_EQ(result.error_text, start + "io_get failed: cannot initialize board data\n" + start +
-                                     "es_present failed: cannot initialize board data\n" +
-                                     "io_get failed: Operation not supported\n");
+    constexpr char verdict[] = "cannot initialize board data";
+    EXPECT_EQ(result.error_text, start + failed("io_get", verdict) + start + failed("es_present", verdict) +
+                                     failed("io_get", not_supported));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -199,18 +203,13 @@ INSTANTIATE_TEST_SUITE_P(
         Thrown{"SystemError", [] { throw std::system_error(EBUSY, std::system_category()); },
                "Device or resource busy"},
         Thrown{"SystemErrorWithCodeZero", [] { throw std::system_error(0, std::system_category()); }, "Success"},
-        Thrown{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); },
-               "basic_ios::clear: iostream error"},
+        Thrown{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); }, stream_failure},
         Thrown{"NoMemory", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
         Thrown{"LineOfNoDirection", [] { new GPIO(37, "OUT"); }, "GPIO direction not valid"},
         Thrown{"WifiWithALongName", [] { new Wifi(long_name, 3); }, "device name is too long"},
         Thrown{"BluetoothWithALongName", [] { new Bluetooth(long_name, 3); }, "device name is too long"},
         Thrown{"SerialDeviceWithALongName", [] { new SerialDevice(long_name, 9600, 0); }, "device name is too long"},
-        Thrown{"SerialMuxWithALongRow",
-               [] {
-                   new SerialMux({GPIO(39, GPIO::out())}, {{5, {1, 0}}});
-               },
-               "IOs and MuxMap values must have the same size"},
+        Thrown{"SerialMuxWithALongRow", make_mux_with_a_long_row, "IOs and MuxMap values must have the same size"},
         Thrown{"PlainException", [] { throw std::exception(); }, "std::exception"}),
     [](const auto& instance) { return instance.param.name; });
 
@@ -230,7 +229,7 @@ TEST(BoardStart, FailedStartDestroysNoResource) {
             board.add(type::gps, new Watched(destroyed));
             throw std::runtime_error("no board");
         };
-        return joined({ask_es(), destroyed ? "destroyed" : "alive"});
+        return joined({query_es(), destroyed ? "destroyed" : "alive"});
     });
     EXPECT_EQ(result.output, "-1: untouched, alive");
 }
@@ -250,31 +249,31 @@ TEST(BoardStart, FailureLeavesErrnoAsTheConfigurationLeftIt) {
             errno = EXDEV;
             throw std::runtime_error("no board");
         };
-        return ask_es();
+        return query_es();
     });
     EXPECT_EQ(result.output, "-1 errno " + std::to_string(EXDEV) + ": untouched");
 }
 
 // ---- Exceptions out of resources -----------------------------------------------------------------------------------
 
-struct Answered {
+struct Translated {
     std::string name;
-    std::function<void()> thrower;
+    void (*throw_it)();
     std::string output;
     std::string line;
 };
 
-class FailingResource : public testing::TestWithParam<Answered> {};
+class FailingResource : public testing::TestWithParam<Translated> {};
 
-TEST_P(FailingResource, IsAnsweredByTheFrame) {
+TEST_P(FailingResource, IsTranslatedByTheFrame) {
     const ChildResult result = run_in_child([] {
         configuration = [](Board& board) {
             add_line(board, 3, [] {
-                GetParam().thrower();
+                GetParam().throw_it();
                 return 1;
             });
         };
-        return ask_io(3);
+        return query_io(3);
     });
     EXPECT_EQ(result.output, GetParam().output + ": untouched");
     EXPECT_EQ(result.error_text, GetParam().line);
@@ -282,19 +281,30 @@ TEST_P(FailingResource, IsAnsweredByTheFrame) {
 
 INSTANTIATE_TEST_SUITE_P(
     Frame, FailingResource,
-    testing::Values(Answered{"SystemError", [] { throw std::system_error(EIO, std::system_category()); }, "-5 errno 5",
-                             "io_get failed: Input/output error\n"},
-                    Answered{"SystemErrorWithCodeZeroLooksLikeSuccess",
-                             [] { throw std::system_error(0, std::system_category()); }, "0 errno 0",
-                             "io_get failed: Success\n"},
-                    Answered{"SystemErrorWithNegativeCode",
-                             [] { throw std::system_error(-3, std::system_category(), "odd"); }, "3 errno -3",
-                             "io_get failed: odd: " + std::system_category().message(-3) + "\n"},
-                    Answered{"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); }, "-1",
-                             "io_get failed: basic_ios::clear: iostream error\n"},
-                    Answered{"RangeError", [] { throw std::range_error("color out of range"); }, "-1",
-                             "io_get failed: color out of range\n"},
-                    Answered{"Number", [] { throw 42; }, "-1", "io_get unhandled exception\n"}),
+    testing::Values(Translated{.name = "SystemError",
+                               .throw_it = [] { throw std::system_error(EIO, std::system_category()); },
+                               .output = "-5 errno 5",
+                               .line = failed("io_get", "Input/output error")},
+                    Translated{.name = "SystemErrorWithCodeZeroLooksLikeSuccess",
+                               .throw_it = [] { throw std::system_error(0, std::system_category()); },
+                               .output = "0 errno 0",
+                               .line = failed("io_get", "Success")},
+                    Translated{.name = "SystemErrorWithNegativeCode",
+                               .throw_it = [] { throw std::system_error(-3, std::system_category(), "odd"); },
+                               .output = "3 errno -3",
+                               .line = failed("io_get", "odd: " + std::system_category().message(-3))},
+                    Translated{.name = "StreamFailure",
+                               .throw_it = [] { throw std::ios_base::failure("basic_ios::clear"); },
+                               .output = "-1",
+                               .line = failed("io_get", stream_failure)},
+                    Translated{.name = "RangeError",
+                               .throw_it = [] { throw std::range_error("color out of range"); },
+                               .output = "-1",
+                               .line = failed("io_get", "color out of range")},
+                    Translated{.name = "Number",
+                               .throw_it = [] { throw 42; },
+                               .output = "-1",
+                               .line = "io_get unhandled exception\n"}),
     [](const auto& instance) { return instance.param.name; });
 
 // ---- The library mutex is for the start only -----------------------------------------------------------------------
@@ -309,7 +319,7 @@ TEST(Frame, OperationMayCallTheLibrary) {
                 return io_get(3, &value) == 0 ? value + 1 : -1;
             });
         };
-        return ask_io(4);
+        return query_io(4);
     });
     EXPECT_EQ(result.output, "0: 34");
 }
@@ -328,9 +338,9 @@ TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
             });
         };
         std::string blocked;
-        std::thread thread([&] { blocked = ask_io(4); });
+        std::thread thread([&] { blocked = query_io(4); });
         wait_until([&] { return inside.load(); });
-        const std::string other = ask_io(3);
+        const std::string other = query_io(3);
         go_on = true;
         thread.join();
         return joined({other, blocked});
@@ -341,12 +351,12 @@ TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
 TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
     const ChildResult result = run_in_child([] {
         configuration = [](Board& board) { add_line(board, 3, [] { return 33; }); };
-        const auto refused = [] { return lock_is_refused = true, ask_io(3); };
-        return joined({refused(), refused(), std::to_string(configurations), ask_io(3)});
+        const auto refused = [] { return lock_is_refused = true, query_io(3); };
+        return joined({refused(), refused(), std::to_string(configurations), query_io(3)});
     });
     EXPECT_EQ(result.output, "-11 errno 11: untouched, -11 errno 11: untouched, 0, 0: 33");
-    constexpr char line[] = "io_get failed: Resource temporarily unavailable\n";
-    EXPECT_EQ(result.error_text, std::string(line) + line);
+    const std::string line = failed("io_get", "Resource temporarily unavailable");
+    EXPECT_EQ(result.error_text, line + line);
 }
 
 // The child has the parent's mutex in hand, which its other threads do not look at.
@@ -360,29 +370,27 @@ TEST(Frame, ForkWhileTheMutexIsLockedLetsTheChildStartOneBoard) {
         configuration = [&child](Board& board) {
             add_line(board, 3, [] { return configurations; });
             if (child != 0) return;
-            other = std::thread([] { ask_io(3); });
+            other = std::thread([] { query_io(3); });
             std::this_thread::sleep_for(std::chrono::milliseconds(100));  // a second start has time to begin
         };
         on_lock = [&child] { child = fork(); };
-        const std::string output = ask_io(3);
+        const std::string output = query_io(3);
         if (child == 0) {
             other.join();
-            _exit(output == "0: 1" && ask_io(3) == "0: 1" ? 42 : 43);
+            testing_support::end_child(output == "0: 1" && query_io(3) == "0: 1");
         }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return joined({output, std::to_string(WEXITSTATUS(status))});
+        return joined({output, testing_support::ending_of(child)});
     });
-    EXPECT_EQ(result.output, "0: 1, 42");
+    EXPECT_EQ(result.output, "0: 1, success");
 }
 
 // Another thread could hold it while a child is forked.
 TEST(Frame, StartedBoardNeedsNoMutex) {
     const ChildResult result = run_in_child([] {
         configuration = [](Board& board) { add_line(board, 3, [] { return 33; }); };
-        ask_io(3);
+        query_io(3);
         lock_is_refused = true;
-        return joined({ask_io(3), lock_is_refused ? "mutex left alone" : "mutex asked for"});
+        return joined({query_io(3), lock_is_refused ? "mutex left alone" : "mutex taken"});
     });
     EXPECT_EQ(result.output, "0: 33, mutex left alone");
 }
@@ -391,9 +399,8 @@ TEST(Frame, NullPointerIsRefusedBeforeTheMutex) {
     const ChildResult result = run_in_child([] {
         configuration = [](Board&) {};
         lock_is_refused = true;
-        const std::string refused = answer([] { return io_get(3, nullptr); });
-        return joined(
-            {refused, lock_is_refused ? "mutex left alone" : "mutex asked for", std::to_string(configurations)});
+        const std::string refused = call(io_get, 3, nullptr);
+        return joined({refused, lock_is_refused ? "mutex left alone" : "mutex taken", std::to_string(configurations)});
     });
     EXPECT_EQ(result.output, "-22 errno 22, mutex left alone, 0");
     EXPECT_EQ(result.error_text, "");
@@ -408,7 +415,7 @@ TEST(Frame, OperationRunsWithCancellationOff) {
                 return state == PTHREAD_CANCEL_DISABLE ? 1 : 0;
             });
         };
-        return ask_io(3);
+        return query_io(3);
     });
     EXPECT_EQ(result.output, "0: 1");
 }
@@ -416,6 +423,10 @@ TEST(Frame, OperationRunsWithCancellationOff) {
 // ---- The functions of the families that this device lacks ----------------------------------------------------------
 
 constexpr char radio[] = "/sys/devices/platform/radio.0";
+
+std::string radio_file(const std::string& name) {
+    return std::string(radio) + "/" + name;
+}
 
 /** A board with one resource of each of them. */
 void equip(Board& board) {
@@ -429,26 +440,22 @@ void equip(Board& board) {
     board.add(type::serial_alt_func + 3, new SerialAltFunc({0, 1}, 114));
 }
 
-class EquippedBoard : public testing::Test {
+class EquippedBoard : public testing_support::DeviceTest {
 protected:
-    EquippedBoard() {
-        reset_device();
+    void SetUp() override {
+        DeviceTest::SetUp();
         put("/sys/leds", "1 2 3\n");
-        for (const char* line : {"gpio37", "gpio38", "gpio39"}) {
-            put(std::string("/sys/class/gpio/") + line + "/direction", "");
-            put(std::string("/sys/class/gpio/") + line + "/value", "");
-        }
-        for (const char* name : {"rssi", "type", "address", "autolink", "link", "unlink"})
-            put(std::string(radio) + "/" + name, "1\n");
-        put(std::string(radio) + "/connections", "0x12340001 1f 2 -60 1 0\n");
-        put(std::string(radio) + "/devices", "0x12340001 3 7 probe\n");
+        for (const int pin : {37, 38, 39}) testing_support::put_gpio_line(pin);
+        for (const char* name : {"rssi", "type", "address", "autolink", "link", "unlink"}) put(radio_file(name), "1\n");
+        put(radio_file("connections"), "0x12340001 1f 2 -60 1 0\n");
+        put(radio_file("devices"), "0x12340001 3 7 probe\n");
         put("/dev/attitude", "");
         put("/dev/motion", "");
         put("/sys/devices/platform/gpio-keys/keys", "114\n");
         put("/sys/devices/platform/gpio-keys/disabled_keys", "114\n");
     }
 
-    static ChildResult play_equipped(const Scenario& scenario) {
+    static ChildResult run_equipped(const Scenario& scenario) {
         return run_in_child([&] {
             configuration = equip;
             return scenario();
@@ -457,79 +464,61 @@ protected:
 };
 
 TEST_F(EquippedBoard, LedColor) {
-    const ChildResult result = play_equipped([] {
+    const ChildResult result = run_equipped([] {
         const led_color_t wanted = {255, 0, 16};
         const led_color_t too_bright = {256, 0, 0};
-        Out<led_color_t> color;
-        return joined({answer([&] { return led_color_get(0, color); }, color),
-                       answer([&] { return led_color_set(0, &wanted); }),
-                       answer([&] { return led_color_set(0, &too_bright); })});
+        return joined({query<led_color_t>(led_color_get, 0), call(led_color_set, 0, &wanted),
+                       call(led_color_set, 0, &too_bright)});
     });
     EXPECT_EQ(result.output, "0: 1 2 3, 0, -1");
-    EXPECT_EQ(result.error_text, "led_color_set failed: color out of range\n");
+    EXPECT_EQ(result.error_text, failed("led_color_set", "color out of range"));
     EXPECT_EQ(content("/sys/leds"), "255 0 16");
 }
 
 TEST_F(EquippedBoard, Antennas) {
-    put("/sys/class/gpio/export", "");
-    put("/sys/class/gpio/unexport", "");
-    const ChildResult result = play_equipped([] {
-        return joined({answer([] { return wifi_antenna_set(1); }), answer([] { return bluetooth_antenna_set(0); })});
+    const ChildResult result = run_equipped([] {
+        return joined({call(wifi_antenna_set, 1), call(bluetooth_antenna_set, 0)});
     });
     EXPECT_EQ(result.output, "0, 0");
-    EXPECT_EQ(content("/sys/class/gpio/gpio37/value"), "1");
-    EXPECT_EQ(content("/sys/class/gpio/gpio38/value"), "0");
+    EXPECT_EQ(content(gpio(37, "value")), "1");
+    EXPECT_EQ(content(gpio(38, "value")), "0");
 }
 
 TEST_F(EquippedBoard, MrfiAttributes) {
-    put(std::string(radio) + "/rssi", "-61\n");
-    put(std::string(radio) + "/address", "0x12345678\n");
-    const ChildResult result = play_equipped([] {
+    put(radio_file("rssi"), "-61\n");
+    put(radio_file("address"), "0x12345678\n");
+    const ChildResult result = run_equipped([] {
         const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
         const mrfi_addr_t nobody = {{0, 0, 0, 0}};
-        Out<int> rssi;
-        Out<mrfi_device_type_t> kind;
-        Out<mrfi_addr_t> address;
-        Out<bool> on;
-        Out<bool> off;
-        return joined(
-            {answer([&] { return mrfi_rssi_get(1, rssi); }, rssi), answer([&] { return mrfi_type_get(1, kind); }, kind),
-             answer([&] { return mrfi_address_get(1, address); }, address),
-             answer([&] { return mrfi_autolink_get(1, on); }, on), answer([] { return mrfi_autolink_set(1, 256); }),
-             answer([&] { return mrfi_autolink_get(1, off); }, off), answer([&] { return mrfi_link(1, &peer); }),
-             answer([&] { return mrfi_unlink(1, &nobody); }), answer([&] { return mrfi_link(0, &peer); })});
+        return joined({query<int>(mrfi_rssi_get, 1), query<mrfi_device_type_t>(mrfi_type_get, 1),
+                       query<mrfi_addr_t>(mrfi_address_get, 1), query<bool>(mrfi_autolink_get, 1),
+                       call(mrfi_autolink_set, 1, 256), query<bool>(mrfi_autolink_get, 1), call(mrfi_link, 1, &peer),
+                       call(mrfi_unlink, 1, &nobody), call(mrfi_link, 0, &peer)});
     });
     EXPECT_EQ(result.output, "0: -61, 0: 1, 0: 78 56 34 12 , 0: true, 0, 0: false, 0, 0, -95 errno 95");
-    EXPECT_EQ(content(std::string(radio) + "/autolink"), "0");
-    EXPECT_EQ(content(std::string(radio) + "/link"), "0xab0001");
-    EXPECT_EQ(content(std::string(radio) + "/unlink"), "0");
+    EXPECT_EQ(content(radio_file("autolink")), "0");
+    EXPECT_EQ(content(radio_file("link")), "0xab0001");
+    EXPECT_EQ(content(radio_file("unlink")), "0");
 }
 
 TEST_F(EquippedBoard, MrfiAutolinkTakesAnyLowByteAsOn) {
-    const ChildResult result = play_equipped([] { return answer([] { return mrfi_autolink_set(1, 0x102); }); });
+    const ChildResult result = run_equipped([] { return call(mrfi_autolink_set, 1, 0x102); });
     EXPECT_EQ(result.output, "0");
-    EXPECT_EQ(content(std::string(radio) + "/autolink"), "1");
+    EXPECT_EQ(content(radio_file("autolink")), "1");
 }
 
 TEST_F(EquippedBoard, MrfiLists) {
-    const ChildResult result = play_equipped([] {
+    const ChildResult result = run_equipped([] {
         mrfi_enum_ctx* connections = nullptr;
         mrfi_enum_ctx* devices = nullptr;
-        Out<mrfi_connection_t> connection;
-        Out<mrfi_connection_t> no_connection;
-        Out<mrfi_device_t> device;
-        Out<mrfi_device_t> no_device;
-        return joined({answer([&] { return mrfi_connection_list_open(1, &connections); }),
-                       answer([&] { return mrfi_connection_list_read(connections, nullptr); }),
-                       answer([&] { return mrfi_connection_list_read(connections, connection); }, connection),
-                       answer([&] { return mrfi_connection_list_read(connections, no_connection); }, no_connection),
-                       answer([&] { return mrfi_connection_list_read(connections, no_connection); }, no_connection),
-                       answer([&] { return mrfi_connection_list_close(connections); }),
-                       answer([&] { return mrfi_device_list_open(1, &devices); }),
-                       answer([&] { return mrfi_device_list_read(devices, nullptr); }),
-                       answer([&] { return mrfi_device_list_read(devices, device); }, device),
-                       answer([&] { return mrfi_device_list_read(devices, no_device); }, no_device),
-                       answer([&] { return mrfi_device_list_close(devices); })});
+        return joined(
+            {call(mrfi_connection_list_open, 1, &connections), call(mrfi_connection_list_read, connections, nullptr),
+             query<mrfi_connection_t>(mrfi_connection_list_read, connections),
+             query<mrfi_connection_t>(mrfi_connection_list_read, connections),
+             query<mrfi_connection_t>(mrfi_connection_list_read, connections),
+             call(mrfi_connection_list_close, connections), call(mrfi_device_list_open, 1, &devices),
+             call(mrfi_device_list_read, devices, nullptr), query<mrfi_device_t>(mrfi_device_list_read, devices),
+             query<mrfi_device_t>(mrfi_device_list_read, devices), call(mrfi_device_list_close, devices)});
     });
     // The reserved bits keep the 0x5A that they had: 0x16 above the two flags.
     EXPECT_EQ(result.output,
@@ -538,51 +527,39 @@ TEST_F(EquippedBoard, MrfiLists) {
     EXPECT_EQ(result.error_text, "");
 }
 
+std::string query_motion_sensors() {
+    return joined({query<attitude_t>(attitude_get), query<car_motion_t>(car_motion_get)});
+}
+
 TEST_F(EquippedBoard, MotionSensors) {
-    const ChildResult result = play_equipped([] {
-        Out<attitude_t> attitude;
-        Out<car_motion_t> motion;
-        return joined({answer([&] { return attitude_get(attitude); }, attitude),
-                       answer([&] { return car_motion_get(motion); }, motion)});
-    });
+    const ChildResult result = run_equipped(query_motion_sensors);
     EXPECT_EQ(result.output, "0: -1 -2 -3, 0: -1 backwards");
     EXPECT_EQ(result.error_text, "");
 }
 
 TEST_F(EquippedBoard, MotionSensorsReportTheirDevicesErrno) {
-    const ChildResult result = play_equipped([] {
+    const ChildResult result = run_equipped([] {
         axes_error = ENODEV;
-        Out<attitude_t> attitude;
-        Out<car_motion_t> motion;
-        return joined({answer([&] { return attitude_get(attitude); }, attitude),
-                       answer([&] { return car_motion_get(motion); }, motion)});
+        return query_motion_sensors();
     });
     EXPECT_EQ(result.output, "-19 errno 19: untouched, -19 errno 19: untouched");
-    EXPECT_EQ(result.error_text, "attitude_get failed: No such device\ncar_motion_get failed: No such device\n");
+    EXPECT_EQ(result.error_text, failed("attitude_get", "No such device") + failed("car_motion_get", "No such device"));
 }
 
 TEST_F(EquippedBoard, SerialMultiplexer) {
-    put("/sys/class/gpio/export", "");
-    put("/sys/class/gpio/unexport", "");
-    const ChildResult result = play_equipped([] {
-        return joined({answer([] { return serial_mux(2, 5); }), answer([] { return serial_mux(2, 6); })});
-    });
+    const ChildResult result = run_equipped([] { return joined({call(serial_mux, 2, 5), call(serial_mux, 2, 6)}); });
     EXPECT_EQ(result.output, "0, -1");
-    EXPECT_EQ(result.error_text, "serial_mux failed: Unsupported port\n");
-    EXPECT_EQ(content("/sys/class/gpio/gpio39/value"), "1");
+    EXPECT_EQ(result.error_text, failed("serial_mux", "Unsupported port"));
+    EXPECT_EQ(content(gpio(39, "value")), "1");
 }
 
 TEST_F(EquippedBoard, SerialAlternateFunctions) {
-    const ChildResult result = play_equipped([] {
-        Out<bool> key;
-        Out<bool> other;
-        return joined({answer([&] { return serial_alt_func_has(3, 1, key); }, key),
-                       answer([&] { return serial_alt_func_has(3, 2, other); }, other),
-                       answer([] { return serial_alt_func_set(3, 1); }),
-                       answer([] { return serial_alt_func_set(3, 2); })});
+    const ChildResult result = run_equipped([] {
+        return joined({query<bool>(serial_alt_func_has, 3, 1), query<bool>(serial_alt_func_has, 3, 2),
+                       call(serial_alt_func_set, 3, 1), call(serial_alt_func_set, 3, 2)});
     });
     EXPECT_EQ(result.output, "0: true, 0: false, 0, -22 errno 22");
-    EXPECT_EQ(result.error_text, "serial_alt_func_set failed: Invalid argument\n");
+    EXPECT_EQ(result.error_text, failed("serial_alt_func_set", "Invalid argument"));
     EXPECT_EQ(content("/sys/devices/platform/gpio-keys/disabled_keys"), "0,");
 }
 
