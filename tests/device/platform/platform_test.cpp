@@ -9,12 +9,14 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <ostream>
 #include <set>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/device.h"
 #include "support/files.h"
 #include "support/recorder.h"
 #include "support/thrown.h"
@@ -22,10 +24,10 @@
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing_support::expect_call;
 using testing_support::Outcome;
 using testing_support::put;
 using testing_support::Recorder;
-using testing_support::run_unrecorded;
 using testing_support::thrown;
 using Velmor::Platform;
 
@@ -88,10 +90,19 @@ platform_info_t info() {
     return result;
 }
 
-class PlatformTest : public testing::Test {
-protected:
-    void SetUp() override { testing_support::reset_device(); }
-};
+constexpr char stream_failure[] = "stream failure";
+
+/** What a query of the record throws. */
+std::string info_failure() {
+    return thrown([] { info(); });
+}
+
+/** What the constructor throws. */
+std::string construction_failure() {
+    return thrown([] { Platform(); });
+}
+
+class PlatformTest : public testing_support::DeviceTest {};
 
 // ---- The record
 
@@ -247,28 +258,20 @@ class PlatformFile : public PlatformTest, public testing::WithParamInterface<std
 protected:
     bool is_forgiven() const { return GetParam().ends_with("serial_number"); }
     bool is_number() const { return !GetParam().ends_with("status") && !GetParam().ends_with("fs_version"); }
-
-    static std::string failure() {
-        return thrown([] { info(); });
-    }
 };
 
 TEST_P(PlatformFile, MissingOrUnparsableFailsTheQuery) {
-    const std::string expected = is_forgiven() ? "nothing" : "stream failure";
-    for (const char* text : {"", " \n"}) {
+    const std::string expected = is_forgiven() ? "nothing" : stream_failure;
+    std::vector<std::string> texts = {"", " \n"};
+    if (is_number() && !is_forgiven()) texts.insert(texts.end(), {"x1\n", "-\n", "99999999999\n"});
+    for (const std::string& text : texts) {
         put(GetParam(), text);
-        EXPECT_EQ(failure(), expected) << "\"" << text << "\"";
-    }
-    if (is_number() && !is_forgiven()) {
-        for (const char* text : {"x1\n", "-\n", "99999999999\n"}) {
-            put(GetParam(), text);
-            EXPECT_EQ(failure(), expected) << "\"" << text << "\"";
-        }
+        EXPECT_EQ(info_failure(), expected) << "\"" << text << "\"";
     }
     testing_support::remove(GetParam());
-    EXPECT_EQ(failure(), expected) << "missing";
+    EXPECT_EQ(info_failure(), expected) << "missing";
     std::filesystem::create_directory(GetParam());
-    EXPECT_EQ(failure(), expected) << "directory";
+    EXPECT_EQ(info_failure(), expected) << "directory";
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, PlatformFile, testing::ValuesIn(files_of_info()), name_of_file);
@@ -278,7 +281,7 @@ TEST_F(PlatformTest, FilesAreLookedAtOneAfterTheOther) {
     testing_support::remove(record("splash_version_major"));
     platform_info_t result = sentinel();
     Platform platform;
-    EXPECT_EQ(thrown([&] { platform.info_get(&result, sizeof result); }), "stream failure");
+    EXPECT_EQ(thrown([&] { platform.info_get(&result, sizeof result); }), stream_failure);
     EXPECT_EQ(result.boot_version_development, 0);
     EXPECT_EQ(result.splash_date_year, 2025);
     EXPECT_EQ(result.splash_version_major, 0xA5);
@@ -288,7 +291,7 @@ TEST_F(PlatformTest, FilesAreLookedAtOneAfterTheOther) {
 
 TEST_F(PlatformTest, FileSystemVersionNeedsBothWords) {
     put("/etc/fs_version", "2.1.3R17D\n");
-    EXPECT_EQ(thrown([] { info(); }), "stream failure");
+    EXPECT_EQ(info_failure(), stream_failure);
 }
 
 TEST_F(PlatformTest, SerialNumberIsTheFirstWordCutTo31Characters) {
@@ -320,83 +323,116 @@ TEST_F(PlatformTest, SerialNumberWhoseReadFailsIsEmpty) {
 
 // ---- The file system's texts
 
-struct VersionText {
-    const char* text;
-    int major, minor, revision;
-    char status;
-    int build, development;
+struct Version {
+    int major = 0, minor = 0, revision = 0;
+    char status = '\0';
+    int build = 0, development = 0;
+
+    bool operator==(const Version&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Version& version) {
+        return out << version.major << '.' << version.minor << '.' << version.revision << " status " << +version.status
+                   << " build " << version.build << " development " << version.development;
+    }
 };
 
-class PlatformFsVersion : public PlatformTest, public testing::WithParamInterface<VersionText> {};
-
-TEST_P(PlatformFsVersion, IsReadAsFarAsItGoes) {
-    platform_info_t result = sentinel();
-    Platform().fs_version_parse(result, GetParam().text);
-    EXPECT_EQ(result.fs_version_major, GetParam().major);
-    EXPECT_EQ(result.fs_version_minor, GetParam().minor);
-    EXPECT_EQ(result.fs_version_revision, GetParam().revision);
-    EXPECT_EQ(result.fs_version_status, GetParam().status);
-    EXPECT_EQ(result.fs_version_build, GetParam().build);
-    EXPECT_EQ(result.fs_version_development, GetParam().development);
+Version fs_version(const platform_info_t& info) {
+    return {.major = info.fs_version_major,
+            .minor = info.fs_version_minor,
+            .revision = info.fs_version_revision,
+            .status = info.fs_version_status,
+            .build = info.fs_version_build,
+            .development = info.fs_version_development};
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Whole, PlatformFsVersion,
-    testing::Values(VersionText{"2.1.3R17D", 2, 1, 3, 'R', 17, 1}, VersionText{"1..7b2", 1, 0, 7, 'b', 2, 0},
-                    VersionText{"10.20.30.40", 10, 20, 30, '.', 40, 0}, VersionText{"2.1.3R17d", 2, 1, 3, 'R', 17, 0},
-                    VersionText{"2.1.3R17XD", 2, 1, 3, 'R', 17, 0}, VersionText{"2.1.3R17DX", 2, 1, 3, 'R', 17, 1},
-                    VersionText{"2.1.3RD", 2, 1, 3, 'R', 0, 1}, VersionText{"2.1.3DD", 2, 1, 3, 'D', 0, 1},
-                    VersionText{"2.1.R17", 2, 1, 0, 'R', 17, 0}, VersionText{".1.3R17", 0, 1, 3, 'R', 17, 0},
-                    VersionText{"..R", 0, 0, 0, 'R', 0, 0}));
-INSTANTIATE_TEST_SUITE_P(
-    Short, PlatformFsVersion,
-    testing::Values(VersionText{"", 0, 0, 0, '\0', 0, 0}, VersionText{"2", 2, 0, 0, '\0', 0, 0},
-                    VersionText{"2.", 2, 0, 0, '\0', 0, 0}, VersionText{"2.1", 2, 1, 0, '\0', 0, 0},
-                    VersionText{"2.1.", 2, 1, 0, '\0', 0, 0}, VersionText{"2.1.3", 2, 1, 3, '\0', 0, 0},
-                    VersionText{"2.1.3R", 2, 1, 3, 'R', 0, 0}, VersionText{"2.1.3R17", 2, 1, 3, 'R', 17, 0}));
-INSTANTIATE_TEST_SUITE_P(NotNumbers, PlatformFsVersion,
-                         testing::Values(VersionText{"x.y.zR1", 0, 0, 0, 'z', 0, 0},
-                                         VersionText{"2a.1b.3R17", 2, 1, 3, 'R', 17, 0},
-                                         VersionText{"300.257.259R260", 44, 1, 3, 'R', 4, 0},
-                                         VersionText{"2147483648.1.3R99999999999", 0, 1, 3, 'R', 0, 0},
-                                         VersionText{"99999999999.99999999999.99999999999R1", 0, 0, 0, 'R', 1, 0}));
+TEST_F(PlatformTest, FileSystemVersionIsReadAsFarAsItGoes) {
+    const struct {
+        const char* text;
+        Version expected;
+    } rows[] = {
+        // Whole
+        {"2.1.3R17D", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17, .development = 1}},
+        {"1..7b2", {.major = 1, .revision = 7, .status = 'b', .build = 2}},
+        {"10.20.30.40", {.major = 10, .minor = 20, .revision = 30, .status = '.', .build = 40}},
+        {"2.1.3R17d", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17}},
+        {"2.1.3R17XD", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17}},
+        {"2.1.3R17DX", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17, .development = 1}},
+        {"2.1.3RD", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .development = 1}},
+        {"2.1.3DD", {.major = 2, .minor = 1, .revision = 3, .status = 'D', .development = 1}},
+        {"2.1.R17", {.major = 2, .minor = 1, .status = 'R', .build = 17}},
+        {".1.3R17", {.minor = 1, .revision = 3, .status = 'R', .build = 17}},
+        {"..R", {.status = 'R'}},
+        // Short
+        {"", {}},
+        {"2", {.major = 2}},
+        {"2.", {.major = 2}},
+        {"2.1", {.major = 2, .minor = 1}},
+        {"2.1.", {.major = 2, .minor = 1}},
+        {"2.1.3", {.major = 2, .minor = 1, .revision = 3}},
+        {"2.1.3R", {.major = 2, .minor = 1, .revision = 3, .status = 'R'}},
+        {"2.1.3R17", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17}},
+        // Not numbers
+        {"x.y.zR1", {.status = 'z'}},
+        {"2a.1b.3R17", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17}},
+        {"300.257.259R260", {.major = 44, .minor = 1, .revision = 3, .status = 'R', .build = 4}},
+        {"2147483648.1.3R99999999999", {.minor = 1, .revision = 3, .status = 'R'}},
+        {"99999999999.99999999999.99999999999R1", {.status = 'R', .build = 1}},
+    };
+    for (const auto& row : rows) {
+        platform_info_t result = sentinel();
+        Platform().fs_version_parse(result, row.text);
+        EXPECT_EQ(fs_version(result), row.expected) << row.text;
+    }
+}
 
-struct DateText {
-    const char* text;
-    int day, month, year;
+struct Date {
+    int day = 0, month = 0, year = 0;
+
+    bool operator==(const Date&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Date& date) {
+        return out << date.day << '/' << date.month << '/' << date.year;
+    }
 };
 
-class PlatformFsDate : public PlatformTest, public testing::WithParamInterface<DateText> {};
-
-TEST_P(PlatformFsDate, IsReadAsFarAsItGoes) {
-    platform_info_t result = sentinel();
-    Platform().fs_date_parse(result, GetParam().text);
-    EXPECT_EQ(result.fs_date_day, GetParam().day);
-    EXPECT_EQ(result.fs_date_month, GetParam().month);
-    EXPECT_EQ(result.fs_date_year, GetParam().year);
+Date fs_date(const platform_info_t& info) {
+    return {.day = info.fs_date_day, .month = info.fs_date_month, .year = info.fs_date_year};
 }
 
-INSTANTIATE_TEST_SUITE_P(Whole, PlatformFsDate,
-                         testing::Values(DateText{"24/12/2025", 24, 12, 2025}, DateText{"5//2013", 5, 0, 2013},
-                                         DateText{"//2013", 0, 0, 2013}, DateText{"05/09/65535", 5, 9, 65535},
-                                         DateText{"1/2/2013/4", 1, 2, 2013}));
-INSTANTIATE_TEST_SUITE_P(Short, PlatformFsDate,
-                         testing::Values(DateText{"", 0, 0, 0}, DateText{"5", 5, 0, 0}, DateText{"5/", 5, 0, 0},
-                                         DateText{"5/6", 5, 6, 0}, DateText{"5/6/", 5, 6, 0}, DateText{"//", 0, 0, 0}));
-INSTANTIATE_TEST_SUITE_P(NotNumbers, PlatformFsDate,
-                         testing::Values(DateText{"x/y/z", 0, 0, 0}, DateText{"5x/6y/7z", 5, 6, 7},
-                                         DateText{"1/2/65537", 1, 2, 0}, DateText{"300/2147483648/1", 44, 0, 1}));
+TEST_F(PlatformTest, FileSystemDateIsReadAsFarAsItGoes) {
+    const struct {
+        const char* text;
+        Date expected;
+    } rows[] = {
+        // Whole
+        {"24/12/2025", {.day = 24, .month = 12, .year = 2025}},
+        {"5//2013", {.day = 5, .year = 2013}},
+        {"//2013", {.year = 2013}},
+        {"05/09/65535", {.day = 5, .month = 9, .year = 65535}},
+        {"1/2/2013/4", {.day = 1, .month = 2, .year = 2013}},
+        // Short
+        {"", {}},
+        {"5", {.day = 5}},
+        {"5/", {.day = 5}},
+        {"5/6", {.day = 5, .month = 6}},
+        {"5/6/", {.day = 5, .month = 6}},
+        {"//", {}},
+        // Not numbers
+        {"x/y/z", {}},
+        {"5x/6y/7z", {.day = 5, .month = 6, .year = 7}},
+        {"1/2/65537", {.day = 1, .month = 2}},
+        {"300/2147483648/1", {.day = 44, .year = 1}},
+    };
+    for (const auto& row : rows) {
+        platform_info_t result = sentinel();
+        Platform().fs_date_parse(result, row.text);
+        EXPECT_EQ(fs_date(result), row.expected) << row.text;
+    }
+}
 
 TEST_F(PlatformTest, FileSystemTextsAreTheTwoWordsOfTheirFile) {
     put("/etc/fs_version", "\n 1..7b2\n5//2013 more\n");
     const platform_info_t result = info();
-    EXPECT_EQ(result.fs_version_major, 1);
-    EXPECT_EQ(result.fs_version_revision, 7);
-    EXPECT_EQ(result.fs_version_status, 'b');
-    EXPECT_EQ(result.fs_version_build, 2);
-    EXPECT_EQ(result.fs_date_day, 5);
-    EXPECT_EQ(result.fs_date_month, 0);
-    EXPECT_EQ(result.fs_date_year, 2013);
+    EXPECT_EQ(fs_version(result), (Version{.major = 1, .revision = 7, .status = 'b', .build = 2}));
+    EXPECT_EQ(fs_date(result), (Date{.day = 5, .year = 2013}));
 }
 
 // ---- The hardware table
@@ -468,11 +504,11 @@ TEST_F(PlatformTest, Version2LacksField11AndFindsField16InByte5) {
 TEST_F(PlatformTest, UnknownTableVersionIsNoDevice) {
     for (const int version : {4, 0, -1}) {
         put_table(version, table({}));
-        EXPECT_EQ(thrown([] { Platform(); }),
+        EXPECT_EQ(construction_failure(),
                   "system_error 19 Invalid PHT table version " + std::to_string(version) + ": No such device");
     }
     testing_support::remove(record("pht"));
-    EXPECT_EQ(thrown([] { Platform(); }), "system_error 19 Invalid PHT table version -1: No such device")
+    EXPECT_EQ(construction_failure(), "system_error 19 Invalid PHT table version -1: No such device")
         << "the table itself is not looked at";
 }
 
@@ -481,19 +517,19 @@ TEST_F(PlatformTest, TableThatCannotBeReadIsAStreamFailure) {
         testing_support::reset_device();
         for (const char* text : {"", " \n"}) {
             put(record(key), text);
-            EXPECT_EQ(thrown([] { Platform(); }), "stream failure") << key;
+            EXPECT_EQ(construction_failure(), stream_failure) << key;
         }
         testing_support::remove(record(key));
-        EXPECT_EQ(thrown([] { Platform(); }), "stream failure") << key;
+        EXPECT_EQ(construction_failure(), stream_failure) << key;
     }
     testing_support::reset_device();
     put(record("pht_version"), "one\n");
-    EXPECT_EQ(thrown([] { Platform(); }), "stream failure");
+    EXPECT_EQ(construction_failure(), stream_failure);
 }
 
 TEST_F(PlatformTest, TableWithoutMarkIsRefused) {
     put(record("pht"), "2912342804022d\n");
-    EXPECT_EQ(thrown([] { Platform(); }), "invalid_argument platform hardware table has no \"x\" before its digits");
+    EXPECT_EQ(construction_failure(), "invalid_argument platform hardware table has no \"x\" before its digits");
 }
 
 TEST_F(PlatformTest, ShortTableIsZeroBehindItsEnd) {
@@ -530,26 +566,26 @@ TEST_F(PlatformTest, IdentitiesAreFieldsOfTheTable) {
     EXPECT_EQ(second.mid_get(), 0xCAFEU);
 }
 
-TEST_F(PlatformTest, IdentitiesAskForTheirFields) {
-    struct Asked : Platform {
+TEST_F(PlatformTest, IdentitiesReadTheirFields) {
+    struct ReadFields : Platform {
         std::uint32_t field_get(std::uint32_t id) override {
             fields.insert(id);
             return id;
         }
         std::set<std::uint32_t> fields;
     };
-    Asked platform;
-    const auto asked = [&platform] { return std::exchange(platform.fields, {}); };
+    ReadFields platform;
+    const auto fields_read = [&platform] { return std::exchange(platform.fields, {}); };
     EXPECT_EQ(platform.uid_get(), 0x0405);
-    EXPECT_THAT(asked(), ElementsAre(4, 5));
+    EXPECT_THAT(fields_read(), ElementsAre(4, 5));
     EXPECT_EQ(platform.oemid_get(), 6U);
-    EXPECT_THAT(asked(), ElementsAre(6));
+    EXPECT_THAT(fields_read(), ElementsAre(6));
     EXPECT_EQ(platform.mid_get(), 0x1617U);
-    EXPECT_THAT(asked(), ElementsAre(22, 23));
+    EXPECT_THAT(fields_read(), ElementsAre(22, 23));
     EXPECT_EQ(platform.can_manuf_code_get(), 0x030C);
-    EXPECT_THAT(asked(), ElementsAre(11, 12));
+    EXPECT_THAT(fields_read(), ElementsAre(11, 12));
     EXPECT_EQ(platform.can_unique_num_get(), 0x0D0E0FU);
-    EXPECT_THAT(asked(), ElementsAre(13, 14, 15));
+    EXPECT_THAT(fields_read(), ElementsAre(13, 14, 15));
 }
 
 TEST_F(PlatformTest, CanManufacturerCodeIsElevenBits) {
@@ -596,22 +632,24 @@ protected:
 };
 
 TEST_F(PlatformCanFallback, IsTheSerialNumbersLastSixDigits) {
-    EXPECT_EQ(number_of("AB12C0FFEE"), 0x00FFEEU);
-    EXPECT_EQ(number_of("ab123f0102"), 0x1F0102U);
-    EXPECT_EQ(number_of("123456"), 0x123456U);
-    EXPECT_EQ(number_of("FFFFFF"), 0x1FFFFFU);
-}
-
-TEST_F(PlatformCanFallback, PairThatIsNoNumberIsZero) {
-    EXPECT_EQ(number_of("XX1G3456"), 0x013456U);
-    EXPECT_EQ(number_of("G13456"), 0x003456U);
-    EXPECT_EQ(number_of("12zz56"), 0x120056U);
-    EXPECT_EQ(number_of("1234-Z"), 0x123400U);
-}
-
-TEST_F(PlatformCanFallback, ShortSerialNumberIsZero) {
-    EXPECT_EQ(number_of("12345"), 0U);
-    EXPECT_EQ(number_of("1"), 0U);
+    const struct {
+        const char* serial;
+        std::uint32_t number;
+    } rows[] = {
+        {"AB12C0FFEE", 0x00FFEE},
+        {"ab123f0102", 0x1F0102},
+        {"123456", 0x123456},
+        {"FFFFFF", 0x1FFFFF},
+        // A pair that is no number is 0.
+        {"XX1G3456", 0x013456},
+        {"G13456", 0x003456},
+        {"12zz56", 0x120056},
+        {"1234-Z", 0x123400},
+        // Too short.
+        {"12345", 0},
+        {"1", 0},
+    };
+    for (const auto& row : rows) EXPECT_EQ(number_of(row.serial), row.number) << row.serial;
     testing_support::remove(record("serial_number"));
     EXPECT_EQ(Platform().can_unique_num_get(), 0U);
 }
@@ -624,7 +662,7 @@ TEST_F(PlatformCanFallback, LongSerialNumberEndsWhereTheRecordDoes) {
               0x0A0B0CU);
 }
 
-TEST_F(PlatformCanFallback, AsksForTheRecord) {
+TEST_F(PlatformCanFallback, ReadsTheRecordThroughItsOwnOperation) {
     struct OtherRecord : Platform {
         void info_get(platform_info_t* info, std::size_t size) override {
             EXPECT_EQ(size, sizeof *info);
@@ -640,7 +678,7 @@ TEST_F(PlatformCanFallback, ReadsEveryFileOfTheRecord) {
         testing_support::reset_device();
         testing_support::remove(file);
         EXPECT_EQ(thrown([&] { platform.can_unique_num_get(); }),
-                  file.ends_with("serial_number") ? "nothing" : "stream failure")
+                  file.ends_with("serial_number") ? "nothing" : stream_failure)
             << file;
     }
 }
@@ -648,49 +686,36 @@ TEST_F(PlatformCanFallback, ReadsEveryFileOfTheRecord) {
 // ---- The exported functions. In processes of their own: a board that has started stays.
 
 TEST_F(PlatformTest, NullPointersAreInvalid) {
-    const std::vector<int (*)()> calls = {
-        [] { return platform_info_get(nullptr, sizeof(platform_info_t)); },
-        [] { return platform_uid_get(nullptr); },
-        [] { return platform_oemid_get(nullptr); },
-        [] { return platform_mid_get(nullptr); },
-        [] { return platform_can_manuf_code_get(nullptr); },
-        [] { return platform_can_unique_num_get(nullptr); },
-    };
-    for (std::size_t i = 0; i < calls.size(); ++i) {
-        const Outcome outcome = run_unrecorded(calls[i]);
-        EXPECT_EQ(outcome.result, -22) << i;
-        EXPECT_EQ(outcome.error, 22) << i;
-        EXPECT_EQ(outcome.error_text, "") << i;
-    }
+    expect_call([] { return platform_info_get(nullptr, sizeof(platform_info_t)); }, -22, 22, "");
+    expect_call([] { return platform_uid_get(nullptr); }, -22, 22, "");
+    expect_call([] { return platform_oemid_get(nullptr); }, -22, 22, "");
+    expect_call([] { return platform_mid_get(nullptr); }, -22, 22, "");
+    expect_call([] { return platform_can_manuf_code_get(nullptr); }, -22, 22, "");
+    expect_call([] { return platform_can_unique_num_get(nullptr); }, -22, 22, "");
 }
 
 TEST_F(PlatformTest, UnreadableRecordReturnsMinusOneAndPrintsOneLine) {
     testing_support::remove(record("os_date_day"));
-    const Outcome outcome = run_unrecorded([] {
+    const auto get_info = [] {
         platform_info_t result = {};
         return platform_info_get(&result, sizeof result);
-    });
-    EXPECT_EQ(outcome.result, -1);
-    EXPECT_EQ(outcome.error, 2) << "what the failed open has left in errno";
-    EXPECT_EQ(outcome.error_text, "platform_info_get failed: basic_ios::clear: iostream error\n");
+    };
+    // errno 2 is what the failed open has left.
+    expect_call(get_info, -1, 2, "platform_info_get failed: basic_ios::clear: iostream error\n");
 }
 
 TEST_F(PlatformTest, CanNumbersReturnNotSupportedInVersion2) {
     put_table(2, table({}));
-    Outcome outcome = run_unrecorded([] {
+    const auto get_code = [] {
         std::uint16_t code = 0;
         return platform_can_manuf_code_get(&code);
-    });
-    EXPECT_EQ(outcome.result, -95);
-    EXPECT_EQ(outcome.error, 95);
-    EXPECT_EQ(outcome.error_text, "platform_can_manuf_code_get failed: Operation not supported\n");
-    outcome = run_unrecorded([] {
+    };
+    const auto get_number = [] {
         std::uint32_t number = 0;
         return platform_can_unique_num_get(&number);
-    });
-    EXPECT_EQ(outcome.result, -95);
-    EXPECT_EQ(outcome.error, 95);
-    EXPECT_EQ(outcome.error_text, "platform_can_unique_num_get failed: Operation not supported\n");
+    };
+    expect_call(get_code, -95, 95, "platform_can_manuf_code_get failed: Operation not supported\n");
+    expect_call(get_number, -95, 95, "platform_can_unique_num_get failed: Operation not supported\n");
 }
 
 }  // namespace

@@ -9,20 +9,25 @@
 
 #include "access/cancellation.h"
 #include "stand_ins.h"
+#include "support/acts.h"
+#include "support/device.h"
 #include "support/files.h"
 #include "support/recorder.h"
 #include "support/thrown.h"
 #include "velmor.h"
 #include "waiting_thread.h"
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::content;
+using testing_support::expect_call;
+using testing_support::in_order;
 using testing_support::Outcome;
 using testing_support::put;
+using testing_support::put_program;
 using testing_support::Recorder;
 using testing_support::run_unrecorded;
 using testing_support::thrown;
+using testing_support::write_acts;
 using Velmor::Power;
 
 namespace {
@@ -33,11 +38,6 @@ protected:
         ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/plain-files";
         testing_support::reset_device();
         ASSERT_TRUE(stand_ins::reset());
-    }
-
-    static void program(const std::string& path, const std::string& body) {
-        put(path, "#!/bin/sh\n" + body + "\n");
-        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     }
 
     /** Whether the code has come to the endless wait, three sleeps of one second. */
@@ -54,21 +54,21 @@ protected:
 };
 
 TEST_F(PowerTest, RebootRunsItsProgramAndWaitsForever) {
-    program("/sbin/reboot", "echo reboot $# >/sys/ran");
-    program("/sbin/poweroff", "echo poweroff >/sys/ran");
+    put_program("/sbin/reboot", "echo reboot $# >/sys/ran");
+    put_program("/sbin/poweroff", "echo poweroff >/sys/ran");
     EXPECT_TRUE(waits_forever([] { Power().reboot(); }));
     EXPECT_EQ(content("/sys/ran"), "reboot 0\n");
 }
 
 TEST_F(PowerTest, ShutdownRunsItsProgramAndWaitsForever) {
-    program("/sbin/reboot", "echo reboot >/sys/ran");
-    program("/sbin/poweroff", "echo poweroff $# >/sys/ran");
+    put_program("/sbin/reboot", "echo reboot >/sys/ran");
+    put_program("/sbin/poweroff", "echo poweroff $# >/sys/ran");
     EXPECT_TRUE(waits_forever([] { Power().shutdown(); }));
     EXPECT_EQ(content("/sys/ran"), "poweroff 0\n");
 }
 
 TEST_F(PowerTest, ProgramKilledByASignalCountsAsSuccess) {
-    program("/sbin/reboot", "kill -KILL $$");
+    put_program("/sbin/reboot", "kill -KILL $$");
     EXPECT_TRUE(waits_forever([] { Power().reboot(); }));
 }
 
@@ -86,8 +86,8 @@ TEST_F(PowerTest, ProgramThatMayNotBeExecutedIsAccessDenied) {
 }
 
 TEST_F(PowerTest, ExitCodeOfTheProgramIsTheError) {
-    program("/sbin/reboot", "exit 1");
-    program("/sbin/poweroff", "exit 3");
+    put_program("/sbin/reboot", "exit 1");
+    put_program("/sbin/poweroff", "exit 3");
     EXPECT_EQ(thrown([] { Power().reboot(); }), "system_error 1 Operation not permitted");
     EXPECT_EQ(thrown([] { Power().shutdown(); }), "system_error 3 No such process");
     EXPECT_THAT(stand_ins::state.calls, IsEmpty());
@@ -124,9 +124,10 @@ TEST_F(PowerTest, SuspendIsOneWrite) {
         return thrown([] { Power().suspend(); }) == "nothing" ? 1 : 0;
     });
     EXPECT_EQ(outcome.result, 1);
-    EXPECT_THAT(outcome.acts,
-                ElementsAre("open /sys/power/state w", "write /sys/power/state mem", "close /sys/power/state",
-                            "open /sys/power/state w", "write /sys/power/state mem = EBUSY", "close /sys/power/state"));
+    testing_support::Acts expected =
+        in_order({write_acts("/sys/power/state", "mem"), write_acts("/sys/power/state", "mem")});
+    expected[4] += " = EBUSY";
+    EXPECT_EQ(outcome.acts, expected);
 }
 
 TEST_F(PowerTest, ThreadCanBeCancelledInTheEndlessWait) {
@@ -158,17 +159,10 @@ TEST_F(PowerTest, ThreadThatLetsNobodyCancelItIsNotCancelled) {
 // ---- The exported functions. In processes of their own: a board that has started stays.
 
 TEST_F(PowerTest, RebootReturnsMinusTheErrorOfItsProgram) {
-    program("/sbin/reboot", "exit 3");
-    Outcome outcome = run_unrecorded(power_reboot);
-    EXPECT_EQ(outcome.result, -3);
-    EXPECT_EQ(outcome.error, 3);
-    EXPECT_EQ(outcome.error_text, "power_reboot failed: No such process\n");
-
+    put_program("/sbin/reboot", "exit 3");
+    expect_call(power_reboot, -3, 3, "power_reboot failed: No such process\n");
     testing_support::remove("/sbin/reboot");
-    outcome = run_unrecorded(power_reboot);
-    EXPECT_EQ(outcome.result, -2);
-    EXPECT_EQ(outcome.error, 2);
-    EXPECT_EQ(outcome.error_text, "power_reboot failed: No such file or directory\n");
+    expect_call(power_reboot, -2, 2, "power_reboot failed: No such file or directory\n");
 }
 
 TEST_F(PowerTest, SuspendReturnsZeroEvenWhereItCannotBeWritten) {
