@@ -26,19 +26,22 @@
 #include "sensors/radio.h"
 #include "sensors/thermal.h"
 #include "serial/serial_device.h"
+#include "support/device.h"
 #include "support/files.h"
 
 using testing::ElementsAre;
 using testing_support::content;
 using testing_support::put;
-using testing_support::reset_device;
 using namespace Velmor;
 
 namespace {
 
 using type = Resource::type;
 
-constexpr char backlight[] = "/sys/class/backlight/pwm-backlight.0";
+constexpr char table[] = "/proc/platform/pht";
+constexpr char table_version[] = "/proc/platform/pht_version";
+constexpr char max_brightness[] = "/sys/class/backlight/pwm-backlight.0/max_brightness";
+constexpr char pwm_period[] = "/sys/devices/platform/mxc_pwm.1/period";
 constexpr char pwm[] = "/sys/devices/platform/mxc_pwm.1";
 
 /** Keeps what is offered to it, in order, and registers as ever. */
@@ -85,15 +88,13 @@ Record dirty() {
     return record;
 }
 
-class BoardConfiguration : public testing::Test {
+class BoardConfiguration : public testing_support::DeviceTest {
 protected:
-    void SetUp() override { reset_device(); }
-
     /** Give the hardware table this byte: 4 holds field 10, 18 field 24 and 19 field 27. */
     static void set_table_byte(std::size_t index, const std::string& digits) {
-        std::string table = content("/proc/platform/pht");
-        table.replace(2 + 2 * index, 2, digits);
-        put("/proc/platform/pht", table);
+        std::string text = content(table);
+        text.replace(2 + 2 * index, 2, digits);
+        put(table, text);
     }
 
     ListeningBoard board;
@@ -136,8 +137,8 @@ TEST_F(BoardConfiguration, ParametersAreThoseOfTheDevice) {
     EXPECT_EQ(bytes(device.name), filled_up("/dev/ttymxc3"));
     EXPECT_EQ(device.baud_rate, 38400U);
     EXPECT_EQ(device.options, 0U);
-    EXPECT_EQ(content(std::string(pwm) + "/period"), "370370");  // 2700 Hz
-    EXPECT_EQ(content(std::string(pwm) + "/duty"), "185185");    // 50 %
+    EXPECT_EQ(content(pwm_period), "370370");                  // 2700 Hz
+    EXPECT_EQ(content(std::string(pwm) + "/duty"), "185185");  // 50 %
     EXPECT_EQ(content(std::string(pwm) + "/status"), "0\n");
 }
 
@@ -161,7 +162,7 @@ TEST_F(BoardConfiguration, WithoutBluetoothItsKeyIsMissing) {
 }
 
 TEST_F(BoardConfiguration, ReadsTheSameFieldsElsewhereInALayoutOfVersion2) {
-    put("/proc/platform/pht_version", "2\n");
+    put(table_version, "2\n");
     set_table_byte(13, "00");
     set_table_byte(14, "0f");
     configure_board(board);
@@ -204,75 +205,71 @@ TEST_F(BoardConfiguration, WithATableThatCannotBeReadOnlyWhatItDecidesIsMissing)
 
 // ---- Failures ------------------------------------------------------------------------------------------------------
 
-class FailingConfiguration : public BoardConfiguration {
-protected:
-    /** The text of the failure, which must be of this kind. */
-    template <typename Exception>
-    std::string failure() {
-        try {
-            configure_board(board);
-        } catch (const std::exception& error) {
-            EXPECT_NE(dynamic_cast<const Exception*>(&error), nullptr);
-            return error.what();
-        }
-        return "no failure";
-    }
+enum class Kind { stream_failure, system_error, invalid_argument };
 
-    static constexpr char stream_failure[] = "basic_ios::clear: iostream error";
+struct Failure {
+    std::string name;
+    void (*break_device)();
+    Kind kind = Kind::stream_failure;
+    std::string text = "basic_ios::clear: iostream error";
+    std::vector<int> registered = {};  // before it
+    std::string period = "1000000\n";
 };
 
-TEST_F(FailingConfiguration, MissingTableVersion) {
-    testing_support::remove("/proc/platform/pht_version");
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-    EXPECT_THAT(board.registered(), ElementsAre());
+class FailingConfiguration : public BoardConfiguration, public testing::WithParamInterface<Failure> {
+protected:
+    static bool is(Kind kind, const std::exception& error) {
+        switch (kind) {
+            case Kind::stream_failure: return dynamic_cast<const std::ios_base::failure*>(&error) != nullptr;
+            case Kind::system_error: return dynamic_cast<const std::system_error*>(&error) != nullptr;
+            case Kind::invalid_argument: return dynamic_cast<const std::invalid_argument*>(&error) != nullptr;
+        }
+        return false;
+    }
+};
+
+TEST_P(FailingConfiguration, EndsAtItsRow) {
+    GetParam().break_device();
+    try {
+        configure_board(board);
+        FAIL() << "no failure";
+    } catch (const std::exception& error) {
+        EXPECT_TRUE(is(GetParam().kind, error));
+        EXPECT_EQ(error.what(), GetParam().text);
+    }
+    EXPECT_EQ(board.registered(), GetParam().registered);
+    if (!GetParam().period.empty()) {
+        EXPECT_EQ(content(pwm_period), GetParam().period);
+    }
 }
 
-TEST_F(FailingConfiguration, TableVersionThatIsNoNumber) {
-    put("/proc/platform/pht_version", "one\n");
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-}
-
-TEST_F(FailingConfiguration, MissingTable) {
-    testing_support::remove("/proc/platform/pht");
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-    EXPECT_THAT(board.registered(), ElementsAre());
-}
-
-TEST_F(FailingConfiguration, EmptyTable) {
-    put("/proc/platform/pht", "\n");
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-}
-
-TEST_F(FailingConfiguration, UnknownTableVersion) {
-    put("/proc/platform/pht_version", "4\n");
-    EXPECT_EQ(failure<std::system_error>(), "Invalid PHT table version 4: No such device");
-    EXPECT_THAT(board.registered(), ElementsAre());
-}
-
-TEST_F(FailingConfiguration, TableWithoutX) {
-    put("/proc/platform/pht", "002912\n");
-    EXPECT_NE(failure<std::invalid_argument>(), "no failure");
-    EXPECT_THAT(board.registered(), ElementsAre());
-}
-
-TEST_F(FailingConfiguration, MissingMaxBrightnessComesBeforeEveryLaterRow) {
-    testing_support::remove(std::string(backlight) + "/max_brightness");
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-    EXPECT_THAT(board.registered(), ElementsAre(21));
-    EXPECT_EQ(content(std::string(pwm) + "/period"), "1000000\n");
-}
-
-TEST_F(FailingConfiguration, MissingPeriodComesBeforeEveryLaterRow) {
-    testing_support::remove(std::string(pwm) + "/period");
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-    EXPECT_THAT(board.registered(), ElementsAre(16, 21));
-}
-
-TEST_F(FailingConfiguration, MissingChannel) {
-    testing_support::remove(pwm);
-    EXPECT_EQ(failure<std::ios_base::failure>(), stream_failure);
-    EXPECT_THAT(board.registered(), ElementsAre(16, 21));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Board, FailingConfiguration,
+    testing::Values(Failure{.name = "MissingTableVersion",
+                            .break_device = [] { testing_support::remove(table_version); }},
+                    Failure{.name = "TableVersionThatIsNoNumber", .break_device = [] { put(table_version, "one\n"); }},
+                    Failure{.name = "MissingTable", .break_device = [] { testing_support::remove(table); }},
+                    Failure{.name = "EmptyTable", .break_device = [] { put(table, "\n"); }},
+                    Failure{.name = "UnknownTableVersion",
+                            .break_device = [] { put(table_version, "4\n"); },
+                            .kind = Kind::system_error,
+                            .text = "Invalid PHT table version 4: No such device"},
+                    Failure{.name = "TableWithoutX",
+                            .break_device = [] { put(table, "002912\n"); },
+                            .kind = Kind::invalid_argument,
+                            .text = "platform hardware table has no \"x\" before its digits"},
+                    Failure{.name = "MissingMaxBrightness",
+                            .break_device = [] { testing_support::remove(max_brightness); },
+                            .registered = {21}},
+                    Failure{.name = "MissingPeriod",
+                            .break_device = [] { testing_support::remove(pwm_period); },
+                            .registered = {16, 21},
+                            .period = ""},
+                    Failure{.name = "MissingChannel",
+                            .break_device = [] { testing_support::remove(pwm); },
+                            .registered = {16, 21},
+                            .period = ""}),
+    [](const auto& instance) { return instance.param.name; });
 
 // The other rows read nothing that they need: they are there on a device without their files too.
 TEST_F(BoardConfiguration, OtherMissingFilesDoNotMatter) {
