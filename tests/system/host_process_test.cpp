@@ -27,24 +27,34 @@
 #include <thread>
 #include <vector>
 
+#include "support/calls.h"
+#include "support/device.h"
 #include "support/fifo.h"
 #include "support/files.h"
+#include "support/forked.h"
 #include "support/instrumented.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
 using testing::AnyOf;
-using testing_support::answer;
+using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
+using testing_support::end_child;
 using testing_support::exists;
+using testing_support::failed;
 using testing_support::Fifo;
 using testing_support::joined;
 using testing_support::no_longer_than;
+using testing_support::not_supported;
 using testing_support::Out;
 using testing_support::put;
+using testing_support::put_program;
+using testing_support::query;
+using testing_support::query_es;
 using testing_support::reset_device;
+using testing_support::run_forked;
 using testing_support::run_in_child;
 using testing_support::wait_until;
 
@@ -57,28 +67,15 @@ constexpr char blank[] = "/sys/class/graphics/fb0/blank";
 constexpr char gps_enable[] = "/sys/devices/platform/gps.0/enable";
 constexpr char reboot_program[] = "/sbin/reboot";
 
-std::string ask_es() {
-    Out<bool> present;
-    return answer([&] { return es_present(present); }, present);
+std::string query_led() {
+    return query<led_color_t>(led_color_get, 0);
 }
 
-std::string ask_led() {
-    Out<led_color_t> color;
-    return answer([&] { return led_color_get(0, color); }, color);
-}
+/** What it prints and returns on a device without LEDs. */
+const std::string led_line = failed("led_color_get", not_supported);
+constexpr char led_output[] = "-95 errno 95: untouched";
 
-constexpr char led_line[] = "led_color_get failed: Operation not supported\n";
-
-void put_program(const std::string& path, const std::string& commands) {
-    testing_support::remove(path);
-    put(path, "#!/bin/sh\n" + commands + "\n");
-    fs::permissions(path, fs::perms::owner_all);
-}
-
-class HostProcess : public testing::Test {
-protected:
-    void SetUp() override { reset_device(); }
-};
+class HostProcess : public testing_support::DeviceTest {};
 
 // ---- The locale ----------------------------------------------------------------------------------------------------
 
@@ -100,23 +97,16 @@ TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
     const ChildResult result = run_in_child([] {
         std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
         std::cerr.imbue(std::locale());
-        Out<uint32_t> level;
-        Out<thermal_state_t> state;
-        Out<io_config_t> config;
-        Out<io_value_t> value;
         platform_info_t info = {};
         const std::string text =
-            joined({answer([&] { return backlight_get(0, level); }, level), answer([] { return io_set(9, 1234567); }),
-                    answer([&] { return io_get(9, value); }, value),
-                    answer([&] { return thermal_state_get(0, state); }, state),
-                    answer([&] { return io_config_get(0, config); }, config),
-                    answer([&] { return platform_info_get(&info, sizeof info); }),
-                    answer([] { return backlight_set(0, 254); }), ask_led()});
+            joined({query<uint32_t>(backlight_get, 0), call(io_set, 9, 1234567), query<io_value_t>(io_get, 9),
+                    query<thermal_state_t>(thermal_state_get, 0), query<io_config_t>(io_config_get, 0),
+                    call(platform_info_get, &info, sizeof info), call(backlight_set, 0, 254), query_led()});
         std::locale::global(std::locale::classic());
         return text + ", " + std::to_string(info.compatibility_version) + " " + std::to_string(info.os_date_year) +
                " " + std::to_string(info.fs_date_year);
     });
-    // The test tells its numbers in the global locale too.
+    // The test writes its numbers in the global locale too.
     std::string output = result.output;
     output.erase(std::remove(output.begin(), output.end(), '.'), output.end());
     EXPECT_EQ(output,
@@ -133,7 +123,7 @@ TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
 TEST_F(HostProcess, ClosedStandardErrorLosesOnlyTheLines) {
     const ChildResult result = run_in_child([] {
         close(STDERR_FILENO);
-        return joined({ask_led(), ask_es(), answer([] { return backlight_set(0, 256); })});
+        return joined({query_led(), query_es(), call(backlight_set, 0, 256)});
     });
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, "-95 errno 95: untouched, 0: true, -1");
@@ -145,7 +135,7 @@ TEST_F(HostProcess, ClosedStandardErrorDoesNotBecomeADeviceNode) {
         close(STDERR_FILENO);
         const int armed = watchdog_enable(30);  // a plain file refuses the timeout; the node stays open
         const int refreshed = watchdog_refresh();
-        ask_led();
+        query_led();
         const bool printed = write(STDERR_FILENO, "VELMOR", 6) != -1;
         return joined({std::to_string(armed), std::to_string(refreshed), printed ? "printed" : "lost"});
     });
@@ -158,7 +148,7 @@ TEST_F(HostProcess, ClosedStandardDescriptorsDoNotBecomeAnAttribute) {
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
         for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(fd);
-        ask_es();
+        query_es();
         Fifo fifo(blank);
         std::thread reader([] {
             bool on = false;
@@ -183,9 +173,9 @@ TEST_F(HostProcess, ArmedErrorStreamLosesOnlyTheLines) {
     const ChildResult result = run_in_child([] {
         std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
         close(STDERR_FILENO);
-        const std::string failed_start = joined({ask_es(), ask_es()});
+        const std::string failed_start = joined({query_es(), query_es()});
         reset_device();
-        return joined({failed_start, ask_led(), ask_es()});
+        return joined({failed_start, query_led(), query_es()});
     });
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, "-1 errno 2: untouched, -1 errno 2: untouched, -95 errno 95: untouched, 0: true");
@@ -194,10 +184,10 @@ TEST_F(HostProcess, ArmedErrorStreamLosesOnlyTheLines) {
 TEST_F(HostProcess, FormattedErrorStreamDoesNotShowInTheLines) {
     const ChildResult result = run_in_child([] {
         std::cerr << std::setw(60) << std::setfill('*') << std::nounitbuf;
-        return joined({ask_led(), ask_led()});
+        return joined({query_led(), query_led()});
     });
     EXPECT_EQ(result.output, "-95 errno 95: untouched, -95 errno 95: untouched");
-    EXPECT_EQ(result.error_text, std::string(led_line) + led_line);
+    EXPECT_EQ(result.error_text, led_line + led_line);
 }
 
 /** Standard error as a socket on which one message is one write. */
@@ -215,11 +205,13 @@ public:
         });
     }
 
-    /** How often each message has come. */
-    std::map<std::string, int> finish() {
+    /** Each message, with how often it has come before it. */
+    std::string finish() {
         close(STDERR_FILENO);
         reader_.join();
-        return count_;
+        std::string text;
+        for (const auto& [message, count] : count_) text += std::to_string(count) + " " + message;
+        return text;
     }
 
 private:
@@ -232,31 +224,27 @@ TEST_F(HostProcess, EveryLineIsOneWriteWhenManyThreadsFailAtOnce) {
         no_longer_than(60);
         MessagesOnStandardError messages;
         std::vector<std::thread> threads;
+        const auto repeat = [&threads](auto code) {
+            threads.emplace_back([code] {
+                for (int i = 0; i < 100; ++i) code();
+            });
+        };
         for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([] {
-                for (int call = 0; call < 100; ++call) ask_led();
-            });
-            threads.emplace_back([] {
-                for (int call = 0; call < 100; ++call) backlight_set(0, 256);
-            });
+            repeat([] { query_led(); });
+            repeat([] { backlight_set(0, 256); });
         }
         for (std::thread& thread : threads) thread.join();
-        std::string text;
-        for (const auto& [message, count] : messages.finish()) text += std::to_string(count) + " " + message;
-        return text;
+        return messages.finish();
     });
-    EXPECT_EQ(result.output,
-              "400 backlight_set failed: backlight brightness out of range\n400 " + std::string(led_line));
+    EXPECT_EQ(result.output, "400 backlight_set failed: backlight brightness out of range\n400 " + led_line);
 }
 
 TEST_F(HostProcess, BothLinesOfAFailedStartAreOneWriteEach) {
     put("/proc/platform/pht", "002912\n");
     const ChildResult result = run_in_child([] {
         MessagesOnStandardError messages;
-        ask_es();
-        std::string text;
-        for (const auto& [message, count] : messages.finish()) text += std::to_string(count) + " " + message;
-        return text;
+        query_es();
+        return messages.finish();
     });
     EXPECT_EQ(result.output,
               "1 cannot set board resources: platform hardware table has no \"x\" before its digits\n"
@@ -295,22 +283,37 @@ private:
     pthread_t thread_ = {};
 };
 
+void nothing() {}
+
+void allow_asynchronous_cancellation() {
+    int type = 0;
+    pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
+}
+
+/** Cancel a thread in the middle of its call, which reads this attribute, and let the call read a text. */
+std::string cancel_in_call(const std::string& attribute, const std::string& text, std::string (*query_it)()) {
+    no_longer_than(20);
+    Fifo fifo(attribute);
+    Cancellable thread([query_it](Cancellable& self) {
+        self.output = query_it();
+        pthread_testcancel();
+        self.output += " not cancelled";
+    });
+    fifo.hold();
+    thread.cancel();
+    fifo.feed(text);
+    return thread.join();
+}
+
+std::string query_display() {
+    return query<bool>(display_get, 0);
+}
+
 TEST_F(HostProcess, CallFinishesBeforeItsThreadIsCancelled) {
     const ChildResult result = run_in_child([] {
-        no_longer_than(20);
-        ask_es();
-        Fifo fifo(blank);
-        Cancellable thread([](Cancellable& self) {
-            Out<bool> on;
-            self.output = answer([&] { return display_get(0, on); }, on);
-            pthread_testcancel();
-            self.output += " not cancelled";
-        });
-        fifo.hold();
-        thread.cancel();
-        fifo.feed("1\n");
-        const std::string text = thread.join();
-        return joined({text, ask_es()});
+        query_es();
+        const std::string text = cancel_in_call(blank, "1\n", query_display);
+        return joined({text, query_es()});
     });
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, "0: false cancelled, 0: true");
@@ -319,38 +322,19 @@ TEST_F(HostProcess, CallFinishesBeforeItsThreadIsCancelled) {
 
 TEST_F(HostProcess, FailingCallFinishesBeforeItsThreadIsCancelled) {
     const ChildResult result = run_in_child([] {
-        no_longer_than(20);
-        ask_es();
-        Fifo fifo(blank);
-        Cancellable thread([](Cancellable& self) {
-            Out<bool> on;
-            self.output = answer([&] { return display_get(0, on); }, on);
-            pthread_testcancel();
-        });
-        fifo.hold();
-        thread.cancel();
-        fifo.feed("dark\n");
-        return thread.join();
+        query_es();
+        return cancel_in_call(blank, "dark\n", query_display);
     });
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, "-1: untouched cancelled");
-    EXPECT_EQ(result.error_text, "display_get failed: basic_ios::clear: iostream error\n");
+    EXPECT_EQ(result.error_text, failed("display_get", testing_support::stream_failure));
 }
 
 TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {
-    const std::string table = content("/proc/platform/pht");
-    const ChildResult result = run_in_child([&table] {
-        no_longer_than(20);
-        Fifo fifo("/proc/platform/pht");
-        Cancellable thread([](Cancellable& self) {
-            self.output = ask_es();
-            pthread_testcancel();
-        });
-        fifo.hold();
-        thread.cancel();
-        fifo.feed(table);
-        const std::string text = thread.join();
-        return joined({text, ask_es()});
+    static constexpr char table[] = "/proc/platform/pht";
+    const ChildResult result = run_in_child([good_table = content(table)] {
+        const std::string text = cancel_in_call(table, good_table, query_es);
+        return joined({text, query_es()});
     });
     EXPECT_EQ(result.output, "0: true cancelled, 0: true");
     EXPECT_EQ(result.error_text, "");
@@ -359,11 +343,10 @@ TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {
 TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
-        ask_es();
+        query_es();
         Fifo fifo(gps_enable);
         Cancellable thread([](Cancellable& self) {
-            int type = 0;
-            pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
+            allow_asynchronous_cancellation();
             io_value_t value = 0;
             io_get(9, &value);
             self.output = "not cancelled";
@@ -374,16 +357,15 @@ TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
         const std::string text = thread.join();
         testing_support::remove(gps_enable);
         put(gps_enable, "0\n");
-        Out<io_value_t> value;
-        return joined({text, answer([&] { return io_get(9, value); }, value)});
+        return joined({text, query<io_value_t>(io_get, 9)});
     });
     EXPECT_EQ(result.wait_status, 0);
     // Some C libraries leave out PTHREAD_CANCELED where the cancellation strikes in pthread_setcancelstate().
     EXPECT_THAT(result.output, AnyOf(" cancelled, 0: 0", " cancelled, unmarked, 0: 0"));
 }
 
-/** Waits until the program that /sbin/reboot is has written its process number, and tells it. */
-pid_t program() {
+/** Wait until the program at /sbin/reboot has written its process number. */
+pid_t started_program() {
     constexpr char file[] = "/sys/started";
     wait_until([&] { return exists(file) && content(file).ends_with('\n'); });
     return std::stoi(content(file));
@@ -393,80 +375,69 @@ TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheProgram) {
     put_program(reboot_program, "echo $$ >/sys/started; exec sleep 60");
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
-        ask_es();
+        query_es();
         Cancellable thread([](Cancellable& self) {
             power_reboot();
             self.output = "has returned";
         });
-        const pid_t child = program();
+        const pid_t child = started_program();
         thread.cancel();
         const std::string text = thread.join();
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-        return joined({text, ask_es(), ask_led()});
+        return joined({text, query_es(), query_led()});
     });
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, " cancelled, 0: true, -95 errno 95: untouched");
     EXPECT_EQ(result.error_text, led_line);
 }
 
-TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
+/** Cancel a thread that has prepared itself like this, in a reboot that waits for the end of the system. */
+ChildResult cancel_in_endless_wait(void (*prepare_thread)(), std::string (*observe)(Cancellable&)) {
     put_program(reboot_program, "echo $$ >/sys/started; exit 0");
-    const ChildResult result = run_in_child([] {
+    return run_in_child([=] {
         no_longer_than(20);
-        Cancellable thread([](Cancellable& self) {
+        Cancellable thread([prepare_thread](Cancellable& self) {
+            prepare_thread();
             power_reboot();
             self.output = "has returned";
         });
-        const pid_t child = program();
+        const pid_t child = started_program();
         wait_until([child] { return kill(child, 0) < 0; });  // the library has taken its status
         thread.cancel();
-        const std::string text = thread.join();
-        return joined({text, ask_es(), ask_led()});
+        return observe(thread);
     });
+}
+
+std::string join_and_call(Cancellable& thread) {
+    const std::string text = thread.join();
+    return joined({text, query_es(), query_led()});
+}
+
+TEST_F(HostProcess, ThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
+    const ChildResult result = cancel_in_endless_wait(nothing, join_and_call);
     EXPECT_EQ(result.wait_status, 0);
-    EXPECT_EQ(result.output, " cancelled, 0: true, -95 errno 95: untouched");
+    EXPECT_EQ(result.output, joined({" cancelled", "0: true", led_output}));
     EXPECT_EQ(result.error_text, led_line);
 }
 
 TEST_F(HostProcess, AsynchronousThreadIsCancelledWhileItWaitsForTheEndOfTheSystem) {
-    put_program(reboot_program, "echo $$ >/sys/started; exit 0");
-    const ChildResult result = run_in_child([] {
-        no_longer_than(20);
-        Cancellable thread([](Cancellable& self) {
-            int type = 0;
-            pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &type);
-            power_reboot();
-            self.output = "has returned";
-        });
-        const pid_t child = program();
-        wait_until([child] { return kill(child, 0) < 0; });
-        thread.cancel();
-        const std::string text = thread.join();
-        return joined({text, ask_es()});
-    });
+    const ChildResult result = cancel_in_endless_wait(allow_asynchronous_cancellation, join_and_call);
     EXPECT_EQ(result.wait_status, 0);
-    EXPECT_EQ(result.output, " cancelled, 0: true");
+    EXPECT_EQ(result.output, joined({" cancelled", "0: true", led_output}));
+    EXPECT_EQ(result.error_text, led_line);
 }
 
 TEST_F(HostProcess, ThreadThatTheApplicationProtectsIsNotCancelled) {
-    put_program(reboot_program, "echo $$ >/sys/started; exit 0");
-    const ChildResult result = run_in_child([] {
-        no_longer_than(20);
-        Cancellable thread([](Cancellable&) {
-            int state = 0;
-            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-            power_reboot();
-        });
-        const pid_t child = program();
-        wait_until([child] { return kill(child, 0) < 0; });
-        thread.cancel();
+    const auto protect_thread = [] {
+        int state = 0;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    };
+    const ChildResult result = cancel_in_endless_wait(protect_thread, [](Cancellable& thread) -> std::string {
         std::this_thread::sleep_for(std::chrono::milliseconds(1300));  // longer than a nap in the endless wait
-        _exit(thread.running() ? 42 : 43);                             // the thread waits for ever
-        return std::string();
+        end_child(thread.running());                                   // the thread waits for ever
     });
-    ASSERT_TRUE(WIFEXITED(result.wait_status));
-    EXPECT_EQ(WEXITSTATUS(result.wait_status), 42);
+    EXPECT_EQ(testing_support::ending(result.wait_status), "success");
 }
 
 TEST_F(HostProcess, CancellationStateAndTypeAreAsBefore) {
@@ -475,8 +446,8 @@ TEST_F(HostProcess, CancellationStateAndTypeAreAsBefore) {
         for (const int wanted : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {
             int ignored = 0;
             pthread_setcancelstate(wanted, &ignored);
-            ask_es();
-            ask_led();
+            query_es();
+            query_led();
             put_program(reboot_program, "exit 1");
             power_reboot();
             int state = 0;
@@ -497,26 +468,23 @@ TEST_F(HostProcess, IgnoredSigchldLosesTheProgramsStatus) {
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
         std::signal(SIGCHLD, SIG_IGN);
-        return answer([] { return power_reboot(); });
+        return call(power_reboot);
     });
     EXPECT_EQ(result.output, "-10 errno 10");
-    EXPECT_EQ(result.error_text, "power_reboot failed: No child processes\n");
+    EXPECT_EQ(result.error_text, failed("power_reboot", "No child processes"));
     EXPECT_TRUE(exists("/sys/started"));
 }
 
 TEST_F(HostProcess, ChildOfAStartedParentGoesOnCalling) {
     const ChildResult result = run_in_child([] {
-        ask_es();
-        const pid_t child = fork();
-        if (child == 0) {
+        query_es();
+        const std::string child = run_forked([] {
             testing_support::remove("/proc/platform/pht");  // a start of its own would fail
-            _exit(ask_es() == "0: true" && backlight_set(0, 255) == 0 ? 42 : 43);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return joined({std::to_string(WEXITSTATUS(status)), ask_es()});
+            return query_es() == "0: true" && backlight_set(0, 255) == 0;
+        });
+        return joined({child, query_es()});
     });
-    EXPECT_EQ(result.output, "42, 0: true");
+    EXPECT_EQ(result.output, "success, 0: true");
     EXPECT_EQ(content(brightness), "7");
 }
 
@@ -535,9 +503,9 @@ void fork_handlers_of_the_application() {
 
 struct Forks {
     std::string name;
-    int count;
-    void (*before_the_first_call)();
-    void (*after_it)();
+    int count = 1000;
+    void (*before_the_first_call)() = nothing;
+    void (*after_it)() = nothing;
 };
 
 constexpr int one_in = testing_support::instrumented ? 20 : 1;  // each takes ten times as long there
@@ -550,16 +518,17 @@ TEST_P(ForkedChildren, OfCallingThreadsCanCall) {
             << "qemu-arm takes a lock of its own for every path it opens, which stays locked in the child of a "
                "thread that forks meanwhile: run this in another build";
     }
-    const ChildResult result = run_in_child([] {
+    const int count = GetParam().count / one_in;
+    const ChildResult result = run_in_child([count] {
         no_longer_than(240);
         // Without the streams of the test's own answers, which take that lock.
-        const auto call = [] {
+        const auto call_library = [] {
             uint32_t level = 0;
             return backlight_get(0, &level) == 0 && level == 255 && io_set(9, 1) == 0;
         };
         put(brightness, "7\n");
         GetParam().before_the_first_call();
-        ask_es();
+        query_es();
         GetParam().after_it();
         std::atomic<bool> stop = false;
         std::vector<std::thread> callers;
@@ -568,31 +537,20 @@ TEST_P(ForkedChildren, OfCallingThreadsCanCall) {
                 while (!stop) {
                     {
                         const std::lock_guard lock(application_lock);
-                        call();
+                        call_library();
                     }
                     std::this_thread::yield();
                 }
             });
         }
         int good = 0;
-        for (int i = 0; i < GetParam().count; ++i) {
-            const pid_t child = fork();
-            if (child == 0) {
-                no_longer_than(10);
-                _exit(call() ? 42 : 43);
-            }
-            int status = 0;
-            waitpid(child, &status, 0);
-            if (WIFEXITED(status) && WEXITSTATUS(status) == 42) ++good;
-        }
+        for (int i = 0; i < count; ++i) good += run_forked(call_library) == "success" ? 1 : 0;
         stop = true;
         for (std::thread& caller : callers) caller.join();
         return std::to_string(good);
     });
-    EXPECT_EQ(result.output, std::to_string(GetParam().count));
+    EXPECT_EQ(result.output, std::to_string(count));
 }
-
-void nothing() {}
 
 /** The C++ library's streams would take a lock for it. */
 void other_locale() {
@@ -601,18 +559,19 @@ void other_locale() {
 
 INSTANTIATE_TEST_SUITE_P(
     Processes, ForkedChildren,
-    testing::Values(Forks{"Plain", 1000 / one_in, nothing, nothing},
-                    Forks{"HandlersBeforeTheFirstCall", 1000 / one_in, fork_handlers_of_the_application, nothing},
-                    Forks{"HandlersAfterIt", 1000 / one_in, nothing, fork_handlers_of_the_application},
-                    Forks{"OtherLocale", 10000 / one_in, other_locale, nothing}),
+    testing::Values(Forks{.name = "Plain"},
+                    Forks{.name = "HandlersBeforeTheFirstCall",
+                          .before_the_first_call = fork_handlers_of_the_application},
+                    Forks{.name = "HandlersAfterIt", .after_it = fork_handlers_of_the_application},
+                    Forks{.name = "OtherLocale", .count = 10000, .before_the_first_call = other_locale}),
     [](const auto& instance) { return instance.param.name; });
 
 // ---- What the application finds unchanged --------------------------------------------------------------------------
 
 void call_everything() {
     put_program(reboot_program, "exit 3");
-    ask_es();
-    ask_led();
+    query_es();
+    query_led();
     Out<uint32_t> level;
     Out<thermal_state_t> state;
     Out<io_config_t> config;

@@ -20,22 +20,25 @@
 #include <string>
 #include <vector>
 
+#include "support/acts.h"
+#include "support/calls.h"
+#include "support/device.h"
 #include "support/fifo.h"
 #include "support/files.h"
+#include "support/forked.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
 using testing::ElementsAre;
-using testing_support::answer;
+using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
 using testing_support::failed;
 using testing_support::no_longer_than;
-using testing_support::put;
+using testing_support::put_program;
 using testing_support::Recorder;
-using testing_support::reset_device;
 using testing_support::run_in_child;
 using testing_support::wait_until;
 
@@ -46,44 +49,40 @@ namespace {
 constexpr char reboot_program[] = "/sbin/reboot";
 constexpr char power_state[] = "/sys/power/state";
 
-/** Put a script of the test's own where the device has its program. The system's is a link: it is replaced. */
-void put_program(const std::string& path, const std::string& commands) {
-    testing_support::remove(path);
-    put(path, "#!/bin/sh\n" + commands + "\n");
-    fs::permissions(path, fs::perms::owner_all);
-}
-
 std::string reboot() {
-    return answer([] { return power_reboot(); });
+    return call(power_reboot);
 }
 
-class PowerFunctions : public testing::Test {
+/** What a reboot, a suspend and a shutdown might touch. */
+Recorder power_recorder() {
+    return Recorder().watch({"/sbin/", "/dev/", "/sys/power/"});
+}
+
+class PowerFunctions : public testing_support::DeviceTest {
 protected:
-    void SetUp() override { reset_device(); }
+    static void expect_failed_reboot(const std::string& output, const std::string& cause) {
+        const ChildResult child = run_in_child(reboot);
+        EXPECT_EQ(child.output, output);
+        EXPECT_EQ(child.error_text, failed("power_reboot", cause));
+    }
 };
 
 // ---- power_reboot --------------------------------------------------------------------------------------------------
 
 TEST_F(PowerFunctions, RebootReturnsTheExitCodeOfTheProgramNegated) {
     put_program(reboot_program, "exit 3");
-    const ChildResult child = run_in_child(reboot);
-    EXPECT_EQ(child.output, "-3 errno 3");
-    EXPECT_EQ(child.error_text, failed("power_reboot", "No such process"));
+    expect_failed_reboot("-3 errno 3", "No such process");
 }
 
 TEST_F(PowerFunctions, RebootWithoutTheProgramIsItsExecsErrno) {
     testing_support::remove(reboot_program);
-    const ChildResult child = run_in_child(reboot);
-    EXPECT_EQ(child.output, "-2 errno 2");
-    EXPECT_EQ(child.error_text, failed("power_reboot", "No such file or directory"));
+    expect_failed_reboot("-2 errno 2", "No such file or directory");
 }
 
 TEST_F(PowerFunctions, RebootWithAProgramThatMayNotRunIsItsExecsErrno) {
     put_program(reboot_program, "exit 0");
     fs::permissions(reboot_program, fs::perms::owner_read);
-    const ChildResult child = run_in_child(reboot);
-    EXPECT_EQ(child.output, "-13 errno 13");
-    EXPECT_EQ(child.error_text, failed("power_reboot", "Permission denied"));
+    expect_failed_reboot("-13 errno 13", "Permission denied");
 }
 
 /** From here on the kernel refuses this process every other process; false where there are no such filters. */
@@ -152,7 +151,7 @@ TEST_F(PowerFunctions, RebootProgramKilledByASignalCountsAsSuccess) {
 TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
     VELMOR_NEEDS_RECORDER();
     put_program(reboot_program, "exit 3");
-    const ChildResult child = run_in_child(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}), reboot);
+    const ChildResult child = run_in_child(power_recorder(), reboot);
     EXPECT_EQ(child.output, "-3 errno 3");
     // The program's shell opens it as its script.
     ASSERT_FALSE(child.acts.empty());
@@ -164,11 +163,9 @@ TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
 
 TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
     VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(Recorder().watch({"/sys/power/", "/sbin/"}),
-                                           [] { return answer([] { return power_suspend(); }); });
+    const ChildResult child = run_in_child(power_recorder(), [] { return call(power_suspend); });
     EXPECT_EQ(child.output, "0");
-    EXPECT_THAT(child.acts,
-                ElementsAre("open /sys/power/state w", "write /sys/power/state mem", "close /sys/power/state"));
+    EXPECT_EQ(child.acts, testing_support::write_acts(power_state, "mem"));
 }
 
 TEST_F(PowerFunctions, SuspendThatTheKernelRefusesIsNotReported) {
@@ -193,8 +190,7 @@ constexpr char restart[] = "reboot 0xa1b2c3d4 wdt";
 
 TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
     VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}),
-                                           [] { return answer([] { return power_shutdown(); }); });
+    const ChildResult child = run_in_child(power_recorder(), [] { return call(power_shutdown); });
     EXPECT_EQ(child.output, "-1 errno 1");
     EXPECT_EQ(child.error_text, failed("power_shutdown", "Operation not permitted"));
     EXPECT_THAT(child.acts, ElementsAre("sync", restart + std::string(" = EPERM")));
@@ -202,13 +198,11 @@ TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
 
 TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
     VELMOR_NEEDS_RECORDER();
-    const ChildResult child =
-        run_in_child(Recorder().watch({"/sbin/", "/dev/", "/sys/power/"}).answer("reboot", 0), [] {
-            alarm(2);  // the end of the system
-            return answer([] { return power_shutdown(); });
-        });
-    ASSERT_TRUE(WIFSIGNALED(child.wait_status));
-    EXPECT_EQ(WTERMSIG(child.wait_status), SIGALRM);
+    const ChildResult child = run_in_child(power_recorder().answer("reboot", 0), [] {
+        alarm(2);  // the end of the system
+        return call(power_shutdown);
+    });
+    EXPECT_EQ(testing_support::ending(child.wait_status), "signal " + std::to_string(SIGALRM));
     EXPECT_EQ(child.output, "");
     EXPECT_EQ(child.error_text, "");
     EXPECT_THAT(child.acts, ElementsAre("sync", restart));
