@@ -38,7 +38,6 @@
 #include "velmor.h"
 
 using testing::AnyOf;
-using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::end_child;
@@ -51,9 +50,9 @@ using testing_support::not_supported;
 using testing_support::Out;
 using testing_support::put;
 using testing_support::put_program;
-using testing_support::query;
 using testing_support::query_es;
 using testing_support::reset_device;
+using testing_support::result_of;
 using testing_support::run_forked;
 using testing_support::run_in_child;
 using testing_support::wait_until;
@@ -68,7 +67,7 @@ constexpr char gps_enable[] = "/sys/devices/platform/gps.0/enable";
 constexpr char reboot_program[] = "/sbin/reboot";
 
 std::string query_led() {
-    return query<led_color_t>(led_color_get, 0);
+    return result_of(led_color_get, 0);
 }
 
 /** What it prints and returns on a device without LEDs. */
@@ -99,9 +98,9 @@ TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
         std::cerr.imbue(std::locale());
         platform_info_t info = {};
         const std::string text =
-            joined({query<uint32_t>(backlight_get, 0), call(io_set, 9, 1234567), query<io_value_t>(io_get, 9),
-                    query<thermal_state_t>(thermal_state_get, 0), query<io_config_t>(io_config_get, 0),
-                    call(platform_info_get, &info, sizeof info), call(backlight_set, 0, 254), query_led()});
+            joined({result_of(backlight_get, 0), result_of(io_set, 9, 1234567), result_of(io_get, 9),
+                    result_of(thermal_state_get, 0), result_of(io_config_get, 0),
+                    result_of(platform_info_get, &info, sizeof info), result_of(backlight_set, 0, 254U), query_led()});
         std::locale::global(std::locale::classic());
         return text + ", " + std::to_string(info.compatibility_version) + " " + std::to_string(info.os_date_year) +
                " " + std::to_string(info.fs_date_year);
@@ -123,7 +122,7 @@ TEST_F(HostProcess, GlobalLocaleDoesNotReachTheFiles) {
 TEST_F(HostProcess, ClosedStandardErrorLosesOnlyTheLines) {
     const ChildResult result = run_in_child([] {
         close(STDERR_FILENO);
-        return joined({query_led(), query_es(), call(backlight_set, 0, 256)});
+        return joined({query_led(), query_es(), result_of(backlight_set, 0, 256U)});
     });
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, "-95 errno 95: untouched, 0: true, -1");
@@ -306,7 +305,7 @@ std::string cancel_in_call(const std::string& attribute, const std::string& text
 }
 
 std::string query_display() {
-    return query<bool>(display_get, 0);
+    return result_of(display_get, 0);
 }
 
 TEST_F(HostProcess, CallFinishesBeforeItsThreadIsCancelled) {
@@ -357,7 +356,7 @@ TEST_F(HostProcess, AsynchronousCancellationWaitsForTheEndOfTheCall) {
         const std::string text = thread.join();
         testing_support::remove(gps_enable);
         put(gps_enable, "0\n");
-        return joined({text, query<io_value_t>(io_get, 9)});
+        return joined({text, result_of(io_get, 9)});
     });
     EXPECT_EQ(result.wait_status, 0);
     // Some C libraries leave out PTHREAD_CANCELED where the cancellation strikes in pthread_setcancelstate().
@@ -468,7 +467,7 @@ TEST_F(HostProcess, IgnoredSigchldLosesTheProgramsStatus) {
     const ChildResult result = run_in_child([] {
         no_longer_than(20);
         std::signal(SIGCHLD, SIG_IGN);
-        return call(power_reboot);
+        return result_of(power_reboot);
     });
     EXPECT_EQ(result.output, "-10 errno 10");
     EXPECT_EQ(result.error_text, failed("power_reboot", "No child processes"));

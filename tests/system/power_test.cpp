@@ -31,7 +31,6 @@
 #include "velmor.h"
 
 using testing::ElementsAre;
-using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::exists;
@@ -39,6 +38,7 @@ using testing_support::failed;
 using testing_support::no_longer_than;
 using testing_support::put_program;
 using testing_support::Recorder;
+using testing_support::result_of;
 using testing_support::run_in_child;
 using testing_support::wait_until;
 
@@ -50,7 +50,7 @@ constexpr char reboot_program[] = "/sbin/reboot";
 constexpr char power_state[] = "/sys/power/state";
 
 std::string reboot() {
-    return call(power_reboot);
+    return result_of(power_reboot);
 }
 
 /** What a reboot, a suspend and a shutdown might touch. */
@@ -163,7 +163,7 @@ TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
 
 TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
     VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(power_recorder(), [] { return call(power_suspend); });
+    const ChildResult child = run_in_child(power_recorder(), [] { return result_of(power_suspend); });
     EXPECT_EQ(child.output, "0");
     EXPECT_EQ(child.acts, testing_support::write_acts(power_state, "mem"));
 }
@@ -190,7 +190,7 @@ constexpr char restart[] = "reboot 0xa1b2c3d4 wdt";
 
 TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
     VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(power_recorder(), [] { return call(power_shutdown); });
+    const ChildResult child = run_in_child(power_recorder(), [] { return result_of(power_shutdown); });
     EXPECT_EQ(child.output, "-1 errno 1");
     EXPECT_EQ(child.error_text, failed("power_shutdown", "Operation not permitted"));
     EXPECT_THAT(child.acts, ElementsAre("sync", restart + std::string(" = EPERM")));
@@ -200,7 +200,7 @@ TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
     VELMOR_NEEDS_RECORDER();
     const ChildResult child = run_in_child(power_recorder().answer("reboot", 0), [] {
         alarm(2);  // the end of the system
-        return call(power_shutdown);
+        return result_of(power_shutdown);
     });
     EXPECT_EQ(testing_support::ending(child.wait_status), "signal " + std::to_string(SIGALRM));
     EXPECT_EQ(child.output, "");

@@ -26,7 +26,6 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::Acts;
-using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::failed;
@@ -35,11 +34,12 @@ using testing_support::in_order;
 using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::put;
-using testing_support::query;
 using testing_support::query_es;
 using testing_support::read_acts;
+using testing_support::read_to_end_acts;
 using testing_support::Recorder;
 using testing_support::reset_device;
+using testing_support::result_of;
 using testing_support::run_forked;
 using testing_support::run_in_child;
 using testing_support::stream_failure;
@@ -63,11 +63,6 @@ std::string lines_of_failed_start(const std::string& cause, const std::string& f
 
 class StartUp : public testing_support::DeviceTest {};
 
-/** A file as the library has written it: a number that no newline ends is read up to the end of the file. */
-Acts read_back_acts(const std::string& path) {
-    return {"open " + path + " r", "read " + path, "read " + path, "close " + path};
-}
-
 TEST_F(StartUp, FirstCallDoesExactlyTheseActsAndLaterCallsRepeatNone) {
     VELMOR_NEEDS_RECORDER();
     const ChildResult result = run_in_child(Recorder(), [] { return joined({query_es(), query_es(), query_es()}); });
@@ -75,7 +70,7 @@ TEST_F(StartUp, FirstCallDoesExactlyTheseActsAndLaterCallsRepeatNone) {
     const std::string thermal = "/sys/class/thermal/thermal_zone0/trip_point_";
     EXPECT_EQ(result.acts,
               in_order({read_acts(table_version), read_acts(table), read_acts(max_brightness), read_acts(period),
-                        read_acts(duty), write_acts(period, "370370"), read_back_acts(period),
+                        read_acts(duty), write_acts(period, "370370"), read_to_end_acts(period),
                         write_acts(duty, "185185"), read_acts(thermal + "0_type"), read_acts(thermal + "1_type"),
                         read_acts(thermal + "2_type"), read_acts(thermal + "3_type")}));
 }
@@ -86,7 +81,7 @@ TEST_F(StartUp, RunningChannelIsSilencedBeforeItsPeriodChanges) {
     const ChildResult result = run_in_child(Recorder().watch({"/sys/devices/"}), query_es);
     EXPECT_EQ(result.acts,
               in_order({read_acts(period), read_acts(duty), read_acts(period), write_acts(duty, "0"),
-                        write_acts(period, "370370"), read_back_acts(period), write_acts(duty, "185185")}));
+                        write_acts(period, "370370"), read_to_end_acts(period), write_acts(duty, "185185")}));
 }
 
 TEST_F(StartUp, IsNotRepeatedWhenItsFilesHaveGone) {
@@ -100,7 +95,7 @@ TEST_F(StartUp, IsNotRepeatedWhenItsFilesHaveGone) {
 }
 
 TEST_F(StartUp, AnyFunctionCanBeTheFirst) {
-    const ChildResult result = run_in_child([] { return call(power_suspend); });
+    const ChildResult result = run_in_child([] { return result_of(power_suspend); });
     EXPECT_EQ(result.output, "0");
     EXPECT_EQ(content(period), "370370");
 }
@@ -129,7 +124,7 @@ protected:
 
 TEST_P(FailingStartUp, PrintsTwoLinesACallAndIsTriedAgainByTheNext) {
     const ChildResult result = run_in_child([] {
-        const std::string text = joined({query_es(), query<uint32_t>(backlight_get, 0)});
+        const std::string text = joined({query_es(), result_of(backlight_get, 0)});
         reset_device();
         return joined({text, query_es()});
     });

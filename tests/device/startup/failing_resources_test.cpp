@@ -31,7 +31,7 @@ using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::not_supported;
 using testing_support::put;
-using testing_support::query;
+using testing_support::result_of;
 using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::stream_failure;
@@ -81,7 +81,7 @@ TEST_F(FailingLines, InputIsNotSetAndOutputNotRead) {
             board.add(type::io + 2, new GPIO(37, GPIO::in()));
         },
         [] {
-            return joined({call(io_set, 2, 1), query<io_value_t>(io_get, 1)});
+            return joined({result_of(io_set, 2, 1), result_of(io_get, 1)});
         });
     EXPECT_EQ(child.output, "-1, -1: untouched");
     EXPECT_EQ(child.error_text,
@@ -100,7 +100,7 @@ protected:
                 board.add(type::bluetooth_antenna, new Antenna(37));
             },
             [] {
-                return joined({call(wifi_antenna_set, 1), call(bluetooth_antenna_set, 1)});
+                return joined({result_of(wifi_antenna_set, 1), result_of(bluetooth_antenna_set, 1)});
             });
     }
 
@@ -135,7 +135,7 @@ protected:
         return run_on_board([](Board& board) { board.add(type::power, new Power); },
                             [] {
                                 no_longer_than(20);  // success waits forever
-                                return call(power_shutdown);
+                                return result_of(power_shutdown);
                             });
     }
 };
@@ -159,7 +159,7 @@ TEST_F(FailingPower, PowerOffProgramThatIsMissingIsNoEntry) {
 // ---- GPS and motion sensors ----------------------------------------------------------------------------------------
 
 TEST_F(FailingResources, GpsThatIsAbsentIsNotSupported) {
-    const ChildResult child = run_on_board([](Board&) {}, [] { return query<gps_info_t>(gps_info_get); });
+    const ChildResult child = run_on_board([](Board&) {}, [] { return result_of(gps_info_get); });
     EXPECT_EQ(child.output, "-95 errno 95: untouched");
     EXPECT_EQ(child.error_text, failed("gps_info_get", not_supported));
 }
@@ -171,7 +171,7 @@ TEST_F(FailingResources, MotionSensorsWhoseNodeCannotBeOpened) {
             board.add(type::car_motion, new CarMotion("/dev/input/event1"));
         },
         [] {
-            return joined({query<attitude_t>(attitude_get), query<car_motion_t>(car_motion_get)});
+            return joined({result_of(attitude_get), result_of(car_motion_get)});
         });
     EXPECT_EQ(child.output, "-2 errno 2: untouched, -2 errno 2: untouched");
     EXPECT_EQ(child.error_text, failed("attitude_get", "No such file or directory") +
@@ -223,22 +223,17 @@ TEST_P(FailingMrfi, AttributeThatHoldsNoValueOrRefusesOne) {
     }
 }
 
-template <typename T, typename Function>
-Scenario querying(Function function) {
-    return [function] { return query<T>(function, 1); };
-}
-
 const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
 
 INSTANTIATE_TEST_SUITE_P(
     Functions, FailingMrfi,
-    testing::Values(MrfiFunction{"mrfi_rssi_get", "rssi", true, querying<int>(mrfi_rssi_get)},
-                    MrfiFunction{"mrfi_type_get", "type", true, querying<mrfi_device_type_t>(mrfi_type_get)},
-                    MrfiFunction{"mrfi_address_get", "address", true, querying<mrfi_addr_t>(mrfi_address_get)},
-                    MrfiFunction{"mrfi_autolink_get", "autolink", true, querying<bool>(mrfi_autolink_get)},
-                    MrfiFunction{"mrfi_autolink_set", "autolink", false, [] { return call(mrfi_autolink_set, 1, 1); }},
-                    MrfiFunction{"mrfi_link", "link", false, [] { return call(mrfi_link, 1, &peer); }},
-                    MrfiFunction{"mrfi_unlink", "unlink", false, [] { return call(mrfi_unlink, 1, &peer); }}),
+    testing::Values(MrfiFunction{"mrfi_rssi_get", "rssi", true, call(mrfi_rssi_get, 1)},
+                    MrfiFunction{"mrfi_type_get", "type", true, call(mrfi_type_get, 1)},
+                    MrfiFunction{"mrfi_address_get", "address", true, call(mrfi_address_get, 1)},
+                    MrfiFunction{"mrfi_autolink_get", "autolink", true, call(mrfi_autolink_get, 1)},
+                    MrfiFunction{"mrfi_autolink_set", "autolink", false, call(mrfi_autolink_set, 1, 1)},
+                    MrfiFunction{"mrfi_link", "link", false, call(mrfi_link, 1, peer)},
+                    MrfiFunction{"mrfi_unlink", "unlink", false, call(mrfi_unlink, 1, peer)}),
     [](const auto& instance) { return instance.param.name; });
 
 // What opening a missing file leaves in errno is unspecified: the calls succeed.
@@ -248,11 +243,9 @@ TEST_F(FailingMrfiFiles, ListsThatAreMissingOrCannotBeReadAreEmpty) {
         mrfi_enum_ctx* devices = nullptr;
         const int opened[] = {mrfi_connection_list_open(1, &connections), mrfi_device_list_open(1, &devices)};
         return joined({std::to_string(opened[0]), std::to_string(opened[1]),
-                       query<mrfi_connection_t>(mrfi_connection_list_read, connections),
-                       query<mrfi_device_t>(mrfi_device_list_read, devices),
-                       query<mrfi_connection_t>(mrfi_connection_list_read, connections),
-                       query<mrfi_device_t>(mrfi_device_list_read, devices),
-                       call(mrfi_connection_list_close, connections), call(mrfi_device_list_close, devices)});
+                       result_of(mrfi_connection_list_read, connections), result_of(mrfi_device_list_read, devices),
+                       result_of(mrfi_connection_list_read, connections), result_of(mrfi_device_list_read, devices),
+                       result_of(mrfi_connection_list_close, connections), result_of(mrfi_device_list_close, devices)});
     };
     constexpr char empty[] = "0, 0, 0: untouched, 0: untouched, 0: untouched, 0: untouched, 0, 0";
     const ChildResult missing = run_mrfi(lists);

@@ -33,7 +33,7 @@ using testing_support::ending_of;
 using testing_support::failed;
 using testing_support::joined;
 using testing_support::no_longer_than;
-using testing_support::query;
+using testing_support::result_of;
 using testing_support::run_forked;
 using testing_support::run_in_child;
 using testing_support::wait_until;
@@ -56,7 +56,7 @@ void add_line(Board& board, io_value_t level) {
 }
 
 std::string query_line() {
-    return query<io_value_t>(io_get, 3);
+    return result_of(io_get, 3);
 }
 
 std::function<void()> on_signal;

@@ -47,7 +47,6 @@
 #include "support/scenario.h"
 #include "velmor.h"
 
-using testing_support::call;
 using testing_support::ChildResult;
 using testing_support::content;
 using testing_support::failed;
@@ -56,8 +55,8 @@ using testing_support::joined;
 using testing_support::no_longer_than;
 using testing_support::not_supported;
 using testing_support::put;
-using testing_support::query;
 using testing_support::query_es;
+using testing_support::result_of;
 using testing_support::run_in_child;
 using testing_support::Scenario;
 using testing_support::stream_failure;
@@ -136,7 +135,7 @@ void add_line(Board& board, int io, std::function<io_value_t()> reading) {
 }
 
 std::string query_io(int io) {
-    return query<io_value_t>(io_get, io);
+    return result_of(io_get, io);
 }
 
 // ---- Exceptions out of the configuration ---------------------------------------------------------------------------
@@ -399,7 +398,7 @@ TEST(Frame, NullPointerIsRefusedBeforeTheMutex) {
     const ChildResult result = run_in_child([] {
         configuration = [](Board&) {};
         lock_is_refused = true;
-        const std::string refused = call(io_get, 3, nullptr);
+        const std::string refused = result_of(io_get, 3, nullptr);
         return joined({refused, lock_is_refused ? "mutex left alone" : "mutex taken", std::to_string(configurations)});
     });
     EXPECT_EQ(result.output, "-22 errno 22, mutex left alone, 0");
@@ -467,8 +466,8 @@ TEST_F(EquippedBoard, LedColor) {
     const ChildResult result = run_equipped([] {
         const led_color_t wanted = {255, 0, 16};
         const led_color_t too_bright = {256, 0, 0};
-        return joined({query<led_color_t>(led_color_get, 0), call(led_color_set, 0, &wanted),
-                       call(led_color_set, 0, &too_bright)});
+        return joined({result_of(led_color_get, 0), result_of(led_color_set, 0, &wanted),
+                       result_of(led_color_set, 0, &too_bright)});
     });
     EXPECT_EQ(result.output, "0: 1 2 3, 0, -1");
     EXPECT_EQ(result.error_text, failed("led_color_set", "color out of range"));
@@ -477,7 +476,7 @@ TEST_F(EquippedBoard, LedColor) {
 
 TEST_F(EquippedBoard, Antennas) {
     const ChildResult result = run_equipped([] {
-        return joined({call(wifi_antenna_set, 1), call(bluetooth_antenna_set, 0)});
+        return joined({result_of(wifi_antenna_set, 1), result_of(bluetooth_antenna_set, 0)});
     });
     EXPECT_EQ(result.output, "0, 0");
     EXPECT_EQ(content(gpio(37, "value")), "1");
@@ -490,10 +489,10 @@ TEST_F(EquippedBoard, MrfiAttributes) {
     const ChildResult result = run_equipped([] {
         const mrfi_addr_t peer = {{1, 0, 0xab, 0}};
         const mrfi_addr_t nobody = {{0, 0, 0, 0}};
-        return joined({query<int>(mrfi_rssi_get, 1), query<mrfi_device_type_t>(mrfi_type_get, 1),
-                       query<mrfi_addr_t>(mrfi_address_get, 1), query<bool>(mrfi_autolink_get, 1),
-                       call(mrfi_autolink_set, 1, 256), query<bool>(mrfi_autolink_get, 1), call(mrfi_link, 1, &peer),
-                       call(mrfi_unlink, 1, &nobody), call(mrfi_link, 0, &peer)});
+        return joined({result_of(mrfi_rssi_get, 1), result_of(mrfi_type_get, 1), result_of(mrfi_address_get, 1),
+                       result_of(mrfi_autolink_get, 1), result_of(mrfi_autolink_set, 1, 256),
+                       result_of(mrfi_autolink_get, 1), result_of(mrfi_link, 1, &peer),
+                       result_of(mrfi_unlink, 1, &nobody), result_of(mrfi_link, 0, &peer)});
     });
     EXPECT_EQ(result.output, "0: -61, 0: 1, 0: 78 56 34 12 , 0: true, 0, 0: false, 0, 0, -95 errno 95");
     EXPECT_EQ(content(radio_file("autolink")), "0");
@@ -502,7 +501,7 @@ TEST_F(EquippedBoard, MrfiAttributes) {
 }
 
 TEST_F(EquippedBoard, MrfiAutolinkTakesAnyLowByteAsOn) {
-    const ChildResult result = run_equipped([] { return call(mrfi_autolink_set, 1, 0x102); });
+    const ChildResult result = run_equipped([] { return result_of(mrfi_autolink_set, 1, 0x102); });
     EXPECT_EQ(result.output, "0");
     EXPECT_EQ(content(radio_file("autolink")), "1");
 }
@@ -512,13 +511,13 @@ TEST_F(EquippedBoard, MrfiLists) {
         mrfi_enum_ctx* connections = nullptr;
         mrfi_enum_ctx* devices = nullptr;
         return joined(
-            {call(mrfi_connection_list_open, 1, &connections), call(mrfi_connection_list_read, connections, nullptr),
-             query<mrfi_connection_t>(mrfi_connection_list_read, connections),
-             query<mrfi_connection_t>(mrfi_connection_list_read, connections),
-             query<mrfi_connection_t>(mrfi_connection_list_read, connections),
-             call(mrfi_connection_list_close, connections), call(mrfi_device_list_open, 1, &devices),
-             call(mrfi_device_list_read, devices, nullptr), query<mrfi_device_t>(mrfi_device_list_read, devices),
-             query<mrfi_device_t>(mrfi_device_list_read, devices), call(mrfi_device_list_close, devices)});
+            {result_of(mrfi_connection_list_open, 1, &connections),
+             result_of(mrfi_connection_list_read, connections, nullptr),
+             result_of(mrfi_connection_list_read, connections), result_of(mrfi_connection_list_read, connections),
+             result_of(mrfi_connection_list_read, connections), result_of(mrfi_connection_list_close, connections),
+             result_of(mrfi_device_list_open, 1, &devices), result_of(mrfi_device_list_read, devices, nullptr),
+             result_of(mrfi_device_list_read, devices), result_of(mrfi_device_list_read, devices),
+             result_of(mrfi_device_list_close, devices)});
     });
     // The reserved bits keep the 0x5A that they had: 0x16 above the two flags.
     EXPECT_EQ(result.output,
@@ -528,7 +527,7 @@ TEST_F(EquippedBoard, MrfiLists) {
 }
 
 std::string query_motion_sensors() {
-    return joined({query<attitude_t>(attitude_get), query<car_motion_t>(car_motion_get)});
+    return joined({result_of(attitude_get), result_of(car_motion_get)});
 }
 
 TEST_F(EquippedBoard, MotionSensors) {
@@ -547,7 +546,9 @@ TEST_F(EquippedBoard, MotionSensorsReportTheirDevicesErrno) {
 }
 
 TEST_F(EquippedBoard, SerialMultiplexer) {
-    const ChildResult result = run_equipped([] { return joined({call(serial_mux, 2, 5), call(serial_mux, 2, 6)}); });
+    const ChildResult result = run_equipped([] {
+        return joined({result_of(serial_mux, 2, 5), result_of(serial_mux, 2, 6)});
+    });
     EXPECT_EQ(result.output, "0, -1");
     EXPECT_EQ(result.error_text, failed("serial_mux", "Unsupported port"));
     EXPECT_EQ(content(gpio(39, "value")), "1");
@@ -555,8 +556,8 @@ TEST_F(EquippedBoard, SerialMultiplexer) {
 
 TEST_F(EquippedBoard, SerialAlternateFunctions) {
     const ChildResult result = run_equipped([] {
-        return joined({query<bool>(serial_alt_func_has, 3, 1), query<bool>(serial_alt_func_has, 3, 2),
-                       call(serial_alt_func_set, 3, 1), call(serial_alt_func_set, 3, 2)});
+        return joined({result_of(serial_alt_func_has, 3, 1), result_of(serial_alt_func_has, 3, 2),
+                       result_of(serial_alt_func_set, 3, 1), result_of(serial_alt_func_set, 3, 2)});
     });
     EXPECT_EQ(result.output, "0: true, 0: false, 0, -22 errno 22");
     EXPECT_EQ(result.error_text, failed("serial_alt_func_set", "Invalid argument"));
