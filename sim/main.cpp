@@ -5,7 +5,7 @@
 #include <string>
 
 #include "board/board.h"
-#include "board/settings.h"
+#include "common/settings.h"
 #include "control/address.h"
 #include "control/client.h"
 #include "run/run.h"

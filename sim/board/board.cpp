@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-#include "board/settings.h"
+#include "common/settings.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/attribute.h"

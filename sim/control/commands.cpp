@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "board/board.h"
-#include "board/settings.h"
+#include "common/settings.h"
 #include "model/model.h"
 #include "record/faults.h"
 

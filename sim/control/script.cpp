@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "board/settings.h"
+#include "common/settings.h"
 #include "model/model.h"
 
 namespace VelmorSim {

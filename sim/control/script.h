@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "common/timers.h"
 #include "control/commands.h"
 #include "control/condition.h"
-#include "run/timers.h"
 
 namespace VelmorSim {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "common/timers.h"
 #include "control/commands.h"
 #include "control/condition.h"
-#include "run/timers.h"
 
 namespace VelmorSim {
 

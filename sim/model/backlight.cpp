@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <cerrno>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/computed_attribute.h"
 #include "tree/number_attribute.h"
-#include "tree/parse.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {

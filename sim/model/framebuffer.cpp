@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <string>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/number_attribute.h"
-#include "tree/parse.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {

@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/input_device.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/attribute.h"
-#include "tree/parse.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {

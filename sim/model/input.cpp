@@ -3,11 +3,11 @@
 #include <limits>
 #include <string>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/input_device.h"
 #include "model/kinds.h"
 #include "model/model.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "board/settings.h"
+#include "common/settings.h"
 
 namespace VelmorSim {
 

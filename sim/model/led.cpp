@@ -4,11 +4,11 @@
 #include <sstream>
 #include <string>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/attribute.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "run/timers.h"
+#include "common/timers.h"
 #include "tree/tree.h"
 #include "tree/value.h"
 

@@ -9,13 +9,13 @@
 #include <utility>
 #include <vector>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/attribute.h"
 #include "tree/computed_attribute.h"
 #include "tree/number_attribute.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 
@@ -30,12 +30,6 @@ std::optional<std::uint32_t> address(std::string_view text) {
     const auto [stop, error] = std::from_chars(text.data(), end, number, 16);
     if (error != std::errc() || stop != end) return std::nullopt;
     return number;
-}
-
-std::string address_text(std::uint32_t number) {
-    std::ostringstream text;
-    text << "0x" << std::hex << number;
-    return text.str();
 }
 
 bool is_number(const std::string& word, int base) {
@@ -127,7 +121,7 @@ void make_mrfi(Model& model, const std::string& name, Settings& settings) {
     auto& type =
         model.tree.add<NumberAttribute>(device, "type", read_only, settings.number("type", 0, highest), 0, highest);
     model.tree.add<ComputedAttribute>(
-        device, "address", read_only, [own] { return address_text(*own) + "\n"; }, nullptr);
+        device, "address", read_only, [own] { return hex_number(*own) + "\n"; }, nullptr);
     auto& autolink =
         model.tree.add<NumberAttribute>(device, "autolink", mode_t{0644}, settings.number("autolink", 0, 1), 0, 1);
     autolink.meaning = "1 links by itself";
@@ -140,7 +134,7 @@ void make_mrfi(Model& model, const std::string& name, Settings& settings) {
         const auto peer = address(without_newline(text));
         if (!peer) return -EINVAL;
         if (connections.find(*peer) == connections.lines.end())
-            connections.lines.push_back(address_text(*peer) + " 0 0 " + std::to_string(rssi.value()) + " 1 0");
+            connections.lines.push_back(hex_number(*peer) + " 0 0 " + std::to_string(rssi.value()) + " 1 0");
         connections.changed();
         return 0;
     });

@@ -3,11 +3,11 @@
 #include <string>
 #include <utility>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/file.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cerrno>
 
-#include "board/settings.h"
+#include "common/settings.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/number_attribute.h"

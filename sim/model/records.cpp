@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
-#include "tree/parse.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {

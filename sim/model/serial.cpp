@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-#include "board/settings.h"
+#include "common/settings.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/file.h"

@@ -10,12 +10,12 @@
 #include <string>
 #include <utility>
 
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "model/kinds.h"
 #include "model/model.h"
 #include "tree/computed_attribute.h"
 #include "tree/file.h"
-#include "tree/parse.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {

@@ -7,8 +7,8 @@
 #include <array>
 #include <stdexcept>
 
+#include "common/text.h"
 #include "record/errno_name.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 

@@ -12,12 +12,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string_view>
 #include <system_error>
 
+#include "common/text.h"
 #include "record/errno_name.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 
@@ -26,12 +25,6 @@ namespace {
 bool is_printable(std::string_view text) {
     return std::ranges::all_of(
         text, [](char c) { return std::isprint(static_cast<unsigned char>(c)) != 0 || c == '\n' || c == '\t'; });
-}
-
-std::string hex_number(unsigned long number) {
-    std::ostringstream text;
-    text << "0x" << std::hex << number;
-    return text.str();
 }
 
 void write_line(int file, const std::string& line) {

@@ -16,12 +16,12 @@
 #include <string_view>
 #include <utility>
 
+#include "common/text.h"
 #include "model/model.h"
 #include "record/faults.h"
 #include "record/recorder.h"
 #include "tree/directory.h"
 #include "tree/link.h"
-#include "tree/parse.h"
 
 namespace VelmorSim {
 

@@ -13,12 +13,12 @@
 #include <csignal>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
 #include "board/board.h"
-#include "board/settings.h"
+#include "common/settings.h"
+#include "common/text.h"
 #include "run/inside.h"
 #include "run/restart_call.h"
 
@@ -31,12 +31,6 @@ std::pair<std::string, std::string> assignment(const std::string& option, const 
     if (equals == std::string::npos || equals == 0)
         throw BoardError(option + " " + text + ": should be NAME=VALUE, for example thermal.temp=91000");
     return {text.substr(0, equals), text.substr(equals + 1)};
-}
-
-std::string hex_text_of(unsigned long number) {
-    std::ostringstream text;
-    text << "0x" << std::hex << number;
-    return text.str();
 }
 
 void say(const std::string& text) {
@@ -201,7 +195,7 @@ void Run::handle_restart() {
                         call->magic2 == LINUX_REBOOT_MAGIC2B || call->magic2 == LINUX_REBOOT_MAGIC2C);
     int result = magic ? 0 : -EINVAL;
     std::optional<Ending> ending;
-    const std::string command = hex_text_of(call->command);
+    const std::string command = hex_number(call->command);
     switch (call->command) {
         case LINUX_REBOOT_CMD_RESTART:
             ending = {Ending::Cause::restart, command, "", "the unit restarts: restart call"};

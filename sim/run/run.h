@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/timers.h"
 #include "control/commands.h"
 #include "control/script.h"
 #include "control/server.h"
@@ -18,7 +19,6 @@
 #include "run/channel.h"
 #include "run/file_system.h"
 #include "run/signals.h"
-#include "run/timers.h"
 
 namespace VelmorSim {
 

@@ -3,7 +3,7 @@
 
 #include <cerrno>
 
-#include "tree/parse.h"
+#include "common/text.h"
 
 namespace VelmorSim {
 

@@ -23,6 +23,9 @@ std::optional<std::int64_t> plain_number(std::string_view text);
 /** "a whole number from 0 to 7" */
 std::string range_text(std::int64_t lowest, std::int64_t highest);
 
+/** "0x1f" */
+std::string hex_number(unsigned long number);
+
 /** Lower-case hexadecimal digits of the bytes. */
 std::string hex_text(std::string_view bytes);
 

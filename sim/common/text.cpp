@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "tree/parse.h"
+#include "common/text.h"
 
 #include <cerrno>
 #include <charconv>
 #include <limits>
+#include <sstream>
 
 namespace VelmorSim {
 
@@ -48,6 +49,12 @@ std::optional<std::int64_t> plain_number(std::string_view text) {
 
 std::string range_text(std::int64_t lowest, std::int64_t highest) {
     return "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+}
+
+std::string hex_number(unsigned long number) {
+    std::ostringstream text;
+    text << "0x" << std::hex << number;
+    return text.str();
 }
 
 std::string hex_text(std::string_view bytes) {

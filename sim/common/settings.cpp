@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "board/settings.h"
+#include "common/settings.h"
 
 #include <cstdint>
 #include <limits>
 #include <utility>
 
-#include "tree/parse.h"
+#include "common/text.h"
 
 namespace VelmorSim {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "run/timers.h"
+#include "common/timers.h"
 
 namespace VelmorSim {
 
