@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "common/descriptor.h"
 #include "control/address.h"
 
 namespace VelmorSim {
@@ -36,19 +37,16 @@ int send_command(const std::string& run, const Words& words) {
         name = names[0];
     }
     const Address address(name);
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (socket < 0 || connect(socket, address.socket(), address.length) != 0) {
-        const int error = errno;
-        if (socket >= 0) close(socket);
-        return complain("no run of the name " + name + ": " + std::system_category().message(error));
-    }
+    const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.is_open() || connect(socket.get(), address.socket(), address.length) != 0)
+        return complain("no run of the name " + name + ": " + std::system_category().message(errno));
     const auto line = nlohmann::json(words).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-    static_cast<void>(send(socket, line.data(), line.size(), MSG_NOSIGNAL));
+    static_cast<void>(send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL));
 
     std::string received;
     std::array<char, 4096> bytes{};
-    for (auto length = recv(socket, bytes.data(), bytes.size(), 0); length > 0;
-         length = recv(socket, bytes.data(), bytes.size(), 0)) {
+    for (auto length = recv(socket.get(), bytes.data(), bytes.size(), 0); length > 0;
+         length = recv(socket.get(), bytes.data(), bytes.size(), 0)) {
         received.append(bytes.data(), static_cast<std::size_t>(length));
         for (auto end = received.find('\n'); end != std::string::npos; end = received.find('\n')) {
             const auto answer = nlohmann::json::parse(received.substr(0, end), nullptr, false);
@@ -58,13 +56,11 @@ int send_command(const std::string& run, const Words& words) {
                 std::cout << text << std::flush;
                 continue;
             }
-            close(socket);
             if (!answer.value("good", false)) return complain(text);
             std::cout << text << std::flush;
             return 0;
         }
     }
-    close(socket);
     return complain("the run ended before it answered");
 }
 

@@ -31,48 +31,36 @@ void send_line(int socket, const nlohmann::json& line) {
 Server::Server(const std::string& run, Commands& commands) : commands_(commands) {
     constexpr int queue = 16;
     const Address address(run);
-    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (listener_ < 0 || bind(listener_, address.socket(), address.length) != 0 || listen(listener_, queue) != 0) {
-        const int error = errno;
-        if (listener_ >= 0) close(listener_);
-        throw std::system_error(error, std::system_category(), "a run of the name " + run);
-    }
-}
-
-Server::~Server() {
-    for (const auto& client : clients_) close(client.socket);
-    close(listener_);
+    listener_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!listener_.is_open() || bind(listener_.get(), address.socket(), address.length) != 0 ||
+        listen(listener_.get(), queue) != 0)
+        throw std::system_error(errno, std::system_category(), "a run of the name " + run);
 }
 
 void Server::add_to(std::vector<pollfd>& events) const {
-    events.push_back({listener_, POLLIN, 0});
-    for (const auto& client : clients_) events.push_back({client.socket, POLLIN, 0});
+    events.push_back({listener_.get(), POLLIN, 0});
+    for (const auto& client : clients_) events.push_back({client.socket.get(), POLLIN, 0});
 }
 
 void Server::serve(const std::vector<pollfd>& events) {
     for (const auto& event : events) {
         if (event.revents == 0) continue;
-        if (event.fd == listener_) accept_client();
+        if (event.fd == listener_.get()) accept_client();
         for (auto& client : clients_) {
-            if (client.socket == event.fd) receive(client);
+            if (client.socket.get() == event.fd) receive(client);
         }
     }
     settle();
 }
 
 void Server::accept_client() {
-    const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (socket < 0) return;
-    if (is_own(socket)) {
-        clients_.push_back({.socket = socket});
-    } else {
-        close(socket);
-    }
+    Descriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (is_own(socket.get())) clients_.push_back({.socket = std::move(socket)});
 }
 
 void Server::receive(Client& client) {
     std::array<char, 4096> bytes{};
-    const auto length = recv(client.socket, bytes.data(), bytes.size(), MSG_DONTWAIT);
+    const auto length = recv(client.socket.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
     if (length <= 0) {
         client.done = true;
         return;
@@ -145,7 +133,6 @@ void Server::settle() {
             continue;
         }
         if (client->deadline) commands_.model().timers.cancel(*client->deadline);
-        close(client->socket);
         client = clients_.erase(client);
     }
 }
@@ -158,11 +145,11 @@ void Server::finish() {
 }
 
 void Server::tell(Client& client, const std::string& text) {
-    send_line(client.socket, {{"text", text}});
+    send_line(client.socket.get(), {{"text", text}});
 }
 
 void Server::end(Client& client, bool good, const std::string& text) {
-    send_line(client.socket, {{"good", good}, {"text", text}});
+    send_line(client.socket.get(), {{"good", good}, {"text", text}});
     client.done = true;
 }
 

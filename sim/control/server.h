@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "common/descriptor.h"
 #include "common/timers.h"
 #include "control/commands.h"
 #include "control/condition.h"
@@ -20,11 +21,6 @@ class Server {
 public:
     /** Throws std::system_error where the name is taken. */
     Server(const std::string& run, Commands& commands);
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-    Server(Server&&) = delete;
-    Server& operator=(Server&&) = delete;
-    ~Server();
 
     void add_to(std::vector<pollfd>& events) const;
     void serve(const std::vector<pollfd>& events);
@@ -35,7 +31,7 @@ public:
 
 private:
     struct Client {
-        int socket;
+        Descriptor socket;
         std::string received{};
         std::optional<Condition> awaited{};
         std::optional<Timers::Id> deadline{};
@@ -52,7 +48,7 @@ private:
     static void end(Client& client, bool good, const std::string& text);
 
     Commands& commands_;
-    int listener_ = -1;
+    Descriptor listener_;
     std::list<Client> clients_;
 };
 

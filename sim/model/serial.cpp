@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "common/descriptor.h"
 #include "common/settings.h"
 #include "model/kinds.h"
 #include "model/model.h"
@@ -44,27 +45,20 @@ class Serial {
 public:
     Serial() : far_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
         std::array<char, 64> name{};
-        if (far_ < 0 || grantpt(far_) != 0 || unlockpt(far_) != 0 || ptsname_r(far_, name.data(), name.size()) != 0)
+        if (!far_.is_open() || grantpt(descriptor()) != 0 || unlockpt(descriptor()) != 0 ||
+            ptsname_r(descriptor(), name.data(), name.size()) != 0)
             return;
         // Held open, so that the line outlives the application's closes.
-        near_ = open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        near_ = Descriptor(open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
         termios line{};
-        if (near_ < 0 || tcgetattr(near_, &line) != 0) return;
+        if (!near_.is_open() || tcgetattr(near_.get(), &line) != 0) return;
         cfmakeraw(&line);
         cfsetspeed(&line, B9600);
-        tcsetattr(near_, TCSANOW, &line);
+        tcsetattr(near_.get(), TCSANOW, &line);
         node_ = name.data();
     }
-    Serial(const Serial&) = delete;
-    Serial& operator=(const Serial&) = delete;
-    Serial(Serial&&) = delete;
-    Serial& operator=(Serial&&) = delete;
-    ~Serial() {
-        if (near_ >= 0) close(near_);
-        if (far_ >= 0) close(far_);
-    }
 
-    int descriptor() const { return far_; }
+    int descriptor() const { return far_.get(); }
     /** The machine's node, or nothing where it has no pseudo-terminals. */
     const std::string& node() const { return node_; }
     const std::string& sent() const { return sent_; }
@@ -72,27 +66,27 @@ public:
     void receive() {
         constexpr std::size_t most = 4096;
         std::array<char, most> bytes{};
-        for (auto length = read(far_, bytes.data(), bytes.size()); length > 0;
-             length = read(far_, bytes.data(), bytes.size()))
+        for (auto length = read(descriptor(), bytes.data(), bytes.size()); length > 0;
+             length = read(descriptor(), bytes.data(), bytes.size()))
             sent_.append(bytes.data(), static_cast<std::size_t>(length));
         if (sent_.size() > most) sent_.erase(0, sent_.size() - most);
     }
 
     bool send(const std::string& text) const {
-        return write(far_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        return write(descriptor(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
     }
 
     std::string speed() const {
         termios line{};
-        if (tcgetattr(near_, &line) != 0) return "0";
+        if (tcgetattr(near_.get(), &line) != 0) return "0";
         const auto* const found = std::find_if(speeds.begin(), speeds.end(),
                                                [&](const auto& each) { return each.first == cfgetospeed(&line); });
         return std::to_string(found == speeds.end() ? 0 : found->second);
     }
 
 private:
-    int far_ = -1;
-    int near_ = -1;
+    Descriptor far_;
+    Descriptor near_;
     std::string node_;
     std::string sent_;
 };

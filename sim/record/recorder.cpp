@@ -54,14 +54,10 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-Recorder::~Recorder() {
-    if (trace_ >= 0) close(trace_);
-}
-
 void Recorder::trace_to(const std::string& file) {
     constexpr mode_t permissions = 0666;
-    trace_ = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, permissions);
-    if (trace_ < 0) throw std::system_error(errno, std::system_category(), file);
+    trace_ = Descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, permissions));
+    if (!trace_.is_open()) throw std::system_error(errno, std::system_category(), file);
 }
 
 void Recorder::explain() {
@@ -75,7 +71,7 @@ void Recorder::explain() {
 void Recorder::record(const Act& act) const {
     if (stopped_) return;
     if (explain_) explain(act);
-    if (trace_ < 0) return;
+    if (!trace_.is_open()) return;
     nlohmann::ordered_json line;
     line["act"] = act.act;
     if (!act.path.empty()) line["path"] = act.path;
@@ -94,7 +90,7 @@ void Recorder::record(const Act& act) const {
     line["result"] = act.result < 0 ? -1 : act.result;
     if (act.result < 0) line["errno"] = errno_name(static_cast<int>(-act.result));
     line["pid"] = act.pid;
-    write_line(trace_, line.dump() + "\n");
+    write_line(trace_.get(), line.dump() + "\n");
 }
 
 void Recorder::explain(const Act& act) const {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <string>
 
+#include "common/descriptor.h"
 #include "record/act.h"
 
 namespace VelmorSim {
@@ -14,13 +15,6 @@ namespace VelmorSim {
  */
 class Recorder {
 public:
-    Recorder() = default;
-    Recorder(const Recorder&) = delete;
-    Recorder& operator=(const Recorder&) = delete;
-    Recorder(Recorder&&) = delete;
-    Recorder& operator=(Recorder&&) = delete;
-    ~Recorder();
-
     /** JSON lines into this file. Throws std::system_error. */
     void trace_to(const std::string& file);
     /** Lines for people on standard error, coloured on a terminal. */
@@ -33,7 +27,7 @@ public:
 private:
     void explain(const Act& act) const;
 
-    int trace_ = -1;
+    Descriptor trace_;
     bool explain_ = false;
     bool colour_ = false;
     bool stopped_ = false;

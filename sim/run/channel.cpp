@@ -4,32 +4,48 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
+#include <system_error>
 
 namespace VelmorSim {
 
-bool send_message(int channel, const Message& message) {
-    Message copy = message;
-    iovec part{&copy, sizeof copy};
+namespace {
+
+/** What goes as bytes; the descriptor goes beside them. */
+constexpr std::size_t size = offsetof(Message, descriptor);
+
+}  // namespace
+
+std::pair<Channel, Channel> Channel::open() {
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        throw std::system_error(errno, std::system_category(), "socketpair");
+    return {Channel(ends[0]), Channel(ends[1])};
+}
+
+bool Channel::send(Message message) const {
+    iovec part{&message, size};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
     msghdr packet{};
     packet.msg_iov = &part;
     packet.msg_iovlen = 1;
-    if (message.descriptor >= 0) {
+    if (message.descriptor.is_open()) {
         packet.msg_control = control.data();
         packet.msg_controllen = control.size();
         cmsghdr* head = CMSG_FIRSTHDR(&packet);
         head->cmsg_level = SOL_SOCKET;
         head->cmsg_type = SCM_RIGHTS;
         head->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(head), &message.descriptor, sizeof(int));
+        const int descriptor = message.descriptor.get();
+        std::memcpy(CMSG_DATA(head), &descriptor, sizeof descriptor);
     }
-    return sendmsg(channel, &packet, MSG_NOSIGNAL) == sizeof message;
+    return sendmsg(end_.get(), &packet, MSG_NOSIGNAL) == size;
 }
 
-std::optional<Message> receive_message(int channel, bool wait, bool& gone) {
-    Message message{};
-    iovec part{&message, sizeof message};
+std::optional<Message> Channel::receive() {
+    Message message;
+    iovec part{&message, size};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
     msghdr packet{};
     packet.msg_iov = &part;
@@ -38,17 +54,18 @@ std::optional<Message> receive_message(int channel, bool wait, bool& gone) {
     packet.msg_controllen = control.size();
     ssize_t length = -1;
     do {
-        length = recvmsg(channel, &packet, MSG_CMSG_CLOEXEC | (wait ? 0 : MSG_DONTWAIT));
+        length = recvmsg(end_.get(), &packet, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
     } while (length < 0 && errno == EINTR);
     if (length < 0 && errno == EAGAIN) return std::nullopt;
-    if (length != sizeof message) {
-        gone = true;
+    if (length != size) {
+        end_ = Descriptor();
         return std::nullopt;
     }
-    message.descriptor = -1;
     const cmsghdr* head = CMSG_FIRSTHDR(&packet);
+    int descriptor = -1;
     if (head != nullptr && head->cmsg_level == SOL_SOCKET && head->cmsg_type == SCM_RIGHTS)
-        std::memcpy(&message.descriptor, CMSG_DATA(head), sizeof(int));
+        std::memcpy(&descriptor, CMSG_DATA(head), sizeof descriptor);
+    message.descriptor = Descriptor(descriptor);
     return message;
 }
 

@@ -3,6 +3,9 @@
 
 #include <array>
 #include <optional>
+#include <utility>
+
+#include "common/descriptor.h"
 
 namespace VelmorSim {
 
@@ -31,13 +34,28 @@ struct Message {
     Kind kind = Kind::failed;
     int number = 0;
     std::array<char, 512> text{};
-    /** Received with it; the receiver owns it. */
-    int descriptor = -1;
+    Descriptor descriptor{};
 };
 
-/** Send it, with the message's descriptor where there is one. False when nobody listens. */
-bool send_message(int channel, const Message& message);
-/** The next message; nothing when there is none now, or the other side has gone (`gone`). */
-std::optional<Message> receive_message(int channel, bool wait, bool& gone);
+/** One end of the talk between them. */
+class Channel {
+public:
+    Channel() = default;
+    /** Both ends. Throws std::system_error. */
+    static std::pair<Channel, Channel> open();
+
+    /** Send it, and close its descriptor here. False when nobody listens. */
+    bool send(Message message) const;
+    /** The next message, or nothing when there is none now. Closes when the other side has gone. */
+    std::optional<Message> receive();
+
+    bool is_open() const { return end_.is_open(); }
+    int descriptor() const { return end_.get(); }
+
+private:
+    explicit Channel(int end) : end_(end) {}
+
+    Descriptor end_;
+};
 
 }  // namespace VelmorSim

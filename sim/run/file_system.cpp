@@ -181,10 +181,9 @@ FileSystem::~FileSystem() {
         fuse_session_destroy(session_);
     }
     std::free(buffer_.mem);  // NOLINT: the FUSE library took it with malloc
-    if (inner_proc >= 0) close(inner_proc);
 }
 
-void FileSystem::attach(int fuse) {
+void FileSystem::attach(Descriptor fuse) {
     std::string program = "velmor-sim";
     std::array<char*, 1> words = {program.data()};
     fuse_args arguments = FUSE_ARGS_INIT(static_cast<int>(words.size()), words.data());
@@ -192,11 +191,12 @@ void FileSystem::attach(int fuse) {
     session_ = fuse_session_new(&arguments, &operations, sizeof operations, this);
     fuse_opt_free_args(&arguments);
     if (session_ == nullptr) throw std::runtime_error("the FUSE library gives no session");
-    const std::string place = "/dev/fd/" + std::to_string(fuse);
+    const std::string place = "/dev/fd/" + std::to_string(fuse.get());
     if (fuse_session_mount(session_, place.c_str()) != 0)
         throw std::runtime_error("the FUSE library refuses the mount");
-    fuse_ = fuse;
-    fcntl(fuse_, F_SETFL, fcntl(fuse_, F_GETFL) | O_NONBLOCK);
+    // The session closes it.
+    fuse.release();
+    fcntl(descriptor(), F_SETFL, fcntl(descriptor(), F_GETFL) | O_NONBLOCK);
 }
 
 void FileSystem::serve() {
@@ -251,9 +251,9 @@ bool FileSystem::is_proc(fuse_ino_t inode) const {
 }
 
 int FileSystem::inner_inode(const std::string& name, std::uint64_t& inode) {
-    if (inner_proc < 0 || is_withheld(name)) return -ENOENT;
+    if (!inner_proc.is_open() || is_withheld(name)) return -ENOENT;
     struct stat there {};
-    if (fstatat(inner_proc, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0) return -ENOENT;
+    if (fstatat(inner_proc.get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0) return -ENOENT;
     if (is_process(name)) {
         inode = Tree::process_inodes + static_cast<std::uint64_t>(std::strtoul(name.c_str(), nullptr, 10));
         return 0;
@@ -329,9 +329,9 @@ void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size,
     entries.emplace_back(".", stat_of(*directory));
     entries.emplace_back("..", stat_of(*directory->parent));
     for (const auto& [name, node] : directory->children()) entries.emplace_back(name, stat_of(*node));
-    if (directory->path == "/proc" && inner_proc >= 0) {
+    if (directory->path == "/proc" && inner_proc.is_open()) {
         // An open file description of its own, so that no position is shared.
-        DIR* inner = fdopendir(openat(inner_proc, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        DIR* inner = fdopendir(openat(inner_proc.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         while (const dirent* entry = inner == nullptr ? nullptr : ::readdir(inner)) {  // NOLINT(concurrency-mt-unsafe)
             std::uint64_t number = 0;
             const std::string name = static_cast<const char*>(entry->d_name);
@@ -356,14 +356,13 @@ bool FileSystem::is_narrow(int pid) const {
     const auto name = std::to_string(pid) + "/exe";
     // An emulator runs a program of another width than its own.
     std::array<char, PATH_MAX> link{};
-    const auto size = readlinkat(inner_proc, name.c_str(), link.data(), link.size());
+    const auto size = readlinkat(inner_proc.get(), name.c_str(), link.data(), link.size());
     const std::string_view file(link.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     if (file.substr(file.rfind('/') + 1).substr(0, 8) == "qemu-arm") return true;
-    const int program = openat(inner_proc, name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (program < 0) return false;
+    const Descriptor program(openat(inner_proc.get(), name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!program.is_open()) return false;
     std::array<char, EI_NIDENT> head{};
-    const auto length = ::read(program, head.data(), head.size());
-    close(program);
+    const auto length = ::read(program.get(), head.data(), head.size());
     return length == EI_NIDENT && head[EI_CLASS] == ELFCLASS32;
 }
 

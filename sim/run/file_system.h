@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/descriptor.h"
 #include "tree/file.h"
 
 namespace VelmorSim {
@@ -34,7 +35,7 @@ public:
     ~FileSystem();
 
     /** Serve this opened and mounted /dev/fuse. Throws std::runtime_error. */
-    void attach(int fuse);
+    void attach(Descriptor fuse);
     /** Serve what has come; without waiting. */
     void serve();
     /** Something of the device may have changed: wake readers and pollers. */
@@ -42,9 +43,11 @@ public:
     /** The run ends: nobody waits any longer. */
     void release_all();
     bool is_attached() const { return session_ != nullptr; }
+    /** Where requests come in; -1 before attach(). */
+    int descriptor() const { return is_attached() ? fuse_session_fd(session_) : -1; }
 
     /** The "/proc" of the processes inside; its names are linked to from the device's. */
-    int inner_proc = -1;
+    Descriptor inner_proc;
     /** Where that "/proc" stands inside. */
     static constexpr const char* inner_proc_path = "/.host-proc/p/";
 
@@ -93,7 +96,6 @@ private:
     Faults& faults_;
     fuse_session* session_ = nullptr;
     fuse_buf buffer_{};
-    int fuse_ = -1;
     std::list<std::unique_ptr<Handle>> handles_;
     std::list<Waiting> waiting_;
     /** Names of the inner "/proc" that are no processes; their links' inodes are their places here. */

@@ -6,7 +6,6 @@
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,7 +18,6 @@
 #include <fstream>
 #include <system_error>
 
-#include "run/channel.h"
 #include "run/restart_call.h"
 #include "run/root.h"
 #include "run/signals.h"
@@ -29,10 +27,9 @@ namespace VelmorSim {
 namespace {
 
 void write_map(const std::string& file, const std::string& text) {
-    const int map = open(("/proc/self/" + file).c_str(), O_WRONLY | O_CLOEXEC);
-    if (map < 0 || write(map, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+    const Descriptor map(open(("/proc/self/" + file).c_str(), O_WRONLY | O_CLOEXEC));
+    if (!map.is_open() || write(map.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         throw std::system_error(errno, std::system_category(), "write /proc/self/" + file);
-    close(map);
 }
 
 /** Without a PID namespace the children are killed one by one, however deep they are: each orphan comes to us. */
@@ -53,10 +50,8 @@ void kill_children() {
 
 }  // namespace
 
-pid_t Inside::start(bool own_pids, int& channel) {
-    std::array<int, 2> ends{};
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
-        throw std::system_error(errno, std::system_category(), "socketpair");
+pid_t Inside::start(bool own_pids, Channel& channel) {
+    auto [outer, inner] = Channel::open();
     const uid_t user = geteuid();
     const gid_t group = getegid();
     const unsigned long flags =
@@ -64,28 +59,25 @@ pid_t Inside::start(bool own_pids, int& channel) {
     // The plain system call: a fork into new namespaces, without a stack of its own.
     const auto first = static_cast<pid_t>(syscall(SYS_clone, flags, nullptr, nullptr, nullptr, nullptr));
     if (first < 0) {
-        const int error = errno;
-        close(ends[0]);
-        close(ends[1]);
-        throw std::system_error(error, std::system_category(),
+        throw std::system_error(errno, std::system_category(),
                                 "user namespaces are forbidden here; allow them with \"sysctl "
                                 "kernel.unprivileged_userns_clone=1 user.max_user_namespaces=10000\", or give the "
                                 "container \"--security-opt seccomp=unconfined\"");
     }
     if (first == 0) {
-        close(ends[0]);
-        channel_ = ends[1];
+        // Open here as well, it would hide that the simulator has gone.
+        outer = Channel();
+        channel_ = std::move(inner);
         first_process(own_pids, user, group);
     }
-    close(ends[1]);
-    channel = ends[0];
+    channel = std::move(outer);
     return first;
 }
 
 void Inside::fail(const std::string& text) const {
     Message message{.kind = Message::Kind::failed};
     std::copy_n(text.data(), std::min(text.size(), message.text.size() - 1), message.text.data());
-    send_message(channel_, message);
+    channel_.send(std::move(message));
     _exit(1);
 }
 
@@ -122,30 +114,24 @@ void Inside::build_root(bool own_pids, bool as_root) const {
     root.begin();
     if (!root.mount_proc()) {
         if (own_pids) {
-            send_message(channel_, {.kind = Message::Kind::no_proc});
+            channel_.send({.kind = Message::Kind::no_proc});
             _exit(1);
         }
         root.reuse_proc();
     }
-    const int fuse = root.mount_fuse();
-    send_message(channel_, {.kind = Message::Kind::fuse, .descriptor = fuse});
-    close(fuse);
-    const int proc = root.open_proc();
-    send_message(channel_, {.kind = Message::Kind::proc, .descriptor = proc});
-    close(proc);
+    channel_.send({.kind = Message::Kind::fuse, .descriptor = root.mount_fuse()});
+    channel_.send({.kind = Message::Kind::proc, .descriptor = root.open_proc()});
     root.fill();
     root.enter();
 }
 
 void Inside::program_process(bool own_pids) const {
     if (!own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int listener = RestartCall::install();
+    auto listener = RestartCall::install();
     // Behind the filter stands the PID namespace: there the call ends the first process and nothing else.
-    if (listener < 0 && !own_pids) fail("the restart call cannot be caught: " + std::system_category().message(errno));
-    if (listener >= 0) {
-        send_message(channel_, {.kind = Message::Kind::listener, .descriptor = listener});
-        close(listener);
-    }
+    if (!listener.is_open() && !own_pids)
+        fail("the restart call cannot be caught: " + std::system_category().message(errno));
+    if (listener.is_open()) channel_.send({.kind = Message::Kind::listener, .descriptor = std::move(listener)});
     std::vector<std::string> program = program_;
     std::vector<char*> words;
     words.reserve(program.size() + 1);
@@ -154,32 +140,31 @@ void Inside::program_process(bool own_pids) const {
     signals_.give_back();
     execvp(words[0], words.data());
     const int error = errno;
-    send_message(channel_, {.kind = Message::Kind::not_run, .number = error});
+    channel_.send({.kind = Message::Kind::not_run, .number = error});
     _exit(error == ENOENT ? 127 : 126);
 }
 
-void Inside::reap(pid_t program, bool own_pids) const {
+void Inside::reap(pid_t program, bool own_pids) {
     sigset_t children{};
     sigemptyset(&children);
     sigaddset(&children, SIGCHLD);
-    const int signals = signalfd(-1, &children, SFD_CLOEXEC | SFD_NONBLOCK);
-    std::array<pollfd, 2> events = {{{signals, POLLIN, 0}, {channel_, POLLIN, 0}}};
-    bool gone = false;
-    while (!gone) {
+    const Descriptor signals(signalfd(-1, &children, SFD_CLOEXEC | SFD_NONBLOCK));
+    std::array<pollfd, 2> events = {{{signals.get(), POLLIN, 0}, {channel_.descriptor(), POLLIN, 0}}};
+    while (channel_.is_open()) {
         if (poll(events.data(), events.size(), -1) < 0) continue;
         if (events[0].revents != 0) {
             signalfd_siginfo information{};
-            while (read(signals, &information, sizeof information) > 0) {
+            while (read(signals.get(), &information, sizeof information) > 0) {
             }
             int status = 0;
             for (pid_t child = waitpid(-1, &status, WNOHANG); child > 0; child = waitpid(-1, &status, WNOHANG)) {
                 if (child != program) continue;
                 program = -1;
-                send_message(channel_, {.kind = Message::Kind::ended, .number = status});
+                channel_.send({.kind = Message::Kind::ended, .number = status});
             }
         }
         if (events[1].revents == 0) continue;
-        const auto message = receive_message(channel_, false, gone);
+        const auto message = channel_.receive();
         if (message && message->kind == Message::Kind::leave) break;
         if (message && message->kind == Message::Kind::signal && program > 0) kill(program, message->number);
     }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "run/channel.h"
+
 namespace VelmorSim {
 
 class Model;
@@ -18,22 +20,23 @@ public:
         : model_(model), signals_(signals), program_(std::move(program)) {}
 
     /**
-     * Start the first process in its own namespaces; `channel` receives the simulator's end of the talk. The result is
+     * Start the first process in its own namespaces; `channel` becomes the simulator's end of the talk. The result is
      * its process number. Throws std::system_error.
      */
-    pid_t start(bool own_pids, int& channel);
+    pid_t start(bool own_pids, Channel& channel);
 
 private:
     [[noreturn]] void first_process(bool own_pids, uid_t user, gid_t group);
     void build_root(bool own_pids, bool as_root) const;
     [[noreturn]] void program_process(bool own_pids) const;
-    [[noreturn]] void reap(pid_t program, bool own_pids) const;
+    [[noreturn]] void reap(pid_t program, bool own_pids);
     [[noreturn]] void fail(const std::string& text) const;
 
     const Model& model_;
     const Signals& signals_;
     std::vector<std::string> program_;
-    int channel_ = -1;
+    /** Inside: the other end. */
+    Channel channel_;
 };
 
 }  // namespace VelmorSim

@@ -65,7 +65,7 @@ std::string read_text(int pid, unsigned long address) {
 
 }  // namespace
 
-int RestartCall::install() {
+Descriptor RestartCall::install() {
     std::vector<sock_filter> program;
     for (const auto& entry : entries) {
         program.push_back(load(offsetof(seccomp_data, arch)));
@@ -76,7 +76,8 @@ int RestartCall::install() {
     }
     program.push_back(answer_with(SECCOMP_RET_ALLOW));
     const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
-    return static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter));
+    return Descriptor(
+        static_cast<int>(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter)));
 }
 
 std::optional<RestartCall::Call> RestartCall::receive(int listener) {

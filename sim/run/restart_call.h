@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "common/descriptor.h"
+
 namespace VelmorSim {
 
 /**
@@ -24,8 +26,8 @@ public:
         std::optional<std::string> text{};
     };
 
-    /** From now on this process and its children are caught. The result is the listener, or -1 with errno. */
-    static int install();
+    /** From now on this process and its children are caught. The result is the listener, or none with errno. */
+    static Descriptor install();
     /** The call that waits on the listener. */
     static std::optional<Call> receive(int listener);
     /** Answer it: 0, or minus the errno. */

@@ -43,9 +43,8 @@ void make_directory(const std::string& path) {
 }
 
 void make_file(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    if (file < 0) fail("create " + path);
-    close(file);
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    if (!file.is_open()) fail("create " + path);
 }
 
 bool bind_mount(const std::string& from, const std::string& to) {
@@ -99,16 +98,16 @@ void Root::begin() {
     std::array<char, PATH_MAX> path{};
     if (realpath("/sbin", path.data()) != nullptr) sbin_ = path.data();
     for (const char* part : kept_parts) {
-        const int place = open(part, O_PATH | O_CLOEXEC);
-        if (place >= 0) kept_.emplace_back(part, place);
+        Descriptor place(open(part, O_PATH | O_CLOEXEC));
+        if (place.is_open()) kept_.emplace_back(part, std::move(place));
     }
     if (mount("velmor", root.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0) fail("mount a tmpfs");
 }
 
-int Root::mount_fuse() {
+Descriptor Root::mount_fuse() {
     // Only a descriptor that was opened in this user namespace may be mounted in it.
-    const int fuse = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-    if (fuse < 0) {
+    Descriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    if (!fuse.is_open()) {
         if (errno == ENOENT || errno == ENXIO || errno == ENODEV)
             fail(
                 "no /dev/fuse; load it with \"modprobe fuse\", or give it to the container with \"--device "
@@ -116,7 +115,7 @@ int Root::mount_fuse() {
         fail("/dev/fuse may not be opened; allow it with \"chmod 666 /dev/fuse\", which udev does by itself");
     }
     make_directory(root + served);
-    const std::string options = "fd=" + std::to_string(fuse) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
+    const std::string options = "fd=" + std::to_string(fuse.get()) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
     if (mount("velmor-sim", (root + served).c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
         fail(
             "FUSE may not be mounted in a user namespace; it needs Linux 4.18 or later, and in a container "
@@ -134,9 +133,9 @@ void Root::reuse_proc() {
     must_bind("/proc", root + inner_proc);
 }
 
-int Root::open_proc() const {
-    const int proc = open((root + inner_proc).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (proc < 0) fail("open the inner /proc");
+Descriptor Root::open_proc() const {
+    Descriptor proc(open((root + inner_proc).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!proc.is_open()) fail("open the inner /proc");
     return proc;
 }
 
@@ -246,9 +245,8 @@ void Root::fill_sys() {
     must_bind(root + served + "/sys", root + "/sys");
     for (const auto& [part, place] : kept_) {
         const auto to = root + part;
-        if (!bind_mount("/proc/self/fd/" + std::to_string(place), to)) continue;
+        if (!bind_mount("/proc/self/fd/" + std::to_string(place.get()), to)) continue;
         if (!make_read_only(to) && as_root_) umount2(to.c_str(), MNT_DETACH);
-        close(place);
     }
     kept_.clear();
 }

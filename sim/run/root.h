@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "common/descriptor.h"
+
 namespace VelmorSim {
 
 class Directory;
@@ -24,13 +26,13 @@ public:
     /** Take a private copy of the mounts and make the place for the new root. */
     void begin();
     /** Mount the device's file system; the result is the descriptor on which it is served. */
-    int mount_fuse();
+    Descriptor mount_fuse();
     /** Mount a "/proc" for this PID namespace. False where the machine does not allow it. */
     bool mount_proc();
     /** Instead of that, use the machine's. */
     void reuse_proc();
     /** A descriptor of the inner "/proc". */
-    int open_proc() const;
+    Descriptor open_proc() const;
     /** Put everything in its place; the device's file system must be served by now. */
     void fill();
     /** Make it the root of this process, which stays in its working directory. */
@@ -48,7 +50,7 @@ private:
     const Model& model_;
     bool as_root_;
     std::string sbin_;
-    std::vector<std::pair<std::string, int>> kept_;
+    std::vector<std::pair<std::string, Descriptor>> kept_;
 };
 
 }  // namespace VelmorSim

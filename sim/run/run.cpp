@@ -71,7 +71,7 @@ Run::Run(const RunOptions& options)
 
 int Run::execute() {
     signals_.take();
-    signal_handle_ = signalfd(-1, &signals_.set(), SFD_CLOEXEC | SFD_NONBLOCK);
+    signal_handle_ = Descriptor(signalfd(-1, &signals_.set(), SFD_CLOEXEC | SFD_NONBLOCK));
     try {
         start(true);
         loop();
@@ -91,11 +91,11 @@ int Run::execute() {
 
 void Run::start(bool own_pids) {
     own_pids_ = own_pids;
-    gone_ = false;
     Inside inside(model_, signals_, options_.program);
     first_ = inside.start(own_pids, channel_);
-    first_handle_ = static_cast<int>(syscall(SYS_pidfd_open, first_, 0));
-    if (first_handle_ < 0) throw std::system_error(errno, std::system_category(), "pidfd_open; it needs Linux 5.3");
+    first_handle_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, first_, 0)));
+    if (!first_handle_.is_open())
+        throw std::system_error(errno, std::system_category(), "pidfd_open; it needs Linux 5.3");
 }
 
 void Run::loop() {
@@ -109,23 +109,19 @@ void Run::loop() {
         files_.serve();
         leaving_ = true;
         release_waiting();
-        send_message(channel_, {.kind = Message::Kind::leave});
+        channel_.send({.kind = Message::Kind::leave});
     }
-    close(channel_);
-    close(first_handle_);
-    if (listener_ >= 0) close(listener_);
-    channel_ = first_handle_ = listener_ = -1;
 }
 
 void Run::wait_for_events() {
-    std::vector<pollfd> events = {{signal_handle_, POLLIN, 0}, {first_handle_, POLLIN, 0}};
+    std::vector<pollfd> events = {{signal_handle_.get(), POLLIN, 0}, {first_handle_.get(), POLLIN, 0}};
     const auto watch = [&events](int descriptor) {
         if (descriptor < 0) return;
         events.push_back({descriptor, POLLIN, 0});
     };
-    if (!gone_) watch(channel_);
-    watch(fuse_);
-    watch(listener_);
+    watch(channel_.descriptor());
+    watch(files_.descriptor());
+    watch(listener_.get());
     for (const auto& [descriptor, reader] : model_.readers) watch(descriptor);
     server_->add_to(events);
 
@@ -140,26 +136,25 @@ void Run::wait_for_events() {
     if (ppoll(events.data(), events.size(), next ? &timeout : nullptr, nullptr) < 0) return;
     // What the program did comes before what came of the program.
     for (const auto& event : events) {
-        if (event.revents != 0 && event.fd == fuse_) files_.serve();
+        if (event.revents != 0 && event.fd == files_.descriptor()) files_.serve();
     }
     for (const auto& event : events) {
         if (event.revents == 0) continue;
-        if (event.fd == signal_handle_) forward_signals();
+        if (event.fd == signal_handle_.get()) forward_signals();
         if (const auto reader = model_.readers.find(event.fd); reader != model_.readers.end()) reader->second();
-        if (event.fd == channel_) receive_messages();
-        if (event.fd == listener_ && listener_ >= 0) {
+        if (event.fd == channel_.descriptor()) receive_messages();
+        if (event.fd == listener_.get()) {
             if ((event.revents & POLLIN) != 0) {
                 handle_restart();
             } else {
-                close(listener_);
-                listener_ = -1;
+                listener_ = Descriptor();
             }
         }
     }
     timers_.run_due();
     server_->serve(events);
     if (events[1].revents != 0) {
-        if (!gone_) receive_messages();
+        receive_messages();
         int status = 0;
         waitpid(first_, &status, 0);
         first_ = -1;
@@ -167,17 +162,14 @@ void Run::wait_for_events() {
 }
 
 void Run::receive_messages() {
-    while (auto message = receive_message(channel_, false, gone_)) handle(*message);
+    while (auto message = channel_.receive()) handle(std::move(*message));
 }
 
-void Run::handle(const Message& message) {
+void Run::handle(Message message) {
     switch (message.kind) {
-        case Message::Kind::fuse:
-            fuse_ = message.descriptor;
-            files_.attach(fuse_);
-            break;
-        case Message::Kind::proc: files_.inner_proc = message.descriptor; break;
-        case Message::Kind::listener: listener_ = message.descriptor; break;
+        case Message::Kind::fuse: files_.attach(std::move(message.descriptor)); break;
+        case Message::Kind::proc: files_.inner_proc = std::move(message.descriptor); break;
+        case Message::Kind::listener: listener_ = std::move(message.descriptor); break;
         case Message::Kind::not_run: not_run_ = message.number; break;
         case Message::Kind::failed: failure_ = message.text.data(); break;
         case Message::Kind::no_proc: retry_ = true; break;
@@ -188,7 +180,7 @@ void Run::handle(const Message& message) {
 }
 
 void Run::handle_restart() {
-    const auto call = RestartCall::receive(listener_);
+    const auto call = RestartCall::receive(listener_.get());
     if (!call) return;
     const bool magic = call->magic1 == LINUX_REBOOT_MAGIC1 &&
                        (call->magic2 == LINUX_REBOOT_MAGIC2 || call->magic2 == LINUX_REBOOT_MAGIC2A ||
@@ -222,7 +214,7 @@ void Run::handle_restart() {
         end(*ending);
         return;
     }
-    RestartCall::answer(listener_, *call, result);
+    RestartCall::answer(listener_.get(), *call, result);
 }
 
 int Run::inner_pid(int pid) const {
@@ -236,12 +228,12 @@ int Run::inner_pid(int pid) const {
 
 void Run::forward_signals() const {
     signalfd_siginfo information{};
-    while (read(signal_handle_, &information, sizeof information) == sizeof information) {
+    while (read(signal_handle_.get(), &information, sizeof information) == sizeof information) {
         // What the terminal sends to its foreground group has reached the program already.
         // A hang-up goes to the session's leader alone, which hands it on.
         const bool leader_only = information.ssi_signo == SIGHUP && getsid(0) == getpid();
         if (information.ssi_code > 0 && !leader_only) continue;
-        send_message(channel_, {.kind = Message::Kind::signal, .number = static_cast<int>(information.ssi_signo)});
+        channel_.send({.kind = Message::Kind::signal, .number = static_cast<int>(information.ssi_signo)});
     }
 }
 
@@ -258,7 +250,7 @@ void Run::kill_unit() {
     if (own_pids_) {
         if (first_ > 0) kill(first_, SIGKILL);
     } else {
-        send_message(channel_, {.kind = Message::Kind::leave});
+        channel_.send({.kind = Message::Kind::leave});
     }
     leaving_ = true;
     release_waiting();

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/descriptor.h"
 #include "common/timers.h"
 #include "control/commands.h"
 #include "control/script.h"
@@ -58,7 +59,7 @@ private:
     void loop();
     void wait_for_events();
     void receive_messages();
-    void handle(const Message& message);
+    void handle(Message message);
     void handle_restart();
     void forward_signals() const;
     void end(const Ending& ending);
@@ -80,14 +81,12 @@ private:
 
     pid_t first_ = -1;
     bool own_pids_ = true;
-    bool gone_ = false;
     bool leaving_ = false;
     bool retry_ = false;
-    int channel_ = -1;
-    int fuse_ = -1;
-    int first_handle_ = -1;
-    int listener_ = -1;
-    int signal_handle_ = -1;
+    Channel channel_;
+    Descriptor first_handle_;
+    Descriptor listener_;
+    Descriptor signal_handle_;
 
     std::optional<Ending> ending_;
     std::optional<int> program_status_;
