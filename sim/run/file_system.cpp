@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "run/file_system.h"
 
-#include <dirent.h>
-#include <elf.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
-#include <cstring>
+#include <cstdlib>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
-#include "common/text.h"
 #include "model/model.h"
 #include "record/faults.h"
 #include "record/recorder.h"
@@ -28,8 +22,6 @@ namespace VelmorSim {
 namespace {
 
 constexpr double for_long = 3600.0;  // s
-/** Links of "/proc" that are no processes are numbered from here, processes from Tree::process_inodes. */
-constexpr std::uint32_t name_inodes = 0xc0000000U;
 
 constexpr mode_t readable = S_IRUSR | S_IRGRP | S_IROTH;
 constexpr mode_t writable = S_IWUSR | S_IWGRP | S_IWOTH;
@@ -37,15 +29,6 @@ constexpr mode_t writable = S_IWUSR | S_IWGRP | S_IWOTH;
 const char* mode_text(int flags) {
     const int access = flags & O_ACCMODE;
     return access == O_RDONLY ? "r" : access == O_WRONLY ? "w" : "rw";
-}
-
-bool is_process(const std::string& name) {
-    return name.find_first_not_of("0123456789") == std::string::npos;
-}
-
-/** Never linked to: a write there reaches the kernel of the machine. */
-bool is_withheld(const std::string& name) {
-    return name == "sysrq-trigger" || name == "." || name == "..";
 }
 
 }  // namespace
@@ -245,25 +228,6 @@ struct stat FileSystem::stat_of_link(std::uint64_t inode) const {
     return attributes;
 }
 
-bool FileSystem::is_proc(fuse_ino_t inode) const {
-    const auto* node = model_.tree.by_inode(inode);
-    return node != nullptr && node->path == "/proc";
-}
-
-int FileSystem::inner_inode(const std::string& name, std::uint64_t& inode) {
-    if (!inner_proc.is_open() || is_withheld(name)) return -ENOENT;
-    struct stat there {};
-    if (fstatat(inner_proc.get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) != 0) return -ENOENT;
-    if (is_process(name)) {
-        inode = Tree::process_inodes + static_cast<std::uint64_t>(std::strtoul(name.c_str(), nullptr, 10));
-        return 0;
-    }
-    auto known = std::find(inner_names_.begin(), inner_names_.end(), name);
-    if (known == inner_names_.end()) known = inner_names_.insert(known, name);
-    inode = name_inodes + static_cast<std::uint64_t>(known - inner_names_.begin());
-    return 0;
-}
-
 void FileSystem::lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
     fuse_entry_param entry{};
     const auto* directory = dynamic_cast<Directory*>(model_.tree.by_inode(parent));
@@ -276,14 +240,14 @@ void FileSystem::lookup(fuse_req_t request, fuse_ino_t parent, const char* name)
         fuse_reply_entry(request, &entry);
         return;
     }
-    std::uint64_t inode = 0;
-    if (is_proc(parent) && inner_inode(name, inode) == 0) {
-        entry.ino = inode;
-        entry.attr = stat_of_link(inode);
+    const bool proc = directory != nullptr && directory->path == "/proc";
+    if (const auto link = proc ? inner_proc.link(name) : std::nullopt) {
+        entry.ino = *link;
+        entry.attr = stat_of_link(*link);
         fuse_reply_entry(request, &entry);
         return;
     }
-    if (directory != nullptr && !directory->path.empty() && !is_proc(parent)) {
+    if (directory != nullptr && !directory->path.empty() && !proc) {
         Act missing{.act = "lookup", .path = directory->path + "/" + name};
         missing.result = -ENOENT;
         missing.pid = fuse_req_ctx(request)->pid;
@@ -293,7 +257,7 @@ void FileSystem::lookup(fuse_req_t request, fuse_ino_t parent, const char* name)
 }
 
 void FileSystem::getattr(fuse_req_t request, fuse_ino_t inode) {
-    if (inode >= Tree::process_inodes) {
+    if (InnerProc::is_link(inode)) {
         const auto attributes = stat_of_link(inode);
         fuse_reply_attr(request, &attributes, 0);
         return;
@@ -308,10 +272,8 @@ void FileSystem::getattr(fuse_req_t request, fuse_ino_t inode) {
 }
 
 void FileSystem::readlink(fuse_req_t request, fuse_ino_t inode) {
-    if (inode >= name_inodes) {
-        fuse_reply_readlink(request, (inner_proc_path + inner_names_.at(inode - name_inodes)).c_str());
-    } else if (inode >= Tree::process_inodes) {
-        fuse_reply_readlink(request, (inner_proc_path + std::to_string(inode - Tree::process_inodes)).c_str());
+    if (InnerProc::is_link(inode)) {
+        fuse_reply_readlink(request, inner_proc.target(inode).c_str());
     } else if (const auto* link = dynamic_cast<const Link*>(model_.tree.by_inode(inode))) {
         fuse_reply_readlink(request, link->target.c_str());
     } else {
@@ -329,16 +291,11 @@ void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size,
     entries.emplace_back(".", stat_of(*directory));
     entries.emplace_back("..", stat_of(*directory->parent));
     for (const auto& [name, node] : directory->children()) entries.emplace_back(name, stat_of(*node));
-    if (directory->path == "/proc" && inner_proc.is_open()) {
-        // An open file description of its own, so that no position is shared.
-        DIR* inner = fdopendir(openat(inner_proc.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        while (const dirent* entry = inner == nullptr ? nullptr : ::readdir(inner)) {  // NOLINT(concurrency-mt-unsafe)
-            std::uint64_t number = 0;
-            const std::string name = static_cast<const char*>(entry->d_name);
-            if (directory->child(name) == nullptr && inner_inode(name, number) == 0)
-                entries.emplace_back(name, stat_of_link(number));
+    if (directory->path == "/proc") {
+        for (const auto& name : inner_proc.names()) {
+            if (directory->child(name) != nullptr) continue;
+            if (const auto link = inner_proc.link(name)) entries.emplace_back(name, stat_of_link(*link));
         }
-        if (inner != nullptr) closedir(inner);
     }
     std::string out;
     for (auto i = static_cast<std::size_t>(offset); i < entries.size(); i++) {
@@ -352,20 +309,6 @@ void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size,
     fuse_reply_buf(request, out.data(), out.size());
 }
 
-bool FileSystem::is_narrow(int pid) const {
-    const auto name = std::to_string(pid) + "/exe";
-    // An emulator runs a program of another width than its own.
-    std::array<char, PATH_MAX> link{};
-    const auto size = readlinkat(inner_proc.get(), name.c_str(), link.data(), link.size());
-    const std::string_view file(link.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    if (file.substr(file.rfind('/') + 1).substr(0, 8) == "qemu-arm") return true;
-    const Descriptor program(openat(inner_proc.get(), name.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!program.is_open()) return false;
-    std::array<char, EI_NIDENT> head{};
-    const auto length = ::read(program.get(), head.data(), head.size());
-    return length == EI_NIDENT && head[EI_CLASS] == ELFCLASS32;
-}
-
 void FileSystem::open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info) {
     auto* file = dynamic_cast<File*>(model_.tree.by_inode(inode));
     if (file == nullptr) {
@@ -377,7 +320,7 @@ void FileSystem::open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info)
         auto handle =
             std::make_unique<Handle>(Handle{.open = OpenFile{.file = *file, .flags = info.flags, .pid = pid}});
         handle->open.incarnation = file->incarnation;
-        if (file->is_stream()) handle->open.narrow = is_narrow(pid);
+        if (file->is_stream()) handle->open.narrow = inner_proc.is_narrow(pid);
         int result = -faults_.next(file->path, "open");
         const int access = info.flags & O_ACCMODE;
         // The kernel's attributes refuse by their bits whoever asks, root too.
@@ -415,16 +358,25 @@ void FileSystem::refuse_creation(fuse_req_t request, fuse_ino_t parent, const st
     fuse_reply_err(request, error);
 }
 
-void FileSystem::record_read(const OpenFile& open, int pid, long result, const std::string& text) const {
-    if (!open.file.is_recorded() && result >= 0) return;
-    Act act{.act = "read", .path = open.file.path, .result = result, .pid = pid, .meaning = open.file.meaning};
-    if (result >= 0) act.text = text;
-    recorder_.record(act);
+void FileSystem::answer_read(fuse_req_t request, const OpenFile& open, int result, const std::string& text) const {
+    if (open.file.is_recorded() || result < 0) {
+        Act act{.act = "read", .path = open.file.path, .result = result, .pid = fuse_req_ctx(request)->pid};
+        act.meaning = open.file.meaning;
+        if (result >= 0) {
+            act.text = text;
+            act.result = static_cast<long>(text.size());
+        }
+        recorder_.record(act);
+    }
+    if (result < 0) {
+        fuse_reply_err(request, -result);
+    } else {
+        fuse_reply_buf(request, text.data(), text.size());
+    }
 }
 
 void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset) {
     OpenFile& open = handle.open;
-    const int pid = fuse_req_ctx(request)->pid;
     std::string text;
     int result = -faults_.next(open.file.path, "read");
     if (result == 0 && is_dead(open)) result = -ENODEV;
@@ -434,12 +386,7 @@ void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_
         fuse_req_interrupt_func(request, Operations::interrupted, &waiting_.back());
         return;
     }
-    record_read(open, pid, result < 0 ? result : static_cast<long>(text.size()), text);
-    if (result < 0) {
-        fuse_reply_err(request, -result);
-    } else {
-        fuse_reply_buf(request, text.data(), text.size());
-    }
+    answer_read(request, open, result, text);
 }
 
 void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& text) {
@@ -479,8 +426,12 @@ void FileSystem::ioctl(fuse_req_t request, Handle& handle, unsigned command, con
     }
 }
 
+unsigned FileSystem::poll_bits(OpenFile& open) {
+    return is_dead(open) ? POLLERR | POLLPRI : open.file.poll(open);
+}
+
 void FileSystem::poll(fuse_req_t request, Handle& handle, fuse_pollhandle* poller) {
-    handle.polled = is_dead(handle.open) ? POLLERR | POLLPRI : handle.open.file.poll(handle.open);
+    handle.polled = poll_bits(handle.open);
     if (poller != nullptr) {
         if (handle.poller != nullptr) fuse_pollhandle_destroy(handle.poller);
         handle.poller = poller;
@@ -524,17 +475,11 @@ void FileSystem::settle() {
         const OpenFile& open = *waiting->open;
         fuse_req_interrupt_func(request, nullptr, nullptr);
         waiting = waiting_.erase(waiting);
-        record_read(open, fuse_req_ctx(request)->pid, result < 0 ? result : static_cast<long>(text.size()), text);
-        if (result < 0) {
-            fuse_reply_err(request, -result);
-        } else {
-            fuse_reply_buf(request, text.data(), text.size());
-        }
+        answer_read(request, open, result, text);
     }
     for (const auto& handle : handles_) {
         if (handle->poller == nullptr) continue;
-        const unsigned now = is_dead(handle->open) ? POLLERR | POLLPRI : handle->open.file.poll(handle->open);
-        if (now == handle->polled && !ending_) continue;
+        if (poll_bits(handle->open) == handle->polled && !ending_) continue;
         fuse_lowlevel_notify_poll(handle->poller);
         fuse_pollhandle_destroy(handle->poller);
         handle->poller = nullptr;

@@ -9,9 +9,9 @@
 #include <list>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "common/descriptor.h"
+#include "run/inner_proc.h"
 #include "tree/file.h"
 
 namespace VelmorSim {
@@ -47,9 +47,7 @@ public:
     int descriptor() const { return is_attached() ? fuse_session_fd(session_) : -1; }
 
     /** The "/proc" of the processes inside; its names are linked to from the device's. */
-    Descriptor inner_proc;
-    /** Where that "/proc" stands inside. */
-    static constexpr const char* inner_proc_path = "/.host-proc/p/";
+    InnerProc inner_proc;
 
 private:
     struct Waiting {
@@ -85,11 +83,9 @@ private:
 
     /** Do it now, or when the path's delay is over. */
     void act(const std::string& path, const char* op, std::function<void()> perform);
-    bool is_dead(const OpenFile& open) const { return open.incarnation != open.file.incarnation; }
-    void record_read(const OpenFile& open, int pid, long result, const std::string& text) const;
-    bool is_narrow(int pid) const;
-    bool is_proc(fuse_ino_t inode) const;
-    int inner_inode(const std::string& name, std::uint64_t& inode);
+    static bool is_dead(const OpenFile& open) { return open.incarnation != open.file.incarnation; }
+    static unsigned poll_bits(OpenFile& open);
+    void answer_read(fuse_req_t request, const OpenFile& open, int result, const std::string& text) const;
 
     Model& model_;
     Recorder& recorder_;
@@ -98,8 +94,6 @@ private:
     fuse_buf buffer_{};
     std::list<std::unique_ptr<Handle>> handles_;
     std::list<Waiting> waiting_;
-    /** Names of the inner "/proc" that are no processes; their links' inodes are their places here. */
-    std::vector<std::string> inner_names_;
     bool ending_ = false;
     std::time_t started_ = std::time(nullptr);
 };

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "run/inner_proc.h"
 #include "run/restart_call.h"
 #include "run/root.h"
 #include "run/signals.h"
@@ -36,7 +37,7 @@ void write_map(const std::string& file, const std::string& text) {
 void kill_children() {
     while (true) {
         // The device's "/proc" may be dead already; this is the one behind it.
-        std::ifstream children("/.host-proc/p/thread-self/children");
+        std::ifstream children(std::string(InnerProc::path) + "/thread-self/children");
         pid_t child = 0;
         bool any = false;
         while (children >> child) {

@@ -17,6 +17,7 @@
 #include <system_error>
 
 #include "model/model.h"
+#include "run/inner_proc.h"
 #include "tree/directory.h"
 
 namespace VelmorSim {
@@ -25,7 +26,7 @@ namespace {
 
 /** The new root is built on the one directory that every machine has and that is not taken over as a whole. */
 const std::string root = "/sys";
-const std::string inner_proc = "/.host-proc/p";
+const std::string inner_proc = InnerProc::path;
 const std::string served = "/.vdev";
 
 /** Parts of the machine's "/sys" that programs need: the number of processors, memory pages, control groups. */

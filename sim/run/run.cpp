@@ -168,7 +168,7 @@ void Run::receive_messages() {
 void Run::handle(Message message) {
     switch (message.kind) {
         case Message::Kind::fuse: files_.attach(std::move(message.descriptor)); break;
-        case Message::Kind::proc: files_.inner_proc = std::move(message.descriptor); break;
+        case Message::Kind::proc: files_.inner_proc = InnerProc(std::move(message.descriptor)); break;
         case Message::Kind::listener: listener_ = std::move(message.descriptor); break;
         case Message::Kind::not_run: not_run_ = message.number; break;
         case Message::Kind::failed: failure_ = message.text.data(); break;

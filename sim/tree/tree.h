@@ -19,8 +19,6 @@ class Tree {
 public:
     /** The root's inode, as FUSE has it. */
     static constexpr std::uint32_t root_inode = 1;
-    /** The process links of "/proc" are numbered from here; everything else stays below. */
-    static constexpr std::uint32_t process_inodes = 0x80000000U;
 
     Tree();
 
