@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "common/settings.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/attribute.h"
 
@@ -24,22 +24,6 @@ namespace {
 
 using json = nlohmann::ordered_json;  // "set" acts in the order of the file
 namespace fs = std::filesystem;
-
-using Maker = void (*)(Model&, const std::string&, Settings&);
-
-const std::map<std::string, Maker>& makers() {
-    static const std::map<std::string, Maker> all = {
-        {"attribute", make_attribute}, {"backlight", make_backlight},
-        {"file", make_file},           {"framebuffer", make_framebuffer},
-        {"gpio", make_gpio},           {"gpio-keys", make_gpio_keys},
-        {"input", make_input},         {"led", make_led},
-        {"mrfi", make_mrfi},           {"power-state", make_power_state},
-        {"program", make_program},     {"pwm", make_pwm},
-        {"records", make_records},     {"serial", make_serial},
-        {"thermal", make_thermal},     {"watchdog", make_watchdog},
-    };
-    return all;
-}
 
 /** The built tree's boards first, so that an installed set never hides the one that is worked on. */
 std::vector<fs::path> board_directories() {
@@ -70,10 +54,11 @@ json read_file(const std::string& file) {
 void make_device(Model& model, Settings& settings, const std::set<std::string>& without, std::set<std::string>& made) {
     const auto name = settings.text("name");
     const auto kind = settings.text("kind");
-    const auto maker = makers().find(kind);
-    if (maker == makers().end()) {
+    const auto& makers = Kind::makers();
+    const auto maker = makers.find(kind);
+    if (maker == makers.end()) {
         std::string known;
-        for (const auto& [each, function] : makers()) known += (known.empty() ? "" : ", ") + each;
+        for (const auto& [each, function] : makers) known += (known.empty() ? "" : ", ") + each;
         settings.refuse("kind", "one of " + known);
     }
     if (!made.insert(name).second) settings.refuse("name", "a name that no other device of the board has");

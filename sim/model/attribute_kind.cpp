@@ -2,7 +2,7 @@
 #include <limits>
 
 #include "common/settings.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/number_attribute.h"
 #include "tree/text_attribute.h"
@@ -10,7 +10,7 @@
 namespace VelmorSim {
 
 /** One number in a driver's own attribute: a reset or enable line, a switch. */
-void make_attribute(Model& model, const std::string& name, Settings& settings) {
+const Kind attribute_kind("attribute", [](Model& model, const std::string& name, Settings& settings) {
     using limits = std::numeric_limits<std::int64_t>;
     const auto path = device_path(settings);
     const auto lowest = settings.number("lowest", limits::min(), limits::max(), 0);
@@ -22,15 +22,15 @@ void make_attribute(Model& model, const std::string& name, Settings& settings) {
         model.tree.add<NumberAttribute>(path, mode, settings.number("value", lowest, highest), lowest, highest);
     attribute.meaning = settings.text("meaning", "");
     model.name(name, attribute);
-}
+});
 
 /** A text file of the root file system. */
-void make_file(Model& model, const std::string& name, Settings& settings) {
+const Kind file_kind("file", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const auto text = settings.text("text");
     auto& file = model.tree.add<TextAttribute>(path, mode_t{0444}, text, static_cast<std::int64_t>(text.size()) + 1);
     file.meaning = settings.text("meaning", "");
     model.name(name, file);
-}
+});
 
 }  // namespace VelmorSim

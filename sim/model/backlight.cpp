@@ -2,8 +2,7 @@
 #include <cerrno>
 
 #include "common/settings.h"
-#include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/computed_attribute.h"
 #include "tree/number_attribute.h"
@@ -11,7 +10,7 @@
 
 namespace VelmorSim {
 
-void make_backlight(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("backlight", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t most = 65535;
     constexpr std::int64_t powered_down = 4;
     const auto path = device_path(settings);
@@ -35,6 +34,6 @@ void make_backlight(Model& model, const std::string& name, Settings& settings) {
     };
     model.name(name + ".brightness", brightness);
     model.name(name + ".max_brightness", max_brightness);
-}
+});
 
 }  // namespace VelmorSim

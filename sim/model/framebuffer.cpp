@@ -4,7 +4,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/number_attribute.h"
 #include "tree/text_attribute.h"
@@ -31,7 +31,7 @@ protected:
 
 }  // namespace
 
-void make_framebuffer(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("framebuffer", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const auto place = device_place(settings, path);
     Directory& device = model.tree.class_device(path, place);
@@ -39,6 +39,6 @@ void make_framebuffer(Model& model, const std::string& name, Settings& settings)
     blank.meaning = "0 shown, 1 blanked";
     model.tree.add<TextAttribute>(device, "name", mode_t{0444}, settings.text("label", "display"));
     model.name(name + ".blank", blank);
-}
+});
 
 }  // namespace VelmorSim

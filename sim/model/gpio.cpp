@@ -9,7 +9,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/computed_attribute.h"
 #include "tree/number_attribute.h"
@@ -158,7 +158,7 @@ std::unique_ptr<Value> level_value(Gpio& gpio, std::string_view text) {
 
 }  // namespace
 
-void make_gpio(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("gpio", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t most = 1024;
     const auto path = device_path(settings);
     auto& gpio = model.part<Gpio>(model, path, device_place(settings, path));
@@ -182,6 +182,6 @@ void make_gpio(Model& model, const std::string& name, Settings& settings) {
     model.tree.add<ComputedAttribute>(path + "/unexport", write_only, nullptr,
                                       [&](std::string_view text) { return gpio.unexport_line(text); });
     model.name_family(name + ".", [&](std::string_view text) { return level_value(gpio, text); });
-}
+});
 
 }  // namespace VelmorSim

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -12,7 +11,7 @@
 #include "common/settings.h"
 #include "common/text.h"
 #include "model/input_device.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/attribute.h"
 #include "tree/text_attribute.h"
@@ -100,7 +99,7 @@ Keys take_keys(Settings& settings, const std::string& key) {
 
 }  // namespace
 
-void make_gpio_keys(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("gpio-keys", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const Keys all = take_keys(settings, "keys");
     if (all.empty()) settings.refuse("keys", "a list of key codes, for example \"30-32\"");
@@ -131,6 +130,6 @@ void make_gpio_keys(Model& model, const std::string& name, Settings& settings) {
                 return {};
             });
     }
-}
+});
 
 }  // namespace VelmorSim

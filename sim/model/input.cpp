@@ -6,7 +6,7 @@
 #include "common/settings.h"
 #include "common/text.h"
 #include "model/input_device.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 
 namespace VelmorSim {
@@ -17,7 +17,7 @@ constexpr std::array<const char*, 6> axis_names = {"x", "y", "z", "rx", "ry", "r
 
 }  // namespace
 
-void make_input(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("input", [](Model& model, const std::string& name, Settings& settings) {
     using limits = std::numeric_limits<std::int32_t>;
     const auto path = device_path(settings);
     auto& device = model.tree.add<InputDevice>(path, settings.text("label", name));
@@ -49,6 +49,6 @@ void make_input(Model& model, const std::string& name, Settings& settings) {
             });
     }
     axes.finish();
-}
+});
 
 }  // namespace VelmorSim

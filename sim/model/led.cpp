@@ -6,7 +6,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/attribute.h"
 
@@ -50,7 +50,7 @@ private:
 
 }  // namespace
 
-void make_led(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("led", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const auto place = device_place(settings, path);
     const auto now = settings.numbers("color", 0, brightest);
@@ -59,6 +59,6 @@ void make_led(Model& model, const std::string& name, Settings& settings) {
     auto& color = model.tree.add<Color>(device, "color", std::array{now[0], now[1], now[2]});
     color.meaning = "red green blue, 0 to 255";
     model.name(name + ".color", color);
-}
+});
 
 }  // namespace VelmorSim

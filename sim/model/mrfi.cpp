@@ -11,7 +11,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/attribute.h"
 #include "tree/computed_attribute.h"
@@ -105,7 +105,7 @@ Peers& add_peers(Model& model, Directory& device, const std::string& key, Settin
 
 }  // namespace
 
-void make_mrfi(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("mrfi", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t highest = std::numeric_limits<std::int32_t>::max();
     constexpr mode_t read_only = 0444;
     constexpr mode_t write_only = 0200;
@@ -154,6 +154,6 @@ void make_mrfi(Model& model, const std::string& name, Settings& settings) {
     model.name(name + ".autolink", autolink);
     model.name(name + ".connections", connections);
     model.name(name + ".devices", devices);
-}
+});
 
 }  // namespace VelmorSim

@@ -7,7 +7,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/attribute.h"
 
@@ -42,7 +42,7 @@ private:
 
 }  // namespace
 
-void make_power_state(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("power-state", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     auto states = settings.texts("states");
     if (states.empty()) settings.refuse("states", "a list of at least one state, for example [\"mem\"]");
@@ -51,6 +51,6 @@ void make_power_state(Model& model, const std::string& name, Settings& settings)
     model.name(name + ".state", state);
     model.name(
         name + ".suspended", [&] { return std::to_string(state.suspended()); }, nullptr);
-}
+});
 
 }  // namespace VelmorSim

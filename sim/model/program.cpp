@@ -5,7 +5,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/file.h"
 
@@ -73,7 +73,7 @@ private:
 
 }  // namespace
 
-void make_program(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("program", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t most = 255;
     const auto path = device_path(settings);
     const auto act = settings.text("act");
@@ -88,6 +88,6 @@ void make_program(Model& model, const std::string& name, Settings& settings) {
             program.exit = *status;
             return std::string();
         });
-}
+});
 
 }  // namespace VelmorSim

@@ -2,13 +2,13 @@
 #include <cerrno>
 
 #include "common/settings.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/number_attribute.h"
 
 namespace VelmorSim {
 
-void make_pwm(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("pwm", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t second = 1000000000;  // ns
     const auto path = device_path(settings);
     const auto now = settings.number("period", 1, second);
@@ -29,6 +29,6 @@ void make_pwm(Model& model, const std::string& name, Settings& settings) {
     model.name(name + ".period", period);
     model.name(name + ".duty", duty);
     model.name(name + ".status", status);
-}
+});
 
 }  // namespace VelmorSim

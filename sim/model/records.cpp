@@ -4,11 +4,10 @@
 #include <limits>
 #include <map>
 #include <string>
-#include <utility>
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/text_attribute.h"
 
@@ -66,7 +65,7 @@ std::map<std::string, Check> known_records() {
 
 }  // namespace
 
-void make_records(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("records", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     Directory& directory = model.tree.directory(path);
     const auto known = known_records();
@@ -81,6 +80,6 @@ void make_records(Model& model, const std::string& name, Settings& settings) {
         model.name(std::string(name).append(".").append(key), record);
     }
     values.finish();
-}
+});
 
 }  // namespace VelmorSim

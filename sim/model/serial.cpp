@@ -12,7 +12,7 @@
 
 #include "common/descriptor.h"
 #include "common/settings.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/file.h"
 
@@ -93,7 +93,7 @@ private:
 
 }  // namespace
 
-void make_serial(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("serial", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     auto& serial = model.part<Serial>();
     if (serial.node().empty()) return;
@@ -109,6 +109,6 @@ void make_serial(Model& model, const std::string& name, Settings& settings) {
         name + ".sent", [&serial] { return serial.sent(); }, nullptr);
     model.name(
         name + ".speed", [&serial] { return serial.speed(); }, nullptr);
-}
+});
 
 }  // namespace VelmorSim

@@ -2,14 +2,14 @@
 #include <limits>
 
 #include "common/settings.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/number_attribute.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {
 
-void make_thermal(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("thermal", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t coldest = -273150;  // 1/1000 degree Celsius
     constexpr std::int64_t hottest = std::numeric_limits<std::int32_t>::max();
     const auto path = device_path(settings);
@@ -32,6 +32,6 @@ void make_thermal(Model& model, const std::string& name, Settings& settings) {
         model.name(value + "_type", type);
         trip.finish();
     }
-}
+});
 
 }  // namespace VelmorSim

@@ -12,7 +12,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
-#include "model/kinds.h"
+#include "model/kind.h"
 #include "model/model.h"
 #include "tree/computed_attribute.h"
 #include "tree/file.h"
@@ -195,7 +195,7 @@ std::string seconds_text(milliseconds time) {
 
 }  // namespace
 
-void make_watchdog(Model& model, const std::string& name, Settings& settings) {
+const Kind kind("watchdog", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     auto& watchdog = model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest_timeout, highest_timeout));
     watchdog.meaning = "watchdog";
@@ -212,6 +212,6 @@ void make_watchdog(Model& model, const std::string& name, Settings& settings) {
         name + ".timeleft", [&] { return seconds_text(watchdog.left()); }, nullptr);
     model.name(
         name + ".feedings", [&] { return std::to_string(watchdog.feedings()); }, nullptr);
-}
+});
 
 }  // namespace VelmorSim

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>

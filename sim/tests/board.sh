@@ -31,7 +31,10 @@ refuse '{"description":"x","base":"device","devices":[{'"$light"',"max_brightnes
 refuse '{"description":"x","device":[]}' '/device: there is no such key; the keys here are base, description, devices, set, without'
 refuse '{"description":5}' '/description: 5 should be a text'
 refuse '{"devices":[]}' '/description: is missing; it should be a text'
-refuse '{"description":"x","devices":[{"kind":"lamp","name":"b"}]}' '/devices/0/kind: "lamp" should be one of attribute, backlight, file, framebuffer, gpio, gpio-keys, input, led, mrfi, power-state, program, pwm, records, serial, thermal, watchdog'
+# The kinds that the documentation lists, without what stands in brackets, are all there are.
+kinds=$(sed -n '/Kinds:/,/^$/p' "$here/../../docs/virtual-device.md" | tr '\n' ' ' |
+    sed 's/.*Kinds://; s/([^)]*)//g; s/[`.]//g; s/  *,/,/g; s/^ *//; s/ *$//')
+refuse '{"description":"x","devices":[{"kind":"lamp","name":"b"}]}' "/devices/0/kind: \"lamp\" should be one of $kinds"
 refuse '{"description":"x","base":"device","set":{"heat":1}}' '/set/heat: 1 should be under a name that "velmor-sim list" shows'
 refuse '{
   "description": "x",

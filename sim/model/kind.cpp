@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include "model/kinds.h"
+#include "model/kind.h"
 
 #include <filesystem>
 
 #include "common/settings.h"
 
 namespace VelmorSim {
+
+std::map<std::string, Kind::Maker>& Kind::makers() {
+    static std::map<std::string, Maker> all;
+    return all;
+}
 
 std::string device_path(Settings& settings, const std::string& key) {
     auto path = settings.text(key);
