@@ -5,7 +5,6 @@
 #include <string>
 
 #include "board/board.h"
-#include "common/settings.h"
 #include "control/address.h"
 #include "control/client.h"
 #include "run/run.h"

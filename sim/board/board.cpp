@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "board/board.h"
 
-#include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -49,6 +47,16 @@ json read_file(const std::string& file) {
         text.erase(0, text.find("] ") + 2);
         throw BoardError(file + ": is not JSON: " + text);
     }
+}
+
+/** Where a board's file is: a path, or a name among the boards that come with the program. */
+std::string board_file(const std::string& board) {
+    if (board.find('/') != std::string::npos || board.find('.') != std::string::npos) return board;
+    for (const auto& directory : board_directories()) {
+        const auto file = directory / (board + ".json");
+        if (fs::exists(file)) return file.lexically_normal().string();
+    }
+    return board;
 }
 
 void make_device(Model& model, Settings& settings, const std::set<std::string>& without, std::set<std::string>& made) {
@@ -128,15 +136,6 @@ std::string unescape(const std::string& text) {
 
 }  // namespace
 
-std::string board_file(const std::string& board) {
-    if (board.find('/') != std::string::npos || board.find('.') != std::string::npos) return board;
-    for (const auto& directory : board_directories()) {
-        const auto file = directory / (board + ".json");
-        if (fs::exists(file)) return file.lexically_normal().string();
-    }
-    return board;
-}
-
 std::vector<std::pair<std::string, std::string>> boards() {
     std::map<std::string, std::string> found;
     for (const auto& directory : board_directories()) {
@@ -156,15 +155,14 @@ void load_board(const std::string& board, Model& model) {
 }
 
 void set_value(Model& model, const std::string& name, const std::string& value) {
-    auto* known = model.value(name);
-    if (known == nullptr) throw BoardError(name + ": there is no such value; \"velmor-sim list\" shows all");
-    if (const auto right = known->set(value); !right.empty())
-        throw BoardError(name + ": \"" + value + "\" should be " + right);
+    if (const auto right = model.known_value(name).set(value); !right.empty())
+        throw std::invalid_argument(name + ": \"" + value + "\" should be " + right);
 }
 
 void set_raw(Model& model, const std::string& name, const std::string& text) {
     auto* attribute = dynamic_cast<Attribute*>(model.value(name));
-    if (attribute == nullptr) throw BoardError(name + ": is no attribute's name or path, so it shows no text");
+    if (attribute == nullptr)
+        throw std::invalid_argument(name + ": is no attribute's name or path, so it shows no text");
     attribute->show_raw(unescape(text));
 }
 

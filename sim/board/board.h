@@ -2,14 +2,12 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace VelmorSim {
 
 class Model;
-
-/** Where a board's file is: a path, or a name among the boards that come with the program. */
-std::string board_file(const std::string& board);
 
 /** The names of the boards that come with the program, and what each is. */
 std::vector<std::pair<std::string, std::string>> boards();
@@ -17,7 +15,7 @@ std::vector<std::pair<std::string, std::string>> boards();
 /** Make what the board file describes. Throws BoardError. */
 void load_board(const std::string& board, Model& model);
 
-/** Set one value of the model; throws BoardError that names it and says what would be right. */
+/** Set one value of the model. Throws std::invalid_argument that names it and says what would be right. */
 void set_value(Model& model, const std::string& name, const std::string& value);
 
 /** Make the attribute show exactly this text (\n, \t, \\ and \xHH stand for their characters). */

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>

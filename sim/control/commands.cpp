@@ -8,7 +8,6 @@
 #include <stdexcept>
 
 #include "board/board.h"
-#include "common/settings.h"
 #include "model/model.h"
 #include "record/faults.h"
 
@@ -36,26 +35,19 @@ std::chrono::milliseconds duration(const std::string& text) {
 
 std::string Commands::run(const Words& words) {
     const auto& command = words.at(0);
-    try {
-        if (command == "set") {
-            need(words, 3, "set NAME VALUE");
-            set_value(model_, words[1], words[2]);
-            return {};
-        }
-        if (command == "raw") {
-            need(words, 3, "raw NAME TEXT");
-            set_raw(model_, words[1], words[2]);
-            return {};
-        }
-    } catch (const BoardError& error) {
-        throw std::invalid_argument(error.what());
+    if (command == "set") {
+        need(words, 3, "set NAME VALUE");
+        set_value(model_, words[1], words[2]);
+        return {};
+    }
+    if (command == "raw") {
+        need(words, 3, "raw NAME TEXT");
+        set_raw(model_, words[1], words[2]);
+        return {};
     }
     if (command == "get") {
         need(words, 2, "get NAME");
-        auto* value = model_.value(words[1]);
-        if (value == nullptr)
-            throw std::invalid_argument(words[1] + ": there is no such value; \"velmor-sim list\" shows all");
-        return value->get() + "\n";
+        return model_.known_value(words[1]).get() + "\n";
     }
     if (command == "list") {
         if (words.size() > 2) need(words, 2, "list [PATTERN]");

@@ -30,12 +30,11 @@ Condition::Condition(Model& model, const std::string& text) {
     if (relation_ == "!") throw std::invalid_argument("\"" + text + "\" should be NAME!=VALUE");
     if ((relation_[0] == '<' || relation_[0] == '>') && !is_number(value_, number))
         throw std::invalid_argument("\"" + text + "\" should compare with a number");
-    if (model.value(name_) == nullptr)
-        throw std::invalid_argument(name_ + ": there is no such value; \"velmor-sim list\" shows all");
+    model.known_value(name_);
 }
 
 bool Condition::holds(Model& model) const {
-    const auto now = model.value(name_)->get();
+    const auto now = model.known_value(name_).get();
     if (relation_ == "=" || relation_ == "==") return now == value_;
     if (relation_ == "!=") return now != value_;
     double left = 0;

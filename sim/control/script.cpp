@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "common/settings.h"
 #include "model/model.h"
 
 namespace VelmorSim {
@@ -32,7 +31,7 @@ Words split(const std::string& line) {
 
 Script::Script(const std::string& file, Commands& commands) : file_(file), commands_(commands) {
     std::ifstream stream(file);
-    if (!stream) throw BoardError(file + ": cannot be read; --script takes a file of commands");
+    if (!stream) throw std::invalid_argument(file + ": cannot be read; --script takes a file of commands");
     std::string text;
     for (int number = 1; std::getline(stream, text); number++) {
         Line line{number, split(text)};
@@ -40,7 +39,7 @@ Script::Script(const std::string& file, Commands& commands) : file_(file), comma
         try {
             check(line);
         } catch (const std::invalid_argument& error) {
-            throw BoardError(file + ":" + std::to_string(number) + ": " + error.what());
+            throw std::invalid_argument(file + ":" + std::to_string(number) + ": " + error.what());
         }
         lines_.push_back(std::move(line));
     }
@@ -62,9 +61,7 @@ void Script::check(const Line& line) {
                                     "\" is no command of a script; they are set, raw, get, list, fault, delay, clear, "
                                     "sleep and wait-for");
     } else if (words[0] == "set" || words[0] == "raw" || words[0] == "get") {
-        if (words.size() < 2 || commands_.model().value(words[1]) == nullptr)
-            throw std::invalid_argument((words.size() < 2 ? "" : words[1]) +
-                                        ": there is no such value; \"velmor-sim list\" shows all");
+        commands_.model().known_value(words.size() < 2 ? "" : words[1]);
     }
 }
 

@@ -4,7 +4,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "common/timers.h"
@@ -19,7 +18,7 @@ namespace VelmorSim {
  */
 class Script {
 public:
-    /** Reads and checks the whole file; throws BoardError with file, line and what would be right. */
+    /** Reads and checks the whole file; throws std::invalid_argument with file, line and what would be right. */
     Script(const std::string& file, Commands& commands);
 
     /** Do what can be done now. */

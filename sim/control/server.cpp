@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <nlohmann/json.hpp>
@@ -87,9 +86,7 @@ void Server::command(Client& client, const Words& words) {
     if (words.empty()) throw std::invalid_argument("there is no command");
     if (words[0] == "watch") {
         for (std::size_t i = 1; i < words.size(); i++) {
-            if (commands_.model().value(words[i]) == nullptr)
-                throw std::invalid_argument(words[i] + ": there is no such value; \"velmor-sim list\" shows all");
-            client.watched.emplace_back(words[i], commands_.model().value(words[i])->get());
+            client.watched.emplace_back(words[i], commands_.model().known_value(words[i]).get());
             tell(client, words[i] + "=" + client.watched.back().second + "\n");
         }
         if (client.watched.empty()) throw std::invalid_argument(R"("watch" should be "watch NAME...")");

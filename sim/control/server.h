@@ -4,9 +4,9 @@
 #include <poll.h>
 
 #include <list>
-#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/descriptor.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "model/model.h"
 
+#include <stdexcept>
+
 namespace VelmorSim {
 
 void Model::name(const std::string& name, ComputedValue::Getter getter, ComputedValue::Setter setter) {
@@ -19,6 +21,12 @@ Value* Model::value(const std::string& name) {
         return values_[name] = computed_.back().get();
     }
     return nullptr;
+}
+
+Value& Model::known_value(const std::string& name) {
+    auto* known = value(name);
+    if (known == nullptr) throw std::invalid_argument(name + ": there is no such value; \"velmor-sim list\" shows all");
+    return *known;
 }
 
 }  // namespace VelmorSim

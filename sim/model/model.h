@@ -48,6 +48,8 @@ public:
 
     /** By its name or by its file's path; null when there is none. */
     Value* value(const std::string& name);
+    /** The same; throws std::invalid_argument when there is none. */
+    Value& known_value(const std::string& name);
     const std::map<std::string, Value*>& values() const { return values_; }
 
     /** Keep something alive as long as the model. */

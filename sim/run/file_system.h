@@ -30,8 +30,6 @@ public:
         : model_(model), recorder_(recorder), faults_(faults) {}
     FileSystem(const FileSystem&) = delete;
     FileSystem& operator=(const FileSystem&) = delete;
-    FileSystem(FileSystem&&) = delete;
-    FileSystem& operator=(FileSystem&&) = delete;
     ~FileSystem();
 
     /** Serve this opened and mounted /dev/fuse. Throws std::runtime_error. */

@@ -107,7 +107,7 @@ void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
         sigprocmask(SIG_UNBLOCK, &children, nullptr);
         program_process(own_pids);
     }
-    reap(program, own_pids);
+    reap(program, own_pids, children);
 }
 
 void Inside::build_root(bool own_pids, bool as_root) const {
@@ -145,10 +145,7 @@ void Inside::program_process(bool own_pids) const {
     _exit(error == ENOENT ? 127 : 126);
 }
 
-void Inside::reap(pid_t program, bool own_pids) {
-    sigset_t children{};
-    sigemptyset(&children);
-    sigaddset(&children, SIGCHLD);
+void Inside::reap(pid_t program, bool own_pids, const sigset_t& children) {
     const Descriptor signals(signalfd(-1, &children, SFD_CLOEXEC | SFD_NONBLOCK));
     std::array<pollfd, 2> events = {{{signals.get(), POLLIN, 0}, {channel_.descriptor(), POLLIN, 0}}};
     while (channel_.is_open()) {

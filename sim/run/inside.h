@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,7 @@ private:
     [[noreturn]] void first_process(bool own_pids, uid_t user, gid_t group);
     void build_root(bool own_pids, bool as_root) const;
     [[noreturn]] void program_process(bool own_pids) const;
-    [[noreturn]] void reap(pid_t program, bool own_pids);
+    [[noreturn]] void reap(pid_t program, bool own_pids, const sigset_t& children);
     [[noreturn]] void fail(const std::string& text) const;
 
     const Model& model_;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "run/root.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -10,8 +9,7 @@
 
 #include <array>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <system_error>
@@ -23,6 +21,8 @@
 namespace VelmorSim {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 /** The new root is built on the one directory that every machine has and that is not taken over as a whole. */
 const std::string root = "/sys";
@@ -63,29 +63,18 @@ bool make_read_only(const std::string& path) {
 }
 
 std::string link_text(const std::string& path) {
-    std::array<char, PATH_MAX> text{};
-    const auto length = readlink(path.c_str(), text.data(), text.size());
-    return length < 0 ? std::string() : std::string(text.data(), static_cast<std::size_t>(length));
-}
-
-void for_each_entry(const std::string& path, const std::function<void(const std::string& name, bool link)>& act) {
-    DIR* directory = opendir(path.c_str());
-    if (directory == nullptr) return;
-    while (const dirent* entry = readdir(directory)) {  // NOLINT(concurrency-mt-unsafe): there is one thread
-        const std::string name = static_cast<const char*>(entry->d_name);
-        if (name == "." || name == "..") continue;
-        bool link = entry->d_type == DT_LNK;
-        struct stat there {};
-        if (entry->d_type == DT_UNKNOWN && lstat(std::string(path).append("/").append(name).c_str(), &there) == 0)
-            link = S_ISLNK(there.st_mode);
-        act(name, link);
-    }
-    closedir(directory);
+    std::error_code error;
+    return fs::read_symlink(path, error).string();
 }
 
 bool is_directory(const std::string& path) {
-    struct stat there {};
-    return stat(path.c_str(), &there) == 0 && S_ISDIR(there.st_mode);
+    std::error_code error;
+    return fs::is_directory(path, error);
+}
+
+void for_each_entry(const std::string& path, const std::function<void(const std::string& name, bool link)>& act) {
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(path, error)) act(entry.path().filename(), entry.is_symlink(error));
 }
 
 }  // namespace
@@ -96,8 +85,8 @@ void Root::begin() {
             "mounts in a user namespace are forbidden here; allow them with \"sysctl "
             "kernel.apparmor_restrict_unprivileged_userns=0\", or give the container \"--security-opt "
             "apparmor=unconfined\"");
-    std::array<char, PATH_MAX> path{};
-    if (realpath("/sbin", path.data()) != nullptr) sbin_ = path.data();
+    std::error_code error;
+    sbin_ = fs::canonical("/sbin", error).string();
     for (const char* part : kept_parts) {
         Descriptor place(open(part, O_PATH | O_CLOEXEC));
         if (place.is_open()) kept_.emplace_back(part, std::move(place));
@@ -270,12 +259,12 @@ void Root::protect() {
 }
 
 void Root::enter() {
-    std::array<char, PATH_MAX> working{};
-    if (getcwd(working.data(), working.size()) == nullptr) working.front() = '/';
+    std::error_code error;
+    const auto working = fs::current_path(error).string();
     if (chdir(root.c_str()) != 0) fail("enter the new root");
     if (syscall(SYS_pivot_root, ".", ".") != 0) fail("pivot_root");
     if (umount2(".", MNT_DETACH) != 0) fail("let go of the old root");
-    if (chdir(working.data()) != 0 && chdir("/") != 0) fail("enter " + std::string(working.data()));
+    if (chdir(working.c_str()) != 0 && chdir("/") != 0) fail("enter " + working);
 }
 
 }  // namespace VelmorSim

@@ -17,7 +17,6 @@
 #include <system_error>
 
 #include "board/board.h"
-#include "common/settings.h"
 #include "common/text.h"
 #include "run/inside.h"
 #include "run/restart_call.h"
@@ -29,7 +28,7 @@ namespace {
 std::pair<std::string, std::string> assignment(const std::string& option, const std::string& text) {
     const auto equals = text.find('=');
     if (equals == std::string::npos || equals == 0)
-        throw BoardError(option + " " + text + ": should be NAME=VALUE, for example thermal.temp=91000");
+        throw std::invalid_argument(option + " " + text + ": should be NAME=VALUE, for example thermal.temp=91000");
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 

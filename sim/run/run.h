@@ -3,10 +3,8 @@
 
 #include <sys/types.h>
 
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "common/descriptor.h"

@@ -13,8 +13,6 @@ class Node {
 public:
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
-    Node(Node&&) = delete;
-    Node& operator=(Node&&) = delete;
     virtual ~Node() = default;
 
     /** Type and permission bits, as stat shows them. */

@@ -16,7 +16,6 @@ public:
     TextAttribute(mode_t permissions, std::string text, std::int64_t size = 4096)
         : Attribute(permissions, size), text_(std::move(text)) {}
 
-    const std::string& text() const { return text_; }
     std::string set(std::string_view text) override;
 
     /** What is wrong with the text (what would be right), or nothing. */

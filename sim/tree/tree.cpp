@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "tree/computed_attribute.h"
+#include "tree/link.h"
 #include "tree/text_attribute.h"
 
 namespace VelmorSim {

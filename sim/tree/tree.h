@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "tree/directory.h"
-#include "tree/link.h"
 #include "tree/node.h"
 
 namespace VelmorSim {

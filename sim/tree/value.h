@@ -14,8 +14,6 @@ public:
     Value() = default;
     Value(const Value&) = delete;
     Value& operator=(const Value&) = delete;
-    Value(Value&&) = delete;
-    Value& operator=(Value&&) = delete;
     virtual ~Value() = default;
 
     virtual std::string get() const = 0;
