@@ -3,7 +3,9 @@
 #include <cerrno>
 
 #include "support/null_calls.h"
+#include "support/scenario.h"
 
+using testing_support::fails_with;
 using testing_support::NullCall;
 
 namespace {
@@ -11,9 +13,7 @@ namespace {
 class NullPointer : public testing::TestWithParam<NullCall> {};
 
 TEST_P(NullPointer, IsInvalid) {
-    errno = 0;
-    EXPECT_EQ(GetParam().call(), -EINVAL);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(GetParam().call(), fails_with(EINVAL));
 }
 
 INSTANTIATE_TEST_SUITE_P(Functions, NullPointer, testing::ValuesIn(testing_support::null_calls()),
