@@ -23,6 +23,7 @@
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "support/acts.h"
+#include "support/exported_functions.h"
 #include "support/null_calls.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
@@ -249,7 +250,7 @@ TEST_P(Documentation, NamesTheFailuresOfTheFunction) {
     EXPECT_EQ(observed, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Documentation, testing::ValuesIn(families::exported_functions()),
+INSTANTIATE_TEST_SUITE_P(Of, Documentation, testing::ValuesIn(testing_support::exported_functions()),
                          [](const auto& instance) { return instance.param; });
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include "families/table.h"
 #include "families/virtual_device.h"
 #include "support/acts.h"
+#include "support/exported_functions.h"
 #include "support/null_calls.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
@@ -686,7 +687,7 @@ TEST_P(BoardOfNoFamily, DoesNotSupportTheFunction) {
     EXPECT_EQ(output_of(VELMOR_CHOSEN_BOARD, {VELMOR_CALL_FUNCTION, GetParam()}), printed_without(GetParam()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Functions, BoardOfNoFamily, testing::ValuesIn(families::exported_functions()),
+INSTANTIATE_TEST_SUITE_P(Functions, BoardOfNoFamily, testing::ValuesIn(testing_support::exported_functions()),
                          [](const auto& instance) { return instance.param; });
 
 struct Family {

@@ -6,11 +6,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <utility>
+
+#include "support/exported_functions.h"
 
 namespace families {
 
@@ -29,7 +29,7 @@ class Counter : public testing::EmptyTestEventListener {
 
 class HasNoEmptyCell : public testing::Test {
     void TestBody() override {
-        const std::vector<std::string> functions = exported_functions();
+        const std::vector<std::string> functions = testing_support::exported_functions();
         EXPECT_EQ(functions.size(), 51U);
         std::printf("%-28s | good | bad input | absent\n", "function");
         for (const std::string& function : functions) {
@@ -47,13 +47,6 @@ class HasNoEmptyCell : public testing::Test {
 
 void proves(const std::string& function, Kind kind) {
     shown_by_this_test.insert({function, kind});
-}
-
-std::vector<std::string> exported_functions() {
-    std::vector<std::string> functions;
-    std::ifstream list(std::filesystem::path(__FILE__).parent_path() / "../system/exports.txt");
-    for (std::string name; std::getline(list, name);) functions.push_back(name);
-    return functions;
 }
 
 void keep_table() {

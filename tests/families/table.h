@@ -12,9 +12,6 @@ enum class Kind { good, bad_input, absent };
 /** Say, in a test, what it shows: it is counted in the table when it passes. */
 void proves(const std::string& function, Kind kind);
 
-/** The functions that the library exports, in the order of their table. */
-std::vector<std::string> exported_functions();
-
 /** Count the passing tests from here on, and have a last test print the table and fail for an empty cell. */
 void keep_table();
 

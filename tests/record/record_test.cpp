@@ -17,6 +17,7 @@
 #include "families/virtual_device.h"
 #include "record/trace.h"
 #include "support/acts.h"
+#include "support/exported_functions.h"
 #include "support/files.h"
 #include "support/scenario.h"
 #include "velmor.h"
@@ -198,7 +199,7 @@ TEST_P(Function, EachOfItsActsMayFail) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Function, testing::ValuesIn(families::exported_functions()),
+INSTANTIATE_TEST_SUITE_P(Of, Function, testing::ValuesIn(testing_support::exported_functions()),
                          [](const auto& instance) { return instance.param; });
 
 TEST_F(OnTheDevice, EachActOfTheStartMayFail) {

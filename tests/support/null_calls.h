@@ -17,7 +17,7 @@ struct NullCall {
     std::string name() const { return argument.empty() ? function : function + "_" + argument; }
 };
 
-/** Every pointer of the 51 functions. */
+/** Every pointer of every function. */
 std::vector<NullCall> null_calls();
 
 }  // namespace testing_support
