@@ -68,14 +68,14 @@ constexpr Record os_records[] = {
 };
 
 void read_records(platform_info_t& info, std::span<const Record> software) {
-    for (const auto& [key, place] : software) {
+    for (const Record& entry : software) {
         std::visit(
-            [&info, &key](auto field) {
+            [&info, &entry](auto field) {
                 using Field = std::remove_reference_t<decltype(info.*field)>;
                 using Value = std::conditional_t<std::is_same_v<Field, char>, char, int>;
-                info.*field = static_cast<Field>(record<Value>(key));
+                info.*field = static_cast<Field>(record<Value>(entry.key));
             },
-            place);
+            entry.field);
     }
 }
 
