@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * A tour of the device: asks everything that libvelmor can ask, sets what can be set and reads back what can be asked.
- * Light and lines are left as they were; antennas, multiplexer and alternate functions, which cannot be asked, end in
- * their first position. It never calls a power function.
+ * A tour of the device: queries everything that libvelmor can query, sets what can be set, and reads it back where that
+ * is possible. Light and lines are left as they were; antennas, multiplexer and alternate functions, which cannot be
+ * queried, end in their first position. It never calls a power function.
  *
  *   cc -std=c99 tour.c $(pkg-config --cflags --libs velmor) -o tour && ./tour
  *

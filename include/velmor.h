@@ -35,10 +35,10 @@
  * es_present() tell it by a flag; they return 0 either way and print nothing. IO line 11 and serial device 1 come with
  * the echosounder. On other boards the table decides about the same, and IO line 10 comes with the echosounder too.
  *
- * Of all other hardware only a call tells whether it is there: where it is not, the call returns -95 and prints its
+ * Of all other hardware only a call shows whether it is there: where it is not, the call returns -95 and prints its
  * line, "<function> failed: Operation not supported". The answer stays the same until the process ends. Not even
  * gps_info_get() and serial_alt_func_has() are silent: the latter answers without a line only for a port that the
- * board has. Antennas, power, the watchdog and the multiplexer have no function that merely asks.
+ * board has. Antennas, power, the watchdog and the multiplexer have no function that only queries.
  *
  * ## Backlight levels
  * Level 0 is the driver's 0, level 1 its 1 and level 255 its max_brightness. The levels from 1 on lie on a straight
@@ -209,7 +209,7 @@ VELMOR_API int backlight_get(int index, uint32_t* level);
 VELMOR_API int display_set(int index, uint32_t on);
 
 /**
- * Tell whether a display is on.
+ * Report whether a display is on.
  * @param index  display, from 0
  * @param on     receives false when /sys/class/graphics/fb<n>/blank reads 1, true for every other number
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "blank" cannot be read or
@@ -414,7 +414,7 @@ typedef struct bluetooth_info_t {
 VELMOR_API int wifi_antenna_set(antenna_t antenna);
 
 /**
- * Tell whether a Wi-Fi radio is fitted, by the hardware table.
+ * Report whether a Wi-Fi radio is fitted, by the hardware table.
  * @param present  receives true when fitted
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
@@ -440,7 +440,7 @@ VELMOR_API int wifi_info_get(wifi_info_t* info);
 VELMOR_API int bluetooth_antenna_set(antenna_t antenna);
 
 /**
- * Tell whether a Bluetooth radio is fitted, by the hardware table.
+ * Report whether a Bluetooth radio is fitted, by the hardware table.
  * @param present  receives true when fitted
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
@@ -756,7 +756,7 @@ VELMOR_API int mrfi_address_get(int index, mrfi_addr_t* address);
 VELMOR_API int mrfi_autolink_set(int index, int on);
 
 /**
- * Tell whether automatic linking is on.
+ * Report whether automatic linking is on.
  * @param index  MRFI interface, from 0
  * @param on     receives the state, from the interface's "autolink", which must read 0 or 1
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
@@ -947,7 +947,7 @@ typedef struct serial_device_info_t {
 VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
 
 /**
- * Tell which device node serves a serial port.
+ * Get the device node that serves a serial port.
  * @param port  serial port: on this device 0 ("/dev/ttymxc4", 9600) and, where an echosounder is fitted,
  *   1 ("/dev/ttymxc3", 38400)
  * @param info  receives the description; the node itself is not opened
@@ -957,7 +957,7 @@ VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
 VELMOR_API int serial_device_info_get(int port, serial_device_info_t* info);
 
 /**
- * Tell whether a serial pin can serve a function.
+ * Report whether a serial pin can serve a function.
  * @param port       serial port, from 0
  * @param function   0 serial, 1 key, or another number of the board's
  * @param supported  receives true when the port lists the function and, for the key, the kernel's gpio-keys driver
@@ -1012,7 +1012,7 @@ typedef struct gps_info_t {
 VELMOR_API int gps_info_get(gps_info_t* info);
 
 /**
- * Tell whether an echosounder is fitted, by the hardware table.
+ * Report whether an echosounder is fitted, by the hardware table.
  * @param present  receives true when fitted
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.

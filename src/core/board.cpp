@@ -55,7 +55,7 @@ Interface& Board::resource(Resource::type first, int index) {
     if (key > std::numeric_limits<std::int32_t>::max()) throw_system_error(EOPNOTSUPP);
     Resource* const entry = find(static_cast<Resource::type>(key));
     if (entry == nullptr) throw_system_error(EOPNOTSUPP);
-    // One comparison tells what the cast below walks the base classes for.
+    // One comparison instead of a walk through the base classes, which the cast below is.
     if (typeid(*entry) == typeid(Usual)) return static_cast<Usual&>(*entry);
     auto* const found = dynamic_cast<Interface*>(entry);
     if (found == nullptr) throw_system_error(EOPNOTSUPP);
