@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 // usage: first_line_check, on the virtual device
-// In a process that has no standard streams yet, the first calls of several threads fail at once: each prints its line.
+// In a process that has no standard streams yet, the first calls of several threads fail at once, or while another's
+// line is slow to construct them: each prints its line.
+#include <dlfcn.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <velmor.h>
+#include <atomic>
 #include <barrier>
 #include <cstdint>
 #include <cstdio>
+#include <cwchar>
 #include <string>
 #include <thread>
 
@@ -15,27 +20,71 @@ namespace {
 constexpr int threads = 8;
 constexpr int rounds = 50;
 
+/** The next construction of the standard streams lasts until other threads have slept so long. */
+std::atomic<bool> construction_is_slow = false;
+constexpr unsigned slow_us = 10000;
+std::atomic<unsigned> slept_us = 0;
+
+template <typename Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// Takes the place of the C library's, which the construction of the standard streams asks for every character.
+extern "C" int wctob(wint_t character) noexcept {
+    if (construction_is_slow.exchange(false)) {
+        while (slept_us < slow_us) sched_yield();
+    }
+    return next<int(wint_t)>("wctob")(character);
+}
+
+// Takes the place of the C library's.
+extern "C" int usleep(useconds_t time_us) {
+    slept_us += time_us;
+    return next<int(useconds_t)>("usleep")(time_us);
+}
+
+namespace {
+
+int fail() {
+    std::uint32_t level = 0;
+    return backlight_get(99, &level);
+}
+
 void fail_at_once() {
     std::barrier start(threads);
     std::thread callers[threads];
     for (std::thread& caller : callers) {
         caller = std::thread([&start] {
-            std::uint32_t level = 0;
             start.arrive_and_wait();
-            backlight_get(99, &level);
+            fail();
         });
     }
     for (std::thread& caller : callers) caller.join();
 }
 
-/** What a process prints in which the threads' calls fail. */
-std::string lines_of_a_process() {
+void fail_while_another_constructs() {
+    std::uint32_t level = 0;
+    backlight_get(0, &level);  // the start is over: nobody sleeps for that
+    alarm(10);
+    construction_is_slow = true;
+    std::thread other(fail);
+    while (construction_is_slow) sched_yield();
+    fail();
+    slept_us = slow_us;
+    other.join();
+}
+
+/** What a process prints that does this. */
+std::string lines_of_a_process(void (*calls)()) {
     int ends[2];
     if (pipe(ends) != 0) return "no pipe";
     const pid_t child = fork();
     if (child == 0) {
         dup2(ends[1], STDERR_FILENO);
-        fail_at_once();
+        calls();
         _exit(0);
     }
     close(ends[1]);
@@ -52,14 +101,20 @@ std::string lines_of_a_process() {
 }  // namespace
 
 int main() {
+    constexpr char line[] = "backlight_get failed: Operation not supported\n";
     std::string expected;
-    for (int i = 0; i < threads; ++i) expected += "backlight_get failed: Operation not supported\n";
+    for (int i = 0; i < threads; ++i) expected += line;
     for (int round = 1; round <= rounds; ++round) {
-        const std::string lines = lines_of_a_process();
+        const std::string lines = lines_of_a_process(fail_at_once);
         if (lines == expected) continue;
         std::printf("round %d: %d threads printed\n%s", round, threads, lines.c_str());
         return 1;
     }
-    std::printf("%d processes printed %d lines each\n", rounds, threads);
+    const std::string lines = lines_of_a_process(fail_while_another_constructs);
+    if (lines != std::string(line) + line) {
+        std::printf("while the streams were being constructed, two threads printed\n%s", lines.c_str());
+        return 1;
+    }
+    std::printf("%d processes printed %d lines each, another one 2\n", rounds, threads);
     return 0;
 }

@@ -2,8 +2,10 @@
 #include "access/text_file.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <ios>
 #include <string>
 #include <string_view>
@@ -203,6 +205,13 @@ TEST_F(Writing, OpeningTruncates) {
     put(path_, "old text");
     const TextFile file({path_}, TextFile::writing);
     EXPECT_EQ(content(path_), "");
+}
+
+TEST_F(Writing, MissingFileIsCreatedForAnybodyButForTheUmask) {
+    const mode_t before = umask(0026);
+    const TextFile file({path_}, TextFile::writing);
+    umask(before);
+    EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms{0640});
 }
 
 TEST_F(Writing, TextOfAnyLengthArrivesInOneWrite) {
