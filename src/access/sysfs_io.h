@@ -15,8 +15,8 @@ public:
     explicit SysFSIO(const std::string& path) : attribute_(path) {}
 
     // Flat: after a system call the processor mispredicts each return to a caller from before it.
-    [[gnu::flatten]] void set(const io_value_t& value) override { attribute_.write(value); }
-    [[gnu::flatten]] io_value_t get() override { return attribute_.read(); }
+    [[gnu::flatten, gnu::stack_protect]] void set(const io_value_t& value) override { attribute_.write(value); }
+    [[gnu::flatten, gnu::stack_protect]] io_value_t get() override { return attribute_.read(); }
 
 private:
     SysFS<io_value_t> attribute_;

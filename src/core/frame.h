@@ -16,7 +16,7 @@ bool any_null(const Pointers*... pointers) {
 }
 
 /** The answer to a null pointer: nothing done, nothing printed, the board not started. */
-inline int null_pointer() {
+[[gnu::cold, gnu::noinline]] inline int null_pointer() {
     errno = EINVAL;
     return -EINVAL;
 }

@@ -31,13 +31,13 @@ BacklightSysFS::BacklightSysFS(std::string path) : path_(std::move(path)) {
 }
 
 // Flat for speed, as the lines are: access/sysfs_io.h.
-[[gnu::flatten]] void BacklightSysFS::set(std::uint32_t level) {
+[[gnu::flatten, gnu::stack_protect]] void BacklightSysFS::set(std::uint32_t level) {
     check_backlight_level(level);
     const double raw = level == 0 ? 0.0 : offset_ + level * scale_;
     SysFS<int>::write_to({path_, brightness_attribute}, rounded(raw));
 }
 
-[[gnu::flatten]] std::uint32_t BacklightSysFS::get() {
+[[gnu::flatten, gnu::stack_protect]] std::uint32_t BacklightSysFS::get() {
     const int raw = SysFS<int>::read_from({path_, brightness_attribute});
     if (raw <= 0) return 0;
     if (scale_ == 0.0) return backlight_full;

@@ -264,6 +264,7 @@ public:
         void* result = nullptr;
         pthread_join(thread_, &result);
         if (ended_) return output + " returned";
+        if (!unwound_) return output + " cancelled, not unwound";
         return output + (result == PTHREAD_CANCELED ? " cancelled" : " cancelled, unmarked");
     }
     bool running() { return !ended_ && pthread_tryjoin_np(thread_, nullptr) == EBUSY; }
@@ -271,14 +272,24 @@ public:
     std::string output;
 
 private:
+    // What an application has on the stack of such a thread: on ARM the process would end at the first destructor, if a
+    // clean-up of the library's had left the unwinder's record behind.
+    struct Unwound {
+        Cancellable& thread;
+        ~Unwound() { thread.unwound_ = true; }
+    };
+
     static void* run(void* self) {
-        static_cast<Cancellable*>(self)->code_(*static_cast<Cancellable*>(self));
-        static_cast<Cancellable*>(self)->ended_ = true;
+        auto& thread = *static_cast<Cancellable*>(self);
+        const Unwound unwound{thread};
+        thread.code_(thread);
+        thread.ended_ = true;
         return nullptr;
     }
 
     std::function<void(Cancellable&)> code_;
     std::atomic<bool> ended_ = false;
+    std::atomic<bool> unwound_ = false;
     pthread_t thread_ = {};
 };
 
@@ -327,6 +338,20 @@ TEST_F(HostProcess, FailingCallFinishesBeforeItsThreadIsCancelled) {
     EXPECT_EQ(result.wait_status, 0);
     EXPECT_EQ(result.output, "-1: untouched cancelled");
     EXPECT_EQ(result.error_text, failed("display_get", testing_support::stream_failure));
+}
+
+TEST_F(HostProcess, ThreadInWhichTheStartFailedIsCancelled) {
+    testing_support::remove("/proc/platform/pht");
+    const ChildResult result = run_in_child([] {
+        Cancellable thread([](Cancellable& self) {
+            self.output = query_es();
+            pthread_cancel(pthread_self());
+            pthread_testcancel();
+        });
+        return thread.join();
+    });
+    EXPECT_EQ(result.wait_status, 0);
+    EXPECT_EQ(result.output, "-1 errno 2: untouched cancelled");
 }
 
 TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {
