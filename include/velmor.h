@@ -3,8 +3,8 @@
  * @file velmor.h
  * @brief libvelmor: the hardware of the device, as C functions.
  *
- * Usable alone from C99 and from C++11 on. Link with -lvelmor (pkg-config name "velmor", CMake target
- * velmor::velmor). Each family below begins with an example, which also needs <stdio.h>.
+ * This header is self-contained and works with C99 or C++11 and later. Link with -lvelmor (pkg-config name "velmor",
+ * CMake target velmor::velmor). Each family below begins with an example; the examples also need <stdio.h>.
  *
  * ## This device
  * | functions                 | index | what it is                                            | fitted   |
@@ -21,110 +21,113 @@
  * | wifi_info_get()           |       | Wi-Fi, "wlan0"                                        | by table |
  * | bluetooth_info_get()      |       | Bluetooth, "hci0"                                     | by table |
  * | gps_info_get()            |       | GPS receiver                                          | always   |
- * | power_*                   |       | restart in place of power-off, reboot, suspend        | always   |
+ * | power_*                   |       | power-off (as a restart), reboot, suspend             | always   |
  * | watchdog_*                |       | "/dev/watchdog"                                       | always   |
  * | platform_*                |       | versions and identity                                 | always   |
  * | platform_can_*            |       | CAN identity                                          | by table |
  *
- * Every other index answers -95. So do the families that this device lacks: led_color_*, wifi_antenna_set(),
- * bluetooth_antenna_set(), mrfi_* (but for mrfi_class_get(), which needs no hardware), attitude_get(),
- * car_motion_get(), serial_mux() and serial_alt_func_*.
+ * Calls with any other index return -95, and so do the families that this device lacks: led_color_*,
+ * wifi_antenna_set(), bluetooth_antenna_set(), mrfi_* (except mrfi_class_get(), which needs no hardware),
+ * attitude_get(), car_motion_get(), serial_mux() and serial_alt_func_*.
  *
  * ## What is fitted
- * "By table": where the unit's hardware table says so as the board starts. wifi_present(), bluetooth_present() and
- * es_present() tell it by a flag; they return 0 either way and print nothing. IO line 11 and serial device 1 come with
- * the echosounder. On other boards the table decides about the same, and IO line 10 comes with the echosounder too.
+ * "By table" means that the unit's hardware table, read when the board starts, says whether the part is fitted.
+ * wifi_present(), bluetooth_present() and es_present() report it through their argument; they return 0 either way and
+ * print nothing. IO line 11 and serial device 1 are present only with the echosounder. On other boards the table
+ * decides about the same parts, and also about IO line 10, which comes with the echosounder too.
  *
- * Of all other hardware only a call shows whether it is there: where it is not, the call returns -95 and prints its
- * line, "<function> failed: Operation not supported". The answer stays the same until the process ends. Not even
- * gps_info_get() and serial_alt_func_has() are silent: the latter answers without a line only for a port that the
+ * For all other hardware only a call shows whether it is present: if it is not, the call returns -95 and prints
+ * "<function> failed: Operation not supported". The answer stays the same until the process ends. gps_info_get() and
+ * serial_alt_func_has() print this line too: serial_alt_func_has() answers without a line only for a port that the
  * board has. Antennas, power, the watchdog and the multiplexer have no function that only queries.
  *
  * ## Backlight levels
- * Level 0 is the driver's 0, level 1 its 1 and level 255 its max_brightness. The levels from 1 on lie on a straight
- * line. Both ways are rounded to the nearest number, halves away from zero:
+ * Level 0 is the driver's 0, level 1 its 1 and level 255 its max_brightness. The scale from level 1 to level 255 is
+ * linear. Setting and getting both round to the nearest number, halves away from zero:
  *  - max_brightness 7: level 128 writes 4, which reads back as 128. Level 100 (3.34) writes 3, which reads back as 86.
  *  - max_brightness 100: level 128 (50.5) writes 51, which reads back as 129 (129.28).
  *
- * From max_brightness 255 on every level reads back as it was set. Below, setting a level that was read writes the
- * number that it was read from. A backlight on a PWM line, as other boards have, takes whole percent and is read
- * rounded down: level 128 is 50 %, which reads back as 127.
+ * With a max_brightness of 255 or more, every level reads back as it was set. With a smaller one, setting a level that
+ * was read writes the driver's number that it was read from. A backlight on a PWM line, which other boards have, is set
+ * in whole percent and rounded down when read: level 128 is 50 %, which reads back as 127.
  *
  * ## Failures
  * Every function returns 0 on success and a negative number on failure; the two mrfi list reads return 1 for an
  * entry and 0 at the end of the list. The failures are:
- *  - -22, errno EINVAL, and nothing printed: a required pointer is null. Nothing was done.
- *  - -22, errno EINVAL, and a line: a negative timeout, a watchdog that is not armed, or an alternate function that the
- *    port does not support.
- *  - -95, errno EOPNOTSUPP: this board has no such hardware, or the index names none.
- *  - -errno, with that errno: a device node, a system call or a started program failed, or the library's mutex could
- *    not be locked. A driver may answer with any errno, EINVAL and EOPNOTSUPP among them.
- *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed, an argument is out of its
- *    range or does not fit the line or list, memory has run out, or the start of the board has failed. errno is then as
- *    the failing operation left it and means nothing, as after a success. (-1 is also -EPERM of those functions that
- *    report -errno.)
+ *  - -22 with errno EINVAL and nothing printed: a required pointer is null. Nothing was done.
+ *  - -22 with errno EINVAL and a line printed: a negative timeout, a watchdog that is not armed, or an alternate
+ *    function that the port does not support.
+ *  - -95 with errno EOPNOTSUPP: this board has no such hardware, or none with this index.
+ *  - -errno with errno set to match: a device node, a system call or a started program failed, or the library's mutex
+ *    could not be locked. A driver may fail with any errno, including EINVAL and EOPNOTSUPP.
+ *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed; an argument is out of range or
+ *    does not fit the line or list; memory ran out; or the board failed to start. errno then holds whatever the failing
+ *    operation left there and means nothing, as after a success. (In functions that report -errno, -1 may also be
+ *    -EPERM.)
  *
- * Lack of memory, a board that does not start and a mutex that cannot be locked may fail any function. The others
- * stand with each function: "Own errors" are the library's, "Kernel errors" those of the driver or the system, passed
- * on as they are. Output arguments are left alone on failure unless a function says otherwise.
+ * Any function may fail because memory ran out, the board did not start or the mutex could not be locked. The other
+ * failures are listed with each function: "Own errors" are the library's, "Kernel errors" are those of the driver or
+ * the system, passed on unchanged. Output arguments are not written on failure unless a function says otherwise.
  *
- * Every failure but that of a null pointer writes one line to standard error, through std::cerr and in one write: the
- * function's name, " failed: " and the cause. It is lost when there is no memory for it, when std::cerr does not take
- * it, and in a child that was forked just as its parent printed its first line. Where the start of the board has
- * failed, a line "cannot set board resources: " with the cause stands before it; the call returns -1 and the next call
- * tries the start again. Both lines are printed with no lock of the library held. In a program without C++ streams the
- * first line constructs them on what stdin, stdout and stderr are at that moment: these FILEs must stay open.
+ * Every failure except that of a null pointer writes one line to standard error, through std::cerr and in one write:
+ * the function's name, " failed: " and the cause. The line is lost if there is no memory for it, if std::cerr does not
+ * accept it, or in a child that was forked while its parent was printing its first line. If the board failed to start,
+ * a line "cannot set board resources: " with the cause comes first; the call returns -1, and the next call tries to
+ * start the board again. No lock of the library is held while either line is printed. In a program that does not use
+ * C++ streams, the first line constructs them on the stdin, stdout and stderr of that moment: these FILEs must stay
+ * open.
  *
  * ## The first call starts the board
- * The first call of any function in a process (other than one refused for a null pointer) reads the hardware table
- * and sets the board up. This programs PWM line 0 to 2700 Hz and 50 %, and so undoes what another process had
- * programmed there. No other hardware is touched. A board that has started stays until the process ends.
+ * The first call of any function in a process (except one rejected for a null pointer) reads the hardware table and
+ * sets the board up. This sets PWM line 0 to 2700 Hz and 50 %, overwriting what another process had set there. No other
+ * hardware is changed. Once started, the board stays until the process ends.
  *
  * ## Threads
- * Any function may be called from any thread. These calls must not overlap one another, and it is the caller who
- * sees to it:
+ * Any function may be called from any thread. The caller must make sure that the calls in each of these groups do not
+ * overlap:
  *  - watchdog_enable(), watchdog_disable() and watchdog_refresh();
  *  - the first calls of one motion sensor (attitude_get(), car_motion_get());
- *  - io_config_set() on one line with another io_config_set() or io_config_get() on it: the duty is 0 for a moment;
+ *  - io_config_set() with another io_config_set() or io_config_get() on the same line: the duty is 0 for a moment;
  *  - accesses to one GPIO line: io_set() and io_get() on it, the antennas and the serial multiplexers that use it;
- *  - serial_alt_func_set() with another one, on whatever ports: they share a list of keys, and one of two changes to
- *    it may be lost;
+ *  - serial_alt_func_set() with another serial_alt_func_set(), on any port: they share a list of keys, and one of the
+ *    two changes may be lost;
  *  - uses of one list context (mrfi_*_list_read(), mrfi_*_list_close()).
  *
- * Two threads that set one attribute at once do no harm: the kernel keeps the later value. A thread may be cancelled
- * (pthread_cancel()) inside any function. The cancellation waits until the function has done its work; where a power
- * function waits for a program or for the end of the system, it is taken up at once.
+ * Two threads may set the same attribute at the same time: the kernel keeps the later value. A thread may be cancelled
+ * (pthread_cancel()) inside any function. The cancellation takes effect when the function has done its work; while a
+ * power function waits for a program or for the system to go down, it takes effect at once.
  *
  * ## Signals, fork and exec
  *  - Signal handlers: in general the functions are not async-signal-safe. Lists and key lists allocate memory; a
  *    failing call allocates and prints. Once the board has started, a handler may call watchdog_refresh() and the
- *    functions that set or get a backlight, a display, an LED group or a temperature: while they succeed they allocate
- *    nothing and wait for no lock; a failing one may deadlock with what the handler has interrupted. The rules for
- *    threads above hold between a handler and the code that it interrupts.
- *  - A handler that interrupts the first call of its own thread and calls the library is refused with -35 (EDEADLK);
- *    like every failing call in a handler, that one may deadlock. A call needs up to 16 KiB of stack.
- *  - fork(): no lock of the library keeps a child from calling it, whatever the other threads of its parent were doing
- *    in it: neither from fork handlers nor when a signal handler forked in the middle of a call. (Such a child should
- *    not return from the handler: it would finish the interrupted call a second time.) No fork waits for the library,
- *    and it registers no fork handler. A child whose parent had not finished starting the board starts it afresh. That
- *    start, and a call that fails, use the allocator and the unwinder of the C and C++ libraries, which may be locked
- *    in a child of a process with threads.
- *  - Descriptors of the library are close-on-exec and never 0, 1 or 2, even in a process that has closed these. A child
- *    that was forked and executes no program keeps those that were open at that moment: the device nodes that stay
- *    open, and a file that another thread was just accessing.
- *  - So parent and child share an armed watchdog. Either can feed it. Disarming it in one takes effect only when the
- *    other has closed it as well, by watchdog_disable(), by exec or by its end.
+ *    functions that set or get a backlight, a display, an LED group or a temperature: as long as they succeed, they
+ *    allocate nothing and wait for no lock. A failing one may deadlock with the code that the handler interrupted. The
+ *    rules for threads above also apply between a handler and the code that it interrupts.
+ *  - If a handler interrupts its own thread while that is starting the board or waiting for the start, a call from the
+ *    handler fails with -35 (EDEADLK); like every failing call in a handler, it may deadlock. A call needs up to 16 KiB
+ *    of stack.
+ *  - fork(): a child may call the library, whatever the parent's threads were doing in it: no lock of the library stays
+ *    locked. This also holds for calls from fork handlers, and if a signal handler forked in the middle of a call.
+ *    (Such a child should not return from the handler: it would finish the interrupted call a second time.) A fork
+ *    never waits for the library, which registers no fork handler. If the parent had not finished starting the board,
+ *    the child starts it afresh. That start, and a call that fails, use the allocator and the unwinder of the C and C++
+ *    libraries, which may be locked in a child of a multithreaded process.
+ *  - The library's descriptors are close-on-exec and never 0, 1 or 2, even in a process that has closed these. A forked
+ *    child that executes no program keeps those that were open at the fork: the device nodes that stay open, and any
+ *    file that another thread was accessing.
+ *  - So parent and child share an armed watchdog. Either can feed it. If one disarms it, this takes effect only when
+ *    the other has closed it too: by watchdog_disable(), by exec or by ending.
  *  - power_reboot() (and power_shutdown() on boards that run a program for it) waits for any child of the process: it
- *    may reap a child of the application's own and take that child's exit status for the program's. Where SIGCHLD is
- *    ignored the call waits until every child of the process has ended, and then returns -ECHILD although the program
- *    was run: its status is lost. A signal whose handler was installed without SA_RESTART, such as an interval
- *    timer's, ends the wait with -4 (EINTR) although the program was started.
+ *    may reap one of the application's own children and mistake that child's exit status for the program's. If SIGCHLD
+ *    is ignored, the call waits until every child of the process has ended and then returns -ECHILD, although the
+ *    program has run: its status is lost. A signal whose handler was installed without SA_RESTART, such as an interval
+ *    timer's, ends the wait with -4 (EINTR), although the program has been started.
  *  - The library installs no signal handler, changes no signal mask, sets no locale and starts no thread.
  *
- * ## What stays
- * A setting lives in the hardware, not in the process: a backlight level, a display state, an output line or a PWM
- * programme stays after the process has ended, and an armed watchdog bites. The library stays loaded after dlclose():
- * after a new dlopen() an armed watchdog can still be fed.
+ * ## What persists
+ * Settings are kept by the hardware, not by the process: a backlight level, a display state, an output level or a PWM
+ * configuration persists after the process ends, and an armed watchdog still restarts the device. The library stays
+ * loaded after dlclose(): after a new dlopen() an armed watchdog can still be fed.
  */
 #ifndef VELMOR_H
 #define VELMOR_H
@@ -164,20 +167,19 @@ extern "C" {
  * Set the brightness of a backlight.
  * @param index  backlight, from 0 (this device has one, the display's)
  * @param level  0 (off) to 255 (full); 1 is the dimmest light that the driver offers
- * @return 0, or negative. Own errors: -95 for no such backlight; -1 for a level above 255, nothing is written. Kernel
- *   errors: -1 when "brightness" cannot be written.
- * @note Blocks for the driver's write only. Any thread. The level stays after the process has ended.
+ * @return 0, or negative. Own errors: -95 if there is no such backlight; -1 for a level above 255, nothing is written.
+ *   Kernel errors: -1 if "brightness" cannot be written.
+ * @note Blocks only for the driver's write. Any thread. The level persists after the process ends.
  */
 VELMOR_API int backlight_set(int index, uint32_t level);
 
 /**
  * Get the brightness of a backlight.
  * @param index  backlight, from 0
- * @param level  receives 0 (off) to 255 (full). From /sys/class/backlight/<name>/brightness, scaled by the
- *   max_brightness that was read when the board started; a driver that reports more than its maximum yields more
- *   than 255.
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "brightness" cannot be read
- *   or parsed.
+ * @param level  receives 0 (off) to 255 (full): /sys/class/backlight/<name>/brightness, scaled by the max_brightness
+ *   that was read when the board started. More than 255 if the driver reports more than its maximum.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if "brightness" cannot be read or
+ *   parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int backlight_get(int index, uint32_t* level);
@@ -201,19 +203,19 @@ VELMOR_API int backlight_get(int index, uint32_t* level);
 /**
  * Switch a display on or off (framebuffer blanking; the backlight is not touched).
  * @param index  display, from 0
- * @param on     1 is on, 0 is off. The number written to the framebuffer's "blank" is this one with its lowest bit
- *   inverted, so that other numbers reach the driver too: 2 writes 3.
- * @return 0, or negative. Own errors: -95. Kernel errors: -1 when "blank" cannot be written.
- * @note Blocks for the driver's write. Any thread. The state stays after the process has ended.
+ * @param on     1 is on, 0 is off. This number, with its lowest bit inverted, is written to the framebuffer's "blank".
+ *   Other numbers reach the driver too: 2 writes 3.
+ * @return 0, or negative. Own errors: -95. Kernel errors: -1 if "blank" cannot be written.
+ * @note Blocks for the driver's write. Any thread. The state persists after the process ends.
  */
 VELMOR_API int display_set(int index, uint32_t on);
 
 /**
  * Report whether a display is on.
  * @param index  display, from 0
- * @param on     receives false when /sys/class/graphics/fb<n>/blank reads 1, true for every other number
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "blank" cannot be read or
- *   holds no number, as with mainline kernels, which show it empty.
+ * @param on     receives false if /sys/class/graphics/fb<n>/blank reads 1, true for every other number
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if "blank" cannot be read or
+ *   contains no number; on mainline kernels it reads empty.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int display_get(int index, bool* on);
@@ -245,8 +247,8 @@ typedef struct led_color_t {
  * @param index  LED group, from 0
  * @param color  the colour; read during the call only
  * @return 0, or negative. Own errors: -22 for a null pointer; -95; -1 for a component outside 0..255, nothing is
- *   written. Kernel errors: -1 when the driver's colour attribute cannot be written.
- * @note Blocks for one write. Any thread. The colour stays after the process has ended.
+ *   written. Kernel errors: -1 if the driver's colour attribute cannot be written.
+ * @note Blocks for one write. Any thread. The colour persists after the process ends.
  */
 VELMOR_API int led_color_set(int index, const led_color_t* color);
 
@@ -254,8 +256,8 @@ VELMOR_API int led_color_set(int index, const led_color_t* color);
  * Get the colour of a group of LEDs.
  * @param index  LED group, from 0
  * @param color  receives the three numbers of the driver's colour attribute, unchecked
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
- *   or holds fewer than three numbers.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if the attribute cannot be read or
+ *   contains fewer than three numbers.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int led_color_get(int index, led_color_t* color);
@@ -267,10 +269,10 @@ VELMOR_API int led_color_get(int index, led_color_t* color);
 /**
  * @name IO lines
  * @code
- * const io_config_t programme = {50, 2700};  // percent, hertz
+ * const io_config_t config = {50, 2700};  // percent, hertz
  * io_value_t gps = 0;
- * if (io_config_set(0, &programme) == 0) io_set(0, 1);  // the PWM output runs
- * if (io_get(9, &gps) == 0 && gps == 0) io_set(9, 1);   // the GPS receiver is on
+ * if (io_config_set(0, &config) == 0) io_set(0, 1);    // start the PWM output
+ * if (io_get(9, &gps) == 0 && gps == 0) io_set(9, 1);  // switch the GPS receiver on
  * @endcode
  * @{
  */
@@ -278,59 +280,60 @@ VELMOR_API int led_color_get(int index, led_color_t* color);
 /** Level of an IO line: 0 is low (off), 1 is high (on). */
 typedef int32_t io_value_t;
 
-/** Programme of a PWM line. */
+/** Configuration of a PWM line. */
 typedef struct io_config_t {
-    int32_t duty;      /**< duty cycle in percent, 0..100; -1 on set keeps the present one */
+    int32_t duty;      /**< duty cycle in percent, 0..100; setting -1 keeps the current one */
     int32_t frequency; /**< frequency in hertz, 1..2000000 */
 } io_config_t;
 
 /**
  * Set the level of an output line.
- * @param io     line number; on this device 0 (PWM output: 1 starts it, 0 stops it, other values do nothing),
- *   9 (GPS enable) and 11 (echosounder reset, where an echosounder is fitted)
- * @param value  level, 0 or 1; a line that is a driver attribute takes any number and writes it as it is
- * @return 0, or negative. Own errors: -95 for no such line; -1 on an input line. Kernel errors: -1 when the line's
- *   attribute cannot be written.
- * @note Blocks for the driver's writes. Any thread, but accesses to one GPIO line must not overlap. The level stays
- *   after the process has ended; a GPIO line is given back to the kernel after each access.
+ * @param io     line number; on this device 0 (PWM output: 1 starts it, 0 stops it, other values do nothing), 9 (GPS
+ *   enable) and 11 (echosounder reset, if an echosounder is fitted)
+ * @param value  level, 0 or 1; for a line behind a driver's attribute any number, which is written unchanged
+ * @return 0, or negative. Own errors: -95 if there is no such line; -1 if it is an input. Kernel errors: -1 if the
+ *   line's attribute cannot be written.
+ * @note Blocks for the driver's writes. Any thread, but accesses to one GPIO line must not overlap. The level persists
+ *   after the process ends; a GPIO line is unexported after each access.
  */
 VELMOR_API int io_set(int io, io_value_t value);
 
 /**
  * Get the level of a line.
  * @param io     line number, see io_set()
- * @param value  receives the level. Line 0: 1 when the PWM's "status" reads 1, else 0. Driver attributes: their number.
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 for no such line; -1 on a GPIO line that is an
- *   output. Kernel errors: -1 when the attribute cannot be read or parsed.
- * @note Blocks for the driver. Any thread, but accesses to one GPIO line must not overlap. Reading a GPIO line exports
- *   it, makes it an input and unexports it; on other lines nothing changes.
+ * @param value  receives the level. Line 0: 1 if the PWM's "status" reads 1, else 0. Driver attributes: their number.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if there is no such line; -1 if it is a GPIO output.
+ *   Kernel errors: -1 if the attribute cannot be read or parsed.
+ * @note Blocks for the driver's read. Any thread, but accesses to one GPIO line must not overlap. Reading a GPIO line
+ *   exports it, makes it an input and unexports it; reading other lines changes nothing.
  */
 VELMOR_API int io_get(int io, io_value_t* value);
 
 /**
- * Programme a PWM line: set the duty to 0, then the period, then the duty. The present duty is taken in whole percent,
- * rounded down. One below 1 % counts as 0: it is not set to 0 first, and neither -1 nor 0 changes its high time.
+ * Configure a PWM line: set the duty to 0, then the period, then the new duty. The current duty is read in whole
+ * percent, rounded down. A current duty below 1 % counts as 0: it is not set to 0 first, and a new duty of -1 or 0 does
+ * not change its high time.
  * @param io      line number; on this device 0
- * @param config  frequency in hertz, 1..2000000, and duty in percent, 0..100 or -1 to keep the present duty; read
- *   during the call only. Whether the line runs is not changed, see io_set().
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 for a line that is no PWM; -1 for a frequency out of
- *   range, nothing is written; -1 for a duty out of range, given or kept: the period is then new and the duty 0, or as
- *   it was where that is below 1 %. Kernel errors: -1 when "period" or "duty" cannot be read or written; the line may
- *   then be left at duty 0.
+ * @param config  frequency in hertz, 1..2000000, and duty in percent, 0..100 or -1 to keep the current duty; read
+ *   during the call only. The line is neither started nor stopped, see io_set().
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if the line is not a PWM; -1 for a frequency out of
+ *   range, nothing is written; -1 for a duty out of range, whether new or kept: the new period is then set, and the
+ *   duty is 0, or unchanged if it was below 1 %. Kernel errors: -1 if "period" or "duty" cannot be read or written; the
+ *   line may then be left at duty 0.
  * @note Blocks for up to four reads and three writes. Any thread, but calls for one line must not overlap: the duty is
- *   0 for a moment while the period changes, and would be taken for the present one. Below 24 Hz the duty is computed
- *   in 32 bits and wraps for high percentages. The programme stays after the process has ended, until any process makes
- *   its first call of this library.
+ *   0 for a moment while the period changes, and another call would take that for the current duty. The duty is
+ *   computed in 32 bits: below 24 Hz it wraps for high percentages. The configuration persists after the process ends,
+ *   until any process makes its first call to this library.
  */
 VELMOR_API int io_config_set(int io, const io_config_t* config);
 
 /**
- * Get the programme of a PWM line.
+ * Get the configuration of a PWM line.
  * @param io      line number; on this device 0
  * @param config  receives frequency in hertz and duty in percent, both rounded down, from the channel's "period" and
  *   "duty" (nanoseconds); a period of 0 yields 0 for both. The duty is computed in 32 bits and wraps for a high time
  *   above 42949672 ns.
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 for a line that is no PWM. Kernel errors: -1 when
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if the line is not a PWM. Kernel errors: -1 if
  *   "period" or "duty" cannot be read or parsed.
  * @note Blocks for three reads. Any thread. Changes nothing.
  */
@@ -352,9 +355,9 @@ VELMOR_API int io_config_get(int io, io_config_t* config);
  * @{
  */
 
-/** Temperatures of a thermal zone, in millidegrees Celsius as the kernel gives them. */
+/** Temperatures of a thermal zone, in millidegrees Celsius as the kernel reports them. */
 typedef struct thermal_state_t {
-    int32_t temp;     /**< now, from "temp" */
+    int32_t temp;     /**< current temperature, from "temp" */
     int32_t active;   /**< trip point of type "active" */
     int32_t hot;      /**< trip point of type "hot" */
     int32_t very_hot; /**< trip point of type "very_hot" */
@@ -365,10 +368,10 @@ typedef struct thermal_state_t {
  * Get the temperature of a thermal zone and its four trip points.
  * @param zone   thermal zone, from 0
  * @param state  receives five temperatures in millidegrees Celsius, from /sys/class/thermal/thermal_zone<n>/
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when a file cannot be read or
- *   parsed. -1 also, until the process ends, when the types of the zone's trip points 0 to 3 could not be read as the
- *   board started, or lacked one of the four.
- * @note Blocks for five reads; the five are not one snapshot. Any thread. Changes nothing.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if a file cannot be read or
+ *   parsed. Also -1, until the process ends, if the types of the zone's trip points 0 to 3 could not be read when the
+ *   board started, or if one of the four types was missing.
+ * @note Blocks for five reads, which are not one snapshot. Any thread. Changes nothing.
  */
 VELMOR_API int thermal_state_get(int zone, thermal_state_t* state);
 
@@ -388,34 +391,34 @@ VELMOR_API int thermal_state_get(int zone, thermal_state_t* state);
  * @{
  */
 
-/** Selects an antenna: the level written to the antenna's select line, 0 or 1. */
+/** Selects an antenna: the level to write to the antenna's select line, 0 or 1. */
 typedef int32_t antenna_t;
 
 /** Description of the Wi-Fi radio. */
 typedef struct wifi_info_t {
-    char name[16];  /**< network interface, ends in NUL: "wlan0" on this device */
-    uint32_t value; /**< a number of the board's, passed through: 3 on this device */
+    char name[16];  /**< network interface, NUL-terminated: "wlan0" on this device */
+    uint32_t value; /**< a number defined by the board, passed through: 3 on this device */
 } wifi_info_t;
 
 /** Description of the Bluetooth radio. */
 typedef struct bluetooth_info_t {
-    char name[16];  /**< interface, ends in NUL: "hci0" on this device */
-    uint32_t value; /**< a number of the board's, passed through: 3 on this device */
+    char name[16];  /**< interface, NUL-terminated: "hci0" on this device */
+    uint32_t value; /**< a number defined by the board, passed through: 3 on this device */
 } bluetooth_info_t;
 
 /**
  * Select the Wi-Fi antenna.
  * @param antenna  level of the select line, 0 or 1
  * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device. Kernel errors: -1
- *   when the GPIO line cannot be exported or written.
- * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection stays after
- *   the process has ended.
+ *   if the GPIO line cannot be exported or written.
+ * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection persists
+ *   after the process ends.
  */
 VELMOR_API int wifi_antenna_set(antenna_t antenna);
 
 /**
- * Report whether a Wi-Fi radio is fitted, by the hardware table.
- * @param present  receives true when fitted
+ * Report whether a Wi-Fi radio is fitted, according to the hardware table.
+ * @param present  receives true if one is fitted
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
@@ -424,7 +427,7 @@ VELMOR_API int wifi_present(bool* present);
 /**
  * Get the description of the Wi-Fi radio.
  * @param info  receives the description; the radio itself is not queried
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 where no Wi-Fi is fitted. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if no Wi-Fi radio is fitted. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int wifi_info_get(wifi_info_t* info);
@@ -433,15 +436,15 @@ VELMOR_API int wifi_info_get(wifi_info_t* info);
  * Select the Bluetooth antenna.
  * @param antenna  level of the select line, 0 or 1
  * @return 0, or negative. Own errors: -95 on boards without an antenna switch, such as this device. Kernel errors: -1
- *   when the GPIO line cannot be exported or written.
- * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection stays after
- *   the process has ended.
+ *   if the GPIO line cannot be exported or written.
+ * @note Blocks for four writes. Any thread, but accesses to one GPIO line must not overlap. The selection persists
+ *   after the process ends.
  */
 VELMOR_API int bluetooth_antenna_set(antenna_t antenna);
 
 /**
- * Report whether a Bluetooth radio is fitted, by the hardware table.
- * @param present  receives true when fitted
+ * Report whether a Bluetooth radio is fitted, according to the hardware table.
+ * @param present  receives true if one is fitted
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
@@ -450,7 +453,7 @@ VELMOR_API int bluetooth_present(bool* present);
 /**
  * Get the description of the Bluetooth radio.
  * @param info  receives the description; the radio itself is not queried
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 where no Bluetooth is fitted. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if no Bluetooth radio is fitted. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
@@ -462,7 +465,7 @@ VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
 /**
  * @name Power
  * @code
- * fflush(NULL);  // every process ends
+ * fflush(NULL);  // every process is about to end
  * int result = power_reboot();
  * printf("not rebooted: %d\n", result);  // reached on failure only
  * @endcode
@@ -470,9 +473,9 @@ VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
  */
 
 /**
- * Power the device down. HAZARD: on this device the kernel is asked for a restart with the command "wdt", after a
- * sync, so that the unit comes back by itself; boards without automatic power-on run "/sbin/poweroff".
- * @return does not return on success; the calling thread waits for the end of the system. Negative on failure. Own
+ * Power the device down. HAZARD: on this device this is a sync and then a restart with the command "wdt", so that the
+ * unit comes back by itself; boards without automatic power-on run "/sbin/poweroff".
+ * @return does not return on success: the calling thread waits for the system to go down. Negative on failure. Own
  *   errors: -95. Kernel errors: -errno of the restart call (-EPERM without CAP_SYS_BOOT); on boards that run the
  *   program, those of power_reboot().
  * @note Blocks until the system is down. Any thread; other threads may go on calling the library. See "Signals, fork
@@ -482,16 +485,16 @@ VELMOR_API int power_shutdown(void);
 
 /**
  * Reboot the device by running "/sbin/reboot". HAZARD: ends every process.
- * @return does not return on success; the calling thread waits for the end of the system. Negative on failure. Own
- *   errors: -95. Kernel errors: -errno of starting the program (-ENOENT where it is missing) or of waiting for it, or
+ * @return does not return on success: the calling thread waits for the system to go down. Negative on failure. Own
+ *   errors: -95. Kernel errors: -errno of starting the program (-ENOENT if it is missing) or of waiting for it, or
  *   minus the program's exit code; a program killed by a signal counts as success.
  * @note Blocks until the system is down. Any thread. Waits for any child of the process, see "Signals, fork and exec".
  */
 VELMOR_API int power_reboot(void);
 
 /**
- * Suspend the device to memory. HAZARD: everything stands still until a wake-up source fires. A suspend that is
- * refused, or a "/sys/power/state" that cannot be written, is not reported.
+ * Suspend the device to memory. HAZARD: everything stops until a wake-up source fires. Nothing is reported if the
+ * suspend is refused or "/sys/power/state" cannot be written.
  * @return 0 after the system has resumed, or negative. Own errors: -95. No kernel errors.
  * @note Blocks until the system has resumed. Any thread.
  */
@@ -499,14 +502,14 @@ VELMOR_API int power_suspend(void);
 
 /** @} */
 
-/* ---- Watchdog: once armed, the device restarts unless it is fed ------------------------------------------------- */
+/* ---- Watchdog: once armed, it restarts the device unless it is fed ---------------------------------------------- */
 
 /**
  * @name Watchdog
  * @code
  * if (watchdog_enable(30) == 0) {
  *     for (int step = 0; step < 100; step++) {
- *         // a step of the work, well below 30 s
+ *         // one step of the work, which takes much less than 30 s
  *         watchdog_refresh();
  *     }
  *     watchdog_disable();
@@ -516,31 +519,32 @@ VELMOR_API int power_suspend(void);
  */
 
 /**
- * Arm the hardware watchdog, or arm it again with another timeout. HAZARD: from here on the device restarts unless
- * watchdog_refresh() is called more often than the timeout says. HAZARD: a second call disarms the watchdog before it
- * opens it anew, and if that open fails it stays disarmed: nothing watches the device any more.
+ * Arm the hardware watchdog, or arm it again with another timeout. HAZARD: from then on the device restarts unless
+ * watchdog_refresh() is called at intervals shorter than the timeout. HAZARD: a second call disarms the watchdog before
+ * opening it again. If that open fails, the watchdog stays disarmed: nothing watches the device any more.
  * @param timeout_s  timeout in seconds, 0 or more; the driver decides what it accepts and may round it
  * @return 0, or negative. Own errors: -22 for a negative timeout, nothing is opened; -95. Kernel errors: -errno of
  *   opening "/dev/watchdog" (-EBUSY while another process holds it): the watchdog is then disarmed, even if it was
- *   armed before. -errno of WDIOC_SETTIMEOUT, be it -22 or -95: it is then armed, with the driver's own timeout. -errno
- *   of the disarming that precedes a second arming: it is then still armed, with its old timeout.
- * @note Blocks for the driver only. Watchdog calls must not overlap. Stays armed after the process has ended: a
- *   process that exits without watchdog_disable() lets it bite.
+ *   armed before. -errno of WDIOC_SETTIMEOUT, which may be -22 or -95: the watchdog is then armed with the driver's own
+ *   timeout. -errno of disarming it before arming it again: it is then still armed, with its old timeout.
+ * @note Blocks only for the driver. Watchdog calls must not overlap. The watchdog stays armed after the process ends:
+ *   the device restarts if a process exits without watchdog_disable().
  */
 VELMOR_API int watchdog_enable(int timeout_s);
 
 /**
  * Disarm the watchdog: write the magic character "V" and close it.
- * @return 0, or negative. Own errors: -22 when not armed by this process; -95. Kernel errors: -errno of the write; the
- *   watchdog then stays open and armed. A driver built with "nowayout" stays armed although 0 is returned.
- * @note Blocks for the driver only. Watchdog calls must not overlap. Stays disarmed after the process has ended.
+ * @return 0, or negative. Own errors: -22 if this process has not armed it; -95. Kernel errors: -errno of the write;
+ *   the watchdog then stays open and armed. With a driver built with "nowayout" it stays armed although 0 is returned.
+ * @note Blocks only for the driver. Watchdog calls must not overlap. The watchdog stays disarmed after the process
+ *   ends.
  */
 VELMOR_API int watchdog_disable(void);
 
 /**
  * Feed the watchdog (WDIOC_KEEPALIVE).
- * @return 0, or negative. Own errors: -22 when not armed by this process; -95. Kernel errors: -errno of the ioctl.
- * @note Blocks for the driver only. Watchdog calls must not overlap. Nothing stays but the time that is left.
+ * @return 0, or negative. Own errors: -22 if this process has not armed it; -95. Kernel errors: -errno of the ioctl.
+ * @note Blocks only for the driver. Watchdog calls must not overlap. Restarts the timeout; changes nothing else.
  */
 VELMOR_API int watchdog_refresh(void);
 
@@ -561,9 +565,10 @@ VELMOR_API int watchdog_refresh(void);
  */
 
 /**
- * Versions, build dates and serial number. 96 bytes. Numbers come from "/proc/platform/<field's name>" cut to the
- * field's width, those beginning with fs_ from "/etc/fs_version". The bytes named reserved are never written and keep
- * what the caller left there. A status is one letter; a year has four digits.
+ * Versions, build dates and serial number. 96 bytes. Unless noted otherwise, a field is read from
+ * "/proc/platform/<field>"; those beginning with fs_ come from "/etc/fs_version". Numbers are cut to the field's width.
+ * The reserved bytes are never written and keep what the caller left there. A status is one letter; a year has four
+ * digits.
  */
 typedef struct platform_info_t {
     uint8_t os_version_major;
@@ -579,7 +584,7 @@ typedef struct platform_info_t {
     uint32_t featuremask_low;  /**< always 0 */
     uint32_t featuremask_high; /**< always 0 */
     uint32_t compatibility_version;
-    char serial_number[32]; /**< ends in NUL; cut to 31 characters; empty where it cannot be read */
+    char serial_number[32]; /**< NUL-terminated; cut to 31 characters; empty if it cannot be read */
     uint8_t reserved_56[6];
     uint8_t boot_info_kind; /**< always 2 */
     uint8_t boot_version_major;
@@ -615,11 +620,11 @@ typedef struct platform_info_t {
 
 /**
  * Get versions, build dates and the serial number.
- * @param info  receives the record, which is 96 bytes long, whatever size says
- * @param size  sizeof(platform_info_t); kept for the future, not looked at
+ * @param info  receives the record, which is always 96 bytes long
+ * @param size  sizeof(platform_info_t); reserved for the future and ignored
  * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without platform records. Kernel errors: -1
- *   when a record other than serial_number is missing or holds no number; the part of *info that had been read by then
- *   is written.
+ *   if a record other than serial_number is missing or contains no number; the part of *info that was read before it is
+ *   then already written.
  * @note Blocks for 30 short reads. Any thread. Changes nothing.
  */
 VELMOR_API int platform_info_get(platform_info_t* info, size_t size);
@@ -651,21 +656,22 @@ VELMOR_API int platform_mid_get(uint32_t* mid);
 /**
  * Get the CAN manufacturer code, from the hardware table.
  * @param code  receives the code, 0..2047 (11 bits)
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 where the table's layout (version 2) has no CAN
- *   identity, and on boards without platform records. No kernel errors.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if the table's layout has no CAN identity (version
+ *   2), and on boards without platform records. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int platform_can_manuf_code_get(uint16_t* code);
 
 /**
- * Get the CAN unique number: from the hardware table or, where that says 0, from the last six hexadecimal digits of
- * the serial number (of one that is longer than 31 characters, the last six of its first 31).
- * @param number  receives the number, 0..2097151 (21 bits); 0 for a serial number shorter than six characters
- * @return 0, or negative. Own errors: -22 for a null pointer; -95 where the table's layout (version 2) has no CAN
- *   identity, and on boards without platform records. Kernel errors: -1 as of platform_info_get(), when the serial
- *   number is needed.
- * @note Does not block once the board has started, but reads what platform_info_get() reads when the serial number is
- *   needed. Any thread. Changes nothing.
+ * Get the CAN unique number: from the hardware table or, if that says 0, from the last six hexadecimal digits of the
+ * serial number. Only the first 31 characters of the serial number count.
+ * @param number  receives the number, 0..2097151 (21 bits); 0 if it comes from a serial number shorter than six
+ *   characters
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95 if the table's layout has no CAN identity (version
+ *   2), and on boards without platform records. Kernel errors: -1 as for platform_info_get(), if the serial number is
+ *   needed.
+ * @note Does not block once the board has started, unless the serial number is needed: it then reads what
+ *   platform_info_get() reads. Any thread. Changes nothing.
  */
 VELMOR_API int platform_can_unique_num_get(uint32_t* number);
 
@@ -691,13 +697,13 @@ typedef struct mrfi_addr_t {
     uint8_t byte[4];
 } mrfi_addr_t;
 
-/** Type of a node, a number of the driver's. */
+/** Type of a node: a number defined by the driver. */
 typedef int32_t mrfi_device_type_t;
 
 /** A list being read. Opaque; the caller owns it from open to close. */
 typedef struct mrfi_enum_ctx mrfi_enum_ctx;
 
-/** One connection. The meaning of flags and values is the driver's. */
+/** One connection. The driver defines what the flags and values mean. */
 typedef struct mrfi_connection_t {
     uint8_t flag1 : 1;
     uint8_t flag2 : 1;
@@ -708,20 +714,20 @@ typedef struct mrfi_connection_t {
     mrfi_addr_t address;
 } mrfi_connection_t;
 
-/** One device that has been seen. The meaning of the values is the driver's. */
+/** One device that has been seen. The driver defines what the values mean. */
 typedef struct mrfi_device_t {
     uint32_t value1;
     uint32_t value2;
     mrfi_addr_t address;
-    char name[16]; /**< ends in NUL, cut to 15 characters; empty where the driver knows no name */
+    char name[16]; /**< NUL-terminated, cut to 15 characters; empty if the driver has no name */
 } mrfi_device_t;
 
 /**
  * Get the received signal strength of an interface.
  * @param index  MRFI interface, from 0
  * @param rssi   receives the driver's number, unchanged, from the interface's "rssi"
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
- *   or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if the attribute cannot be read or
+ *   parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_rssi_get(int index, int* rssi);
@@ -730,8 +736,8 @@ VELMOR_API int mrfi_rssi_get(int index, int* rssi);
  * Get the device type of an interface.
  * @param index  MRFI interface, from 0
  * @param type   receives the driver's number, from the interface's "type"
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
- *   or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if the attribute cannot be read or
+ *   parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t* type);
@@ -740,8 +746,8 @@ VELMOR_API int mrfi_type_get(int index, mrfi_device_type_t* type);
  * Get the address of an interface.
  * @param index    MRFI interface, from 0
  * @param address  receives the 4 bytes, from the interface's "address"
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
- *   or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if the attribute cannot be read or
+ *   parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_address_get(int index, mrfi_addr_t* address);
@@ -749,9 +755,9 @@ VELMOR_API int mrfi_address_get(int index, mrfi_addr_t* address);
 /**
  * Switch automatic linking on or off.
  * @param index  MRFI interface, from 0
- * @param on     only the low 8 bits count: 0 is off, any other number is on (256 is off)
- * @return 0, or negative. Own errors: -95. Kernel errors: -1 when "autolink" cannot be written.
- * @note Blocks for one write. Any thread. Stays after the process has ended.
+ * @param on     only the low 8 bits count: 0 is off, any other value is on (256 is off)
+ * @return 0, or negative. Own errors: -95. Kernel errors: -1 if "autolink" cannot be written.
+ * @note Blocks for one write. Any thread. The state persists after the process ends.
  */
 VELMOR_API int mrfi_autolink_set(int index, int on);
 
@@ -759,8 +765,8 @@ VELMOR_API int mrfi_autolink_set(int index, int on);
  * Report whether automatic linking is on.
  * @param index  MRFI interface, from 0
  * @param on     receives the state, from the interface's "autolink", which must read 0 or 1
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when the attribute cannot be read
- *   or parsed.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if the attribute cannot be read or
+ *   parsed.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_autolink_get(int index, bool* on);
@@ -769,9 +775,9 @@ VELMOR_API int mrfi_autolink_get(int index, bool* on);
  * Link to a peer.
  * @param index    MRFI interface, from 0
  * @param address  the peer; read during the call only
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "link" cannot be written or
- *   is refused.
- * @note Blocks for the driver's write. Any thread. The link stays after the process has ended.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if "link" cannot be written or the
+ *   driver refuses the address.
+ * @note Blocks for the driver's write. Any thread. The link persists after the process ends.
  */
 VELMOR_API int mrfi_link(int index, const mrfi_addr_t* address);
 
@@ -779,18 +785,18 @@ VELMOR_API int mrfi_link(int index, const mrfi_addr_t* address);
  * Unlink a peer.
  * @param index    MRFI interface, from 0
  * @param address  the peer; read during the call only
- * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 when "unlink" cannot be written or
- *   is refused.
- * @note Blocks for the driver's write. Any thread. Stays after the process has ended.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -1 if "unlink" cannot be written or
+ *   the driver refuses the address.
+ * @note Blocks for the driver's write. Any thread. The change persists after the process ends.
  */
 VELMOR_API int mrfi_unlink(int index, const mrfi_addr_t* address);
 
 /**
- * Take a snapshot of the connections, to be read one by one.
+ * Take a snapshot of the connections, to read them one by one.
  * @param index    MRFI interface, from 0
  * @param context  receives the list, which the caller owns until mrfi_connection_list_close()
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors. A "connections" file that cannot
- *   be read is an empty list, and an empty line ends the list.
+ *   be read counts as an empty list, and an empty line ends the list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
@@ -799,28 +805,28 @@ VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
  * Read the next connection of a list.
  * @param context     a list from mrfi_connection_list_open()
  * @param connection  receives the entry; its reserved bits are left alone
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22 for a null
- *   pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are no error: what is
- *   missing is 0. A pointer that is no open list of this kind makes the call undefined.
+ * @return 1 if an entry was stored, 0 at the end of the list and in every later call, or negative. Own errors: -22 for
+ *   a null pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are not errors:
+ *   missing fields are 0. The behaviour is undefined if the pointer is not an open list of this kind.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection_t* connection);
 
 /**
- * Close a list of connections; the context is gone afterwards.
+ * Close a list of connections and free its context.
  * @param context  a list from mrfi_connection_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. A
- *   pointer that is no open list of this kind makes the call undefined.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. The
+ *   behaviour is undefined if the pointer is not an open list of this kind.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
 
 /**
- * Take a snapshot of the devices that have been seen, to be read one by one.
+ * Take a snapshot of the devices that have been seen, to read them one by one.
  * @param index    MRFI interface, from 0
  * @param context  receives the list, which the caller owns until mrfi_device_list_close()
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors. A "devices" file that cannot be
- *   read is an empty list, and an empty line ends the list.
+ *   read counts as an empty list, and an empty line ends the list.
  * @note Blocks for reading the whole file. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
@@ -829,24 +835,24 @@ VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
  * Read the next device of a list.
  * @param context  a list from mrfi_device_list_open()
  * @param device   receives the entry
- * @return 1 when an entry was stored, 0 at the end of the list and ever after, or negative. Own errors: -22 for a null
- *   pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are no error: what is
- *   missing is 0 or empty. A pointer that is no open list of this kind makes the call undefined.
+ * @return 1 if an entry was stored, 0 at the end of the list and in every later call, or negative. Own errors: -22 for
+ *   a null pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are not errors:
+ *   missing fields are 0 or empty. The behaviour is undefined if the pointer is not an open list of this kind.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* device);
 
 /**
- * Close a list of devices; the context is gone afterwards.
+ * Close a list of devices and free its context.
  * @param context  a list from mrfi_device_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. A
- *   pointer that is no open list of this kind makes the call undefined.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. The
+ *   behaviour is undefined if the pointer is not an open list of this kind.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);
 
 /**
- * Get the device class that an address carries.
+ * Get the device class contained in an address.
  * @param address       an address; read during the call only
  * @param device_class  receives byte 2 plus 256 times byte 3 of the address, 0..65535
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors. Works on boards without MRFI too.
@@ -879,7 +885,7 @@ typedef struct attitude_t {
 /** Motion of the vehicle. */
 typedef struct car_motion_t {
     int32_t speed; /**< ABS_X, in the input driver's unit */
-    bool reverse;  /**< true when ABS_RX is below 0 */
+    bool reverse;  /**< true if ABS_RX is below 0 */
 } car_motion_t;
 
 /**
@@ -887,8 +893,8 @@ typedef struct car_motion_t {
  * @param attitude  receives the axes' current values (EVIOCGABS on the sensor's input node)
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -errno of opening the node or of
  *   EVIOCGABS; the axes read before the failure are then already stored.
- * @note Blocks for three ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
- *   it stays open until the process ends. Changes nothing.
+ * @note Blocks for three ioctls. Any thread, but the first calls must not overlap. The first call opens the node, which
+ *   stays open until the process ends. Changes nothing.
  */
 VELMOR_API int attitude_get(attitude_t* attitude);
 
@@ -897,8 +903,8 @@ VELMOR_API int attitude_get(attitude_t* attitude);
  * @param motion  receives speed and direction (EVIOCGABS on the sensor's input node)
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. Kernel errors: -errno of opening the node or of
  *   EVIOCGABS.
- * @note Blocks for two ioctls. Any thread, but the first calls must not overlap. The first call opens the node and
- *   it stays open until the process ends. Changes nothing.
+ * @note Blocks for two ioctls. Any thread, but the first calls must not overlap. The first call opens the node, which
+ *   stays open until the process ends. Changes nothing.
  */
 VELMOR_API int car_motion_get(car_motion_t* motion);
 
@@ -917,10 +923,10 @@ VELMOR_API int car_motion_get(car_motion_t* motion);
  * @{
  */
 
-/** A port of a serial multiplexer; the board says which there are. */
+/** A connector of a serial multiplexer, as numbered by the board. */
 typedef int32_t serial_mux_port_t;
 
-/** A function of a serial pin; a board may list others than these two. */
+/** A function of a serial pin; a board may define others besides these two. */
 typedef int32_t serial_alt_func_t;
 enum {
     SERIAL_ALT_FUNC_SERIAL = 0, /**< the pin is a serial signal, its key is disabled */
@@ -929,27 +935,27 @@ enum {
 
 /** Description of a serial device. */
 typedef struct serial_device_info_t {
-    char name[16];      /**< device node, ends in NUL */
+    char name[16];      /**< device node, NUL-terminated */
     uint32_t baud_rate; /**< line speed in bit/s */
-    uint32_t options;   /**< a number of the board's, passed through: 0 on this device */
+    uint32_t options;   /**< a number defined by the board, passed through: 0 on this device */
 } serial_device_info_t;
 
 /**
  * Connect a serial port's UART to one of its connectors.
  * @param port      serial port, from 0
- * @param mux_port  connector, as the board numbers them
+ * @param mux_port  connector, as numbered by the board
  * @return 0, or negative. Own errors: -95 on boards without a multiplexer, such as this device; -1 for a connector that
- *   the board does not list, nothing is written. Kernel errors: -1 when a select line cannot be written; the lines
- *   before it then have their new levels.
- * @note Blocks for four writes a select line. Any thread, but accesses to one GPIO line must not overlap. Stays after
- *   the process has ended.
+ *   the board does not list, nothing is written. Kernel errors: -1 if a select line cannot be written; the lines before
+ *   it then already have their new levels.
+ * @note Blocks for four writes per select line. Any thread, but accesses to one GPIO line must not overlap. The
+ *   selection persists after the process ends.
  */
 VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
 
 /**
- * Get the device node that serves a serial port.
- * @param port  serial port: on this device 0 ("/dev/ttymxc4", 9600) and, where an echosounder is fitted,
- *   1 ("/dev/ttymxc3", 38400)
+ * Get the device node and the line speed of a serial port.
+ * @param port  serial port: on this device 0 ("/dev/ttymxc4", 9600) and, if an echosounder is fitted, 1
+ *   ("/dev/ttymxc3", 38400)
  * @param info  receives the description; the node itself is not opened
  * @return 0, or negative. Own errors: -22 for a null pointer; -95. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
@@ -957,13 +963,14 @@ VELMOR_API int serial_mux(int port, serial_mux_port_t mux_port);
 VELMOR_API int serial_device_info_get(int port, serial_device_info_t* info);
 
 /**
- * Report whether a serial pin can serve a function.
+ * Report whether a serial pin supports a function.
  * @param port       serial port, from 0
- * @param function   0 serial, 1 key, or another number of the board's
- * @param supported  receives true when the port lists the function and, for the key, the kernel's gpio-keys driver
- *   handles its key code. The driver prints neighbouring codes as a range, "114-116", of which only the first counts.
+ * @param function   0 serial, 1 key, or another number defined by the board
+ * @param supported  receives true if the board lists the function for this port and, for the key, the kernel's
+ *   gpio-keys driver handles its key code. The driver prints neighbouring codes as a range, "114-116", of which only
+ *   the first counts.
  * @return 0, or negative. Own errors: -22 for a null pointer; -95 on boards without alternate functions, such as this
- *   device. Kernel errors: -1 when "/sys/devices/platform/gpio-keys/keys" cannot be read.
+ *   device. Kernel errors: -1 if "/sys/devices/platform/gpio-keys/keys" cannot be read.
  * @note Blocks for one read. Any thread. Changes nothing.
  */
 VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* supported);
@@ -971,13 +978,14 @@ VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* s
 /**
  * Switch a serial pin to a function.
  * @param port      serial port, from 0
- * @param function  0 serial (the key is disabled), 1 key (the key is enabled); others that the board lists do nothing
+ * @param function  0 serial (disables the key), 1 key (enables the key); other functions that the board lists do
+ *   nothing
  * @return 0, or negative. Own errors: -22 for a function that the port does not support or whose key code the driver
- *   does not handle; -95 on boards without alternate functions, such as this device. Kernel errors: -1 when
+ *   does not handle; -95 on boards without alternate functions, such as this device. Kernel errors: -1 if
  *   "/sys/devices/platform/gpio-keys/keys" or "disabled_keys" cannot be read or written.
- * @note Blocks for up to three reads and a write. Any thread; calls for two ports that overlap may lose one of the two
- *   changes. HAZARD: of a range such as "114-116" in "disabled_keys" only the first code is kept, so that
- *   switching one pin enables the other keys of the range. Stays after the process has ended.
+ * @note Blocks for up to three reads and a write. Any thread, but if calls overlap, even for two ports, one of the
+ *   changes may be lost. HAZARD: of a range such as "114-116" in "disabled_keys" only the first code is kept, so
+ *   switching one pin enables the other keys of the range. The function persists after the process ends.
  */
 VELMOR_API int serial_alt_func_set(int port, serial_alt_func_t function);
 
@@ -997,7 +1005,7 @@ VELMOR_API int serial_alt_func_set(int port, serial_alt_func_t function);
  * @{
  */
 
-/** Description of the GPS receiver: two numbers of the board's, passed through; 1 and 1 on this device. */
+/** Description of the GPS receiver: two numbers defined by the board, passed through; 1 and 1 on this device. */
 typedef struct gps_info_t {
     uint32_t value1;
     uint32_t value2;
@@ -1012,8 +1020,8 @@ typedef struct gps_info_t {
 VELMOR_API int gps_info_get(gps_info_t* info);
 
 /**
- * Report whether an echosounder is fitted, by the hardware table.
- * @param present  receives true when fitted
+ * Report whether an echosounder is fitted, according to the hardware table.
+ * @param present  receives true if one is fitted
  * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
