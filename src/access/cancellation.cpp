@@ -10,7 +10,7 @@ namespace Velmor {
 
 namespace {
 
-// In the place that the loader keeps for small libraries: reached without a call.
+// In the static TLS that the loader reserves for small libraries: accessed without a call.
 [[gnu::tls_model("initial-exec")]] constinit thread_local int callers_state = PTHREAD_CANCEL_ENABLE;
 
 }  // namespace
@@ -26,7 +26,7 @@ CancellationOff::~CancellationOff() noexcept(false) {
 }
 
 CancellationAsCaller::CancellationAsCaller() {
-    // Deferred: an asynchronous cancellation could strike where the unwinder finds no way out.
+    // Deferred: an asynchronous cancellation could strike at a place that cannot be unwound.
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &previous_type_);
     pthread_setcancelstate(callers_state, &previous_state_);
 }

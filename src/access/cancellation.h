@@ -6,25 +6,25 @@
 namespace Velmor {
 
 /**
- * No thread is cancelled in this scope: a cancellation in the middle of an operation would leave a line exported or a
- * PWM at duty 0, and one in a destructor that closes a file would end the process.
+ * The thread is not cancelled in this scope. A cancellation in the middle of an operation would leave a line exported
+ * or a PWM at duty 0, and one in a destructor that closes a file would end the process.
  */
 class CancellationOff {
 public:
     CancellationOff();
-    /** A thread that the application cancels asynchronously is unwound from here. */
+    /** If the application cancels the thread asynchronously, the unwinding begins here. */
     ~CancellationOff() noexcept(false);
     CancellationOff(const CancellationOff&) = delete;
     CancellationOff& operator=(const CancellationOff&) = delete;
 
 private:
     int previous_ = 0;
-    int outer_callers_state_ = 0;  // of the call that a signal handler has interrupted with this one
+    int outer_callers_state_ = 0;  // of the interrupted call, if a signal handler makes this one
 };
 
 /**
- * In this scope, which lies within a CancellationOff, a thread can be cancelled at its cancellation points if the
- * application lets it: for waits that have no other end.
+ * Within a CancellationOff: in this scope the thread can be cancelled at cancellation points if the application allows
+ * it. For waits that might otherwise never end.
  */
 class CancellationAsCaller {
 public:
@@ -38,11 +38,11 @@ private:
     int previous_type_ = 0;
 };
 
-// The waits of the library that may have no end.
+// The library's waits that may never end.
 
-/** The system's wait(), in which the thread can be cancelled. */
+/** The system's wait(); the thread can be cancelled in it. */
 pid_t wait_for_any_child(int& status);
-/** The end of a thread that has brought the system down; it can be cancelled. */
+/** Waits for the system to go down; the thread can be cancelled. */
 [[noreturn]] void wait_forever();
 
 }  // namespace Velmor

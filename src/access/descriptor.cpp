@@ -11,12 +11,13 @@ namespace Velmor {
 
 namespace {
 
-/** Set for good when the system has handed out 0, 1 or 2: this process closes its standard descriptors. */
+/** Set for good once the system has returned 0, 1 or 2: this process closes its standard descriptors. */
 constinit std::atomic<bool> standard_descriptors_closed = false;
 
-// In such a process the free ones of 0, 1 and 2 are held while a file is opened, so that it gets another: moved away
-// afterwards, as the first file is, it would be in reach of another thread's output for a moment. What holds them
-// cannot be written to (O_PATH), so that to the application they are as closed as before.
+// In such a process, the free descriptors among 0, 1 and 2 are occupied while a file is opened, so that the file gets
+// another number. If it were moved afterwards, as the first file is, another thread's output could reach it for a
+// moment. The descriptors that occupy them cannot be written to (O_PATH), so for the application they are as good as
+// closed.
 [[gnu::cold, gnu::noinline]] int open_beside_held_ones(const char* path, int flags, mode_t mode) {
     int held[STDERR_FILENO + 1];
     int count = 0;
@@ -34,7 +35,7 @@ constinit std::atomic<bool> standard_descriptors_closed = false;
 int Descriptor::open(const char* path, int flags, mode_t mode) {
     fd_ = standard_descriptors_closed ? open_beside_held_ones(path, flags, mode) : ::open(path, flags, mode);
     if (fd_ >= 0 && fd_ <= STDERR_FILENO) {
-        standard_descriptors_closed = true;  // for the next ones; this one moves
+        standard_descriptors_closed = true;  // for later files; this one is moved
         const int duplicate = (flags & O_CLOEXEC) != 0 ? F_DUPFD_CLOEXEC : F_DUPFD;
         Descriptor low;
         low.fd_ = std::exchange(fd_, ::fcntl(fd_, duplicate, STDERR_FILENO + 1));

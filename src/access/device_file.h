@@ -10,10 +10,10 @@
 namespace Velmor {
 
 /**
- * Owner of one descriptor on a device node. Every failing system call is a std::system_error with its errno; using a
- * file that is not open is EINVAL, a short transfer EIO. There is no retry, not after EINTR either.
+ * Owns one descriptor of a device node. Every failing system call throws std::system_error with its errno; using a file
+ * that is not open throws EINVAL, a short transfer EIO. Nothing is retried, not even after EINTR.
  *
- * Threads: none of its own; one object is used by its resource only.
+ * Threads: not synchronised; only the resource that has an object uses it.
  */
 class DeviceFile {
 public:
@@ -22,16 +22,21 @@ public:
     DeviceFile& operator=(const DeviceFile&) = delete;
 
     virtual ~DeviceFile() = default;
-    /** Open with the system's open flags; closes first what is open. Never creates. Returns the descriptor. */
+    /**
+     * Opens with the flags of the system's open(), after closing an open file. Never creates. Returns the descriptor.
+     */
     virtual int open(int flags);
-    /** Returns the system close's result, or 0 when nothing was open. The file is closed afterwards in any case. */
+    /**
+     * Returns the result of the system's close(), or 0 if nothing was open. The file is closed afterwards in either
+     * case.
+     */
     virtual int close() { return is_open() ? fd_.close() : 0; }
     virtual bool is_open() const { return fd_.is_open(); }
-    /** Exactly this many bytes. */
+    /** Reads exactly this many bytes. */
     virtual std::size_t read(void* buffer, std::size_t length);
-    /** Exactly this many bytes. */
+    /** Writes exactly this many bytes. */
     virtual std::size_t write(const void* buffer, std::size_t length);
-    /** Returns the system ioctl's result, which is not negative. */
+    /** Returns the result of the system's ioctl(), which is not negative. */
     virtual int ioctl(unsigned long request, void* argument);
 
 private:

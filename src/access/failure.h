@@ -6,9 +6,9 @@
 
 namespace Velmor {
 
-// Never inlined: they are slow anyway, and what throws them is small and fast.
+// Never inlined: throwing is slow anyway, and the functions that throw stay small and fast.
 
-/** Pass errno itself: once the exception has its memory, it may be another. */
+/** Pass errno as the argument: allocating the exception may change it. */
 [[noreturn, gnu::cold, gnu::noinline]] inline void throw_system_error(int error) {
     throw std::system_error(error, std::system_category());
 }

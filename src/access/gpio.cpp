@@ -17,7 +17,10 @@ constexpr char unexport_file[] = "/sys/class/gpio/unexport";
 constexpr char direction_attribute[] = "direction";
 constexpr char value_attribute[] = "value";
 
-/** The string at this place. Not a local static: a thread that a fork leaves behind could be inside its guard. */
+/**
+ * The string at this place, made when first used. Not a local static: a thread that does not survive a fork could hold
+ * its guard.
+ */
 const std::string& shared(std::atomic<const std::string*>& place, const char* text) {
     if (place == nullptr) {
         const auto* const made = new std::string(text);
@@ -27,7 +30,7 @@ const std::string& shared(std::atomic<const std::string*>& place, const char* te
     return *place;
 }
 
-// The line refers to one of the two shared strings and not to the caller's, which may be a temporary.
+// The line refers to one of the two shared strings, because the caller's may be a temporary.
 const std::string& shared_direction(const std::string& direction) {
     if (direction == GPIO::in()) return GPIO::in();
     if (direction == GPIO::out()) return GPIO::out();

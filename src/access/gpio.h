@@ -9,18 +9,18 @@
 namespace Velmor {
 
 /**
- * A GPIO line of the kernel's, through "/sys/class/gpio/". Nothing is held between calls: every access exports the
- * line, sets its direction, transfers the level and unexports it again, so that the line is free for others in
- * between. A line is an input or an output for its whole life.
+ * A GPIO line of the kernel, through "/sys/class/gpio/". Nothing is held between calls: every access exports the line,
+ * sets its direction, transfers the level and unexports it, so that others can use the line in between. An object is an
+ * input or an output for its whole life.
  *
- * Threads: accesses to one line must not overlap; their exports and unexports would mix.
+ * Threads: accesses to one line must not overlap, or their exports and unexports would mix.
  */
 class GPIO : public IO {
 public:
     /** The kernel's global GPIO number. */
     using pin = std::int32_t;
 
-    /** The two directions. The strings are never destroyed, so that a line may be used while the process exits. */
+    /** The two directions. The strings are never destroyed, so a line can be used while the process exits. */
     static const std::string& in();
     static const std::string& out();
 
@@ -32,14 +32,14 @@ public:
 
 private:
     void require(const std::string& direction) const;
-    /** Between the export and the unexport: do this with the path of the line's level. */
+    /** Exports the line, sets its direction, calls this with the path of the line's level, and unexports the line. */
     template <typename Transfer>
     void transfer(Transfer transfer) const;
-    /** For a transfer that has failed: the line is given back, and its own failure is the one to report. */
+    /** Unexports the line after a failed transfer. It ignores its own failure: that of the transfer is reported. */
     void unexport_after_failure() const;
 
     pin pin_;
-    const std::string& direction_;  // one of the two; a shape that stays: docs/architecture.md
+    const std::string& direction_;  // one of the two; must stay a reference: docs/architecture.md
 };
 
 }  // namespace Velmor

@@ -6,7 +6,7 @@
 
 namespace Velmor {
 
-/** One digital line of the device, addressed by callers through its number. Levels: 0 low (off), 1 high (on). */
+/** One digital line of the device; callers address it by its number. Levels: 0 low (off), 1 high (on). */
 class IO : public Resource {
 public:
     virtual void set(const io_value_t& value) = 0;

@@ -12,8 +12,8 @@
 namespace Velmor {
 
 /**
- * A PWM channel that is also an IO line: switched on (1) and off (0) as a line, programmed in hertz and percent as a
- * channel. Construction programs the channel, see SysFSPWM; threads likewise.
+ * A PWM channel that is also an IO line: as a line it is switched on (1) and off (0), as a channel it is set in hertz
+ * and percent. The constructor sets the channel. For that and for threads see SysFSPWM.
  */
 class IOPWM : public IO, public PWM {
 public:

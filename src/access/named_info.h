@@ -7,8 +7,8 @@
 namespace Velmor {
 
 /**
- * A public record of a device's name, filled up with NUL, and numbers. Throws std::invalid_argument "device name is too
- * long" where the name and its NUL do not fit: a name that was cut would name another device.
+ * A public record of a device's name, padded with NUL, and numbers. Throws std::invalid_argument "device name is too
+ * long" if the name and its NUL do not fit: a truncated name would name another device.
  */
 template <typename Info, typename... Numbers>
 Info named_info(const std::string& name, Numbers... numbers) {

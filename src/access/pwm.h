@@ -12,7 +12,7 @@ public:
 
     /** Percent, 0..100. */
     virtual void set_duty(std::uint32_t percent) = 0;
-    /** Hertz, 1..2000000, and percent; -1 keeps the present duty. */
+    /** Hertz, 1..2000000, and percent; -1 keeps the current duty. */
     virtual void set_frequency(int hertz, int percent) = 0;
     virtual std::uint32_t get_duty() const = 0;
     virtual int get_frequency() const = 0;

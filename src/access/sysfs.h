@@ -11,11 +11,12 @@
 namespace Velmor {
 
 /**
- * One attribute file of the kernel's as a typed value. Every read and every write opens the file, transfers one value
- * as text and closes it, so that the value is always the kernel's current one and nothing is held open in between.
- * All failures are the standard stream failure. Values are not checked: that is for the resource that knows the range.
+ * One attribute file of the kernel as a typed value. Every read and every write opens the file, transfers one value as
+ * text and closes it, so the value is always the kernel's current one and nothing is held open in between. Every
+ * failure throws the standard stream failure. Values are not checked: that is up to the resource, which knows the
+ * range.
  *
- * Threads: no state but the path, so accesses may overlap; of two writers the kernel keeps the later.
+ * Threads: no state but the path, so accesses may overlap; if two threads write, the kernel keeps the later value.
  */
 template <typename T>
 class SysFS {
@@ -26,7 +27,7 @@ public:
     virtual T read() const { return read_from({path_}); }
     virtual ~SysFS() = default;
 
-    /** The same for a path that stands in pieces. */
+    /** The same for a path in pieces. */
     [[gnu::stack_protect]] static void write_to(Path path, const T& value) {
         TextFile file(path, TextFile::writing);
         file.write(text_of(value));

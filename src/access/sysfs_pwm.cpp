@@ -34,7 +34,7 @@ void SysFSPWM::set_duty(std::uint32_t percent) {
 void SysFSPWM::set_frequency(int hertz, int percent) {
     check_frequency(hertz);
     const std::uint32_t present = get_duty();
-    // The output stays low while the period changes: no pulse of the old width in the new period.
+    // Keep the output low while the period changes, so that no pulse of the old width falls into the new period.
     if (present != 0) set_duty(0);
     SysFS<int>::write_to({path_, period_attribute}, ns_per_s / hertz);
     const std::uint32_t wanted = percent == -1 ? present : static_cast<std::uint32_t>(percent);

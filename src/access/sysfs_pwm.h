@@ -9,14 +9,14 @@
 namespace Velmor {
 
 /**
- * A PWM channel of the SoC's driver: a directory with "period" and "duty" (nanoseconds) and "status" (0 stopped,
- * 1 running). Construction programs the channel; whether it runs is left as it is found.
+ * A PWM channel of the SoC's driver: a directory with "period" and "duty" (nanoseconds) and "status" (0 stopped, 1
+ * running). The constructor sets the frequency and the duty; it neither starts nor stops the channel.
  *
- * The arithmetic is in 32 bits and truncates. percent x period wraps for periods above 42949672 ns at high
- * percentages; boards are tuned to the results, so they are kept. A period that reads 0 has duty 0 % and 0 Hz.
+ * The arithmetic is in 32 bits and truncates. percent x period wraps at high percentages for periods above 42949672 ns.
+ * It must stay so, because boards are tuned to the results. A period that reads 0 counts as duty 0 % and 0 Hz.
  *
- * A failure in the middle of set_frequency() leaves the channel at duty 0, or with the new period and duty 0.
- * Threads: no state but the path; overlapping settings of one channel mix.
+ * A failure in the middle of set_frequency() leaves the channel at duty 0, with the old or the new period. Threads: no
+ * state but the path; calls that change one channel must not overlap.
  */
 class SysFSPWM : public PWM {
 public:

@@ -14,8 +14,8 @@
 
 namespace Velmor {
 
-// How one value stands in an attribute's text: nothing is added, no newline either. A type with a form of its own adds
-// its text_of() and its take_value() here; the latter is false where the text holds no such value.
+// One value as an attribute's text. Nothing is added to it, not even a newline. A type with a form of its own adds its
+// text_of() and take_value() here; take_value() returns false if the text contains no such value.
 
 template <std::integral Number>
 std::string text_of(Number number) {
@@ -43,7 +43,7 @@ inline bool take_value(TextFile& file, char& character) {
     return file.take_character(character);
 }
 
-/** Written as it is, read as one word. */
+/** Written unchanged, read as one word. */
 inline std::string_view text_of(const std::string& text) {
     return text;
 }
@@ -52,7 +52,7 @@ inline bool take_value(TextFile& file, std::string& word) {
     return file.take([&word](std::string_view& text) { return word = take_word(text), !word.empty(); });
 }
 
-/** Three decimals, separated by single blanks: "255 0 16". */
+/** Three decimal numbers, separated by single blanks: "255 0 16". */
 inline std::string text_of(const led_color_t& color) {
     return text_of(color.red) + ' ' + text_of(color.green) + ' ' + text_of(color.blue);
 }
@@ -61,7 +61,7 @@ inline bool take_value(TextFile& file, led_color_t& color) {
     return take_value(file, color.red) && take_value(file, color.green) && take_value(file, color.blue);
 }
 
-/** An address as the number that the driver's files show: its first byte is the least significant. */
+/** An address as the number that the driver's files show: the first byte is the least significant. */
 inline std::uint32_t number_of(const mrfi_addr_t& address) {
     std::uint32_t number = 0;
     for (int i = 3; i >= 0; --i) number = number << 8U | address.byte[i];

@@ -10,8 +10,8 @@
 
 namespace Velmor {
 
-// The kernel's text, taken apart from the front: each of these takes a piece off. The rules are those of the standard
-// formatted extraction in the classic locale, whatever locale the application has set.
+// Parsing of the kernel's text: each of these functions takes a piece off the front. The rules are those of the
+// standard formatted extraction in the classic locale, whatever locale the application has set.
 
 inline std::string_view take_front(std::string_view& text, std::size_t length) {
     const std::string_view piece = text.substr(0, length);
@@ -32,16 +32,16 @@ inline void skip_white_space(std::string_view& text) {
         take_front(text, 1);
 }
 
-/** Empty where there is none. */
+/** Empty if there is none. */
 inline std::string_view take_word(std::string_view& text) {
     skip_white_space(text);
     return take_until(text, " \t\n\v\f\r");
 }
 
 /**
- * A number in base 10 or 16, the latter with or without "0x"; an unsigned one may have a minus sign, "-1" is the
- * largest. False where there is none: the value is then 0, for a number that does not fit the nearest that does, and
- * unchanged at the end of the text. Inlined, since the base is then a constant.
+ * Takes a number in base 10 or 16, the latter with or without "0x". An unsigned number may have a minus sign: "-1" is
+ * the largest. Returns false if there is no number that fits. The value is then 0; for a number that does not fit, the
+ * nearest that does; at the end of the text, unchanged. Inlined so that the base is a constant.
  */
 template <typename Number>
 [[gnu::always_inline]] inline bool take_number(std::string_view& text, Number& value, int base = 10) {
@@ -52,7 +52,7 @@ template <typename Number>
     const bool negative = text.front() == '-';
     if (negative || text.front() == '+') take_front(text, 1);
     if (base == 16 && (text.starts_with("0x") || text.starts_with("0X")))
-        take_front(text, 2);  // "0x" alone is no number
+        take_front(text, 2);  // "0x" alone is not a number
     Magnitude magnitude = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
     take_front(text, static_cast<std::size_t>(end - text.data()));
@@ -64,7 +64,7 @@ template <typename Number>
     return fits;
 }
 
-/** The number that a piece of text begins with; 0 where there is none of this type. */
+/** The number at the beginning of a piece of text; 0 if there is none that fits the type. */
 template <typename Number>
 Number number_or_zero(std::string_view piece, int base = 10) {
     Number number = 0;

@@ -17,11 +17,11 @@ TextFile::TextFile(Path path, Access access) {
     std::size_t length = 0;
     for (const std::string_view piece : path) length += piece.copy(page_ + length, sizeof page_ - length);
     if (length == sizeof page_) {
-        errno = ENAMETOOLONG;  // as the kernel would answer
+        errno = ENAMETOOLONG;  // as the kernel would report
         throw_stream_failure();
     }
     page_[length] = '\0';
-    constexpr mode_t anybody = 0666;  // less the process's umask, where the file does not exist
+    constexpr mode_t anybody = 0666;  // minus the process's umask, if the file is created
     const int flags = access == reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
     if (file_.open(page_, flags | O_CLOEXEC, anybody) < 0) throw_stream_failure();
     if (access == reading) text_ = read_page();
@@ -57,7 +57,7 @@ void TextFile::close() {
 
 bool TextFile::more() {
     if (ended_) return false;
-    if (!text_.empty()) longer_ = text_;  // the next page takes the place of what has not been taken
+    if (!text_.empty()) longer_ = text_;  // the next page overwrites the text that is left
     const std::string_view page = read_page();
     text_ = text_.empty() ? page : longer_.append(page);
     return !ended_;
@@ -67,7 +67,7 @@ std::string_view TextFile::read_page() {
     const ssize_t length = TEMP_FAILURE_RETRY(::read(file_.get(), page_, sizeof page_));
     if (length == -1) {
         const std::error_code error(errno, std::generic_category());
-        throw std::ios_base::failure("basic_filebuf::underflow error reading the file", error);  // the standard's text
+        throw std::ios_base::failure("basic_filebuf::underflow error reading the file", error);  // the standard text
     }
     ended_ = length == 0;
     return {page_, static_cast<std::size_t>(length)};

@@ -9,27 +9,30 @@
 
 namespace Velmor {
 
-/** A path in pieces; it is put together without the heap. */
+/** A path in pieces, which are joined without the heap. */
 using Path = std::initializer_list<std::string_view>;
 
 /**
- * A text file of the kernel's for one access: it is opened, read or written once, and closed. Every failure, that of
- * opening and closing included, is the standard stream failure; interrupted reads and writes are repeated.
+ * A text file of the kernel for one access: it is opened, read or written once, and closed. Every failure, including
+ * that of opening and closing, throws the standard stream failure; interrupted reads and writes are repeated.
  *
- * A page is read at once, so that an attribute, which is no longer, is one moment's value. The heap is used only for
- * a value that may go on: at the end of a page, or of a text without a newline.
+ * A page is read at once. An attribute is no longer than that, so its text is the value of one moment. The heap is used
+ * only for a value that may continue: at the end of a page, or of a text without a newline.
  *
- * What has a buffer of characters on its stack, as a function with one of these has, is marked gnu::stack_protect:
- * optimisation at link time loses sight of such buffers, and g++ would leave the protector out.
+ * A function with a character buffer on its stack, such as one with a TextFile, is marked gnu::stack_protect: link-time
+ * optimisation loses track of such buffers, and g++ would leave the protector out.
  */
 class TextFile {
 public:
     enum Access { reading, writing };
 
-    /** Reads the first page; for writing the file is truncated, and created where it is missing. */
+    /** Opens for reading, and reads the first page; or opens for writing, truncated, and created if missing. */
     TextFile(Path path, Access access = reading);
 
-    /** Take a piece off the front of the text with this: again with more of it, when that took all there was. */
+    /**
+     * Takes a piece off the front of the text with this function. If it took all the text and there is more, it is
+     * called again with more.
+     */
     template <typename Take>
     bool take(Take take_piece) {
         for (;;) {
@@ -41,12 +44,12 @@ public:
         }
     }
     bool take_character(char& character);
-    /** The rest of the line, without the newline; false at the end of the text. */
+    /** Takes the rest of the line, without the newline; false at the end of the text. */
     bool take_line(std::string& line);
 
-    /** In one write; what the system did not take of it goes on in another. */
+    /** In one write, unless the system takes only a part; the rest then follows in another. */
     void write(std::string_view text);
-    /** To be called when done: a driver may refuse a value here, which a destructor could not report. */
+    /** Call this when done: a driver may reject a value here, which a destructor could not report. */
     void close();
 
 private:
@@ -54,10 +57,10 @@ private:
     std::string_view read_page();
 
     Descriptor file_;
-    std::string_view text_;  // read, but not taken
+    std::string_view text_;  // read but not yet taken
     bool ended_ = false;
-    alignas(16) char page_[4096];  // the path (PATH_MAX), and then what is read
-    std::string longer_;           // text_, where it does not stand in the page
+    alignas(16) char page_[4096];  // first the path (PATH_MAX), then what is read
+    std::string longer_;           // holds text_ when that is not in the page
 };
 
 }  // namespace Velmor
