@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The exported functions, in the order of the header: pointer checks, then the frame around one operation of the Board.
+// The exported functions, in the header's order: each checks its pointers, then calls one Board operation in the frame.
 
 #include "core/board.h"
 #include "core/frame.h"
@@ -14,7 +14,7 @@ using Velmor::succeed;
 
 namespace {
 
-/** The release in the file itself: readelf --string-dump .velmor.release libvelmor.so.3 */
+/** The release, to be read from the file: readelf --string-dump .velmor.release libvelmor.so.3 */
 [[gnu::used, gnu::section(".velmor.release")]] constexpr char release[] = "libvelmor " VELMOR_VERSION_STRING;
 
 }  // namespace

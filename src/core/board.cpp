@@ -40,7 +40,7 @@ namespace Velmor {
 
 namespace {
 
-// Contexts come from the application: one that is null or has no owner must not be followed.
+// Contexts come from the application: reject one that is null or has no owner.
 MRFI& owner_of(const mrfi_enum_ctx* context) {
     MRFI* const owner = context == nullptr ? nullptr : context->owner();
     if (owner == nullptr) throw std::invalid_argument("enumeration context not valid");
@@ -55,7 +55,7 @@ Interface& Board::resource(Resource::type first, int index) {
     if (key > std::numeric_limits<std::int32_t>::max()) throw_system_error(EOPNOTSUPP);
     Resource* const entry = find(static_cast<Resource::type>(key));
     if (entry == nullptr) throw_system_error(EOPNOTSUPP);
-    // One comparison instead of a walk through the base classes, which the cast below is.
+    // One comparison. The cast below has to search the base classes.
     if (typeid(*entry) == typeid(Usual)) return static_cast<Usual&>(*entry);
     auto* const found = dynamic_cast<Interface*>(entry);
     if (found == nullptr) throw_system_error(EOPNOTSUPP);

@@ -12,13 +12,13 @@ namespace Velmor {
 
 /**
  * The registry of the device's resources and the one dispatcher behind the C functions: each operation computes the
- * key, finds the resource, converts it to its family's interface and calls one operation of it. A key under which
- * nothing is registered, or something of another family, is a missing resource: std::system_error with EOPNOTSUPP.
+ * key, finds the resource, converts it to its family's interface and calls one operation of it. If the key has no
+ * resource, or one of another family, the operation throws std::system_error with EOPNOTSUPP.
  *
  * Resources are held as raw pointers and never destroyed. Threads: the registry is filled while the board starts and
  * only read afterwards, so any operations may overlap as far as the registry is concerned.
  *
- * Slots, arguments and pointers stay as they are: docs/architecture.md, "Shapes that stay".
+ * The order of the virtual operations, their arguments and the raw pointers must not change: see docs/architecture.md.
  */
 class Board {
 public:
@@ -80,16 +80,18 @@ public:
     virtual bool es_present();
 
     virtual bool present(const Resource::type& key);
-    /** Register a resource, in place of one already there; does nothing where the hardware table says "not fitted". */
+    /**
+     * Registers a resource, replacing one that is there; does nothing if the hardware table says that it is not fitted.
+     */
     virtual void add(const Resource::type& key, Resource* resource);
-    /** Whether the hardware table says that the device carries this; false where the table cannot be read. */
+    /** Whether the device has this according to the hardware table; false if the table cannot be read. */
     virtual bool supported(const Resource::type& key);
     virtual Resource* find(const Resource::type& key);
-    /** One hardware table field; std::system_error with EINVAL where no platform is registered. */
+    /** One field of the hardware table; throws std::system_error with EINVAL if no platform is registered. */
     virtual int platform_hw_get(int field);
 
 private:
-    /** The resource under this key as its family's interface; `Usual` is the class that is most often behind it. */
+    /** The resource with this key as its family's interface; `Usual` is the class that it has most often. */
     template <typename Interface, typename Usual = Interface>
     Interface& resource(Resource::type first, int index = 0);
 

@@ -20,7 +20,7 @@ namespace Velmor {
 void configure_board(Board& board) {
     using type = Resource::type;
 
-    // First, because every later add() looks into its hardware table.
+    // First, because every later add() consults its hardware table.
     board.add(type::platform, new Platform);
 
     board.add(type::backlight + 0, new BacklightSysFS("/sys/class/backlight/pwm-backlight.0"));

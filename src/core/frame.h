@@ -15,13 +15,13 @@ bool any_null(const Pointers*... pointers) {
     return (... || (pointers == nullptr));
 }
 
-/** The answer to a null pointer: nothing done, nothing printed, the board not started. */
+/** The result for a null pointer: nothing is done or printed, and the board is not started. */
 [[gnu::cold, gnu::noinline]] inline int null_pointer() {
     errno = EINVAL;
     return -EINVAL;
 }
 
-/** For an operation that has no result of its own: 0. */
+/** Makes an operation that has no result return 0. */
 template <typename Operation>
 auto succeed(Operation operation) {
     return [operation](Board& board) {
@@ -31,13 +31,14 @@ auto succeed(Operation operation) {
 }
 
 /**
- * The frame of every exported function: start the board if need be, call one operation of it outside the library
- * mutex and turn every exception into a negative result and one line. A thread is not cancelled in here but where the
- * endless waits allow it; that unwinding is no exception of ours and passes, so an exported function is never noexcept.
+ * The frame of every exported function: starts the board if necessary, calls one of its operations without holding the
+ * library mutex, and turns every exception into a negative result and one line. In here a thread is cancelled only in
+ * the waits that may never end. That unwinding is not an exception of ours and is passed on, so an exported function is
+ * never noexcept.
  */
 template <typename Operation>
 #ifndef __clang__
-// The C library's unwinding carries no object, and g++'s sanitizer takes the reference to it for a null one.
+// The C library's unwinding has no exception object, so g++'s sanitizer would report a null reference.
 __attribute__((no_sanitize("null")))
 #endif
 int frame(const char* function, Operation operation) {

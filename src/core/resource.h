@@ -6,18 +6,18 @@
 namespace Velmor {
 
 /**
- * One hardware function of the device: the base of everything that a Board registers. A plain Resource is a valid
- * entry too: it marks hardware that has nothing but a presence (the echosounder).
+ * One hardware function of the device: the base of everything that a Board registers. A plain Resource is a valid entry
+ * too, for hardware of which only the presence matters (the echosounder).
  *
- * Virtual operations and fields of the classes below it keep their order: docs/architecture.md, "Shapes that stay".
+ * The order of virtual operations and fields in derived classes must not change: see docs/architecture.md.
  */
 class Resource {
 public:
     /**
-     * Registry keys. A family of like resources occupies consecutive keys and ends where the next one begins; the
-     * index that a caller gives is added to the family's first key, so these numbers are part of the C interface.
-     * The last family has no end: begin a new one at 1000 (docs/new-family.md) and leave the thermal zones the room. An
-     * index that leads into another family finds a resource of another class, which counts as missing.
+     * Registry keys. The resources of a family have consecutive keys, up to the first key of the next family. The
+     * caller's index is added to the family's first key, so these numbers are part of the C interface. The last family
+     * has no end: begin a new one at 1000 (docs/new-family.md) to leave room for thermal zones. An index that reaches
+     * into another family finds a resource of another class, which counts as missing.
      */
     enum class type : std::int32_t {
         io = 0,
@@ -51,7 +51,7 @@ public:
     virtual ~Resource() = default;
 
 protected:
-    // Resources and IO lines may be copied, but only as what they are.
+    // Resources and IO lines may be copied, but not sliced.
     Resource(const Resource&) = default;
     Resource(Resource&&) = default;
     Resource& operator=(const Resource&) = default;

@@ -19,15 +19,15 @@ namespace Velmor {
 namespace {
 
 /**
- * The library mutex of one process. A child that was forked before its board had started makes one of its own: a thread
- * that it does not have may hold its parent's for ever. That needs no fork handler, which would run among those of the
- * application, in an order that nobody knows.
+ * The library mutex of one process. A child that is forked before the board has started makes one of its own: its
+ * parent's may be held for ever, by a thread that the child does not have. This needs no fork handler, which would run
+ * among the application's own in an unknown order.
  *
- * HAZARD: a process is known by its number. A child that has its parent's number, as in a PID namespace of its own,
- * must not be forked within a start: it would wait for its parent's.
+ * HAZARD: a process is identified by its PID. A child with the same PID as its parent, which is possible in a new PID
+ * namespace, must not be forked during a start: it would wait for its parent's mutex.
  */
 struct Start {
-    std::atomic<pid_t> process = 0;  // 0: nobody's yet
+    std::atomic<pid_t> process = 0;  // 0: not in use yet
     std::mutex mutex;
 };
 
@@ -37,12 +37,12 @@ constinit std::atomic<Start*> latest_start = &first_start;
 constinit std::atomic<Board*> published_board = nullptr;
 
 /**
- * Left half-built by an exception of another kind: the next call publishes it as far as it came. A shape that stays:
- * docs/architecture.md.
+ * A board that was left half-built by something other than a std::exception. The next call publishes it as it is. This
+ * must not change: see docs/architecture.md.
  */
 constinit std::atomic<Board*> half_built_board = nullptr;
 
-/** The process in which this thread is waiting for a start or in the middle of one. Reached without a call. */
+/** The process in which this thread is starting the board, or waiting for the start. Accessed without a call. */
 [[gnu::tls_model("initial-exec")]] constinit thread_local pid_t starting_in = 0;
 
 Start& start_of_this_process() {
@@ -57,12 +57,12 @@ Start& start_of_this_process() {
     return *start;
 }
 
-/** Holds the library mutex of this process, while no board is published. */
+/** Holds the library mutex of this process, unless a board is already published. */
 class Turn {
 public:
     Turn() : before_(std::exchange(starting_in, ::getpid())) {
         try {
-            // A signal handler that has interrupted a start would wait for itself.
+            // A signal handler that interrupted its own thread's start would wait for itself.
             if (before_ == starting_in) throw_system_error(EDEADLK);
             lock();
         } catch (...) {
@@ -80,7 +80,7 @@ public:
     }
 
 private:
-    // In short turns: a signal handler may fork while its thread waits, and the child must not wait for the parent's.
+    // Polls: a signal handler may fork while its thread waits, and the child must not wait for the parent's mutex.
     void lock() {
         constexpr useconds_t turn_us = 500;
         while (published_board == nullptr) {
@@ -107,7 +107,7 @@ Board* build_board() {
     try {
         configure_board(*board);
     } catch (const std::exception&) {
-        delete board;  // frees the registry; the resources are lost, whatever they opened or wrote stays
+        delete board;  // frees the registry; the resources leak, and what they opened or wrote stays
         throw;
     } catch (...) {
         half_built_board = board;
@@ -119,7 +119,7 @@ Board* build_board() {
 }  // namespace
 
 Board& started_board() {
-    // Final once it is set, so that no mutex is needed: another thread might hold it while a child is forked.
+    // Never changes once it is set, so no mutex is needed. Another thread might hold it while a child is forked.
     if (Board* const published = published_board) return *published;
     Turn turn;
     if (Board* const published = published_board) return *published;
@@ -127,12 +127,12 @@ Board& started_board() {
     try {
         if (board == nullptr) board = build_board();
     } catch (const std::exception& error) {
-        turn.end();  // the application's std::cerr may call the library, and a full pipe holds up nobody else
+        turn.end();  // the application's std::cerr may call the library, and a full pipe must block nobody else
         report_startup_failure(error.what());
         throw std::runtime_error("cannot initialize board data");
     }
-    // One is published already in a child that a signal handler has forked within this start, where the handler or
-    // another thread called the library.
+    // A board may already be published here: in a child that a signal handler forked during this start, the handler or
+    // another thread may have called the library.
     Board* published = nullptr;
     return published_board.compare_exchange_strong(published, board) ? *board : *published;
 }

@@ -6,10 +6,10 @@
 namespace Velmor {
 
 /**
- * The started board, built by the first call of a process. A call takes the library mutex only while no board is
- * published, and holds it for the whole of a start. Throws std::runtime_error "cannot initialize board data" when the
- * start has failed, after its line is printed; the next call tries again from scratch. std::system_error with EDEADLK
- * for a call that a signal handler makes within the first call of its thread.
+ * The started board; the first call in a process builds it. A call takes the library mutex only while no board is
+ * published, and holds it during the start. If the start fails, prints its line and throws std::runtime_error "cannot
+ * initialize board data"; the next call starts again from scratch. Throws std::system_error with EDEADLK for a call
+ * from a signal handler that has interrupted its own thread's start.
  */
 Board& started_board();
 

@@ -16,8 +16,8 @@
 
 namespace Velmor {
 
-// std::cerr. <iostream> would have the standard streams and the classic locale constructed at load, in every process;
-// without it the first line that is printed does, if nothing else in the process has.
+// std::cerr. <iostream> would construct the standard streams and the classic locale at load time, in every process.
+// Without it, the first line that is printed constructs them, unless something else in the process has.
 extern std::ostream standard_error asm("_ZSt4cerr");
 
 namespace {
@@ -26,7 +26,7 @@ enum Construction { not_begun, begun, done, lost };
 constinit std::atomic<Construction> standard_streams = not_begun;
 constinit std::atomic<std::ios_base::Init*> user_of_streams = nullptr;
 
-/** False where it cannot be used. */
+/** False if it cannot be used. */
 bool construct_standard_error() {
     Construction seen = not_begun;
     if (standard_streams.compare_exchange_strong(seen, begun)) {
@@ -34,8 +34,8 @@ bool construct_standard_error() {
         user_of_streams = new (place) std::ios_base::Init;
         standard_streams = done;
     }
-    // Another thread is done in microseconds. In a child that was forked meanwhile there is no such thread, and one
-    // that a signal handler has interrupted cannot go on: their lines are lost.
+    // Another thread is done in microseconds. A child that was forked meanwhile does not have that thread, and a thread
+    // that a signal handler has interrupted cannot go on: in these cases the line is lost.
     constexpr useconds_t turn_us = 1000;
     for (int turns = 100; standard_streams == begun && turns > 0; --turns) ::usleep(turn_us);
     seen = begun;
@@ -43,15 +43,16 @@ bool construct_standard_error() {
     return standard_streams == done;
 }
 
-// The last user of the streams writes what the application has left in std::cout. A static object would take a lock of
-// the C library's to be destroyed at exit, which stays locked in a child that is forked meanwhile.
+// The last user of the streams flushes what the application has left in std::cout. Not a static object: destroying one
+// at exit involves a lock of the C library, which stays locked in a child that is forked meanwhile.
 [[gnu::destructor]] void leave_standard_streams() {
     if (std::ios_base::Init* const user = user_of_streams) std::destroy_at(user);
 }
 
-// The newline goes out with the text: std::cerr is unbuffered, and an inserted std::endl would be a second write that
-// another thread's line could slip in front of. write() ignores the width that the application may have set. An
-// application may have armed std::cerr, and there may be no memory for the text: a lost line changes no result.
+// The newline is written with the text: std::cerr is unbuffered, and std::endl would be a second write, before which
+// another thread's line could appear. write() ignores any width that the application has set. The application may have
+// enabled exceptions on std::cerr, and there may be no memory for the text: the line is then lost, but the result stays
+// the same.
 void print(std::string_view subject, std::string_view verdict, std::string_view cause) {
     if (!construct_standard_error()) return;
     try {

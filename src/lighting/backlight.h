@@ -7,7 +7,7 @@
 
 namespace Velmor {
 
-/** A backlit element. Callers speak one scale whatever the hardware: 0 (off) to 255 (full). */
+/** A backlight. Callers use one scale for all hardware: 0 (off) to 255 (full). */
 class Backlight : public Resource {
 public:
     virtual void set(std::uint32_t level) = 0;

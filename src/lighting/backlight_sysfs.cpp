@@ -16,7 +16,7 @@ constexpr char max_brightness_attribute[] = "/max_brightness";
 
 constexpr double steps = 254.0;  // from level 1 to level 255
 
-// Half away from zero. The clamp keeps an absurd raw value from being converted out of range.
+// Rounds halves away from zero. The clamp keeps the conversion of an absurd raw value in range.
 std::int32_t rounded(double value) {
     constexpr double limit = std::numeric_limits<std::int32_t>::max();
     return static_cast<std::int32_t>(std::clamp(value < 0 ? value - 0.5 : value + 0.5, -limit, limit));
@@ -30,7 +30,7 @@ BacklightSysFS::BacklightSysFS(std::string path) : path_(std::move(path)) {
     offset_ = 1.0 - scale_;
 }
 
-// Flat for speed, as the lines are: access/sysfs_io.h.
+// Flattened for speed: see access/sysfs_io.h.
 [[gnu::flatten, gnu::stack_protect]] void BacklightSysFS::set(std::uint32_t level) {
     check_backlight_level(level);
     const double raw = level == 0 ? 0.0 : offset_ + level * scale_;

@@ -10,13 +10,13 @@
 namespace Velmor {
 
 /**
- * A framebuffer's "blank" attribute: 0 shows, 1 blanks, higher numbers are deeper levels. set() inverts the lowest bit
- * of its number and writes the result, whatever the other bits are; get() is off for exactly 1, so that a deeper level
- * reads as on. Any threads.
+ * A framebuffer's "blank" attribute: 0 shows, 1 blanks, higher numbers are deeper levels. set() writes its number with
+ * the lowest bit inverted, whatever the other bits are. get() is false for 1 only, so a deeper level reads as on. Any
+ * thread may use it.
  */
 class DisplaySysFS : public Display {
 public:
-    /** The attribute's whole path. Touches no file. */
+    /** The attribute's full path. Touches no file. */
     explicit DisplaySysFS(const std::string& path);
 
     void set(std::uint32_t on) override;

@@ -9,12 +9,12 @@
 namespace Velmor {
 
 /**
- * A driver attribute that takes a colour as three decimals, 0..255 each, in one write. Colours are checked when set
- * and passed through when read. Any threads.
+ * A driver's attribute that takes a colour as three decimal numbers, 0..255 each, in one write. Colours are checked
+ * when set and passed through when read. Any thread may use it.
  */
 class LedGroupSysFS : public LedGroup {
 public:
-    /** The attribute's whole path. Touches no file. */
+    /** The attribute's full path. Touches no file. */
     explicit LedGroupSysFS(const std::string& path);
 
     void set(const led_color_t& color) override;

@@ -24,7 +24,10 @@ constexpr char unlink_attribute[] = "/unlink";
 constexpr char connections_file[] = "/connections";
 constexpr char devices_file[] = "/devices";
 
-/** The fields of a list's line, in order. At its end, and behind a field that could not be read, each is 0 or empty. */
+/**
+ * The fields of a list's line, in order. At the end of the line, and after a field that could not be read, they are 0
+ * or empty.
+ */
 class Fields {
 public:
     explicit Fields(std::string_view line) : line_(line) {}
@@ -39,7 +42,7 @@ public:
         return static_cast<std::uint8_t>(static_cast<unsigned>(number<int>(base)) & 0xFFU);
     }
     mrfi_addr_t address() { return address_of(number<std::uint32_t>(16)); }
-    /** As much of it as fits, filled up with NUL. */
+    /** Truncated to fit, padded with NUL. */
     template <std::size_t size>
     void word(char (&word)[size]) {
         std::memset(word, 0, size);

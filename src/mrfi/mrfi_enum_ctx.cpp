@@ -16,7 +16,7 @@
 
 bool mrfi_enum_ctx::next(std::string& line) {
     if (next_ == lines_.size()) return false;
-    line = lines_[next_];  // without memory for it the entry is not lost: the next call hands it out
+    line = lines_[next_];  // if there is no memory for the entry, the next call gets it again
     ++next_;
     return true;
 }

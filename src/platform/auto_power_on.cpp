@@ -11,10 +11,10 @@
 
 namespace Velmor {
 
-// HAZARD: the machine restarts at once, without ending its services. The sync is all that saves the file systems.
+// HAZARD: the machine restarts at once, without stopping its services. Only the sync protects the file systems.
 void AutoPowerOn::shutdown() {
     ::sync();
-    // The raw call: the C library's reboot() has no argument for the command text.
+    // The raw system call: the C library's reboot() has no argument for the command text.
     const long result =
         ::syscall(SYS_reboot, LINUX_REBOOT_MAGIC1, LINUX_REBOOT_MAGIC2, LINUX_REBOOT_CMD_RESTART2, "wdt");
     if (result < 0) throw_system_error(errno);

@@ -8,8 +8,8 @@ namespace Velmor {
 /**
  * HAZARD: restarts the machine.
  *
- * For units that cannot be switched on again by hand: instead of powering off, the kernel is asked for a restart with
- * the command "wdt", so that the unit comes back by itself. Otherwise as Power.
+ * For units that cannot be switched on again by hand: instead of powering off, it restarts with the command "wdt", so
+ * that the unit comes back by itself. Otherwise like Power.
  */
 class AutoPowerOn : public Power {
 public:

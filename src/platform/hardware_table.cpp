@@ -45,10 +45,10 @@ constexpr HardwareTableField version_1[] = {
     {24, 18, 0x07, 5},  // Bluetooth fitted when not 0
     {25, 18, 0x07, 2},
     {26, 19, 0x0F, 4},
-    {27, 19, 0x0F, 0},  // 15: no echosounder, nor what comes with it
+    {27, 19, 0x0F, 0},  // 15: neither an echosounder nor what comes with it
 };
 
-// As version 1 without the CAN identity, the later fields five bytes further to the front.
+// Like version 1 without the CAN identity; the later fields are five bytes earlier.
 constexpr HardwareTableField version_2[] = {
     // id, byte, mask, shift
     { 1,  0, 0x07, 5},
@@ -81,7 +81,7 @@ constexpr HardwareTableField version_2[] = {
 std::span<const HardwareTableField> hardware_table_layout(int version) {
     switch (version) {
         case 1:
-        case 3: return version_1;  // versions 1 and 3 are one layout
+        case 3: return version_1;  // versions 1 and 3 have the same layout
         case 2: return version_2;
         default:
             throw std::system_error(ENODEV, std::system_category(),
@@ -94,7 +94,7 @@ std::vector<std::uint8_t> hardware_table_bytes(const std::string& text) {
     if (x == std::string::npos) throw std::invalid_argument("platform hardware table has no \"x\" before its digits");
     std::vector<std::uint8_t> bytes;
     bytes.reserve(table_size);
-    // The digits begin at twice the index of the "x". That is right behind it in "0x..." only; units in the field
+    // The digits begin at twice the index of the "x". Only in "0x..." is that directly after it, but units in the field
     // are read by this formula.
     for (std::size_t pair = 2 * x; bytes.size() < table_size; pair += 2) {
         const auto digits = std::string_view(text).substr(std::min(pair, text.size()), 2);

@@ -8,7 +8,7 @@
 
 namespace Velmor {
 
-/** The fields of the platform hardware table that the library reads, by their numbers. */
+/** The numbers of the platform hardware table's fields that the library reads. */
 enum HardwareField : std::uint32_t {
     unit_id_high = 4,
     unit_id_low = 5,
@@ -25,10 +25,10 @@ enum HardwareField : std::uint32_t {
     echosounder_kind = 27,
 };
 
-/** In the field `echosounder_kind`: neither an echosounder is fitted nor what comes with it. */
+/** The `echosounder_kind` of a unit with neither an echosounder nor what comes with it. */
 constexpr int no_echosounder = 15;
 
-/** Where one field stands in the platform hardware table. */
+/** Where one field is in the platform hardware table. */
 struct HardwareTableField {
     std::uint32_t id;
     std::uint8_t byte_index;
@@ -36,11 +36,11 @@ struct HardwareTableField {
     std::uint8_t shift;
 };
 
-/** The layout of this version, std::system_error with ENODEV for a version that there is none of. */
+/** The layout of this version; throws std::system_error with ENODEV for an unknown version. */
 std::span<const HardwareTableField> hardware_table_layout(int version);
 
 /**
- * The 64 bytes of the table's text, "0x" and 128 hexadecimal digits. A pair that is no number is 0, and so is one
+ * The 64 bytes of the table's text, "0x" and 128 hexadecimal digits. A pair that is not a number is 0, and so is one
  * beyond the end. Throws std::invalid_argument for a text without an "x".
  */
 std::vector<std::uint8_t> hardware_table_bytes(const std::string& text);

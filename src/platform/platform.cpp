@@ -26,13 +26,13 @@ Value record(std::string_view key) {
     return SysFS<Value>::read_from({records, key});
 }
 
-/** A record of the kernel's, and the field that takes it: a char a character, the others the low bits of a number. */
+/** A record of the kernel and the field for it: a char takes a character, the others the low bits of a number. */
 struct Record {
     std::string_view key;
     std::variant<std::uint8_t platform_info_t::*, std::uint16_t platform_info_t::*, char platform_info_t::*> field;
 };
 
-// In the order in which they are read.
+// In the order of reading.
 constexpr Record boot_records[] = {
     {"boot_date_day", &platform_info_t::boot_date_day},
     {"boot_date_month", &platform_info_t::boot_date_month},
@@ -81,7 +81,7 @@ void read_records(platform_info_t& info, std::span<const Record> software) {
 
 constexpr char digits[] = "0123456789";
 
-/** What stands before the next separator, which goes with it; the rest of the text where there is none. */
+/** Takes what is before the next separator, and drops the separator; takes the rest if there is none. */
 std::string_view take_piece(std::string_view& text, std::string_view separator) {
     const std::string_view piece = take_until(text, separator);
     take_front(text, separator.size());

@@ -13,12 +13,12 @@
 namespace Velmor {
 
 /**
- * Who the device is: versions and dates from the records under "/proc/platform/" and from "/etc/fs_version", read at
- * each query, and the identities in the platform hardware table, which is read once, at construction.
+ * The identity of the device: versions and dates from the records under "/proc/platform/" and from "/etc/fs_version",
+ * read at each query, and the identifiers in the platform hardware table, which is read once, at construction.
  *
- * A record that is missing or holds no number is a stream failure, the serial number's alone is forgiven. A table field
- * that the layout lacks is std::system_error with EOPNOTSUPP. Version and date texts that are cut short or hold no
- * numbers are read as far as they go, the rest is 0.
+ * A record that is missing or contains no number throws a stream failure, except for the serial number. A table field
+ * that the layout lacks throws std::system_error with EOPNOTSUPP. Version and date texts that are cut short or contain
+ * no numbers are read as far as possible; the rest is 0.
  *
  * Threads: nothing changes after construction, so calls may overlap.
  */
@@ -27,7 +27,7 @@ public:
     /** Loads the hardware table; throws for a missing record, an unknown version (ENODEV) or a text without an "x". */
     Platform();
 
-    /** The record's size is not looked at. On failure the part that had been read by then is written. */
+    /** The size is ignored. On failure, the part that was read before it is already written. */
     virtual void info_get(platform_info_t* info, std::size_t size);
     virtual std::uint16_t uid_get();
     virtual std::uint32_t oemid_get();
@@ -46,8 +46,8 @@ private:
     const HardwareTableField* layout_ = nullptr;
     int layout_size_ = 0;
     std::vector<std::uint8_t> pht_;
-    // Shapes that stay (docs/architecture.md): nothing reads the version once the layout is chosen, and the masks are
-    // always 0, since the kernel's records of them are not read.
+    // These fields must stay (docs/architecture.md), although nothing reads the version once the layout is chosen, and
+    // the masks are always 0 because the kernel's records of them are not read.
     int pht_version_ = 0;
     std::uint32_t featuremask_low_ = 0;
     std::uint32_t featuremask_high_ = 0;

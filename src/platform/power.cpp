@@ -39,8 +39,8 @@ void Power::reboot() {
 
 void Power::run_program(const std::string& path) {
     const char* const program = path.c_str();
-    // vfork: a fork would copy the page tables of an application of any size, only to execute a small program. The
-    // child shares our memory until then and may do nothing but execl and _exit.
+    // vfork: a fork would copy the page tables of an application of any size, only to execute a small program. Until
+    // then the child shares our memory, so it may do nothing but execl and _exit.
     const pid_t child = ::vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (child == 0) {
         ::execl(program, program, static_cast<char*>(nullptr));

@@ -11,8 +11,8 @@ namespace Velmor {
  * HAZARD: acts on the whole machine.
  *
  * Powers off and reboots by running the system's programs and suspends through "/sys/power/state". shutdown() and
- * reboot() return only by failing; on success the thread waits for the end of the system, where it can be cancelled.
- * No state; any threads.
+ * reboot() throw if they fail and never return on success: the thread waits for the system to go down, and can be
+ * cancelled while it waits. No state; any thread may use it.
  */
 class Power : public Resource {
 public:
@@ -21,8 +21,8 @@ public:
     virtual void suspend();
     virtual void reboot();
     /**
-     * Run a program without arguments and wait for any child of the process to end. Its exit code, where it is not 0,
-     * is thrown as the code of a std::system_error; a child that could not execute the program exits with the errno.
+     * Runs a program without arguments and waits for any child of the process to end. If the child's exit code is not
+     * 0, throws it as the code of a std::system_error; a child that could not execute the program exits with the errno.
      * A child killed by a signal counts as success.
      */
     virtual void run_program(const std::string& path);

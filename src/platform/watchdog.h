@@ -9,20 +9,20 @@
 namespace Velmor {
 
 /**
- * HAZARD: once enabled, the machine restarts unless refresh() is called more often than the timeout says.
+ * HAZARD: once it is enabled, the machine restarts unless refresh() is called at intervals shorter than the timeout.
  *
- * The hardware watchdog through its device node, by the kernel's watchdog interface. Opening the node arms it, so it
- * is opened by enable() alone; disable() writes the magic "V" and closes it. A process that ends without it, or an
- * object that is destroyed, leaves the watchdog armed.
+ * The hardware watchdog, through its device node and the kernel's watchdog interface. Opening the node arms the
+ * watchdog, so only enable() opens it; disable() writes the magic "V" and closes it. If the process ends or the object
+ * is destroyed without this, the watchdog stays armed.
  *
- * refresh() and disable() without enable() are EINVAL. A failed "V" leaves the node open and the watchdog armed.
- * Threads: calls must not overlap, they share one descriptor.
+ * refresh() and disable() without enable() throw EINVAL. If the "V" cannot be written, the node stays open and the
+ * watchdog armed. Threads: calls must not overlap, because they share one descriptor.
  */
 class Watchdog : public Resource {
 public:
     explicit Watchdog(const std::string& path);
 
-    /** Timeout in seconds; negative is EINVAL. What the driver makes of it is not reported. */
+    /** Timeout in seconds; a negative one throws EINVAL. The timeout that the driver really sets is not reported. */
     virtual void enable(int timeout_s);
     virtual void disable();
     virtual void refresh();

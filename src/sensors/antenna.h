@@ -7,7 +7,7 @@
 
 namespace Velmor {
 
-/** An antenna switch: one GPIO output line selects the antenna. Threads: as GPIO. */
+/** An antenna switch: one GPIO output line selects the antenna. Threads: as for GPIO. */
 class Antenna : public Resource {
 public:
     /** Touches no file. */

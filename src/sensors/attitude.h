@@ -10,14 +10,14 @@
 namespace Velmor {
 
 /**
- * The attitude sensor: axes X, Y and Z of an input device node. The node is opened by the first query and stays open.
+ * The attitude sensor: axes X, Y and Z of an input device node. The first query opens the node, which stays open.
  * Threads: the first queries must not overlap, later ones may.
  */
 class Attitude : public Resource {
 public:
     explicit Attitude(const std::string& path);
 
-    /** Each axis is stored as soon as it is read: a failure leaves those before it in the record. */
+    /** Each axis is stored as soon as it is read: after a failure, the axes before it are in the record. */
     virtual void get(attitude_t& attitude);
 
 private:

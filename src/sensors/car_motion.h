@@ -10,8 +10,8 @@
 namespace Velmor {
 
 /**
- * The motion of the vehicle: axis X of an input device node is the speed, the sign of axis RX the direction. The node
- * is opened by the first query and stays open. Threads: the first queries must not overlap, later ones may.
+ * The motion of the vehicle: axis X of an input device node is the speed, the sign of axis RX the direction. The first
+ * query opens the node, which stays open. Threads: the first queries must not overlap, later ones may.
  */
 class CarMotion : public Resource {
 public:

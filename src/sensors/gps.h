@@ -8,7 +8,9 @@
 
 namespace Velmor {
 
-/** The GPS receiver's description: two numbers of the board's, passed through. Immutable; any threads. */
+/**
+ * The GPS receiver's description: two numbers defined by the board, passed through. Immutable; any thread may use it.
+ */
 class Gps : public Resource {
 public:
     Gps(std::uint32_t value1, std::uint32_t value2);

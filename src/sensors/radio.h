@@ -11,8 +11,8 @@
 namespace Velmor {
 
 /**
- * A radio's description: its network interface and a number of the board's, passed through. The radio itself is never
- * touched; it is present where the board has registered this. Immutable; any threads.
+ * A radio's description: its network interface and a number defined by the board, passed through. The radio itself is
+ * never accessed; it is present if the board has registered this. Immutable; any thread may use it.
  */
 template <typename Info>
 class Radio : public Resource {

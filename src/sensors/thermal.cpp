@@ -19,7 +19,7 @@ constexpr char trip_point[] = "/trip_point_";
 constexpr char temperature_suffix[] = "_temp";
 constexpr char type_suffix[] = "_type";
 
-/** The types of trip points that are reported, and where. */
+/** The types of trip points that are reported, and their fields. */
 struct Kind {
     const char* type;
     std::int32_t thermal_state_t::*temperature;
@@ -35,7 +35,7 @@ constexpr Kind kinds[] = {
 
 Thermal::Thermal(const std::string& base) : base_(base) {
     for (const Kind& kind : kinds) trips_.emplace(kind.type, "");
-    // Before the scan, which swallows a lack of memory too: these trip points would be missing for good.
+    // Before the scan, which ignores a lack of memory too: the trip points would then be missing for good.
     std::vector<std::string> temperatures;
     for (std::size_t i = 0; i < std::size(kinds); ++i)
         temperatures.push_back(base_ + trip_point + std::to_string(i) + temperature_suffix);

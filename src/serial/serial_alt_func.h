@@ -13,11 +13,11 @@ namespace Velmor {
  * Switching adds the pin's key code to, or removes it from, "disabled_keys" of the kernel's gpio-keys driver. Other
  * functions can be listed as supported; switching to them does nothing.
  *
- * HAZARD: of a range in "disabled_keys" only the first code is kept (serial/key_list.h): switching a pin where the
- * driver shows "114-116" enables the keys 115 and 116 too.
+ * HAZARD: of a range in "disabled_keys" only the first code is kept (serial/key_list.h): if the driver shows "114-116",
+ * switching a pin enables keys 115 and 116 too.
  *
- * A function that is not supported, and a key code that the driver does not handle, is std::system_error with EINVAL.
- * Threads: no state, but two switches that overlap may lose one of the two changes.
+ * A function that is not supported, or a key code that the driver does not handle, throws std::system_error with
+ * EINVAL. Threads: no state, but if two switches overlap, one of the two changes may be lost.
  */
 class SerialAltFunc : public Resource {
 public:

@@ -11,8 +11,8 @@
 namespace Velmor {
 
 /**
- * Which tty serves a serial port and at which speed, and a number of the board's, passed through. The tty itself is
- * never opened. Immutable; any threads.
+ * The tty of a serial port, its speed, and a number defined by the board, passed through. The tty itself is never
+ * opened. Immutable; any thread may use it.
  */
 class SerialDevice : public Resource {
 public:
