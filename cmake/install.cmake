@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-# velmor_install(TARGET): install a library that velmor_add_library() has made, with its header, the CMake package, the
-# pkg-config file and the documents, as the one libvelmor of the prefix. Components: velmor-runtime, velmor-development,
-# velmor-documentation, and velmor-debug, which is installed only when it is asked for.
+# velmor_install(TARGET): install a library made by velmor_add_library(), with its header, the CMake package, the
+# pkg-config file and the documents, as the only libvelmor of the prefix. Components: velmor-runtime,
+# velmor-development, velmor-documentation, and velmor-debug, which is installed only on request.
 function(velmor_install target)
     include(CMakePackageConfigHelpers)
     include(GNUInstallDirs)
@@ -22,7 +22,7 @@ function(velmor_install target)
     install(FILES ${made}/velmorConfig.cmake ${made}/velmorConfigVersion.cmake
         DESTINATION ${cmake_dir} COMPONENT velmor-development)
 
-    # The installed tree may be moved: the file finds what it names from where it lies.
+    # The installed tree may be moved, so the paths are relative to the file itself.
     file(RELATIVE_PATH includes ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
     set(static_needs)
     if(type STREQUAL STATIC_LIBRARY)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# The debug information of `library`, where debuggers look for it: by its build id.
+# Installs the debug information of `library` where debuggers look for it: by build id.
 execute_process(COMMAND "${readelf}" --notes "${library}" OUTPUT_VARIABLE notes COMMAND_ERROR_IS_FATAL ANY)
 if(NOT notes MATCHES "Build ID: ([0-9a-f][0-9a-f])([0-9a-f]+)")
     message(FATAL_ERROR "${library} has no build id")

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# The virtual device as a program of the machine that builds, without a sanitizer: for builds of the library that are for
-# another machine, instrumented or optimised. They share it.
+# The virtual device, built for the build machine and without sanitizers. Cross, instrumented and optimised builds of
+# the library share it.
 include(ExternalProject)
 set(directory ${VELMOR_NATIVE_SIM})
 ExternalProject_Add(native_sim
