@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash
-# Sourced by the scripts beside it.
+# Sourced by the other scripts in this folder.
 
-# Packages that the scripts install where they are missing. Everything comes from Debian.
+# Packages that the scripts install if they are missing. Everything comes from Debian.
 # shellcheck disable=SC2034 # used by the scripts that source this file
 {
     packages_build=(g++ cmake make ninja-build)
@@ -16,8 +16,8 @@
     packages_bench=(libbenchmark-dev libsensors-dev libiio-dev libsystemd-dev gnuplot-nox python3 binutils)
 }
 
-# options ALLOWED ARGUMENT...: a script takes one of the ALLOWED (separated by blanks), none, or --help, which prints
-# the script's usage; anything else ends it with 2.
+# options ALLOWED ARGUMENT...: accept one of the ALLOWED options (separated by blanks), none, or --help, which prints
+# the script's usage; exit with 2 for anything else.
 options() {
     local allowed=$1 option
     shift
@@ -28,11 +28,11 @@ options() {
         done
         [ "$1" != --help ] || { usage && exit 0; }
     fi
-    echo "$0: wrong arguments: $*; --help tells what there is" >&2
+    echo "$0: wrong arguments: $*; see --help" >&2
     exit 2
 }
 
-# need PACKAGE...: install those that are missing, and say which; 2 where they cannot be had.
+# need PACKAGE...: install those that are missing, and list them; return 2 if they cannot be installed.
 need() {
     local missing=() package as_root=()
     for package in "$@"; do
@@ -41,7 +41,7 @@ need() {
     [ ${#missing[@]} -gt 0 ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
         command -v sudo >/dev/null || {
-            echo "Missing packages, and no sudo to install them. As root: apt-get install ${missing[*]}" >&2
+            echo "Packages are missing, and no sudo to install them. As root: apt-get install ${missing[*]}" >&2
             return 2
         }
         as_root=(sudo)
@@ -52,7 +52,7 @@ need() {
         </dev/null | fetched || return 2
 }
 
-# fetched: of what apt-get -q says, the packages that it fetches and sets up; on a terminal in one line.
+# fetched: of the output of apt-get -q, print the packages that it fetches and sets up; on a terminal in one line.
 fetched() {
     local words line
     while read -r -a words; do
@@ -67,7 +67,7 @@ fetched() {
     [ ! -t 1 ] || printf '\e[K'
 }
 
-# stage WHAT: head what follows.
+# stage WHAT: print a heading.
 stage() { printf '\n==== %s (%s min so far)\n' "$1" $((SECONDS / 60)); }
 
 # build PRESET [TARGET...]: configure and compile.
@@ -79,14 +79,14 @@ build() {
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet
 }
 
-# run_tests PRESET: build it and run its tests; what they print is left in build/PRESET/ctest.log.
+# run_tests PRESET: build it and run its tests; their output is kept in build/PRESET/ctest.log.
 run_tests() {
     build "$1"
     ctest --test-dir "build/$1" --output-on-failure --no-tests=error --parallel 2 | tee "build/$1/ctest.log" || return 1
 }
 
-# nothing_skipped PRESET: fail, and say so, where run_tests has left something out: whole programs as ctest tells, or
-# single tests as their programs do.
+# nothing_skipped PRESET: fail with a message if run_tests has skipped something: whole programs, as ctest reports, or
+# single tests, as their programs report.
 nothing_skipped() {
     local skips status=0
     skips=$(grep -ahE '\*\*\*Skipped|^\[  SKIPPED \] [^0-9]|^left out: ' \
@@ -97,7 +97,7 @@ nothing_skipped() {
     return 1
 }
 
-# compile DIRECTORY TARGET...: with the progress on standard error.
+# compile DIRECTORY TARGET...: build, with the progress on standard error.
 compile() {
     local directory=$1 target targets=()
     shift
@@ -107,7 +107,7 @@ compile() {
     return 1
 }
 
-# build_product TARGET...: as it is released, without the tests and what they need.
+# build_product TARGET...: build as for a release, without the tests and what they need.
 build_product() {
     cmake --preset release -B build/product -DVELMOR_TESTS=OFF -DVELMOR_SIM=ON -DVELMOR_EXAMPLES=ON \
         -DVELMOR_BENCH=ON -Wno-dev --log-level=WARNING >/dev/null
