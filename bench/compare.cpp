@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Ways to read and write one attribute, side by side: this library's functions, the same by hand (the floor) and what
-// an application could use instead. Every round takes all of them once in an order of its own, so that ratios are
-// formed between neighbours in time. Runs only where the files of bench/enclosure stand at the device's paths.
+// Compares ways to read and write one attribute: this library's functions, the same by hand (the floor) and what an
+// application could use instead. Every round runs all of them once, in an order of its own, so that ratios are formed
+// between measurements that are close in time. Runs only with the files of bench/enclosure at the device's paths.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -134,7 +134,7 @@ bool read_through_libiio() {
     return read;
 }
 
-// With a fresh object: one that is kept answers from its cache for ever.
+// With a new object for each call: one that is kept returns its cached value for ever.
 bool read_through_sd_device() {
     sd_device* device = nullptr;
     if (sd_device_new_from_syspath(&device, gps_device) < 0) return false;
@@ -168,7 +168,7 @@ bool get_thermal_state() {
 }
 
 struct Way {
-    const char* attribute;  // each has its floor
+    const char* attribute;  // each attribute has a floor
     const char* name;
     bool (*call)();
 };
@@ -203,7 +203,7 @@ constexpr Way ways[] = {
 
 void enter([[maybe_unused]] const std::string& name, [[maybe_unused]] bool (*call)(), [[maybe_unused]] int calls,
            [[maybe_unused]] int threads) {
-#ifndef __clang_analyzer__  // which takes the benchmark library's list for a leak
+#ifndef __clang_analyzer__  // the analyzer takes the benchmark library's list for a leak
     benchmark::RegisterBenchmark(name.c_str(), run, call)->Iterations(calls)->Threads(threads)->UseRealTime();
 #endif
 }
@@ -259,7 +259,7 @@ int repeat(const std::string& wanted, long count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);  // sd-device: take these files for the kernel's
+    setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);  // makes sd-device accept these files as the kernel's
     benchmark::Initialize(&argc, argv);
     const std::vector<std::string> words(argv + 1, argv + argc);
     if (words.size() == 3 && words[0] == "once") return repeat(words[1], std::stol(words[2]));

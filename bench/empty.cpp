@@ -1,3 +1,3 @@
 // SPDX-License-Identifier: MIT
-// A C++ program that does nothing: what is left is what its loading costs.
+// A C++ program that does nothing: all it costs is to load it.
 int main() {}

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* Reads both lists of the first MRFI interface to their ends, for scripts/bench; prints the numbers of lines. */
+/* Reads both lists of the first MRFI interface to the end and prints their numbers of lines. For scripts/bench. */
 #include <stdio.h>
 #include <velmor.h>
 

@@ -1,11 +1,11 @@
 /* SPDX-License-Identifier: MIT */
-/* Calls one function a number of times, for scripts/figures and scripts/bench to count what that costs. */
+/* Calls one function a number of times, so that scripts/figures and scripts/bench can count what it costs. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <velmor.h>
 
-/* What the loop itself costs. */
+/* Shows what the loop itself costs. */
 static int do_nothing(void) {
     return 0;
 }

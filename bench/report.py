@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Tables, and the lines of scripts/bench --check, from what scripts/bench has measured."""
+"""Prints the tables of scripts/bench, or the lines of scripts/bench --check, from what it has measured."""
 import collections
 import glob
 import json
@@ -71,7 +71,8 @@ added = counts["load"]["velmor"] / counts["load"]["empty"] - 1
 
 def tables():
     for place, names in ratios.items():
-        print(f"\ntime over that of open, read (or write), close by hand on the same file, {place}: lower quartile, median, upper")
+        print(f"\ntime relative to open, read (or write), close by hand on the same file, {place}:"
+              " lower quartile, median, upper")
         for name in reads + peers + [ours_written] + peers_written:
             if name in names:
                 print("  %-28s %6.2f %6.2f %6.2f" % (name.split("/")[1], *names[name]))
@@ -86,11 +87,11 @@ def tables():
         print("  %-12s %14d %12d %17d" % (name, counts["size"][name], counts["relocations"][name], counts["imported"][name]))
     print("\ninstructions to load and end an empty C++ program: %d, with the library %d (%+.1f %%)"
           % (counts["load"]["empty"], counts["load"]["velmor"], 100 * added))
-    print("start-up: %d system calls; opened twice for the same: %s"
+    print("start: %d system calls; opened twice in the same way: %s"
           % (counts["start"]["calls"], counts["start"]["opened_twice"] or "none"))
     print("MRFI lists, instructions per connection and device: "
           + ", ".join("%d lines %.0f" % item for item in sorted(per_line.items())))
-    print("two threads over one, as a ratio to the floor's: %.3f %.3f %.3f" % tuple(threads))
+    print("gain of two threads over one, relative to the floor's gain: %.3f %.3f %.3f" % tuple(threads))
 
 
 failed = 0
@@ -104,44 +105,48 @@ def check(text, holds, measured):
 
 def checks():
     calls, allocations = counts["calls"], counts["allocations"]
-    check("a number read is openat, read, close", calls["io_get"] == calls["backlight_get"] == "openat read close",
-          calls["backlight_get"])
-    check("a number written is openat, write, close", calls["io_set"] == calls["backlight_set"] == "openat write close",
-          calls["io_set"])
-    check("thermal_state_get is 15 system calls", calls["thermal_state_get"] == " ".join(["openat read close"] * 5),
+    check("reading a number takes openat, read, close",
+          calls["io_get"] == calls["backlight_get"] == "openat read close", calls["backlight_get"])
+    check("writing a number takes openat, write, close",
+          calls["io_set"] == calls["backlight_set"] == "openat write close", calls["io_set"])
+    check("thermal_state_get takes 15 system calls", calls["thermal_state_get"] == " ".join(["openat read close"] * 5),
           len(calls["thermal_state_get"].split()))
-    check("platform_info_get is openat, read, close of 30 files",
+    check("platform_info_get takes openat, read, close of 30 files",
           calls["platform_info_get"] == " ".join(["openat read close"] * 30), len(calls["platform_info_get"].split()))
     for name in "io_get", "io_set", "backlight_get", "backlight_set", "thermal_state_get", "platform_info_get":
         check(f"{name} allocates nothing", allocations[name] == 0, "%g" % allocations[name])
     real = ratios["sysfs"]
     for name in reads + [ours_written]:
-        check(f"{name.split('/')[1]} is at most 1.05 times the floor on sysfs", real[name][1] <= 1.05, "%.3f" % real[name][1])
+        check(f"{name.split('/')[1]} takes at most 1.05 times as long as the floor on sysfs", real[name][1] <= 1.05,
+              "%.3f" % real[name][1])
     for name, attributes, x86_64, arm in (("io_get", 1, 700, 1000), ("io_set", 1, 700, 1000), ("backlight_get", 1, 900, 1200),
                                           ("backlight_set", 1, 900, 1200), ("thermal_state_get", 5, 800, 1100)):
         for where, kind, most in ("x86-64", "instructions", x86_64), ("ARM", "arm", arm):
             value = counts[kind][name] / attributes
-            check(f"{name} is at most {most} instructions per attribute on {where}", value <= most, "%.0f" % value)
+            check(f"{name} takes at most {most} instructions per attribute on {where}", value <= most, "%.0f" % value)
     for place, names in ratios.items():
         for group, others in (reads, peers), ([ours_written], peers_written):
             slowest = max(names[name][1] for name in group if name in names)
             for other in others:
                 if other in names:
-                    check(f"ahead of {other.split('/')[1]} on {place}", slowest < names[other][1],
+                    check(f"faster than {other.split('/')[1]} on {place}", slowest < names[other][1],
                           "%.3f against %.3f" % (slowest, names[other][1]))
     for name, most in ("wifi_present", 250), ("gps_info_get", 350):
         value = counts["instructions"][name]
-        check(f"{name} is at most {most} instructions and no system call", value <= most and not calls[name], "%.0f" % value)
-    check("the start's system calls are those of bench/start.txt", counts["start"]["as_listed"] == 1, int(counts["start"]["calls"]))
-    # Its steps read the period again, once it is set.
+        check(f"{name} takes at most {most} instructions and no system call", value <= most and not calls[name],
+              "%.0f" % value)
+    check("the start's system calls are those in bench/start.txt", counts["start"]["as_listed"] == 1,
+          int(counts["start"]["calls"]))
+    # After the period is set, it is read again to set the duty.
     twice = counts["start"]["opened_twice"]
     check("only the PWM's period is read twice", twice == "/sys/devices/platform/mxc_pwm.1/period", twice)
     check("the stripped armhf library is at most 64 KiB", counts["size"]["armhf"] <= 64 * 1024, "%d bytes" % counts["size"]["armhf"])
-    check("its load adds less than 15 % to an empty C++ program", added < 0.15,
+    check("loading it adds less than 15 % to an empty C++ program", added < 0.15,
           "%.1f %%, %d relocations, %d imported symbols" % (100 * added, counts["relocations"]["x86-64"], counts["imported"]["x86-64"]))
-    check("instructions per line of a list are flat from 10 to 100,000 lines", max(per_line.values()) <= 1.1 * min(per_line.values()),
+    check("instructions per line of a list are the same from 10 to 100,000 lines, within 10 %",
+          max(per_line.values()) <= 1.1 * min(per_line.values()),
           "%.0f to %.0f" % (min(per_line.values()), max(per_line.values())))
-    check("two threads gain at least 0.95 of what they gain at the floor", threads[1] >= 0.95, "%.3f" % threads[1])
+    check("two threads gain at least 0.95 times what they gain at the floor", threads[1] >= 0.95, "%.3f" % threads[1])
 
 
 if mode == "--check":

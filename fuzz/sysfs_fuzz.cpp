@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Attributes as the library reads and writes them, against the standard file streams on the same bytes and values: the
-// same results, the same failures with the same texts, the same bytes in the file, the same rest left in it. The first
-// bytes of an input choose what is done, the others are the text or the value.
+// Compares how the library and the standard file streams read and write attributes, with the same bytes and values.
+// Both must have the same results, the same failures with the same texts, the same bytes in the file, and the same rest
+// left to read. The first bytes of an input choose what is done; the others are the text or the value.
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -116,7 +116,7 @@ std::string shown(const Value& value) {
     }
 }
 
-/** What the access results in: the value, or the failure's text. */
+/** The result of an access: the value, or the failure's text. */
 template <typename Access>
 std::string result_of(Access access) {
     try {
@@ -132,17 +132,17 @@ void must_agree(const std::string& standard, const std::string& ours) {
     std::abort();
 }
 
-/** The bytes of an input, from the front. */
+/** The bytes of an input, taken from the front. */
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size) : bytes_(reinterpret_cast<const char*>(data), size) {}
 
-    /** Below the limit; 0 at the end. */
+    /** A number below the limit; 0 at the end of the input. */
     unsigned choice(unsigned limit) {
         const std::string_view byte = Velmor::take_front(bytes_, 1);
         return byte.empty() ? 0 : static_cast<unsigned char>(byte.front()) % limit;
     }
-    /** Of the first bytes; what is missing is 0. */
+    /** Made of the next bytes; missing ones are 0. */
     template <typename Value>
     Value value() {
         Value value{};
@@ -157,8 +157,8 @@ public:
         return value;
     }
     /**
-     * All that is left, as it is or in characters that numbers consist of. Some texts begin with up to two pages of one
-     * character, so that the rest straddles a page.
+     * All that is left, unchanged or in characters that numbers consist of. Some texts begin with up to two pages of
+     * one character, so that the rest crosses the end of a page.
      */
     std::string text() {
         std::string text;
@@ -182,14 +182,14 @@ private:
 template <typename... Values>
 struct Types {};
 
-/** Those of the attributes that are read and written. */
+/** The types of the attributes that are read and written. */
 using Both = Types<int, unsigned long, std::string, Velmor::GPIO::pin, io_value_t, led_color_t, bool,
                    mrfi_device_type_t, mrfi_addr_t>;
-/** Those of the platform records too. */
+/** These, and the types of the platform records. */
 using Read = Types<int, unsigned long, std::string, Velmor::GPIO::pin, io_value_t, led_color_t, bool,
                    mrfi_device_type_t, mrfi_addr_t, char, unsigned int>;
 
-/** Calls with one of the types. */
+/** Calls the action with one of the types. */
 template <typename... Values, typename Action>
 void with_one_of(Types<Values...>, Input& input, Action action) {
     const unsigned chosen = input.choice(sizeof...(Values));
@@ -225,7 +225,7 @@ void compare_writing(Input& input) {
 
 // ---- Values one after the other ------------------------------------------------------------------------------------
 
-/** A file's text as one of the two takes it. */
+/** A file's text, taken by one of the two. */
 class StandardText {
 public:
     explicit StandardText(const std::string& path) : stream_(path) { stream_.exceptions(std::ios::badbit); }
@@ -285,7 +285,7 @@ std::string taken(Text& text) {
     } else {
         Value value{};
         const bool fits = text.take(value);
-        // What a failure leaves of a flag is of no use to anybody.
+        // The value of a flag after a failure does not matter.
         const bool stored = fits || !std::is_same_v<Value, bool>;
         return (fits ? "value " : "no value ") + (stored ? shown(value) : "");
     }
@@ -318,7 +318,7 @@ void compare_piece(Input& input) {
         std::istringstream stream(text);
         stream >> std::setbase(base);
         std::string_view piece = text;
-        // Twice: what follows a number may be another.
+        // Twice: another number may follow the first.
         for (int i = 0; i < 2; ++i) {
             Number standard = untouched;
             Number ours = untouched;
