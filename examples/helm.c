@@ -1,13 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * A small application at the helm: it shows the unit that it runs on, dims the display while the unit is hot, and has
- * the watchdog restart the unit in case the application itself should hang.
+ * the watchdog restart the unit if the application itself hangs.
  *
  *   cc -std=c99 helm.c $(pkg-config --cflags --libs velmor) -o helm && ./helm
  *
- * With --hang it does hang in the end. HAZARD: the watchdog then restarts the unit.
+ * With --hang it hangs at the end. HAZARD: the watchdog then restarts the unit.
  *
- * Exit status: 0; 1 where a call has failed; 2 wrong use. A part that this unit does not carry is no failure.
+ * Exit status: 0 on success; 1 if a call failed; 2 for wrong usage. A part that this unit does not have is not a
+ * failure.
  */
 #define _POSIX_C_SOURCE 200112L /* sleep(), pause(). NOLINT(bugprone-reserved-identifier) */
 
@@ -18,20 +19,20 @@
 
 #include <velmor.h>
 
-enum { full_light = 255, dimmed_light = 64, watchdog_timeout_s = 3 };
+enum { full_brightness = 255, dimmed_brightness = 64, watchdog_timeout_s = 3 };
 
 static int failures;
 static char absent[200];
 
-/* A whole table or sentence at once, and before what is done next. */
+/* Prints a whole table or sentence at once, before the program goes on. */
 static void say(const char* text) {
     printf("%s\n", text);
     fflush(stdout);
 }
 
 /*
- * Whether a call was answered. A part that the unit does not carry goes to the last line of the table. For every call
- * that fails the library has already said on standard error which one it was, and why.
+ * Whether a call succeeded. A part that the unit does not have is named in the last line of the table. For every call
+ * that fails, the library has already printed on standard error which one it was, and why.
  */
 static bool answered(const char* part, int result) {
     if (result == 0) return true;
@@ -69,7 +70,7 @@ static void show_display(void) {
     const int result = display_get(0, &on);
 
     if (result == -1) {
-        printf("  %-18s this kernel does not tell whether it is on\n", "display");
+        printf("  %-18s this kernel does not report whether it is on\n", "display");
     } else if (answered("display", result)) {
         printf("  %-18s %s\n", "display", on ? "on" : "off");
     }
@@ -105,7 +106,7 @@ static void show_connections(void) {
         printf("  %-18s %d Hz, %d %% high\n", "PWM line", (int)pwm.frequency, (int)pwm.duty);
 }
 
-/* Asked only to tell whether they are there. */
+/* Queried only to see which of these the unit has. */
 static void show_absent(void) {
     mrfi_device_type_t radio = 0;
     car_motion_t motion;
@@ -121,26 +122,29 @@ static void show_absent(void) {
     if (absent[0] != '\0') printf("  %-18s %s\n", "not on this unit", absent);
 }
 
-/* Full light while the unit is cool, little light from its "hot" trip point on. Ends when it has cooled down. */
+/*
+ * Full brightness while the unit is cool, a dimmed display from its "hot" trip point on. Ends when the unit has cooled
+ * down.
+ */
 static int watch_temperature(void) {
-    const int patience = 10; /* looks, one a second */
+    const int patience = 10; /* readings, one per second */
     thermal_state_t zone;
     bool dimmed = false;
     int result = 0;
 
-    say("  full light");
-    result = backlight_set(0, full_light);
+    say("  full brightness");
+    result = backlight_set(0, full_brightness);
     for (int look = 0; look < patience && result == 0; look++) {
         result = thermal_state_get(0, &zone);
         if (result != 0) break;
         printf("  %.1f degrees Celsius: ", zone.temp / 1000.0);
         if (!dimmed && zone.temp >= zone.hot) {
             say("hot, the display is dimmed");
-            result = backlight_set(0, dimmed_light);
+            result = backlight_set(0, dimmed_brightness);
             dimmed = true;
         } else if (dimmed && zone.temp < zone.active) {
-            say("cool again, the display gets its full light back");
-            return backlight_set(0, full_light);
+            say("cool again, the display is back at full brightness");
+            return backlight_set(0, full_brightness);
         } else {
             say(dimmed ? "not cool yet" : "cool");
         }
@@ -149,11 +153,11 @@ static int watch_temperature(void) {
     return result;
 }
 
-/* HAZARD: from watchdog_enable() on the unit restarts unless it is fed. */
+/* HAZARD: from watchdog_enable() on, the unit restarts unless the watchdog is fed. */
 static int watch_over_itself(bool hang) {
     int result = 0;
 
-    printf("  armed: unfed for %d s it restarts the unit\n", watchdog_timeout_s);
+    printf("  armed: it restarts the unit if it is not fed for %d s\n", watchdog_timeout_s);
     fflush(stdout);
     result = watchdog_enable(watchdog_timeout_s);
     if (result != 0) return result;
@@ -163,7 +167,7 @@ static int watch_over_itself(bool hang) {
         result = watchdog_refresh();
     }
     if (hang && result == 0) {
-        say("  the program hangs now, and feeds it no more");
+        say("  the program hangs now and no longer feeds it");
         for (;;) pause();
     }
     return watchdog_disable() != 0 ? -1 : result;
@@ -176,7 +180,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: helm [--hang]; HAZARD: --hang lets the watchdog restart the unit\n");
         return 2;
     }
-    /* On a terminal too: a table is not torn apart by other programs' lines. */
+    /* On a terminal too, so that other programs' lines do not interrupt a table. */
     setvbuf(stdout, NULL, _IOFBF, BUFSIZ);
 
     say("\n1. The unit");
@@ -186,7 +190,7 @@ int main(int argc, char** argv) {
     show_connections();
     show_absent();
     if (failures > 0) return 1;
-    say("\n2. The temperature, and the light that follows it");
+    say("\n2. The temperature, and the brightness that follows it");
     if (watch_temperature() != 0) return 1;
     say("\n3. The watchdog, which restarts a unit that hangs");
     return watch_over_itself(hang) == 0 ? 0 : 1;

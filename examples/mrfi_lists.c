@@ -2,9 +2,9 @@
 /*
  * Lists the connections of a short-range radio interface and the devices that it has seen.
  *
- *   mrfi_lists [INTERFACE]     interface 0 where none is given
+ *   mrfi_lists [INTERFACE]     by default interface 0
  *
- * Exit status: 0; 1 where the board has no such interface or the call failed; 2 wrong use.
+ * Exit status: 0 on success; 1 if the board has no such interface or a call failed; 2 for wrong usage.
  */
 #include <stdio.h>
 #include <stdlib.h>

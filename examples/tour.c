@@ -1,14 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * A tour of the device: queries everything that libvelmor can query, sets what can be set, and reads it back where that
- * is possible. Light and lines are left as they were; antennas, multiplexer and alternate functions, which cannot be
- * queried, end in their first position. It never calls a power function.
+ * is possible. Brightness and lines are left as they were; antennas, multiplexer and alternate functions, which cannot
+ * be queried, end in their first position. It never calls a power function.
  *
  *   cc -std=c99 tour.c $(pkg-config --cflags --libs velmor) -o tour && ./tour
  *
- * Exit status: 0 when every call was answered, by a value or by "this device has none" (EOPNOTSUPP), 1 otherwise. Two
- * more answers are taken as such and said: a kernel that does not tell the display's state, and a plain file that
- * stands where the watchdog should be.
+ * Exit status: 0 if every call returned a value or "this device has none" (EOPNOTSUPP), 1 otherwise. Two other results
+ * are printed but are not failures: a kernel that does not report the display's state, and a plain file in place of the
+ * watchdog.
  */
 #include <errno.h>
 #include <stdio.h>
@@ -18,7 +18,7 @@
 
 static int failures;
 
-/* The library has already said on standard error what went wrong; here it is counted, and told from "none". */
+/* The library has already printed on standard error what went wrong. This counts the failures; "none" is not one. */
 static bool answered(const char* what, int result) {
     if (result >= 0) return true;
     if (result == -EOPNOTSUPP) {
@@ -95,7 +95,7 @@ static void tour_light(void) {
             if (!answered("backlight", backlight_set(0, levels[i]))) continue;
             if (!answered("backlight", backlight_get(0, &now))) continue;
             printf("  %-22s set to %u, reads %u of 255\n", "backlight", (unsigned)levels[i], (unsigned)now);
-            /* A level between these is rounded to the next that the driver has. */
+            /* A level between these is rounded to the nearest that the driver has. */
             agree("backlight", (levels[i] == 0) == (now == 0) && (levels[i] == 255) <= (now == 255));
         }
         answered("backlight", backlight_set(0, before > 255 ? 255 : before));
@@ -113,7 +113,7 @@ static void tour_light(void) {
             break;
         case -EOPNOTSUPP: answered("display", -EOPNOTSUPP); break;
         case -1:
-            printf("  %-22s this kernel does not tell whether it is on\n", "display");
+            printf("  %-22s this kernel does not report whether it is on\n", "display");
             if (answered("display", display_set(0, 0)) && answered("display", display_set(0, 1)))
                 printf("  %-22s switched off and on\n", "display");
             break;
@@ -261,7 +261,7 @@ static void tour_watchdog(void) {
     headline("Watchdog");
     result = watchdog_enable(30);
     if (result == -ENOTTY) {
-        printf("  %-22s opened; a plain file stands in its place and takes no timeout\n", "watchdog");
+        printf("  %-22s opened; a plain file is in its place and accepts no timeout\n", "watchdog");
     } else if (answered("watchdog", result)) {
         printf("  %-22s armed, 30 s\n", "watchdog");
         if (answered("watchdog", watchdog_refresh())) printf("  %-22s fed\n", "watchdog");
