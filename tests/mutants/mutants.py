@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Mutants of src/, and whether the tests tell them from the library: scripts/mutants has the usage."""
+"""Makes mutants of src/ and shows which of them the tests notice. scripts/mutants has the usage."""
 import collections
 import fcntl
 import filecmp
@@ -19,9 +19,9 @@ import traceback
 here = pathlib.Path(__file__).resolve().parent
 root = here.parents[1]
 folder = root / "build/mutants"
-place = folder / "here"  # where every copy of the tree believes to be, so that it may be copied with all it has built
+place = folder / "here"  # where each copy of the tree is mounted, so that its build can be copied too
 
-# That test becomes a second user, of whom a user namespace of one's own has none.
+# The excluded test switches to a second user, which a user namespace made by an ordinary user does not have.
 os.environ |= {"GTEST_FAIL_FAST": "1", "GTEST_BRIEF": "1", "GTEST_FILTER": "-PowerRunProgram.RefusedProcessIsTheError"}
 
 token = re.compile(r"""(?P<skipped>//[^\n]*|/\*.*?\*/|^[ ]*\#[^\n]*|\[\[.*?\]\])
@@ -35,8 +35,8 @@ other_binary = {text: [other for other in group if other != text] for group in b
 other_token = {"++": ["--"], "--": ["++"], "!": [""], "true": ["false"], "false": ["true"],
                "?": ["&& false ?", "|| true ?"]}
 no_mutants = re.compile(r"\b(static_assert|using|asm|namespace|template|__attribute__|virtual .* = 0;)")
-# Alone on its line or between braces, and an expression: unlike in a declaration no blank comes before the first
-# parenthesis or assignment.
+# A statement that is alone on its line or between braces, and an expression: unlike a declaration, it has only one word
+# before the first parenthesis or assignment.
 statement_place = re.compile(r"^ +([^;]*;)(?=$|  //)|(?<=\{ )([^{};]*;)(?= \})")
 statement = re.compile(r"(?:(?:delete|throw) )?[\w*:.\[\]>+-]+(?:<[\w:]+>)?(?:\(.*\)| [-+*/&|^<>]*= .*)?;")
 
@@ -62,12 +62,12 @@ def closed(text):
 
 
 def parenthesis_end(line, begin):
-    """Where the parenthesis closes that opens here; 0 where it does not on this line."""
+    """Where the parenthesis that opens here is closed; 0 if not on this line."""
     return next((end for end in range(begin, len(line)) if line[end] == ")" and closed(line[begin:end + 1])), 0)
 
 
 def mutants_of_line(line, tokens, chance):
-    """The lines that may stand for this one."""
+    """The lines that this one can be changed to."""
     for kind, text, begin in tokens:
         end = begin + len(text)
         others = []
@@ -92,7 +92,7 @@ def mutants_of_line(line, tokens, chance):
 
 
 def mutants(sources, seed):
-    """All there are, in an order that the seed decides: (file, index of the line, what stands for it)."""
+    """All mutants, in an order that depends on the seed: (file, index of the line, changed line)."""
     chance = random.Random(seed)
     rounds = []
     for file, lines in sources.items():
@@ -109,12 +109,12 @@ def mutants(sources, seed):
             others = sorted(set(mutants_of_line(lines[index], of_line, chance)) - {lines[index]})
             chance.shuffle(others)
             rounds += [(turn, chance.random(), file, index, other) for turn, other in enumerate(others)]
-    # One of every line, then another of every line: a table's constants are no more than other lines.
+    # One of every line, then another of every line, so that tables of constants do not outnumber other lines.
     return [mutant[2:] for mutant in sorted(rounds)]
 
 
 def described(file, lines, index, new):
-    """A mutant as equivalent.txt has it: its file, the line before it, the line, what stands for it."""
+    """A mutant as equivalent.txt lists it: its file, the line before, the line, the changed line."""
     return f"{file}\n  {lines[index - 1].strip()}\n- {lines[index].strip()}\n+ {new.strip()}"
 
 
@@ -137,14 +137,14 @@ class Failed(Exception):
 
 
 class Copy:
-    """The tree, with what is built of it."""
+    """A copy of the tree, with its build."""
 
     def __init__(self, number):
         self.path = folder / str(number)
         self.path.mkdir(parents=True, exist_ok=True)
 
     def run(self, command, timeout=None):
-        """Where this copy is in its place. Throws Failed with what was printed last."""
+        """Run a command with this copy mounted in its place. Raises Failed with the end of the output."""
         enter = 'mount --bind "$0" "$1" && cd "$1" && shift && exec setpriv --pdeathsig KILL "$@"'
         process = subprocess.Popen(
             ["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", enter, self.path, place, *command],
@@ -152,7 +152,7 @@ class Copy:
         try:
             output = process.communicate(timeout=timeout)[0]
         except subprocess.TimeoutExpired:
-            process.kill()  # it has become the enclosure's "unshare", with which all in there ends
+            process.kill()  # it is now the enclosure's "unshare", and everything in there ends with it
             process.communicate()
             raise Failed(f"more than {timeout:.0f} s") from None
         output = output.decode(errors="replace")
@@ -161,7 +161,7 @@ class Copy:
         return output
 
     def take_over(self):
-        """Bring the tree up to date, and leave alone what is the same: that need not be built again."""
+        """Bring the tree up to date. Files that are the same are left alone, so they are not built again."""
         listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=root,
                                 check=True, capture_output=True, text=True).stdout
         names = {name for name in listed.split("\0") if name and (root / name).is_file()}
@@ -176,7 +176,7 @@ class Copy:
                 shutil.copy(root / name, file)
 
     def become(self, other):
-        """The same files with the same times: what the other one has built is not built again."""
+        """Take the other copy's files and their times, so that what it has built is not built again."""
         for directory, folders, names in os.walk(other.path):
             own = self.path / os.path.relpath(directory, other.path)
             own.mkdir(exist_ok=True)
@@ -200,13 +200,13 @@ class Copy:
         try:
             self.run(command)
         except Failed:
-            self.run(command)  # a failure that does not repeat is the machine's
+            self.run(command)  # once more: a failure that does not repeat is the machine's
 
     def test(self, command, timeout):
         self.run([here / "enclosure", place, *command], timeout)
 
     def optimised(self, source):
-        """The bytes of the object that is made of this file, or None where it does not compile."""
+        """The bytes of the optimised object of this file."""
         commands = json.loads((self.path / "build/compile_commands.json").read_text())
         command = next(entry["command"] for entry in commands if entry["file"] == str(place / "tree" / source))
         command = shlex.split(command.replace(" -O0 ", " -O2 "))
@@ -216,7 +216,7 @@ class Copy:
 
 
 class Tests:
-    """The programs that tell a mutant, by what they cost."""
+    """The programs that can notice a mutant, and what they cost."""
 
     quick = re.compile("unit_|device_|golden$")
     slow = ["system_tests", "first_line_check", "last_words_check", "dlclose_check", "record_tests", "memory_tests",
@@ -239,7 +239,7 @@ class Tests:
             print(f"  {self.seconds[name]:5.1f} s  {name}", flush=True)
 
     def in_order(self, file):
-        """Those first that have killed most in this file for their time, then its own room's, then by cost."""
+        """First those that have killed most in this file for their time, then those of its own folder, then by cost."""
         own = [f"{kind}_{file.split('/')[1]}" for kind in ("unit", "device")]
         return sorted(self.commands, key=lambda name: (
             -self.kills[file, name] / self.seconds[name], name in self.slow, name not in own, self.seconds[name]))
@@ -249,7 +249,7 @@ class Tests:
 
 
 class Trial:
-    """Mutants one after another, in every copy at once."""
+    """A run of mutants, one after another in each copy."""
 
     def __init__(self, count, first, seed, tests, unchanged):
         self.count, self.next, self.tests, self.unchanged = count, first, tests, unchanged
@@ -275,7 +275,7 @@ class Trial:
         return len(self.verdicts["killed"]) + len(self.verdicts["survived"])
 
     def draw(self):
-        """The next one's number; None when there are enough. What runs may turn out not to count."""
+        """The number of the next mutant; None if there are enough. One that is running may turn out not to count."""
         with self.state:
             self.state.wait_for(lambda: self.counted() + self.running < self.count or self.counted() >= self.count)
             if self.counted() >= self.count or self.next > len(self.sequence):
@@ -323,19 +323,19 @@ class Trial:
                 copy.build([name] if name != "layout" else ["velmor"])
             except Failed:
                 return "killed", f"{name} does not compile"
-            # Twice: a test that fails or hangs on a busy machine has noticed nothing.
+            # Twice: a test that fails or hangs because the machine is busy has noticed nothing.
             if self.fails(copy, name) is not None and (failure := self.fails(copy, name)) is not None:
                 self.tests.kills[file, name] += 1
                 return "killed", name + failure
         return "survived", ""
 
     def fails(self, copy, name):
-        """What is to be said of the failure; None where there is none."""
+        """What to print about the failure; None if there is none."""
         try:
             copy.test(self.tests.commands[name], self.tests.limit(name))
         except Failed as failure:
             if str(failure).endswith("\nstatus 99"):
-                raise  # the enclosure is not what it must be
+                raise  # the enclosure is not as it must be
             return f", {failure}" if str(failure).startswith("more than") else ""
         return None
 
@@ -358,7 +358,7 @@ def main():
     try:
         fcntl.flock(only_run, fcntl.LOCK_EX | fcntl.LOCK_NB)
     except BlockingIOError:
-        print("another run is in build/mutants")
+        print("another run is using build/mutants")
         sys.exit(2)
     unchanged = Copy(0)
     unchanged.take_over()
