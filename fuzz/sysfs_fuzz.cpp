@@ -51,7 +51,7 @@ std::string content() {
     return {bytes, static_cast<std::size_t>(pread(file(), bytes, sizeof bytes, 0))};
 }
 
-// ---- The standard's way ---------------------------------------------------------------------------------------------
+// ---- The standard streams ------------------------------------------------------------------------------------------
 
 void extract(std::istream& stream, auto& value) {
     stream >> value;

@@ -21,7 +21,7 @@ public:
 
     /** 1 starts, 0 stops, any other level does nothing. */
     void set(const io_value_t& value) override;
-    /** 1 when "status" reads exactly 1, else 0. */
+    /** 1 if "status" reads exactly 1, else 0. */
     io_value_t get() override;
 
     void set_duty(std::uint32_t percent) override { channel_.set_duty(percent); }
