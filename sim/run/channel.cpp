@@ -17,11 +17,12 @@ constexpr std::size_t size = offsetof(Message, descriptor);
 
 }  // namespace
 
-std::pair<Channel, Channel> Channel::open() {
+void Channel::open(Channel& one, Channel& other) {
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
         throw std::system_error(errno, std::system_category(), "socketpair");
-    return {Channel(ends[0]), Channel(ends[1])};
+    one.end_ = Descriptor(ends[0]);
+    other.end_ = Descriptor(ends[1]);
 }
 
 bool Channel::send(Message message) const {

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <optional>
-#include <utility>
 
 #include "common/descriptor.h"
 
@@ -40,9 +39,8 @@ struct Message {
 /** One end of the talk between them. */
 class Channel {
 public:
-    Channel() = default;
-    /** Both ends. Throws std::system_error. */
-    static std::pair<Channel, Channel> open();
+    /** Make these the two ends. Throws std::system_error. */
+    static void open(Channel& one, Channel& other);
 
     /** Send it, and close its descriptor here. False when nobody listens. */
     bool send(Message message) const;
@@ -53,8 +51,6 @@ public:
     int descriptor() const { return end_.get(); }
 
 private:
-    explicit Channel(int end) : end_(end) {}
-
     Descriptor end_;
 };
 

@@ -270,7 +270,7 @@ void FileSystem::getattr(fuse_req_t request, fuse_ino_t inode) {
     fuse_reply_attr(request, &attributes, 0);
 }
 
-void FileSystem::readlink(fuse_req_t request, fuse_ino_t inode) {
+void FileSystem::readlink(fuse_req_t request, fuse_ino_t inode) const {
     if (InnerProc::is_link(inode)) {
         fuse_reply_readlink(request, inner_proc.target(inode).c_str());
     } else if (const auto* link = dynamic_cast<const Link*>(model_.tree.by_inode(inode))) {

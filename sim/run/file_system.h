@@ -68,7 +68,7 @@ private:
 
     void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);
     void getattr(fuse_req_t request, fuse_ino_t inode);
-    void readlink(fuse_req_t request, fuse_ino_t inode);
+    void readlink(fuse_req_t request, fuse_ino_t inode) const;
     void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset);
     void open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info);
     void refuse_creation(fuse_req_t request, fuse_ino_t parent, const std::string& name, int error, bool record);

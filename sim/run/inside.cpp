@@ -52,7 +52,7 @@ void kill_children() {
 }  // namespace
 
 pid_t Inside::start(bool own_pids, Channel& channel) {
-    auto [outer, inner] = Channel::open();
+    Channel::open(channel, channel_);
     const uid_t user = geteuid();
     const gid_t group = getegid();
     const unsigned long flags =
@@ -67,11 +67,10 @@ pid_t Inside::start(bool own_pids, Channel& channel) {
     }
     if (first == 0) {
         // Open here as well, it would hide that the simulator has gone.
-        outer = Channel();
-        channel_ = std::move(inner);
+        channel = Channel();
         first_process(own_pids, user, group);
     }
-    channel = std::move(outer);
+    channel_ = Channel();
     return first;
 }
 
