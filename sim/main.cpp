@@ -39,29 +39,30 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
     run->add_option("--board", options.board, "A board file, or a name that \"velmor-sim boards\" lists")
         ->type_name("FILE|NAME")
         ->default_str("device");
-    run->add_option("--set", options.set, "One value at the start; again for more")
+    run->add_option("--set", options.set, "Set a value at the start; may be repeated")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
-    run->add_option("--raw", options.raw, "Show exactly this text (\\n and \\xHH are understood)")
+    run->add_option("--raw", options.raw, "Show exactly this text; \\n, \\t and \\xHH are escapes")
         ->type_name("NAME=TEXT")
         ->allow_extra_args(false);
-    run->add_option("--trace", options.trace, "Record every act, as JSON lines")->type_name("FILE");
-    run->add_flag("--explain", options.explain, "Print every act on standard error, for people");
-    run->add_option("--fault", options.faults, "Make the N-th such act fail, or every one")
+    run->add_option("--trace", options.trace, "Record every act as a JSON line in this file")->type_name("FILE");
+    run->add_flag("--explain", options.explain, "Print every act on standard error, in words");
+    run->add_option("--fault", options.faults, "Make the N-th matching act fail, or all of them")
         ->type_name("PATH:OP:ERRNO[:N]")
         ->allow_extra_args(false);
-    run->add_option("--delay", options.delays, "Make such acts take that long")
+    run->add_option("--delay", options.delays, "Delay matching acts by MS milliseconds")
         ->type_name("PATH:OP:MS")
         ->allow_extra_args(false);
-    run->add_option("--script", options.script, "Do these commands while the program runs")->type_name("FILE");
-    run->add_option("--name", options.name, "What second terminals call this run (default: its process number)");
+    run->add_option("--script", options.script, "Run the commands of this file while the program runs")
+        ->type_name("FILE");
+    run->add_option("--name", options.name, "Name of this run for second terminals (default: its process id)");
     run->add_option("program", options.program, "The program and its arguments")->required();
     run->prefix_command(false);
     run->positionals_at_end();
     run->footer(
-        "Exit status: the program's own; 120 when the watchdog has bitten, 121 after a restart, 122 after a "
-        "power-off,\n"
-        "123 when the script failed, 125 when the device could not start, 126 and 127 when the program could not.\n\n"
+        "Exit status: that of the program, or 120 after the watchdog has bitten, 121 after a restart, 122 after a\n"
+        "power-off, 123 if the script failed, 125 if the device could not start, 126 or 127 if the program could not\n"
+        "be run.\n\n"
         "Example:\n  velmor-sim run --explain --set thermal.temp=91000 -- ./my-app --verbose");
     return run;
 }
@@ -74,32 +75,32 @@ int act(int argc, char** argv) {
         "  velmor-sim run -- ./my-app\n"
         "  velmor-sim set thermal.temp 91000\n"
         "  velmor-sim wait-for 'backlight.brightness<3'\n\n"
-        "velmor-sim COMMAND --help says more of each.");
+        "For the options of a command: velmor-sim COMMAND --help");
 
     RunOptions options;
     const auto* run_command = add_run(app, options);
     const auto* boards_command = app.add_subcommand("boards", "List the boards that come with the program");
-    const auto* runs_command = app.add_subcommand("runs", "List what is running");
+    const auto* runs_command = app.add_subcommand("runs", "List the names of the active runs");
 
     std::string name;
     std::vector<std::string> words;
     std::vector<std::pair<const CLI::App*, std::string>> controls;
     const auto add_control = [&](const std::string& command, const std::string& what, const std::string& usage) {
         auto* control = app.add_subcommand(command, what);
-        control->add_option("--name", name, "Which run, when there are several");
+        control->add_option("--name", name, "The run to use; needed if there are several");
         control->add_option("words", words, usage)->type_name("");
         control->positionals_at_end();
         controls.emplace_back(control, command);
     };
     add_control("set", "Change a value as the hardware would", "NAME VALUE");
-    add_control("raw", "Show exactly this text, whatever it is", "NAME TEXT");
+    add_control("raw", "Make an attribute show exactly this text", "NAME TEXT");
     add_control("get", "Print a value", "NAME");
-    add_control("list", "Print all values and their files", "[PATTERN]");
+    add_control("list", "Print all values, or those that match, and their files", "[PATTERN]");
     add_control("watch", "Print values whenever they change, until the run ends", "NAME...");
-    add_control("wait-for", "Wait until a value is so, 10 s at most or TIME", "CONDITION [TIME]");
-    add_control("fault", "Make the N-th such act from now on fail, or every one", "PATH:OP:ERRNO[:N]");
-    add_control("delay", "Make such acts take that long", "PATH:OP:MS");
-    add_control("clear", "Forget all faults and delays", "");
+    add_control("wait-for", "Wait until a condition holds, for at most TIME (default: 10 s)", "CONDITION [TIME]");
+    add_control("fault", "Make the N-th matching act from now on fail, or all of them", "PATH:OP:ERRNO[:N]");
+    add_control("delay", "Delay matching acts by MS milliseconds", "PATH:OP:MS");
+    add_control("clear", "Remove all faults and delays", "");
 
     try {
         app.parse(argc, argv);

@@ -20,10 +20,10 @@ namespace VelmorSim {
 
 namespace {
 
-using json = nlohmann::ordered_json;  // "set" acts in the order of the file
+using json = nlohmann::ordered_json;  // "set" is applied in the order of the file
 namespace fs = std::filesystem;
 
-/** The built tree's boards first, so that an installed set never hides the one that is worked on. */
+/** In the build directory the source tree's boards come first, so that installed ones do not hide them. */
 std::vector<fs::path> board_directories() {
     std::error_code error;
     const auto program = fs::read_symlink("/proc/self/exe", error).parent_path();
@@ -42,14 +42,14 @@ json read_file(const std::string& file) {
     try {
         return json::parse(stream);
     } catch (const json::parse_error& error) {
-        // The library's text begins with its own error number.
+        // Drop the library's error number from the start of its text.
         std::string text = error.what();
         text.erase(0, text.find("] ") + 2);
-        throw BoardError(file + ": is not JSON: " + text);
+        throw BoardError(file + ": is not valid JSON: " + text);
     }
 }
 
-/** Where a board's file is: a path, or a name among the boards that come with the program. */
+/** The path of a board's file. `board` is a path, or the name of a board that comes with the program. */
 std::string board_file(const std::string& board) {
     if (board.find('/') != std::string::npos || board.find('.') != std::string::npos) return board;
     for (const auto& directory : board_directories()) {
@@ -95,7 +95,8 @@ void load(const std::string& file, Model& model, std::set<std::string> without, 
     for (auto& device : board.objects("devices")) make_device(model, device, without, made);
     if (depth == 0) {
         for (const auto& name : without) {
-            if (!made.contains(name)) board.refuse("without", "names of devices of the base; there is no " + name);
+            if (!made.contains(name))
+                board.refuse("without", "names of devices of the base board; there is no " + name);
         }
     }
     if (board.has("set")) {
@@ -103,7 +104,7 @@ void load(const std::string& file, Model& model, std::set<std::string> without, 
         for (const auto& name : values.keys()) {
             const auto value = values.scalar(name);
             auto* known = model.value(name);
-            if (known == nullptr) values.refuse(name, "under a name that \"velmor-sim list\" shows");
+            if (known == nullptr) values.refuse(name, "the value of a name that \"velmor-sim list\" shows");
             if (const auto right = known->set(value); !right.empty()) values.refuse(name, right);
         }
     }
@@ -162,7 +163,7 @@ void set_value(Model& model, const std::string& name, const std::string& value) 
 void set_raw(Model& model, const std::string& name, const std::string& text) {
     auto* attribute = dynamic_cast<Attribute*>(model.value(name));
     if (attribute == nullptr)
-        throw std::invalid_argument(name + ": is no attribute's name or path, so it shows no text");
+        throw std::invalid_argument(name + ": is not an attribute, and only attributes show raw text");
     attribute->show_raw(unescape(text));
 }
 

@@ -7,14 +7,14 @@
 
 namespace VelmorSim {
 
-/** Owner of one open descriptor, or of none. */
+/** Owns one open descriptor, or none. */
 class Descriptor {
 public:
     Descriptor() = default;
-    /** What a system call has opened, or -1. */
+    /** Takes the result of a system call: an open descriptor, or -1. */
     explicit Descriptor(int opened) : fd_(opened) {}
     Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
-    /** The other one closes what was open here. */
+    /** Swaps the two: what was open here is closed when `other` is destroyed. */
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(fd_, other.fd_);
         return *this;
@@ -26,9 +26,9 @@ public:
     }
 
     bool is_open() const { return fd_ >= 0; }
-    /** For a system call; -1 where nothing is open. */
+    /** The descriptor, or -1 if none is open. */
     int get() const { return fd_; }
-    /** From now on the caller owns it. */
+    /** The descriptor, which the caller owns from now on. */
     int release() { return std::exchange(fd_, -1); }
 
 private:

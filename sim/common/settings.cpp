@@ -18,7 +18,7 @@ std::string shown(const nlohmann::ordered_json& value) {
     return text;
 }
 
-/** Whole, and not beyond what a signed number holds. */
+/** Whether it is a whole number that fits std::int64_t. */
 bool is_whole(const nlohmann::ordered_json& value) {
     constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     return value.is_number_integer() && (!value.is_number_unsigned() || value.get<std::uint64_t>() <= most);
@@ -50,7 +50,7 @@ void Settings::refuse(const std::string& key, const std::string& right) const {
 
 std::string Settings::text(const std::string& key) {
     const auto* value = get(key);
-    if (value == nullptr || !value->is_string()) refuse(key, "a text");
+    if (value == nullptr || !value->is_string()) refuse(key, "a string");
     return value->get<std::string>();
 }
 
@@ -74,7 +74,7 @@ std::int64_t Settings::number(const std::string& key, std::int64_t lowest, std::
 std::string Settings::scalar(const std::string& key) {
     const auto* value = get(key);
     if (value != nullptr && value->is_string()) return value->get<std::string>();
-    if (value == nullptr || !value->is_number_integer()) refuse(key, "a text or a whole number");
+    if (value == nullptr || !value->is_number_integer()) refuse(key, "a string or a whole number");
     return value->dump();
 }
 
@@ -97,10 +97,10 @@ std::vector<Settings> Settings::objects(const std::string& key) {
 std::vector<std::string> Settings::texts(const std::string& key) {
     const auto* value = get(key);
     if (value == nullptr) return {};
-    if (!value->is_array()) refuse(key, "a list [...] of texts");
+    if (!value->is_array()) refuse(key, "a list [...] of strings");
     std::vector<std::string> all;
     for (const auto& item : *value) {
-        if (!item.is_string()) refuse(key, "a list [...] of texts");
+        if (!item.is_string()) refuse(key, "a list [...] of strings");
         all.push_back(item.get<std::string>());
     }
     return all;
@@ -131,11 +131,8 @@ void Settings::finish() const {
         if (asked_.contains(key)) continue;
         std::string known;
         for (const auto& name : asked_) known.append(known.empty() ? "" : ", ").append(name);
-        throw BoardError(std::string(place_)
-                             .append("/")
-                             .append(key)
-                             .append(": there is no such key; the keys here are ")
-                             .append(known));
+        throw BoardError(
+            std::string(place_).append("/").append(key).append(": unknown key; the keys here are ").append(known));
     }
 }
 

@@ -10,16 +10,19 @@
 
 namespace VelmorSim {
 
-/** A board file, or a value for the board, is wrong. The text says file, place and what would be right. */
+/** A board file is wrong. The text gives the file, the place in it and what would be valid. */
 class BoardError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/** One object of a board file: every key is asked for by its type, and what nobody asked for is refused. */
+/**
+ * One object of a board file. Each key is read as one type, and finish() rejects the keys that were not read. Wrong
+ * values throw BoardError.
+ */
 class Settings {
 public:
-    /** `place` is the file and the way to this object, for messages. */
+    /** `place` is the file and the path to this object in it, for messages. */
     Settings(const nlohmann::ordered_json& object, std::string place);
 
     const std::string& place() const { return place_; }
@@ -29,18 +32,19 @@ public:
     std::string text(const std::string& key, const std::string& otherwise);
     std::int64_t number(const std::string& key, std::int64_t lowest, std::int64_t highest);
     std::int64_t number(const std::string& key, std::int64_t lowest, std::int64_t highest, std::int64_t otherwise);
-    /** A text or a number, as text. */
+    /** A string or a whole number, as text. */
     std::string scalar(const std::string& key);
     Settings object(const std::string& key);
     /** The objects of a list; empty when the key is missing. */
     std::vector<Settings> objects(const std::string& key);
     std::vector<std::string> texts(const std::string& key);
     std::vector<std::int64_t> numbers(const std::string& key, std::int64_t lowest, std::int64_t highest);
-    /** All keys, for objects whose keys are names. */
+    /** All keys, for an object whose keys are names. */
     std::vector<std::string> keys();
 
-    /** Refuse the keys that nobody has asked for. */
+    /** Reject the object if it has a key that was not read. */
     void finish() const;
+    /** Throw BoardError: `key` is missing, or is not `right`. */
     [[noreturn]] void refuse(const std::string& key, const std::string& right) const;
 
 private:

@@ -9,15 +9,15 @@
 namespace VelmorSim {
 
 /**
- * A number as the kernel's attribute parsers take it: decimal, 0x hexadecimal or 0 octal, one newline may follow,
- * nothing else. 0, or -EINVAL (no number), or -ERANGE (beyond 64 bits).
+ * Parse a number as the kernel's attribute parsers do: decimal, hexadecimal after 0x or octal after 0, with or without
+ * a sign. One newline may follow. Returns 0, -EINVAL (not a number) or -ERANGE (more than INT64_MAX in magnitude).
  */
 int parse_number(std::string_view text, std::int64_t& number);
 
-/** The same text without one trailing newline, as the kernel compares words. */
+/** The text without one trailing newline, which the kernel ignores when it compares words. */
 std::string_view without_newline(std::string_view text);
 
-/** A decimal number and nothing else, as people give it. */
+/** A decimal number, or nothing if the text is anything else. */
 std::optional<std::int64_t> plain_number(std::string_view text);
 
 /** "a whole number from 0 to 7" */

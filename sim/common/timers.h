@@ -10,7 +10,7 @@
 
 namespace VelmorSim {
 
-/** What is to happen later, in the event loop. */
+/** Actions that the event loop runs later. */
 class Timers {
 public:
     using Clock = std::chrono::steady_clock;
@@ -18,9 +18,9 @@ public:
 
     Id after(Clock::duration delay, std::function<void()> action);
     void cancel(const Id& id) { actions_.erase(id); }
-    /** Do what is due. */
+    /** Run the actions that are due. */
     void run_due();
-    /** Do everything now, whatever it waits for: the run ends. */
+    /** Run all actions now, due or not: the run ends. */
     void run_all();
     std::optional<Clock::time_point> next() const;
 

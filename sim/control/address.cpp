@@ -13,7 +13,7 @@ namespace VelmorSim {
 
 namespace {
 
-/** The user as the machine knows them: inside a run they are called 0. */
+/** The user's id on the machine; inside a run geteuid() gives 0. */
 unsigned long user() {
     const unsigned long here = geteuid();
     std::ifstream map("/proc/self/uid_map");

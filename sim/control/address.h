@@ -10,8 +10,8 @@
 namespace VelmorSim {
 
 /**
- * Where a run listens: an abstract socket, which leaves nothing behind however the run ends. Others of the same user
- * may connect.
+ * The address on which a run listens: an abstract socket, which leaves nothing behind however the run ends. Only
+ * processes of the same user are served.
  */
 struct Address {
     explicit Address(const std::string& run);
@@ -24,7 +24,7 @@ struct Address {
 
 /** The names of this user's runs. */
 std::vector<std::string> running();
-/** Whether the process at the other end is this user's. */
+/** Whether the process at the other end belongs to this user. */
 bool is_own(int socket);
 
 }  // namespace VelmorSim

@@ -28,18 +28,18 @@ int send_command(const std::string& run, const Words& words) {
     std::string name = run;
     if (name.empty()) {
         const auto names = running();
-        if (names.empty()) return complain("nothing is running; start it with \"velmor-sim run -- PROGRAM\"");
+        if (names.empty()) return complain("no device is running; start one with \"velmor-sim run -- PROGRAM\"");
         if (names.size() > 1) {
             std::string all;
             for (const auto& each : names) all += " " + each;
-            return complain("more than one is running, say which by --name:" + all);
+            return complain("more than one device is running; choose one with --name:" + all);
         }
         name = names[0];
     }
     const Address address(name);
     const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.is_open() || connect(socket.get(), address.socket(), address.length) != 0)
-        return complain("no run of the name " + name + ": " + std::system_category().message(errno));
+        return complain("no run named " + name + ": " + std::system_category().message(errno));
     const auto line = nlohmann::json(words).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
     static_cast<void>(send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL));
 

@@ -8,8 +8,8 @@
 namespace VelmorSim {
 
 /**
- * Have a run do a command and print what it says. An empty name means the only run there is. 0 when it was done, 1 when
- * it failed, each failure with one line on standard error.
+ * Send a command to a run and print the answer. An empty name means the only run there is. Returns 0, or 1 after
+ * printing one line on standard error.
  */
 int send_command(const std::string& run, const Words& words);
 

@@ -77,7 +77,7 @@ std::string Commands::run(const Words& words) {
         faults_.clear();
         return {};
     }
-    throw std::invalid_argument("\"" + command + "\" is no command");
+    throw std::invalid_argument("\"" + command + "\" is not a command");
 }
 
 }  // namespace VelmorSim

@@ -12,12 +12,12 @@ class Model;
 
 using Words = std::vector<std::string>;
 
-/** The commands that are done at once, from a second terminal or a script. Wrong ones throw std::invalid_argument. */
+/** The commands that finish at once, from a second terminal or a script. */
 class Commands {
 public:
     Commands(Model& model, Faults& faults) : model_(model), faults_(faults) {}
 
-    /** set, raw, get, list, fault, delay or clear; the result is what to print. */
+    /** Run set, raw, get, list, fault, delay or clear. Returns what to print; throws std::invalid_argument. */
     std::string run(const Words& words);
     Model& model() const { return model_; }
 
@@ -26,7 +26,7 @@ private:
     Faults& faults_;
 };
 
-/** "2", "1.5s" or "200ms". Throws std::invalid_argument. */
+/** Parse a time such as "2", "1.5s" or "200ms". Throws std::invalid_argument. */
 std::chrono::milliseconds duration(const std::string& text);
 
 }  // namespace VelmorSim

@@ -10,7 +10,7 @@ class Model;
 /** NAME=VALUE, NAME!=VALUE, NAME<VALUE, NAME<=VALUE, NAME>VALUE or NAME>=VALUE. */
 class Condition {
 public:
-    /** Throws std::invalid_argument that says what would be right. */
+    /** Parse the condition. Throws std::invalid_argument with what would be valid. */
     Condition(Model& model, const std::string& text);
 
     bool holds(Model& model) const;

@@ -45,7 +45,7 @@ Script::Script(const std::string& file, Commands& commands) : file_(file), comma
     }
 }
 
-// What can be known before the start is refused before the start.
+// Rejects mistakes that can be found before the program starts.
 void Script::check(const Line& line) {
     const auto& words = line.words;
     if (words[0] == "sleep") {
@@ -58,7 +58,7 @@ void Script::check(const Line& line) {
         if (words.size() == 3) duration(words[2]);
     } else if (std::find(std::begin(known), std::end(known), words[0]) == std::end(known)) {
         throw std::invalid_argument("\"" + words[0] +
-                                    "\" is no command of a script; they are set, raw, get, list, fault, delay, clear, "
+                                    "\" is not a script command; those are set, raw, get, list, fault, delay, clear, "
                                     "sleep and wait-for");
     } else if (words[0] == "set" || words[0] == "raw" || words[0] == "get") {
         commands_.model().known_value(words.size() < 2 ? "" : words[1]);
@@ -85,7 +85,7 @@ bool Script::go_on(const Line& line) {
     if (!awaited_) {
         awaited_.emplace(commands_.model(), line.words[1]);
         const auto most = line.words.size() == 3 ? duration(line.words[2]) : std::chrono::milliseconds(patience);
-        deadline_ = timers.after(most, [this] { fail("it did not come to " + lines_[next_].words[1]); });
+        deadline_ = timers.after(most, [this] { fail("timed out waiting for " + lines_[next_].words[1]); });
     }
     if (!awaited_->holds(commands_.model())) return false;
     timers.cancel(*deadline_);

@@ -13,17 +13,17 @@
 namespace VelmorSim {
 
 /**
- * Commands from a file, one in each line: those of the second terminal, "sleep TIME" and "wait-for CONDITION [TIME]".
- * '#' begins a comment; a word with blanks stands in double quotes.
+ * Commands from a file, one per line: those of Commands, "sleep TIME" and "wait-for CONDITION [TIME]". '#' starts a
+ * comment. A word that contains blanks is in double quotes.
  */
 class Script {
 public:
-    /** Reads and checks the whole file; throws std::invalid_argument with file, line and what would be right. */
+    /** Read and check the whole file. Throws std::invalid_argument with file, line and what would be valid. */
     Script(const std::string& file, Commands& commands);
 
-    /** Do what can be done now. */
+    /** Run commands until one has to wait. */
     void step();
-    /** Called when a command fails, with file, line and reason. */
+    /** Called with file, line and reason when a command fails. */
     std::function<void(const std::string&)> failed;
 
 private:

@@ -33,7 +33,7 @@ Server::Server(const std::string& run, Commands& commands) : commands_(commands)
     listener_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!listener_.is_open() || bind(listener_.get(), address.socket(), address.length) != 0 ||
         listen(listener_.get(), queue) != 0)
-        throw std::system_error(errno, std::system_category(), "a run of the name " + run);
+        throw std::system_error(errno, std::system_category(), "cannot name the run " + run);
 }
 
 void Server::add_to(std::vector<pollfd>& events) const {
@@ -75,7 +75,7 @@ void Server::receive(Client& client) {
         client.received.clear();
         command(client, words);
     } catch (const nlohmann::json::exception&) {
-        end(client, false, "a command is a JSON list of words");
+        end(client, false, "the command is not a JSON list of words");
     } catch (const std::exception& error) {
         end(client, false, error.what());
     }
@@ -83,7 +83,7 @@ void Server::receive(Client& client) {
 
 void Server::command(Client& client, const Words& words) {
     constexpr std::chrono::seconds patience(10);
-    if (words.empty()) throw std::invalid_argument("there is no command");
+    if (words.empty()) throw std::invalid_argument("the command is empty");
     if (words[0] == "watch") {
         for (std::size_t i = 1; i < words.size(); i++) {
             client.watched.emplace_back(words[i], commands_.model().known_value(words[i]).get());
@@ -100,7 +100,7 @@ void Server::command(Client& client, const Words& words) {
         client.deadline = commands_.model().timers.after(most, [&client, condition = words[1]] {
             client.deadline.reset();
             client.awaited.reset();
-            end(client, false, "it did not come to " + condition);
+            end(client, false, "timed out waiting for " + condition);
         });
         return;
     }

@@ -16,17 +16,17 @@
 
 namespace VelmorSim {
 
-/** Answers the second terminals: one JSON line with a command from each, JSON lines back. */
+/** Serves second terminals: each sends one command as a JSON line and gets JSON lines back. */
 class Server {
 public:
-    /** Throws std::system_error where the name is taken. */
+    /** Listen under this name. Throws std::system_error if it is taken. */
     Server(const std::string& run, Commands& commands);
 
     void add_to(std::vector<pollfd>& events) const;
     void serve(const std::vector<pollfd>& events);
-    /** Something of the device may have changed. */
+    /** Call when the device may have changed: reports new values, and conditions that now hold. */
     void settle();
-    /** Tell everybody that the run is over. */
+    /** The run is over: end every command that is still running. */
     void finish();
 
 private:
@@ -35,7 +35,7 @@ private:
         std::string received{};
         std::optional<Condition> awaited{};
         std::optional<Timers::Id> deadline{};
-        /** The watched names with what was last told. */
+        /** The watched names, each with the value that was last sent. */
         std::vector<std::pair<std::string, std::string>> watched{};
         bool done = false;
     };

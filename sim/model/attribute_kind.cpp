@@ -9,7 +9,7 @@
 
 namespace VelmorSim {
 
-/** One number in a driver's own attribute: a reset or enable line, a switch. */
+/** A driver's attribute that holds one number: a reset or enable line, a switch. */
 const Kind attribute_kind("attribute", [](Model& model, const std::string& name, Settings& settings) {
     using limits = std::numeric_limits<std::int64_t>;
     const auto path = device_path(settings);

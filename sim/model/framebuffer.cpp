@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int64_t deepest = 4;
 
-/** The framebuffer core takes the leading digits of whatever is written, and its deepest level for anything above. */
+/** The framebuffer core parses the leading digits of what is written (none are 0) and caps the level. */
 class Blank : public NumberAttribute {
 public:
     explicit Blank(std::int64_t level) : NumberAttribute(0644, level, 0, deepest) {}

@@ -24,7 +24,7 @@ struct Chip {
     std::int64_t lines;
 };
 
-/** One line. Direction and level are the hardware's and stay when the line is given back. */
+/** One line. Direction and level belong to the hardware, so they survive an unexport. */
 struct Line {
     bool output = false;
     bool level = false;
@@ -41,7 +41,7 @@ public:
         : model_(model), path_(std::move(path)), place_(std::move(place)) {}
 
     std::vector<Chip> chips;
-    /** Lines that a driver has for itself. */
+    /** Lines that a driver has claimed: they cannot be exported. */
     std::set<std::int64_t> claimed;
 
     bool has(std::int64_t number) const {
@@ -149,7 +149,7 @@ std::unique_ptr<Value> level_value(Gpio& gpio, std::string_view text) {
     Line& line = gpio.line(*number);
     return std::make_unique<ComputedValue>([&line] { return std::string(line.level ? "1" : "0"); },
                                            [&gpio, &line](std::string_view level) -> std::string {
-                                               if (line.output) return "nothing: the line is an output now";
+                                               if (line.output) return "left out: the line is an output now";
                                                if (level != "0" && level != "1") return "0 or 1";
                                                gpio.drive(line, level == "1");
                                                return {};

@@ -22,7 +22,7 @@ namespace {
 
 using Keys = std::set<unsigned>;
 
-/** Codes and ranges separated by commas, as the kernel shows a bitmap: "102,114-116". */
+/** Codes and ranges separated by commas, as the kernel prints a bitmap: "102,114-116". */
 std::string list_text(const Keys& keys) {
     std::string text;
     for (auto key = keys.begin(); key != keys.end();) {
@@ -35,7 +35,7 @@ std::string list_text(const Keys& keys) {
     return text;
 }
 
-/** The kernel's bitmap parser: blanks and surplus commas do not count. Minus the errno when it is no list. */
+/** Parses like the kernel's bitmap parser: ignores blanks and surplus commas. Returns 0, or minus the errno. */
 int parse_list(std::string_view text, Keys& keys) {
     constexpr std::string_view gaps = ", \t\n";
     while (true) {

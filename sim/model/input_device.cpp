@@ -33,7 +33,7 @@ std::string bit_field(const std::set<unsigned>& set) {
     return field;
 }
 
-/** As much as there is room for; the result is the count, as the kernel gives it. */
+/** Copies as many bytes as there is room for and, like the kernel, returns their count. */
 int give(const std::string& bytes, std::size_t room, std::string& out) {
     out = bytes.substr(0, room);
     return static_cast<int>(out.size());

@@ -15,7 +15,7 @@
 
 namespace VelmorSim {
 
-/** An input event node: axes that are asked for by EVIOCGABS, and a stream of events for each open. */
+/** An input event node: axes, which EVIOCGABS reads, and a queue of events for each open file. */
 class InputDevice : public File {
 public:
     explicit InputDevice(std::string label) : File(S_IFREG | 0660), label_(std::move(label)) {}

@@ -10,8 +10,8 @@ class Model;
 class Settings;
 
 /**
- * A kind of device that board files may name. Each is one static object, in a source of its own, and stands in no list.
- * HAZARD: in a static library the linker would leave such sources out.
+ * A kind of device that board files may name. Each kind is one static object in a source file of its own, which adds
+ * itself to makers(). HAZARD: the linker would leave such files out of a static library.
  */
 class Kind {
 public:
@@ -20,13 +20,16 @@ public:
 
     Kind(const std::string& kind, Maker maker) { makers()[kind] = maker; }
 
-    /** Every kind's maker. */
+    /** The makers of all kinds, by the kind's name. */
     static std::map<std::string, Maker>& makers();
 };
 
-/** The absolute path under the key "path", in one of the trees that the device has. */
+/** The absolute path under `key`. Throws BoardError unless it is below one of the folders that a device may use. */
 std::string device_path(Settings& settings, const std::string& key = "path");
-/** Where the class device of this path stands: the key "place", or among the virtual devices. */
+/**
+ * The directory of the class device with this path: the key "place"; without it, one below "/sys/devices/virtual" for a
+ * path below "/sys/class", otherwise the path itself.
+ */
 std::string device_place(Settings& settings, const std::string& path);
 
 }  // namespace VelmorSim

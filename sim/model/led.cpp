@@ -16,13 +16,13 @@ namespace {
 
 constexpr std::int64_t brightest = 255;
 
-/** Red, green and blue, each 0 to 255, separated by blanks. */
+/** Red, green and blue, each 0 to 255, separated by spaces. */
 class Color : public Attribute {
 public:
     explicit Color(const std::array<std::int64_t, 3>& color) : Attribute(0644), color_(color) {}
 
     std::string set(std::string_view text) override {
-        return store(text) == 0 ? "" : "three whole numbers from 0 to 255, separated by blanks";
+        return store(text) == 0 ? "" : "three whole numbers from 0 to 255, separated by spaces";
     }
 
 protected:

@@ -19,15 +19,15 @@ namespace VelmorSim {
 struct Ending {
     enum class Cause { watchdog, restart, power_off };
     Cause cause;
-    /** For the record: what brought it about. */
+    /** For the record: what caused it. Empty if it is recorded already. */
     std::string command;
-    /** The restart's text, or nothing. */
+    /** The text of the restart call, or empty. */
     std::string text;
-    /** For people. */
+    /** The line for standard error. */
     std::string message;
 };
 
-/** The device as its kernel shows it: its files, and its values under names that people use. */
+/** The device as its kernel shows it: its files, and its values under the names that people use. */
 class Model {
 public:
     using Finder = std::function<std::unique_ptr<Value>(std::string_view rest)>;
@@ -36,23 +36,23 @@ public:
 
     Tree tree;
     Timers& timers;
-    /** Set by whoever runs the unit; called when it restarts or goes off. */
+    /** Called when the unit restarts or powers off. */
     std::function<void(const Ending&)> end;
-    /** Called when there is something to read from the descriptor. */
+    /** By descriptor: called when it can be read. */
     std::map<int, std::function<void()>> readers;
 
     void name(const std::string& name, Value& value) { values_[name] = &value; }
     void name(const std::string& name, ComputedValue::Getter getter, ComputedValue::Setter setter);
-    /** Values that are made when somebody asks: "gpio." and a number. */
+    /** Values that are made on first use, such as "gpio." and a number. */
     void name_family(const std::string& prefix, Finder finder) { families_[prefix] = std::move(finder); }
 
-    /** By its name or by its file's path; null when there is none. */
+    /** The value of this name or with this file's path, or null. */
     Value* value(const std::string& name);
-    /** The same; throws std::invalid_argument when there is none. */
+    /** The same; throws std::invalid_argument if there is none. */
     Value& known_value(const std::string& name);
     const std::map<std::string, Value*>& values() const { return values_; }
 
-    /** Keep something alive as long as the model. */
+    /** Make an object that lives as long as the model. */
     template <class T, class... Arguments>
     T& part(Arguments&&... arguments) {
         auto made = std::make_shared<T>(std::forward<Arguments>(arguments)...);

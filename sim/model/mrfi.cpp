@@ -39,10 +39,10 @@ bool is_number(const std::string& word, int base) {
     return error == std::errc() && stop == end;
 }
 
-/** A list, one line per peer; people separate the lines with ';'. */
+/** A list with one line per peer. In set(), ';' separates the lines. */
 class Peers : public Attribute {
 public:
-    /** The bases of the columns after the address; 0 stands for a word. */
+    /** The number bases of the columns after the address; 0 means a word. */
     Peers(std::vector<int> columns, std::string right)
         : Attribute(0444), columns_(std::move(columns)), right_(std::move(right)) {}
 
@@ -124,7 +124,7 @@ const Kind kind("mrfi", [](Model& model, const std::string& name, Settings& sett
         device, "address", read_only, [own] { return hex_number(*own) + "\n"; }, nullptr);
     auto& autolink =
         model.tree.add<NumberAttribute>(device, "autolink", mode_t{0644}, settings.number("autolink", 0, 1), 0, 1);
-    autolink.meaning = "1 links by itself";
+    autolink.meaning = "1 links automatically";
     auto& connections =
         add_peers(model, device, "connections", settings, {16, 16, 10, 10, 10},
                   "an address, two hexadecimal and three decimal numbers, as in 0x12340001 1f 2 -60 1 0");

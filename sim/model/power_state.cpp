@@ -15,12 +15,13 @@ namespace VelmorSim {
 
 namespace {
 
-/** The sleep states. A write of one of them returns when the unit has woken again, here at once; see delays. */
+/** The sleep states. On the device a write of one returns after the wake-up; here it returns at once, but see delays.
+ */
 class PowerState : public Attribute {
 public:
     explicit PowerState(std::vector<std::string> states) : Attribute(0644), states_(std::move(states)) {}
 
-    std::string set(std::string_view /*text*/) override { return "nothing: an application writes it"; }
+    std::string set(std::string_view /*text*/) override { return "left out: only a program can write it"; }
     int suspended() const { return suspended_; }
 
 protected:
@@ -47,7 +48,7 @@ const Kind kind("power-state", [](Model& model, const std::string& name, Setting
     auto states = settings.texts("states");
     if (states.empty()) settings.refuse("states", "a list of at least one state, for example [\"mem\"]");
     auto& state = model.tree.add<PowerState>(path, std::move(states));
-    state.meaning = "sleeps, and returns when awake again";
+    state.meaning = "sleeps, and returns after the wake-up";
     model.name(name + ".state", state);
     model.name(
         name + ".suspended", [&] { return std::to_string(state.suspended()); }, nullptr);

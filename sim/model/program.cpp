@@ -13,7 +13,7 @@ namespace VelmorSim {
 
 namespace {
 
-/** Where the unit's own programs say what they were run for; outside of everything that the device shows. */
+/** The unit's own programs write their act to this file. It is outside the folders that the device shows. */
 constexpr const char* control_path = "/ctl";
 
 class Control : public File {
@@ -32,7 +32,7 @@ public:
         if (act == "restart") {
             model_.end({Ending::Cause::restart, program, "", "the unit restarts: " + program});
         } else if (act == "power-off") {
-            model_.end({Ending::Cause::power_off, program, "", "the unit goes off: " + program});
+            model_.end({Ending::Cause::power_off, program, "", "the unit powers off: " + program});
         } else {
             return -EINVAL;
         }
@@ -44,7 +44,7 @@ private:
     Model& model_;
 };
 
-/** A system program that ends the unit, or that fails with an exit status of its own. */
+/** A system program that ends the unit, or fails with a given exit status. */
 class Program : public File {
 public:
     Program(std::string act, std::int64_t status) : File(S_IFREG | 0755), exit(status), act_(std::move(act)) {}
@@ -64,7 +64,7 @@ public:
         return script + "exit " + std::to_string(exit == 0 ? 1 : exit) + "\n";
     }
 
-    /** What the program returns; 0 is left to the act. */
+    /** The exit status; with 0 the program does its act instead. */
     std::int64_t exit;
 
 private:

@@ -29,7 +29,7 @@ constexpr std::array<std::pair<speed_t, int>, 8> speeds = {{{B1200, 1200},
                                                             {B57600, 57600},
                                                             {B115200, 115200}}};
 
-/** A node whose place a pseudo-terminal takes: line settings need a terminal of the machine's kernel. */
+/** A node that a pseudo-terminal replaces, because line settings need a terminal of the machine's kernel. */
 class SerialNode : public File {
 public:
     SerialNode() : File(S_IFREG | 0660) {}
@@ -48,7 +48,7 @@ public:
         if (!far_.is_open() || grantpt(descriptor()) != 0 || unlockpt(descriptor()) != 0 ||
             ptsname_r(descriptor(), name.data(), name.size()) != 0)
             return;
-        // Held open, so that the line outlives the application's closes.
+        // Held open, so that the line survives when the application closes it.
         near_ = Descriptor(open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
         termios line{};
         if (!near_.is_open() || tcgetattr(near_.get(), &line) != 0) return;
@@ -59,7 +59,7 @@ public:
     }
 
     int descriptor() const { return far_.get(); }
-    /** The machine's node, or nothing where it has no pseudo-terminals. */
+    /** The pseudo-terminal's path, or empty if the machine has none. */
     const std::string& node() const { return node_; }
     const std::string& sent() const { return sent_; }
 
@@ -103,7 +103,8 @@ const Kind kind("serial", [](Model& model, const std::string& name, Settings& se
     model.name(
         name + ".line", [] { return std::string(); },
         [&serial](std::string_view text) {
-            return serial.send(std::string(text) + "\r\n") ? "" : "less: the application has not read the last ones";
+            return serial.send(std::string(text) + "\r\n") ? ""
+                                                           : "sent later: the program has not read the lines before";
         });
     model.name(
         name + ".sent", [&serial] { return serial.sent(); }, nullptr);

@@ -32,7 +32,7 @@ constexpr unsigned number_of(unsigned long request) {
 
 constexpr std::string_view identity = "imx2+ watchdog";
 
-// Timeouts in s: the most that a kernel can count in ms. Beyond the hardware's own 128 s it feeds by itself.
+// In seconds. The kernel counts in 32 bits of milliseconds; beyond the hardware's own 128 s it feeds the hardware.
 constexpr std::int64_t lowest_timeout = 1;
 constexpr std::int64_t highest_timeout = 4294967;
 
@@ -52,7 +52,7 @@ public:
         return 0;
     }
 
-    // Only the last close counts, not each duplicate's: a child that was forked must not stop it.
+    // Called only at the last close: a forked child that closes its copy must not stop the watchdog.
     void release(OpenFile& /*open*/) override {
         held_ = false;
         if (magic_) stop();
@@ -73,9 +73,9 @@ public:
             case number_of(WDIOC_GETSUPPORT): return identify(room, out);
             case number_of(WDIOC_GETSTATUS):
             case number_of(WDIOC_GETBOOTSTATUS): return give(0, room, out);
-            // Declared as reading, yet it takes an argument: FUSE does not hand it over.
+            // The request is declared as reading although it takes an argument, which FUSE therefore does not pass on.
             case number_of(WDIOC_SETOPTIONS): return -EFAULT;
-            // Declared as reading an int, yet callers may pass no place for one: nothing is given back.
+            // Declared as reading an int, but callers may pass no buffer for it, so nothing is returned.
             case number_of(WDIOC_KEEPALIVE): feed(); return 0;
             case number_of(WDIOC_SETTIMEOUT): return set_timeout(in, room, out);
             case number_of(WDIOC_GETTIMEOUT): return give(timeout_, room, out);
@@ -175,7 +175,7 @@ private:
     bool running_ = false;
 };
 
-/** The same for shells: a class device that can only be read. */
+/** Adds the watchdog's class device, which is read-only, for shells. */
 void show_class_device(Model& model, Watchdog& watchdog, const std::string& path, const std::string& place) {
     Directory& device = model.tree.class_device(path, place);
     const auto add = [&](const char* name, ComputedAttribute::Show show) {

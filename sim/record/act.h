@@ -6,9 +6,9 @@
 
 namespace VelmorSim {
 
-/** One thing that an application did to the device, and what came of it. */
+/** One thing that a program did to the device, and its result. */
 struct Act {
-    /** open, read, write, ioctl, close, lookup (of a name that is not there) or restart. */
+    /** open, read, write, ioctl, close, lookup (of a name that does not exist) or restart. */
     std::string act;
     std::string path{};
     /** r, w or rw. */
@@ -19,10 +19,11 @@ struct Act {
     std::string command{};
     std::optional<std::string> in{};
     std::optional<std::string> out{};
-    /** As the system call gives it, or minus the errno. */
+    /** What the system call returns, or minus the errno. */
     long result = 0;
-    /** As inside. */
+    /** The process id, as inside. */
     int pid = 0;
+    /** A few words for people; not in the JSON record. */
     std::string meaning{};
 };
 

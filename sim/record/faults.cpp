@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::array<const char*, 5> operations = {"open", "read", "write", "ioctl", "close"};
 
-/** From the right, because a path may hold colons. */
+/** Takes the last part off. From the right, because a path may contain colons. */
 std::string cut_last(std::string& text) {
     const auto colon = text.rfind(':');
     if (colon == std::string::npos) return {};
@@ -43,8 +43,7 @@ bool matches(const std::string& pattern, const std::string& path) {
 void Faults::add_fault(const std::string& text) {
     const std::string right =
         "PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N "
-        "from "
-        "1 on, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO";
+        "at least 1, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO";
     std::string rest = text;
     std::string last = cut_last(rest);
     std::uint64_t which = 0;

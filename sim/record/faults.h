@@ -8,16 +8,16 @@
 
 namespace VelmorSim {
 
-/** Acts that are to fail, or to take their time. Paths may hold the wildcards * and ?. */
+/** Acts that must fail or take longer. Paths may contain the wildcards * and ?. */
 class Faults {
 public:
-    /** PATH:OP:ERRNO[:N]: the N-th such act from now on fails, without N every one. Throws std::invalid_argument. */
+    /** PATH:OP:ERRNO[:N]: the N-th such act from now fails; without N, every one. Throws std::invalid_argument. */
     void add_fault(const std::string& text);
-    /** PATH:OP:MS: such acts take that many milliseconds. */
+    /** PATH:OP:MS: such acts are delayed by that many milliseconds. Throws std::invalid_argument. */
     void add_delay(const std::string& text);
     void clear();
 
-    /** The errno of this act, counted, or 0. */
+    /** Count this act. Returns the errno with which it fails, or 0. */
     int next(const std::string& path, const std::string& op);
     std::chrono::milliseconds delay(const std::string& path, const std::string& op) const;
 
@@ -26,7 +26,7 @@ private:
         std::string path;
         std::string op;
         int error;
-        /** The act that fails; 0: every one. */
+        /** The number of the act that fails, from 1; 0 means every one. */
         std::uint64_t which;
         std::uint64_t seen;
     };

@@ -105,7 +105,9 @@ void Recorder::explain(const Act& act) const {
     std::string line = head.data();
     line += " " + (act.path.empty() ? act.command : act.path);
     if (!act.mode.empty())
-        line += " for " + std::string(act.mode == "r" ? "reading" : act.mode == "w" ? "writing" : "both");
+        line += " for " + std::string(act.mode == "r"   ? "reading"
+                                      : act.mode == "w" ? "writing"
+                                                        : "reading and writing");
     if (act.request) line += " " + hex_number(*act.request);
     if (act.text) line += std::string("  ") + strong + quoted(*act.text) + plain;
     if (act.in && !act.in->empty()) line += std::string("  ") + strong + "in " + hex_text(*act.in) + plain;

@@ -10,18 +10,18 @@
 namespace VelmorSim {
 
 /**
- * Writes down what applications do, in order. Every line is written at once and whole, so that a record is complete up
- * to the moment at which everything was killed.
+ * Records what programs do, in order. Each act is written at once as a complete line, so nothing is missing when
+ * everything is killed.
  */
 class Recorder {
 public:
-    /** JSON lines into this file. Throws std::system_error. */
+    /** Write JSON lines to this file. Throws std::system_error. */
     void trace_to(const std::string& file);
-    /** Lines for people on standard error, coloured on a terminal. */
+    /** Print lines for people on standard error, in colour on a terminal. */
     void explain();
 
     void record(const Act& act) const;
-    /** The unit is down: nothing is an application's act any longer. */
+    /** The unit is down: record nothing more. */
     void stop() { stopped_ = true; }
 
 private:

@@ -12,7 +12,7 @@ namespace VelmorSim {
 
 namespace {
 
-/** What goes as bytes; the descriptor goes beside them. */
+/** The part that is sent as bytes; the descriptor is ancillary data. */
 constexpr std::size_t size = offsetof(Message, descriptor);
 
 }  // namespace

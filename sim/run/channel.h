@@ -8,26 +8,26 @@
 
 namespace VelmorSim {
 
-/** What the simulator and the processes that it starts tell each other. */
+/** A message between the simulator and the processes inside. */
 struct Message {
     enum class Kind : int {
-        /** With a descriptor: the mounted /dev/fuse. */
+        /** Carries a descriptor: the mounted /dev/fuse. */
         fuse,
-        /** With a descriptor: the inner "/proc". */
+        /** Carries a descriptor: the inner "/proc". */
         proc,
-        /** With a descriptor: the listener for the restart system call. */
+        /** Carries a descriptor: the listener for the restart system call. */
         listener,
-        /** `number`: the errno; the program cannot be run. */
+        /** The program cannot be run; `number` is the errno. */
         not_run,
         /** `text` says why the device cannot start. */
         failed,
-        /** No new "/proc" for a PID namespace of its own (a container's masks): to be tried without. */
+        /** A container's masks forbid the "/proc" of a new PID namespace: start again without one. */
         no_proc,
-        /** `number`: its wait status. */
+        /** The program has ended; `number` is its wait status. */
         ended,
         /** To the inside: `number` is a signal for the program. */
         signal,
-        /** To the inside: everything is recorded, go. */
+        /** To the inside: end everything. */
         leave,
     };
     Kind kind = Kind::failed;
@@ -36,15 +36,15 @@ struct Message {
     Descriptor descriptor{};
 };
 
-/** One end of the talk between them. */
+/** One end of the connection between them. */
 class Channel {
 public:
-    /** Make these the two ends. Throws std::system_error. */
+    /** Connect the two with each other; what they had open is closed. Throws std::system_error. */
     static void open(Channel& one, Channel& other);
 
-    /** Send it, and close its descriptor here. False when nobody listens. */
+    /** Send the message and close its descriptor here. False if the other end has gone. */
     bool send(Message message) const;
-    /** The next message, or nothing when there is none now. Closes when the other side has gone. */
+    /** The next message, or nothing if none has come. Closes this end if the other one has gone. */
     std::optional<Message> receive();
 
     bool is_open() const { return end_.is_open(); }

@@ -32,16 +32,16 @@ const char* mode_text(int flags) {
 
 }  // namespace
 
-/** The entry points of the FUSE library, each a step to the object. */
+/** The callbacks of the FUSE library; each calls the object. */
 struct FileSystem::Operations {
     static FileSystem& self(fuse_req_t request) { return *static_cast<FileSystem*>(fuse_req_userdata(request)); }
-    // The handle's address is what was given to the kernel when the file was opened.
+    // open() gave the handle's address to the kernel.
     static Handle* handle(const fuse_file_info* info) {
         return reinterpret_cast<Handle*>(info->fh);  // NOLINT(performance-no-int-to-ptr)
     }
 
     static void init(void* /*self*/, fuse_conn_info* connection) {
-        // Requests are small: a pipe between would only cost.
+        // Requests are small, so splicing them through a pipe would only cost time.
         connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ);
     }
     static void lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
@@ -162,7 +162,7 @@ FileSystem::~FileSystem() {
         fuse_session_unmount(session_);
         fuse_session_destroy(session_);
     }
-    std::free(buffer_.mem);  // NOLINT: the FUSE library took it with malloc
+    std::free(buffer_.mem);  // NOLINT: the FUSE library allocated it with malloc
 }
 
 void FileSystem::attach(Descriptor fuse) {
@@ -172,10 +172,10 @@ void FileSystem::attach(Descriptor fuse) {
     const fuse_lowlevel_ops operations = Operations::all();
     session_ = fuse_session_new(&arguments, &operations, sizeof operations, this);
     fuse_opt_free_args(&arguments);
-    if (session_ == nullptr) throw std::runtime_error("the FUSE library gives no session");
+    if (session_ == nullptr) throw std::runtime_error("the FUSE library cannot make a session");
     const std::string place = "/dev/fd/" + std::to_string(fuse.get());
     if (fuse_session_mount(session_, place.c_str()) != 0)
-        throw std::runtime_error("the FUSE library refuses the mount");
+        throw std::runtime_error("the FUSE library rejects the mount");
     // The session closes it.
     fuse.release();
     fcntl(descriptor(), F_SETFL, fcntl(descriptor(), F_GETFL) | O_NONBLOCK);
@@ -322,7 +322,7 @@ void FileSystem::open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info)
         if (file->is_stream()) handle->open.narrow = inner_proc.is_narrow(pid);
         int result = -faults_.next(file->path, "open");
         const int access = info.flags & O_ACCMODE;
-        // The kernel's attributes refuse by their bits whoever asks, root too.
+        // The kernel's attributes apply their permission bits to everyone, even to root.
         if (result == 0 && access != O_WRONLY && (file->mode() & readable) == 0) result = -EACCES;
         if (result == 0 && access != O_RDONLY && (file->mode() & writable) == 0) result = -EACCES;
         if (result == 0) result = file->open(handle->open);
@@ -345,7 +345,7 @@ void FileSystem::open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info)
 void FileSystem::refuse_creation(fuse_req_t request, fuse_ino_t parent, const std::string& name, int error,
                                  bool record) {
     const auto* directory = model_.tree.by_inode(parent);
-    // procfs knows no creation at all.
+    // procfs cannot create files at all, so the name does not exist.
     if (directory != nullptr && directory->path.rfind("/proc", 0) == 0) error = ENOENT;
     if (record && directory != nullptr) {
         recorder_.record({.act = "open",
@@ -449,7 +449,7 @@ void FileSystem::flush(fuse_req_t request, Handle& handle) {
     fuse_reply_err(request, error);
 }
 
-// The record's "close" is the last one: a child that closes its copy has not closed the file.
+// The record has only the last close: a child that closes its copy has not closed the file.
 void FileSystem::release(fuse_req_t request, Handle* handle) {
     OpenFile& open = handle->open;
     if (!handle->close_recorded && open.file.is_recorded())

@@ -21,8 +21,8 @@ class Model;
 class Recorder;
 
 /**
- * Shows the model's tree through FUSE. One thread serves everything, so the model needs no locks; a read that must wait
- * keeps its request and is answered later.
+ * Serves the model's tree through FUSE. One thread serves everything, so the model needs no locks. The request of a
+ * read that must wait is kept and answered later.
  */
 class FileSystem {
 public:
@@ -32,19 +32,19 @@ public:
     FileSystem& operator=(const FileSystem&) = delete;
     ~FileSystem();
 
-    /** Serve this opened and mounted /dev/fuse. Throws std::runtime_error. */
+    /** Serve this open and mounted /dev/fuse. Throws std::runtime_error. */
     void attach(Descriptor fuse);
-    /** Serve what has come; without waiting. */
+    /** Serve the requests that have come. Does not wait. */
     void serve();
-    /** Something of the device may have changed: wake readers and pollers. */
+    /** Call when the device may have changed: wakes readers and pollers. */
     void settle();
-    /** The run ends: nobody waits any longer. */
+    /** The run ends: end every wait, with EINTR. */
     void release_all();
     bool is_attached() const { return session_ != nullptr; }
     /** Where requests come in; -1 before attach(). */
     int descriptor() const { return is_attached() ? fuse_session_fd(session_) : -1; }
 
-    /** The "/proc" of the processes inside; its names are linked to from the device's. */
+    /** The "/proc" of the processes inside. The device's "/proc" links to its entries. */
     InnerProc inner_proc;
 
 private:
@@ -54,7 +54,7 @@ private:
         std::size_t size;
         bool interrupted;
     };
-    /** One open as FUSE knows it. */
+    /** An open file, as FUSE refers to it. */
     struct Handle {
         OpenFile open;
         fuse_pollhandle* poller = nullptr;
@@ -79,7 +79,7 @@ private:
     void flush(fuse_req_t request, Handle& handle);
     void release(fuse_req_t request, Handle* handle);
 
-    /** Do it now, or when the path's delay is over. */
+    /** Perform it now, or after the path's delay. */
     void act(const std::string& path, const char* op, std::function<void()> perform);
     static bool is_dead(const OpenFile& open) { return open.incarnation != open.file.incarnation; }
     static unsigned poll_bits(OpenFile& open);

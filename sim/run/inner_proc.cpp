@@ -17,7 +17,7 @@ namespace VelmorSim {
 
 namespace {
 
-/** Never linked to: a write there reaches the kernel of the machine. */
+/** Entries that get no link. A write to sysrq-trigger would reach the machine's kernel. */
 bool is_withheld(const std::string& name) {
     return name == "sysrq-trigger" || name == "." || name == "..";
 }
@@ -27,7 +27,7 @@ bool is_withheld(const std::string& name) {
 std::vector<std::string> InnerProc::names() const {
     std::vector<std::string> all;
     std::error_code error;
-    // Opened anew by its name, so that no position is shared.
+    // Opened again by name, so that the read position is not shared.
     const std::filesystem::directory_iterator entries("/proc/self/fd/" + std::to_string(directory_.get()), error);
     for (const auto& entry : entries) all.push_back(entry.path().filename());
     return all;
@@ -51,7 +51,7 @@ std::string InnerProc::target(std::uint64_t inode) const {
 
 bool InnerProc::is_narrow(int pid) const {
     const auto name = std::to_string(pid) + "/exe";
-    // An emulator runs a program of another width than its own.
+    // The emulator itself may be 64-bit, but the program that it runs is 32-bit.
     std::array<char, PATH_MAX> text{};
     const auto size = readlinkat(directory_.get(), name.c_str(), text.data(), text.size());
     const std::string_view file(text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));

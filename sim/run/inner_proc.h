@@ -11,35 +11,36 @@
 
 namespace VelmorSim {
 
-/** The "/proc" of the processes inside. The device's own "/proc" has a link to each of its names. */
+/** The "/proc" of the processes inside. The device's own "/proc" has a link to each of its entries. */
 class InnerProc {
 public:
-    /** Where it stands inside. */
+    /** Its mount point inside. */
     static constexpr const char* path = "/.host-proc/p";
 
     InnerProc() = default;
     explicit InnerProc(Descriptor directory) : directory_(std::move(directory)) {}
 
-    /** Whether it is a link's inode. Those of the tree are lower. */
+    /** Whether the inode is that of such a link. The tree's inodes are lower. */
     static bool is_link(std::uint64_t inode) { return inode >= process_inodes; }
 
-    /** Its names, those that are withheld too. */
+    /** The names of its entries, including those that get no link. */
     std::vector<std::string> names() const;
-    /** The inode of the link to this name, or nothing when there is none. */
+    /** The inode of the link to this entry, or nothing if there is none. */
     std::optional<std::uint64_t> link(const std::string& name);
-    /** Where the link of this inode leads. */
+    /** The target of the link with this inode. */
     std::string target(std::uint64_t inode) const;
 
-    /** Whether this process, numbered as inside, is a 32-bit program. */
+    /** Whether the process with this id (as inside) runs a 32-bit program. */
     bool is_narrow(int pid) const;
 
 private:
-    /** Links to processes are numbered from here, by the process; links to other names above, by their first use. */
+    /** The link to a process has this inode plus the process id. */
     static constexpr std::uint64_t process_inodes = 0x80000000U;
+    /** The link to another entry has this inode plus the index of its name in `linked_`. */
     static constexpr std::uint64_t name_inodes = 0xc0000000U;
 
     Descriptor directory_;
-    /** The other names that have been asked for; the links' inodes are their places here. */
+    /** The names, other than process ids, that have been looked up. */
     std::vector<std::string> linked_;
 };
 

@@ -33,10 +33,10 @@ void write_map(const std::string& file, const std::string& text) {
         throw std::system_error(errno, std::system_category(), "write /proc/self/" + file);
 }
 
-/** Without a PID namespace the children are killed one by one, however deep they are: each orphan comes to us. */
+/** Without a PID namespace, kill the children one by one. Their orphans become our children and are killed too. */
 void kill_children() {
     while (true) {
-        // The device's "/proc" may be dead already; this is the one behind it.
+        // Not the device's "/proc": whoever serves it may be dead already.
         std::ifstream children(std::string(InnerProc::path) + "/thread-self/children");
         pid_t child = 0;
         bool any = false;
@@ -57,7 +57,7 @@ pid_t Inside::start(bool own_pids, Channel& channel) {
     const gid_t group = getegid();
     const unsigned long flags =
         static_cast<unsigned long>(CLONE_NEWUSER | CLONE_NEWNS | SIGCHLD) | (own_pids ? CLONE_NEWPID : 0UL);
-    // The plain system call: a fork into new namespaces, without a stack of its own.
+    // The plain system call forks into new namespaces; the C library's clone() would need a stack.
     const auto first = static_cast<pid_t>(syscall(SYS_clone, flags, nullptr, nullptr, nullptr, nullptr));
     if (first < 0) {
         throw std::system_error(errno, std::system_category(),
@@ -66,7 +66,7 @@ pid_t Inside::start(bool own_pids, Channel& channel) {
                                 "container \"--security-opt seccomp=unconfined\"");
     }
     if (first == 0) {
-        // Open here as well, it would hide that the simulator has gone.
+        // If it stayed open here, nobody inside would notice that the simulator has gone.
         channel = Channel();
         first_process(own_pids, user, group);
     }
@@ -86,14 +86,14 @@ void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
         write_map("setgroups", "deny");
         write_map("uid_map", "0 " + std::to_string(user) + " 1");
         write_map("gid_map", "0 " + std::to_string(group) + " 1");
-        // After the maps: a change of credentials would forget it. Whatever kills the simulator ends everything here.
-        // Without a PID namespace our death would end nothing: there the end of the talk is waited for instead.
+        // Die with the simulator; our death ends the PID namespace. Set after the maps, because a change of credentials
+        // clears it. Without a PID namespace our death would end nothing: reap() waits for the simulator to go instead.
         if (own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
         prctl(PR_SET_NAME, "velmor-sim init");
         if (!own_pids) prctl(PR_SET_CHILD_SUBREAPER, 1);
         build_root(own_pids, user == 0);
     } catch (const std::system_error& error) {
-        // The text names what is missing; the errno's own words come last.
+        // The text says what is missing and ends with the description of the errno.
         fail(error.what());
     }
     sigset_t children{};
@@ -128,9 +128,9 @@ void Inside::build_root(bool own_pids, bool as_root) const {
 void Inside::program_process(bool own_pids) const {
     if (!own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
     auto listener = RestartCall::install();
-    // Behind the filter stands the PID namespace: there the call ends the first process and nothing else.
+    // If the filter is missing, a PID namespace is enough: there the call ends only the first process.
     if (!listener.is_open() && !own_pids)
-        fail("the restart call cannot be caught: " + std::system_category().message(errno));
+        fail("the restart call cannot be intercepted: " + std::system_category().message(errno));
     if (listener.is_open()) channel_.send({.kind = Message::Kind::listener, .descriptor = std::move(listener)});
     std::vector<std::string> program = program_;
     std::vector<char*> words;

@@ -14,15 +14,15 @@ namespace VelmorSim {
 class Model;
 class Signals;
 
-/** The processes inside: the first one, which builds the root and reaps, and the one that becomes the program. */
+/** The processes inside: the first one, which builds the root and reaps, and the one that executes the program. */
 class Inside {
 public:
     Inside(const Model& model, const Signals& signals, std::vector<std::string> program)
         : model_(model), signals_(signals), program_(std::move(program)) {}
 
     /**
-     * Start the first process in its own namespaces; `channel` becomes the simulator's end of the talk. The result is
-     * its process number. Throws std::system_error.
+     * Start the first process in its own namespaces. `channel` becomes the simulator's end of the connection to it.
+     * Returns its process id. Throws std::system_error.
      */
     pid_t start(bool own_pids, Channel& channel);
 
@@ -36,7 +36,7 @@ private:
     const Model& model_;
     const Signals& signals_;
     std::vector<std::string> program_;
-    /** Inside: the other end. */
+    /** The other end; closed in the simulator. */
     Channel channel_;
 };
 

@@ -27,7 +27,7 @@ struct Entry {
 
 constexpr unsigned x32_bit = 0x40000000U;
 
-/** Every architecture that may run on one of our machines, natively or as its 32-bit companion. */
+/** The call on every architecture that our machines run, natively or as 32-bit programs. */
 constexpr std::array<Entry, 5> entries = {{
     {AUDIT_ARCH_X86_64, 169},
     {AUDIT_ARCH_X86_64, 169U | x32_bit},
@@ -48,7 +48,7 @@ sock_filter answer_with(unsigned value) {
     return {static_cast<unsigned short>(BPF_RET | BPF_K), 0, 0, value};
 }
 
-/** At most 255 characters, as the kernel takes them; up to the page's end when the next page cannot be read. */
+/** At most 255 characters, like the kernel. If the next page cannot be read, only up to the end of this one. */
 std::string read_text(int pid, unsigned long address) {
     constexpr std::size_t most = 255;
     constexpr unsigned long page = 4096;
@@ -81,7 +81,7 @@ Descriptor RestartCall::install() {
 }
 
 std::optional<RestartCall::Call> RestartCall::receive(int listener) {
-    // Room for what a later kernel may add.
+    // Room for fields that a later kernel may add.
     union {
         seccomp_notif notice;
         std::array<char, 512> room;

@@ -9,28 +9,28 @@
 namespace VelmorSim {
 
 /**
- * The restart system call of the processes inside, caught by the kernel before it is executed.
+ * The restart system call of the processes inside, which a seccomp filter stops before it is executed.
  *
- * HAZARD: the call is never let through. When nobody listens any more the kernel answers it with ENOSYS.
+ * HAZARD: the call must never be let through. Once the listener is closed, the kernel fails it with ENOSYS.
  */
 class RestartCall {
 public:
     struct Call {
         unsigned long long id = 0;
-        /** As outside. */
+        /** The process id, as outside. */
         int pid = 0;
         unsigned long magic1 = 0;
         unsigned long magic2 = 0;
         unsigned long command = 0;
-        /** The restart command's text, where the command has one. */
+        /** The restart command's text, if the command has one. */
         std::optional<std::string> text{};
     };
 
-    /** From now on this process and its children are caught. The result is the listener, or none with errno. */
+    /** Stop the call in this process and its children from now on. Returns the listener, or none and sets errno. */
     static Descriptor install();
-    /** The call that waits on the listener. */
+    /** The call that waits on the listener, or nothing if its caller has gone. */
     static std::optional<Call> receive(int listener);
-    /** Answer it: 0, or minus the errno. */
+    /** Answer the call with 0 or minus the errno. */
     static void answer(int listener, const Call& call, int result);
 };
 

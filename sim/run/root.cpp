@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** The new root is built on the one directory that every machine has and that is not taken over as a whole. */
+/** Where the new root is built: every machine has this directory, and it is not bound as a whole. */
 const std::string root = "/sys";
 const std::string inner_proc = InnerProc::path;
 const std::string served = "/.vdev";
@@ -32,7 +32,7 @@ const std::string served = "/.vdev";
 /** Parts of the machine's "/sys" that programs need: the number of processors, memory pages, control groups. */
 constexpr std::array<const char*, 3> kept_parts = {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"};
 
-/** Programs of the machine that have no place on the device. */
+/** Programs of the machine that the device must not show. */
 const std::set<std::string> withheld = {"reboot", "poweroff", "halt", "shutdown", "init", "telinit", "kexec"};
 
 [[noreturn]] void fail(const std::string& what) {
@@ -102,7 +102,7 @@ Descriptor Root::mount_fuse() {
             fail(
                 "no /dev/fuse; load it with \"modprobe fuse\", or give it to the container with \"--device "
                 "/dev/fuse\"");
-        fail("/dev/fuse may not be opened; allow it with \"chmod 666 /dev/fuse\", which udev does by itself");
+        fail("/dev/fuse cannot be opened; allow it with \"chmod 666 /dev/fuse\", which udev normally does");
     }
     make_directory(root + served);
     const std::string options = "fd=" + std::to_string(fuse.get()) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
@@ -137,7 +137,7 @@ void Root::fill() {
     shadow("/etc", root + "/.host/etc", root + "/etc", dynamic_cast<const Directory&>(*top.child("etc")));
     const std::string sbin = sbin_.empty() ? "/sbin" : sbin_;
     if (is_directory(root + sbin)) {
-        // On most machines "/sbin" is a link into "/usr", which is taken over whole: cover it there.
+        // On most machines "/sbin" is a link into "/usr", which is bound as a whole: cover the directory there.
         if (mount("velmor", (root + sbin).c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0)
             fail("cover " + sbin);
     } else {
@@ -163,7 +163,7 @@ void Root::link_top_level() {
             make_directory(to);
         } else if (is_directory(from)) {
             make_directory(to);
-            // What may not be taken over stays an empty directory.
+            // A directory that cannot be bound stays empty.
             static_cast<void>(bind_mount(from, to));
         } else {
             make_file(to);
@@ -180,7 +180,7 @@ void Root::shadow(const std::string& machine, const std::string& copy, const std
     const bool programs = machine != "/etc";
     for_each_entry(machine, [&](const std::string& name, bool link) {
         if (device.child(name) != nullptr || (programs && withheld.contains(name))) return;
-        // A link of the machine's may be relative to where it stands.
+        // The machine's link may be relative, so its text is copied.
         const auto text = link ? link_text(machine + "/" + name) : target + name;
         if (symlink(text.c_str(), (place + "/" + name).c_str()) != 0 && errno != EEXIST) fail("link " + name);
     });
@@ -241,7 +241,7 @@ void Root::fill_sys() {
     kept_.clear();
 }
 
-// The machine's root could otherwise restart it, or change its kernel, from inside.
+// Otherwise root could restart the machine, or change its kernel settings, from inside.
 void Root::protect() {
     const auto proc = root + inner_proc;
     make_file(root + "/.nothing");
@@ -263,7 +263,7 @@ void Root::enter() {
     const auto working = fs::current_path(error).string();
     if (chdir(root.c_str()) != 0) fail("enter the new root");
     if (syscall(SYS_pivot_root, ".", ".") != 0) fail("pivot_root");
-    if (umount2(".", MNT_DETACH) != 0) fail("let go of the old root");
+    if (umount2(".", MNT_DETACH) != 0) fail("unmount the old root");
     if (chdir(working.c_str()) != 0 && chdir("/") != 0) fail("enter " + working);
 }
 

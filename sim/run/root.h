@@ -13,35 +13,35 @@ class Directory;
 class Model;
 
 /**
- * The root file system of the processes inside: the machine's own, with the device's files at their places. Built in
- * the private mount namespace of the first process; nothing of it is seen outside. Functions throw std::system_error.
+ * The root file system of the processes inside: the machine's own, with the device's files in their places. It is built
+ * in the private mount namespace of the first process and cannot be seen outside. Functions throw std::system_error.
  *
- * HAZARD: started by root, everything that the machine's root may do stays possible inside through the machine's own
- * files. What would reach the machine's power or kernel settings is covered or read-only.
+ * HAZARD: if root started the simulator, a program inside can do to the machine's files whatever root can. Only the
+ * files that control the machine's power or kernel settings are covered or read-only.
  */
 class Root {
 public:
     /** `as_root`: the simulator was started by the machine's root. */
     Root(const Model& model, bool as_root) : model_(model), as_root_(as_root) {}
 
-    /** Take a private copy of the mounts and make the place for the new root. */
+    /** Take a private copy of the mounts, and mount the new root, which is empty. */
     void begin();
-    /** Mount the device's file system; the result is the descriptor on which it is served. */
+    /** Mount the device's file system. Returns the descriptor on which to serve it. */
     Descriptor mount_fuse();
-    /** Mount a "/proc" for this PID namespace. False where the machine does not allow it. */
+    /** Mount a "/proc" for this PID namespace. False if the machine does not allow it. */
     bool mount_proc();
-    /** Instead of that, use the machine's. */
+    /** Use the machine's "/proc" instead. */
     void reuse_proc();
     /** A descriptor of the inner "/proc". */
     Descriptor open_proc() const;
-    /** Put everything in its place; the device's file system must be served by now. */
+    /** Put everything in its place. The device's file system must be served by now. */
     void fill();
-    /** Make it the root of this process, which stays in its working directory. */
+    /** Make it the root of this process, which keeps its working directory. */
     void enter();
 
 private:
     void link_top_level();
-    /** A directory of links to the machine's entries, with the device's files in between. */
+    /** Fill a directory with links to the machine's entries and with the device's files. */
     void shadow(const std::string& machine, const std::string& copy, const std::string& place, const Directory& device);
     void place_device_files(const Directory& device, const std::string& place);
     void fill_dev();

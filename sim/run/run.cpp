@@ -40,7 +40,7 @@ void say(const std::string& text) {
 
 Run::Run(const RunOptions& options)
     : options_(options), model_(timers_), commands_(model_, faults_), files_(model_, recorder_, faults_) {
-    // The machine's own parts of "/sys" are put on these.
+    // Mount points for the machine's own parts of "/sys".
     for (const char* part : {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"}) model_.tree.directory(part);
     load_board(options_.board, model_);
     model_.tree.finish_platform();
@@ -75,7 +75,7 @@ int Run::execute() {
         start(true);
         loop();
         if (retry_) {
-            // A container hides parts of "/proc": no "/proc" of our own, and so no PID namespace.
+            // A container masks parts of "/proc", so there can be no new "/proc" and no PID namespace.
             retry_ = false;
             start(false);
             loop();
@@ -104,7 +104,7 @@ void Run::loop() {
         if (files_.is_attached()) files_.settle();
         server_->settle();
         if (!program_status_ || leaving_) continue;
-        // The program has ended; what it still did to the device has been served, and its closes are in the record.
+        // The program has ended. Serve the requests that are left, so that its closes are in the record.
         files_.serve();
         leaving_ = true;
         release_waiting();
@@ -133,7 +133,7 @@ void Run::wait_for_events() {
         timeout = {static_cast<std::time_t>(left / billion), static_cast<long>(left % billion)};
     }
     if (ppoll(events.data(), events.size(), next ? &timeout : nullptr, nullptr) < 0) return;
-    // What the program did comes before what came of the program.
+    // Serve what the program did before handling what happened to it.
     for (const auto& event : events) {
         if (event.revents != 0 && event.fd == files_.descriptor()) files_.serve();
     }
@@ -197,7 +197,7 @@ void Run::handle_restart() {
             break;
         case LINUX_REBOOT_CMD_POWER_OFF:
         case LINUX_REBOOT_CMD_HALT:
-            ending = {Ending::Cause::power_off, command, "", "the unit goes off: power-off call"};
+            ending = {Ending::Cause::power_off, command, "", "the unit powers off: power-off call"};
             break;
         case LINUX_REBOOT_CMD_CAD_ON:
         case LINUX_REBOOT_CMD_CAD_OFF: break;
@@ -208,7 +208,7 @@ void Run::handle_restart() {
     act.text = call->text;
     recorder_.record(act);
     if (result == 0 && ending) {
-        // The call does not return on the device either: the caller is killed in it.
+        // As on the device, the call does not return: the caller is killed in it.
         ending->command.clear();
         end(*ending);
         return;
@@ -228,8 +228,8 @@ int Run::inner_pid(int pid) const {
 void Run::forward_signals() const {
     signalfd_siginfo information{};
     while (read(signal_handle_.get(), &information, sizeof information) == sizeof information) {
-        // What the terminal sends to its foreground group has reached the program already.
-        // A hang-up goes to the session's leader alone, which hands it on.
+        // The terminal sends its signals to the whole foreground group, so the program has them already. Only a
+        // hang-up goes to the session's leader alone, which passes it on.
         const bool leader_only = information.ssi_signo == SIGHUP && getsid(0) == getpid();
         if (information.ssi_code > 0 && !leader_only) continue;
         channel_.send({.kind = Message::Kind::signal, .number = static_cast<int>(information.ssi_signo)});
@@ -237,7 +237,7 @@ void Run::forward_signals() const {
 }
 
 void Run::end(const Ending& ending) {
-    // The program has ended before: what happens to its unit afterwards is nobody's business.
+    // Once the program has ended, the run does not depend on what happens to the unit.
     if (ending_ || leaving_) return;
     ending_ = ending;
     if (!ending.command.empty()) recorder_.record({.act = "restart", .command = ending.command});
@@ -255,7 +255,7 @@ void Run::kill_unit() {
     release_waiting();
 }
 
-// Whoever waits inside a request can only die when it is answered.
+// A process that waits for the answer to a request cannot die before it has the answer.
 void Run::release_waiting() {
     timers_.after(Timers::Clock::duration::zero(), [this] {
         files_.release_all();
@@ -286,7 +286,7 @@ int Run::status() {
         return not_started;
     }
     if (WIFEXITED(*program_status_)) return WEXITSTATUS(*program_status_);
-    // Die as the program did, without a second core file, so that the shell says the same.
+    // Die of the same signal, without a second core file, so that the shell reports the same.
     const int signal = WTERMSIG(*program_status_);
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);

@@ -21,7 +21,7 @@
 
 namespace VelmorSim {
 
-/** What a run is asked for. */
+/** The options of a run. */
 struct RunOptions {
     std::string board = "device";
     std::vector<std::string> set{};
@@ -36,8 +36,8 @@ struct RunOptions {
 };
 
 /**
- * One run of the device with one program: this process serves the device from outside of its namespaces, so that it
- * never waits for itself.
+ * One run of the device with one program. This process serves the device from outside its namespaces: if it used the
+ * device's files itself, it would wait for its own answer.
  */
 class Run {
 public:
@@ -49,7 +49,7 @@ public:
 
     explicit Run(const RunOptions& options);
 
-    /** The exit status of all this. */
+    /** Run the program. Returns the exit status of velmor-sim. */
     int execute();
 
 private:

@@ -9,7 +9,7 @@ void Signals::take() {
         sigaction(all.at(i), nullptr, &actions_.at(i));
         if (all.at(i) != SIGPIPE) sigaddset(&set_, all.at(i));
     }
-    // A reader of our messages that goes away must not take the device with it.
+    // The device must go on when the reader of its messages has gone.
     std::signal(SIGPIPE, SIG_IGN);  // NOLINT(cert-err33-c)
     sigprocmask(SIG_BLOCK, &set_, &mask_);
 }

@@ -7,12 +7,12 @@
 
 namespace VelmorSim {
 
-/** The signals that the simulator takes for itself while the program runs, and gives back to the program. */
+/** The signals that the simulator handles while the program runs. The program gets their original actions. */
 class Signals {
 public:
-    /** Remember what is in force and block them. SIGCHLD stays as it is. */
+    /** Save the actions and the signal mask, ignore SIGPIPE and block the others. SIGCHLD stays as it is. */
     void take();
-    /** Before a program is run: all as it was. */
+    /** Restore what take() saved; call before executing the program. */
     void give_back() const;
     const sigset_t& set() const { return set_; }
 

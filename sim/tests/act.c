@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Acts on the device, for the tests: what the shell cannot do. It is built as a 64-bit, a static and a 32-bit program;
+ * Does to the device what the tests cannot do from the shell. It is built as a 64-bit, a static and a 32-bit program;
  * act.py does the steps of "do" in Python.
  *
- * HAZARD: "restart" makes the restart system call. It refuses outside of a PID and a user namespace of its own.
+ * HAZARD: "restart" makes the restart system call. It refuses to in the machine's own PID or user namespace.
  */
 #include <dirent.h>
 #include <errno.h>
@@ -27,7 +27,7 @@ static int is_initial(const char* link, const char* inode) {
     return strstr(text, inode) != NULL;
 }
 
-/* The call by each of the ways into the kernel that this program has: of its own kind, "int80" or "x32". */
+/* Makes the call by one of the ways into the kernel that this program has: the native one, "int80" or "x32". */
 static long call_restart(const char* way, unsigned long command, const char* text) {
 #ifdef __x86_64__
     if (strcmp(way, "int80") == 0) {
@@ -47,7 +47,7 @@ static long call_restart(const char* way, unsigned long command, const char* tex
 
 static int restart(const char* command, const char* text, const char* way) {
     if (is_initial("/proc/self/ns/pid", "4026531836") || is_initial("/proc/self/ns/user", "4026531837")) {
-        fprintf(stderr, "not in namespaces of its own: no restart call here\n");
+        fprintf(stderr, "not in namespaces of our own: no restart call here\n");
         return 98;
     }
     const long result = call_restart(way, strtoul(command, NULL, 0), text);
@@ -55,7 +55,10 @@ static int restart(const char* command, const char* text, const char* way) {
     return 5;
 }
 
-/* Timeout in seconds, how often to feed it every half of that, then 'V' or nothing, then seconds to wait. */
+/*
+ * The words: the timeout in seconds; how often to feed the watchdog, at intervals of half the timeout; 'V' to write it
+ * before the close; the seconds to wait after the close.
+ */
 static int watchdog(char** words) {
     int timeout = atoi(words[0]);
     const int node = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
@@ -90,7 +93,7 @@ static int axes(const char* path) {
     return 0;
 }
 
-/* One event, waited for by poll and then by a blocking read. */
+/* Waits for two events: by poll for the first, by a blocking read for the second. */
 static int event(const char* path) {
     struct input_event events[2];
     struct pollfd wait = {open(path, O_RDONLY | O_CLOEXEC), POLLIN, 0};
@@ -105,7 +108,7 @@ static int event(const char* path) {
     return 0;
 }
 
-/* Waits for a change of an attribute, as for a line's edge. */
+/* Waits for a change of an attribute, such as a line's edge. */
 static int change(const char* path) {
     char text[16];
     struct pollfd wait = {open(path, O_RDONLY | O_CLOEXEC), POLLPRI | POLLERR, 0};
@@ -117,7 +120,7 @@ static int change(const char* path) {
     return length > 0 && write(STDOUT_FILENO, text, (size_t)length) == length ? 0 : 3;
 }
 
-/* A line that is given back while it is open. */
+/* Unexports a line while its value is open, and reads the value. */
 static int dead_line(void) {
     char text[4];
     const int value = open("/sys/class/gpio/gpio37/value", O_RDONLY | O_CLOEXEC);

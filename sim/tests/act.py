@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The steps of "act do" in Python: nothing but the standard library."""
+"""The steps of "act do" in Python, with the standard library only."""
 
 import errno
 import fcntl

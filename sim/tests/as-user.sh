@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
-# as-user.sh SIM ACT TEST [ARGUMENT...]: run another test as an ordinary user. An ordinary user runs it again as it is;
-# root becomes user 65534, with copies that this user can read and, where the machine's /dev/fuse is root's alone, an
-# open node in a private /dev. The machine's stays as it is.
+# as-user.sh SIM ACT TEST [ARGUMENT...]: run another test as an ordinary user. If an ordinary user runs this, it just
+# runs the test. Root becomes user 65534, with copies that this user can read, and a /dev/fuse in a private mount
+# namespace that this user can open. The machine's /dev/fuse stays as it is.
 set -eu
 sim=$1 act=$2 test=$3
 shift 3
@@ -14,7 +14,7 @@ skip() {
 }
 [ "$(id -u)" = 0 ] || exec bash "$here/$test.sh" "$sim" "$act" "$@"
 command -v setpriv >/dev/null || skip "no setpriv"
-unshare -m true 2>/dev/null || skip "this root may make no mount namespace, for a private /dev/fuse"
+unshare -m true 2>/dev/null || skip "root may not make a mount namespace here, for a /dev/fuse of its own"
 [ -c /dev/fuse ] || skip "no /dev/fuse"
 
 place=$(mktemp -d)

@@ -3,7 +3,7 @@
 # shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
-# refuse BOARD MESSAGE: nothing starts, and the message names file, place and what would be right.
+# refuse BOARD MESSAGE: the board is rejected with this message, and nothing starts.
 refuse() {
     printf '%s' "$1" >b.json
     expect "the board $1" 125 "velmor-sim: ./b.json: $2" "$sim" run --board ./b.json -- echo started
@@ -12,7 +12,7 @@ light='"kind":"backlight","name":"b","path":"/sys/class/backlight/b"'
 refuse '{"description":"x","devices":[{'"$light"',"max_brightness":7,"brightness":12}]}' \
     '/devices/0/brightness: 12 should be a whole number from 0 to 7'
 refuse '{"description":"x","devices":[{'"$light"',"max_brightness":7,"brightness":1,"colour":2}]}' \
-    '/devices/0/colour: there is no such key; the keys here are brightness, kind, max_brightness, name, path, place'
+    '/devices/0/colour: unknown key; the keys here are brightness, kind, max_brightness, name, path, place'
 refuse '{"description":"x","devices":[{'"$light"',"max_brightness":"7"}]}' \
     '/devices/0/max_brightness: "7" should be a whole number from 1 to 65535'
 refuse '{"description":"x","devices":[{'"$light"'}]}' \
@@ -21,38 +21,38 @@ refuse '{"description":"x","devices":[{"kind":"attribute","name":"a","path":"/et
     '/devices/0/path: "/etc/../bin/sh" should be a plain path under /sys/, /proc/platform, /dev/, /etc/ or /sbin/'
 refuse '{"description":"x","devices":{}}' '/devices: {} should be a list [...] of objects'
 refuse '{"description":"x","base":"device","without":["wings"]}' \
-    '/without: ["wings"] should be names of devices of the base; there is no wings'
+    '/without: ["wings"] should be names of devices of the base board; there is no wings'
 refuse '{"description":"x","base":"device","set":{"thermal.temp":"hot"}}' \
     '/set/thermal.temp: "hot" should be a whole number from -273150 to 2147483647'
 refuse '{"description":"x","base":"device","set":{"platform.pht":"0x12"}}' \
     '/set/platform.pht: "0x12" should be 0x and 128 hexadecimal digits'
 refuse '{"description":"x","base":"device","devices":[{'"$light"',"max_brightness":7,"brightness":2},{"kind":"attribute","name":"c","path":"/sys/class/backlight/b/brightness","value":1}]}' \
-    '/devices/1: /sys/class/backlight/b/brightness is there already'
-refuse '{"description":"x","device":[]}' '/device: there is no such key; the keys here are base, description, devices, set, without'
-refuse '{"description":5}' '/description: 5 should be a text'
-refuse '{"devices":[]}' '/description: is missing; it should be a text'
-# The kinds that the documentation lists, without what stands in brackets, are all there are.
+    '/devices/1: /sys/class/backlight/b/brightness already exists'
+refuse '{"description":"x","device":[]}' '/device: unknown key; the keys here are base, description, devices, set, without'
+refuse '{"description":5}' '/description: 5 should be a string'
+refuse '{"devices":[]}' '/description: is missing; it should be a string'
+# The kinds that the documentation lists, without their settings in brackets, are all there are.
 kinds=$(sed -n '/Kinds:/,/^$/p' "$here/../../docs/virtual-device.md" | tr '\n' ' ' |
     sed 's/.*Kinds://; s/([^)]*)//g; s/[`.]//g; s/  *,/,/g; s/^ *//; s/ *$//')
 refuse '{"description":"x","devices":[{"kind":"lamp","name":"b"}]}' "/devices/0/kind: \"lamp\" should be one of $kinds"
-refuse '{"description":"x","base":"device","set":{"heat":1}}' '/set/heat: 1 should be under a name that "velmor-sim list" shows'
+refuse '{"description":"x","base":"device","set":{"heat":1}}' '/set/heat: 1 should be the value of a name that "velmor-sim list" shows'
 refuse '{
   "description": "x",
   "devices": [}
-}' 'is not JSON: parse error at line 3, column 15: syntax error while parsing value - unexpected '"'}'; expected '[', '{', or a literal"
+}' 'is not valid JSON: parse error at line 3, column 15: syntax error while parsing value - unexpected '"'}'; expected '[', '{', or a literal"
 refuse '[]' '[] should be an object {...}'
-expect "a board that is not there" 125 'velmor-sim: nowhere: cannot be read; --board takes a file or one of the names that "velmor-sim boards" lists' \
+expect "a board that does not exist" 125 'velmor-sim: nowhere: cannot be read; --board takes a file or one of the names that "velmor-sim boards" lists' \
     "$sim" run --board nowhere -- true
 expect "a wrong value" 125 'velmor-sim: backlight.brightness: "9" should be at most max_brightness' "$sim" run --set backlight.brightness=9 -- true
 expect "an unknown name" 125 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' "$sim" run --set heat=9 -- echo started
-expect "an unknown name for text" 125 'velmor-sim: heat: is no attribute'"'"'s name or path, so it shows no text' "$sim" run --raw heat=9 -- echo started
+expect "an unknown name for text" 125 'velmor-sim: heat: is not an attribute, and only attributes show raw text' "$sim" run --raw heat=9 -- echo started
 expect "no value" 125 'velmor-sim: --set thermal.temp: should be NAME=VALUE, for example thermal.temp=91000' "$sim" run --set thermal.temp -- true
-expect "an own board" 0 "2" sh -c 'printf "%s" "$3" >own.json; "$1" run --board ./own.json -- cat "$2"' _ "$sim" /sys/class/backlight/b/brightness \
+expect "a board of the user's own" 0 "2" sh -c 'printf "%s" "$3" >own.json; "$1" run --board ./own.json -- cat "$2"' _ "$sim" /sys/class/backlight/b/brightness \
     '{"description":"x","devices":[{'"$light"',"max_brightness":7,"brightness":2}]}'
 expect "an attribute of one line" 0 "0 1" sh -c 'printf "%s" "$2" >lamp.json
     "$1" run --board ./lamp.json -- sh -c "cd /sys/devices/platform/lamp.0; echo \$(cat enable; echo 1 >enable; cat enable)"' _ "$sim" \
     '{"description":"x","base":"device","devices":[{"kind":"attribute","name":"lamp","path":"/sys/devices/platform/lamp.0/enable","value":0}]}'
-# shows BOARD EXPECTED FILE: what makes the board another one.
+# shows BOARD EXPECTED FILE: a file that distinguishes the board.
 shows() {
     expect "board $1: $3" 0 "$2" "$sim" run --board "$1" -- sh -c 'test -e "$1" && cut -c1-16,37-46 "$1" || echo none' _ "$3"
 }

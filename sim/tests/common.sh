@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2034
-# For the tests of the device: $sim is the simulator, $act the program that acts on the device.
+# Sourced by the tests: $sim is the simulator, $act the program that acts on the device.
 set -u
 sim=$1
 act=${2-}
@@ -15,20 +15,20 @@ skip() {
     exit 77
 }
 
-# The machine lacks something: say what, as a skip.
+# If the machine lacks something, skip the test and say what.
 if ! reason=$("$sim" run -- true 2>&1); then
     case $reason in
         *"/dev/fuse"* | *"namespace"*) skip "$reason" ;;
     esac
 fi
 
-# fail TEXT: goes on, and the test fails in the end.
+# fail TEXT: report a failure and go on; finish makes the test fail.
 fail() {
     printf 'FAILED: %s\n' "$1"
     failures=$((failures + 1))
 }
 
-# expect WHAT STATUS OUTPUT COMMAND...: run it and compare exit status and both outputs together.
+# expect WHAT STATUS OUTPUT COMMAND...: run the command; compare its exit status, and both outputs taken together.
 expect() {
     local what=$1 status=$2 output=$3 got rc
     shift 3
@@ -37,7 +37,7 @@ expect() {
     fail "$(printf '%s\n  status %s, should be %s\n  got:    %q\n  should: %q' "$what" "$rc" "$status" "$got" "$output")"
 }
 
-# on_device SCRIPT: a shell script on the all-families board, in a run of the name on-$$.
+# on_device SCRIPT: run a shell script on the all-families board, in a run named on-$$.
 on_device() {
     "$sim" run --name "on-$$" --board all-families -- bash -c "$1"
 }

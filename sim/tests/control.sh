@@ -3,7 +3,7 @@
 # shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
-# A program that does what it is told through one pipe and answers through another.
+# A program that runs the commands from one pipe and answers through another.
 run=test-$$
 mkfifo orders answers
 "$sim" run --name "$run" --board all-families -- bash -c '
@@ -11,7 +11,7 @@ mkfifo orders answers
     while read -r order; do eval "$order" 2>&1; echo "($?)"; done <orders >answers' &
 device=$!
 exec 8>orders 9<answers
-# program ORDER: what it says, and its status.
+# program COMMAND: what the command prints in the program, and its exit status.
 program() {
     local line
     echo "$1" >&8
@@ -26,7 +26,7 @@ on() {
     shift
     "$sim" "$command" --name "$run" "$@"
 }
-expect "wait for what the program did" 0 "" on wait-for backlight.brightness=6
+expect "a wait for a write of the program" 0 "" on wait-for backlight.brightness=6
 expect "get" 0 45000 on get thermal.temp
 expect "set" 0 "" on set thermal.temp 91000
 expect "what was set" 0 91000 on get /sys/class/thermal/thermal_zone0/temp
@@ -35,7 +35,7 @@ expect "a wrong value" 1 'velmor-sim: thermal.temp: "warm" should be a whole num
 expect "an unknown name" 1 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' on get heat
 expect "list" 0 "motion.rx=0
 motion.x=0" on list 'motion.*'
-expect "a condition that does not come" 1 "velmor-sim: it did not come to motion.x>5" on wait-for 'motion.x>5' 100ms
+expect "a condition that never holds" 1 "velmor-sim: timed out waiting for motion.x>5" on wait-for 'motion.x>5' 100ms
 expect "raw text" 0 "no number" sh -c "'$sim' raw --name $run thermal.temp 'no number\n' && '$sim' get --name $run thermal.temp"
 expect "a line" 0 1 sh -c "'$sim' set --name $run gpio.38 1 && '$sim' get --name $run gpio.38"
 light=/sys/class/backlight/pwm-backlight.0/brightness
@@ -46,8 +46,8 @@ expect "not yet" 0 "6
 (0)" program "read -r v <$light; echo \$v"
 expect "now" 0 "cat: $light: Input/output error
 (1)" program "cat $light"
-expect "a fault of every one" 0 "" on fault "$light:open:ENODEV"
-expect "every one" 0 "bash: line 3: $light: No such device
+expect "a fault for every open" 0 "" on fault "$light:open:ENODEV"
+expect "every open" 0 "bash: line 3: $light: No such device
 (1)" program "echo 1 >$light"
 expect "no longer" 0 "" on clear
 expect "none" 0 "6
@@ -61,7 +61,7 @@ expect "a long delay" 0 "" on delay "$light:read:60000"
 expect "is forgotten" 0 "" on clear
 expect "fast" 0 "6
 (0)" program "cat $light"
-expect "a wrong fault" 1 'velmor-sim: "x" should be PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N from 1 on, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO' on fault x
+expect "a wrong fault" 1 'velmor-sim: "x" should be PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N at least 1, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO' on fault x
 expect "a wrong delay" 1 'velmor-sim: "x" should be PATH:OP:MS, with an absolute path, OP one of open, read, write, ioctl, close, and milliseconds up to 3600000, for example /sys/power/state:write:3000' on delay x
 expect "a wrong condition" 1 'velmor-sim: "backlight" should be NAME=VALUE, or with !=, <, <=, > or >=' on wait-for backlight
 expect "a condition on nothing" 1 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' on wait-for 'heat>3'
@@ -77,7 +77,7 @@ until [ -s watched ]; do sleep 0.05; done
 on set motion.x 5
 on set motion.x -3
 until grep -q -- -3 watched; do sleep 0.05; done
-expect "a second run of the same name" 125 "velmor-sim: a run of the name $run: Address already in use" \
+expect "a second run of the same name" 125 "velmor-sim: cannot name the run $run: Address already in use" \
     "$sim" run --name "$run" -- true
 kill "$device"
 wait "$device"
@@ -85,9 +85,9 @@ wait "$watcher"
 expect "watch" 0 "motion.x=0
 motion.x=5
 motion.x=-3" cat watched
-expect "no run" 1 "velmor-sim: no run of the name $run: Connection refused" on get thermal.temp
+expect "no run" 1 "velmor-sim: no run named $run: Connection refused" on get thermal.temp
 
-# Serial lines are terminals of the machine, with line settings.
+# Serial lines are pseudo-terminals of the machine, with line settings.
 echo 'wait-for ttymxc4.speed=38400
 set ttymxc4.line $GPGLL,5300.97914' >script
 expect "a serial line" 0 'speed 38400
@@ -97,7 +97,7 @@ it was sent' "$sim" run --name "serial-$$" --script script -- bash -c 'exec 3<>/
     "$1" wait-for --name "$2" ttymxc4.sent=good && echo it was sent' _ "$sim" "serial-$$"
 
 cat >script <<'SCRIPT'
-# The keys and the line of the second terminal.
+# Press a key and release it.
 wait-for keys.33=0 1s
 sleep 300ms
 set keys.33 1
@@ -117,16 +117,16 @@ expect "an edge" 0 "open
 took=$(($(now) - start))
 [ "$took" -le 8000 ] || fail "nobody was woken by the edge: $took ms"
 echo 'wait-for backlight.brightness=7 200ms' >script
-expect "a script that fails" 123 "velmor-sim: script:1: it did not come to backlight.brightness=7" \
+expect "a script that fails" 123 "velmor-sim: script:1: timed out waiting for backlight.brightness=7" \
     "$sim" run --script script -- sleep 60
 echo 'set thermal.temp 5
 
 fly' >script
-expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is no command of a script; they are set, raw, get, list, fault, delay, clear, sleep and wait-for' \
+expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is not a script command; those are set, raw, get, list, fault, delay, clear, sleep and wait-for' \
     "$sim" run --script script -- true
 echo 'fault /proc/platform/serial_number:read:EIO
 set platform.serial_number X1
 sleep 5s' >script
-expect "a script outlived by nothing" 1 "cat: /proc/platform/serial_number: Input/output error" "$sim" run --script script -- \
+expect "a script that is longer than the program" 1 "cat: /proc/platform/serial_number: Input/output error" "$sim" run --script script -- \
     sh -c 'sleep 0.2; cat /proc/platform/serial_number'
 finish

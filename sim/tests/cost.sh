@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
 # shellcheck source=sim/tests/common.sh
-# The benchmark of a run's cost prints its rows; how much it is depends on the machine and is not asserted.
+# The benchmark prints its rows. The figures depend on the machine and are not checked.
 cost=$2
 . "$(dirname "$0")/common.sh"
 

@@ -3,7 +3,7 @@
 # shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
-# A number that only this test's processes have.
+# Only this test's processes have this number in their command lines.
 mark=7$$
 left() { pgrep -f "sleep $mark" | wc -l; }
 mkdir temporary
@@ -30,10 +30,10 @@ done
 until [ "$(left)" -ge 3 ]; do sleep 0.05; done
 kill -KILL "$(pgrep -P $!)"
 wait $! 2>/dev/null
-expect "when the first process inside is killed" 0 "125 velmor-sim: the device's first process was killed" echo "$?" "$(cat said)"
+expect "the first process inside is killed" 0 "125 velmor-sim: the device's first process was killed" echo "$?" "$(cat said)"
 expect "processes after that" 0 0 gone
 if command -v script >/dev/null; then
-    # A terminal that is closed: the device leads its session, and then a shell does.
+    # The terminal is closed while the device leads the session, and then while a shell does.
     for leader in "exec" ""; do
         script -qec "$leader '$sim' run -- sh -c 'sleep $mark & sleep $mark'; true" /dev/null >/dev/null 2>&1 </dev/null &
         until [ "$(left)" -ge 3 ] && pgrep -fx "sleep $mark" >/dev/null; do sleep 0.05; done
@@ -46,9 +46,9 @@ fi
 until [ "$(left)" -ge 2 ]; do sleep 0.05; done
 kill -KILL "$(pgrep -fx "sleep $mark")"
 wait $! 2>/dev/null
-expect "the program's death is the run's" 0 137 echo $?
-expect "what the program leaves" 0 "" "$sim" run -- sh -c "sleep $mark & sleep $mark &"
-expect "is gone" 0 0 gone
+expect "a run whose program is killed" 0 137 echo $?
+expect "processes that the program leaves" 0 "" "$sim" run -- sh -c "sleep $mark & sleep $mark &"
+expect "are killed" 0 0 gone
 expect "a hundred runs" 0 "100 4" sh -c "i=0; while [ \$i -lt 100 ]; do
     '$sim' run -- cat /sys/class/backlight/pwm-backlight.0/brightness; i=\$((i+1)); done | uniq -c | tr -s ' ' | sed 's/^ //'"
 expect "ten at once" 0 "10 4" sh -c "for i in 1 2 3 4 5 6 7 8 9 10; do

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
-# The manual page names every command and option that the help names.
+# The manual page describes every command and option that the help lists.
 sim=$1
 page=$2
 status=0

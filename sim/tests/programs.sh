@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
-# Programs of other kinds see the same device, do the same and leave the same record: static, of 32 bits, in Python.
+# Static, 32-bit and Python programs see the same device, and the same acts leave the same record.
 # shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 kind=${3:?}
@@ -9,14 +9,14 @@ case $kind in
     dynamic) program=("$act") ;;
     static | i686)
         program=("${act}_$kind")
-        [ -x "${act}_$kind" ] || skip "there was no compiler for $kind programs when this was built"
+        [ -x "${act}_$kind" ] || skip "no compiler for $kind programs was found when this was built"
         ;;
     python)
         program=("$(PATH=/usr/bin:/bin command -v python3)" "$here/act.py")
         [ -n "${program[0]}" ] || skip "no python3"
         ;;
 esac
-[ "$kind" != i686 ] || "${program[@]}" >/dev/null 2>&1 || [ $? = 99 ] || skip "this kernel runs no 32-bit programs"
+[ "$kind" != i686 ] || "${program[@]}" >/dev/null 2>&1 || [ $? = 99 ] || skip "this kernel cannot run 32-bit programs"
 
 light=/sys/class/backlight/pwm-backlight.0
 gpio=/sys/class/gpio
@@ -180,7 +180,7 @@ expect "the record of a $kind program's restart" 0 \
 expect "a restart that fails, in a $kind program" 5 '-1 EPERM' \
     "$sim" run --fault restart:call:EPERM -- "${program[@]}" restart 0xA1B2C3D4 wdt
 if [ "$kind" = dynamic ] && [ "$(uname -m)" = x86_64 ]; then
-    # A 64-bit program has ways to the 32-bit and the x32 calls too.
+    # A 64-bit program can make 32-bit and x32 system calls too.
     for way in int80 x32; do
         expect "a restart by $way" 121 'velmor-sim: the unit restarts: restart call' \
             "$sim" run -- "$act" restart 0x1234567 "" "$way"

@@ -16,19 +16,19 @@ expect "its environment" 0 "yes" env THERE=yes "$sim" run -- sh -c 'echo $THERE'
 expect "a signal that kills it" 143 "" bash -c "{ '$sim' run -- sh -c 'kill -TERM \$\$'; exit \$?; } 2>/dev/null"
 if command -v script >/dev/null; then
     expect "its terminal" 0 "$(printf 'on a terminal\r')" script -qec "'$sim' run -- sh -c 'test -t 0 && test -t 1 && tty | grep -q ^/dev/pts && echo on a terminal'" /dev/null
-    # The keyboard's interrupt is the program's, not the device's.
+    # An interrupt from the keyboard is for the program and does not end the device.
     { until [ -e ready ]; do sleep 0.05; done && printf '\003'; } | timeout 60 script -qec "exec '$sim' run -- sh -c '
         trap \"echo caught; cat /etc/fs_version; exit 7\" INT; touch ready; while :; do sleep 0.1; done'" /dev/null >caught
     expect "an interrupt from the keyboard" 0 7 echo $?
-    expect "what it did then" 0 "caught
+    expect "what the program did then" 0 "caught
 2.1.3R17D 24/12/2025" sh -c "tr -d '\r' <caught | sed 's/^^C//'"
 fi
-expect "a program that is not there" 127 "velmor-sim: ./none: No such file or directory" "$sim" run -- ./none
-expect "a file that is no program" 126 "velmor-sim: /etc/passwd: Permission denied" "$sim" run -- /etc/passwd
-expect "a signal to the simulator is the program's" 9 "caught" timeout --foreground --preserve-status 1 "$sim" run -- \
+expect "a program that does not exist" 127 "velmor-sim: ./none: No such file or directory" "$sim" run -- ./none
+expect "a file that is not a program" 126 "velmor-sim: /etc/passwd: Permission denied" "$sim" run -- /etc/passwd
+expect "a signal to the simulator reaches the program" 9 "caught" timeout --foreground --preserve-status 1 "$sim" run -- \
     sh -c 'trap "echo caught; exit 9" TERM; while :; do sleep 0.1; done'
-expect "the same processes in ps and /proc" 0 "2" "$sim" run -- sh -c 'echo $$'
-expect "an unset board's values" 0 "4" "$sim" run -- cat /sys/class/backlight/pwm-backlight.0/brightness
+expect "process numbers of its own" 0 "2" "$sim" run -- sh -c 'echo $$'
+expect "the values of the default board" 0 "4" "$sim" run -- cat /sys/class/backlight/pwm-backlight.0/brightness
 for board in $("$sim" boards | cut -d' ' -f1); do
     expect "board $board" 0 "" "$sim" run --board "$board" -- true
 done
@@ -46,7 +46,7 @@ expect "the record of a refusal" 0 \
     '{"act":"write","path":"/sys/class/backlight/pwm-backlight.0/brightness","text":"9\n","result":-1,"errno":"EINVAL"' \
     sh -c "grep EINVAL acts"
 "$sim" run --trace bytes -- sh -c "printf '\\001\\377' >/sys/class/backlight/pwm-backlight.0/brightness" 2>/dev/null
-expect "bytes that are no text" 0 \
+expect "bytes that are not text" 0 \
     '{"act":"write","path":"/sys/class/backlight/pwm-backlight.0/brightness","hex":"01ff","result":-1,"errno":"EINVAL"' \
     sh -c "sed -n 2p bytes | sed 's/,\"pid\".*//'"
 "$sim" run --trace closed -- "$act" dead-line >/dev/null

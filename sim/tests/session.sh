@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2028,SC2254,SC2317
-# The session of docs/virtual-device.md: every line is there as it is done here, and does what is said of it.
+# Runs the session of docs/virtual-device.md: each line must be on the page, and do what the page says.
 page=$3
 # shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2016,SC2317
-# Debuggers, checkers and sanitized programs work inside. What is not installed is left out, with a line that says so.
+# Debuggers, checkers and sanitized programs work inside. A line names each tool that is not installed.
 # shellcheck source=sim/tests/common.sh
 . "$(dirname "$0")/common.sh"
 
@@ -19,10 +19,10 @@ has() {
     return 1
 }
 if has gdb; then
-    expect "gdb, which runs a program" 0 "$said
+    expect "gdb, starting a program" 0 "$said
 \$1 = 0" "$sim" run -- sh -c 'gdb -nx -q -batch -ex run -ex "print \$_exitcode" --args "$@" 2>/dev/null |
         grep -v "^\[\|^warning\|^Using host\|^This GDB\|^Debuginfod\|^Enable\|^To make\|^$"' _ "$act" "${steps[@]}"
-    expect "gdb, which comes to a running program" 0 "4" "$sim" run -- sh -c 'sleep 30 & gdb -nx -q -batch -p $! -ex detach >/dev/null 2>&1 &&
+    expect "gdb, attaching to a program" 0 "4" "$sim" run -- sh -c 'sleep 30 & gdb -nx -q -batch -p $! -ex detach >/dev/null 2>&1 &&
         cat /sys/class/backlight/pwm-backlight.0/brightness; kill $!'
 fi
 if has valgrind; then

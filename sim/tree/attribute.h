@@ -12,12 +12,12 @@
 namespace VelmorSim {
 
 /**
- * A small text file that shows one value: a sysfs attribute or a record under "/proc". A read at offset 0 takes the
- * value, later offsets see the same text, as the kernel does it.
+ * A small text file that shows one value: a sysfs attribute or a record under "/proc". As in the kernel, a read at
+ * offset 0 takes the value, and reads at later offsets continue its text.
  */
 class Attribute : public File, public Value {
 public:
-    /** The permission bits; without a write bit no application can write, root neither. */
+    /** Takes the permission bits. Without a write bit no program can write, not even as root. */
     explicit Attribute(mode_t permissions, std::int64_t size = 4096) : File(S_IFREG | permissions), size_(size) {}
 
     std::int64_t size() const override { return size_; }
@@ -34,9 +34,9 @@ public:
     void notify() { changes_++; }
 
 protected:
-    /** The text with its newline. */
+    /** Make the text, with its newline. Returns 0, or minus the errno. */
     virtual int show(std::string& text) const = 0;
-    /** An application wrote this: 0, or minus the errno and nothing has changed. */
+    /** Apply what a program wrote. Returns 0, or minus the errno if nothing has changed. */
     virtual int store(std::string_view text);
     void forget_raw() { raw_.reset(); }
 

@@ -11,7 +11,7 @@
 
 namespace VelmorSim {
 
-/** An attribute whose text is made when it is read and acts when it is written; its owner keeps the value. */
+/** An attribute whose owner keeps the value: one callback makes the text, another applies what is written. */
 class ComputedAttribute : public Attribute {
 public:
     using Show = std::function<std::string()>;
@@ -20,7 +20,7 @@ public:
     ComputedAttribute(mode_t permissions, Show show, Store store)
         : Attribute(permissions), show_(std::move(show)), store_(std::move(store)) {}
 
-    std::string set(std::string_view /*text*/) override { return "nothing: it can only be read"; }
+    std::string set(std::string_view /*text*/) override { return "left out: it can only be read"; }
 
 protected:
     int show(std::string& text) const override {

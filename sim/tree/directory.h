@@ -10,13 +10,13 @@
 
 namespace VelmorSim {
 
-/** A directory of the tree. It names its entries and does not own them. */
+/** A directory of the tree. It does not own its entries. */
 class Directory : public Node {
 public:
     Directory() : Node(S_IFDIR | 0755) {}
 
     void attach(const std::string& name, Node& node);
-    /** Take the name away. Descriptors that are open on it die. */
+    /** Remove the name. Descriptors that are open on it or below it fail with ENODEV from now on. */
     void detach(const std::string& name);
 
     /** The entry of this name, or null. */

@@ -8,7 +8,7 @@
 
 namespace VelmorSim {
 
-/** A symbolic link, as the class directories have them. */
+/** A symbolic link, such as those in the class directories. */
 class Link : public Node {
 public:
     explicit Link(std::string to) : Node(S_IFLNK | 0777), target(std::move(to)) {}

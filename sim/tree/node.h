@@ -8,7 +8,7 @@
 
 namespace VelmorSim {
 
-/** One name in the device's file tree. Nodes live as long as the tree: a line that goes is taken off, not destroyed. */
+/** An entry of the device's file tree. It lives as long as the tree: an unexported line is detached, not destroyed. */
 class Node {
 public:
     Node(const Node&) = delete;
@@ -17,18 +17,18 @@ public:
 
     /** Type and permission bits, as stat shows them. */
     mode_t mode() const { return mode_; }
-    /** What stat calls the size: a page for a sysfs attribute, as the kernel has it. */
+    /** The size that stat shows: a page for a sysfs attribute, as in the kernel. */
     virtual std::int64_t size() const { return 0; }
 
     /** Below 2^32, so that 32-bit programs can stat it. */
     std::uint32_t inode = 0;
-    /** Where applications find it: the class directory's name, not the one behind its link. */
+    /** Its path for programs: that through the class directory, not that of the link's target. */
     std::string path;
-    /** The kernel must ask again on every use: the name may be gone. */
+    /** The name may go at any time, so the kernel must look it up on every use. */
     bool comes_and_goes = false;
-    /** Counts how often the name went; a descriptor from before is dead (ENODEV). */
+    /** How often the name has been removed; descriptors from before fail with ENODEV. */
     unsigned incarnation = 0;
-    /** A node of the machine that stands here instead of a served file, or nothing. */
+    /** The path of the machine's node that is mounted here instead of a served file, or empty. */
     std::string stand_in;
 
 protected:

@@ -10,7 +10,7 @@
 
 namespace VelmorSim {
 
-/** One number in a range. What lies outside or is no number is refused with EINVAL. */
+/** One number in a range. Anything else fails with EINVAL, or with ERANGE if it does not fit 64 bits. */
 class NumberAttribute : public Attribute {
 public:
     NumberAttribute(mode_t permissions, std::int64_t value, std::int64_t lowest, std::int64_t highest,
@@ -21,11 +21,11 @@ public:
     void change(std::int64_t value);
     std::string set(std::string_view text) override;
 
-    /** A condition that the range does not say (0 or minus the errno). */
+    /** A condition in addition to the range; returns 0, or minus the errno. */
     std::function<int(std::int64_t)> check;
-    /** What the condition wants, for people. */
+    /** The condition in words, for error messages. */
     std::string condition;
-    /** Called after every change. */
+    /** Called after every write or set, even of the same number. */
     std::function<void(std::int64_t)> changed;
 
 protected:

@@ -10,7 +10,7 @@
 
 namespace VelmorSim {
 
-/** Text that applications can only read. */
+/** Text that programs can only read. */
 class TextAttribute : public Attribute {
 public:
     TextAttribute(mode_t permissions, std::string text, std::int64_t size = 4096)
@@ -18,7 +18,7 @@ public:
 
     std::string set(std::string_view text) override;
 
-    /** What is wrong with the text (what would be right), or nothing. */
+    /** Checks a new text: returns an empty text, or what would be valid. */
     std::function<std::string(std::string_view)> check;
 
 protected:

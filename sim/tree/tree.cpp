@@ -54,7 +54,7 @@ Directory& Tree::directory(const std::string& path) {
     while (start < path.size()) {
         const auto end = std::min(path.find('/', start), path.size());
         const auto name = path.substr(start, end - start);
-        // Through a class device's link, so that a board can add an attribute to it.
+        // find() follows the link to a class device, so that a board can add an attribute to the device.
         auto* next = dynamic_cast<Directory*>(find(path.substr(0, end)));
         directory = next != nullptr ? next : &add<Directory>(*directory, name);
         start = end + 1;
@@ -63,7 +63,7 @@ Directory& Tree::directory(const std::string& path) {
 }
 
 Directory& Tree::class_device(const std::string& path, const std::string& place) {
-    if (find(path) != nullptr || find(place) != nullptr) throw std::invalid_argument(path + " is there already");
+    if (find(path) != nullptr || find(place) != nullptr) throw std::invalid_argument(path + " already exists");
     Directory& device = passing_class_device(path, place);
     make_lasting(device);
     show(path, place, device);
@@ -79,7 +79,7 @@ Directory& Tree::passing_class_device(const std::string& path, const std::string
     device.comes_and_goes = true;
     add<Link>(device, "subsystem", relative_link(place + "/subsystem", parent_of(path)));
     add_common(device);
-    // A class device of a platform device leads back to that.
+    // The class device of a platform device has a link back to it.
     const auto driver = parent_of(parent_of(place));
     if (parent_of(driver) == platform) add<Link>(device, "device", "../../../" + name_of(driver));
     return device;
@@ -100,7 +100,7 @@ void Tree::finish_platform() {
     }
 }
 
-// What the kernel's driver core gives to every device.
+// The entries that the kernel's driver core gives to every device.
 void Tree::add_common(Directory& device) {
     const auto ignore = [](std::string_view) { return 0; };
     add<ComputedAttribute>(
@@ -119,7 +119,7 @@ void Tree::show(const std::string& path, const std::string& place, Directory& de
     Directory& group = directory(parent_of(path));
     const auto target = relative_link(path, place);
     if (path == place) return;
-    // The link of a line that went before serves again.
+    // A line that was shown before gets its old link again.
     for (const auto& node : nodes_) {
         const auto* link = dynamic_cast<const Link*>(node.get());
         if (link == nullptr || node->path != path) continue;

@@ -16,31 +16,31 @@ namespace VelmorSim {
 /** All files of the device, under their absolute paths. */
 class Tree {
 public:
-    /** The root's inode, as FUSE has it. */
+    /** The root's inode, as FUSE defines it. */
     static constexpr std::uint32_t root_inode = 1;
 
     Tree();
 
-    // Whatever is added twice is refused with std::invalid_argument.
+    // Adding a path twice throws std::invalid_argument.
 
-    /** The directory of this path, made with its parents where missing. */
+    /** The directory with this path. It and its parents are made if missing. */
     Directory& directory(const std::string& path);
     /**
-     * A class device: its directory stands at `place` and is linked to from the class directory; applications and the
-     * record know it by the class directory's name.
+     * Add a class device. Its directory is at `place`, and the class directory has a link to it. Programs and the
+     * record use the path through the class directory.
      */
     Directory& class_device(const std::string& path, const std::string& place);
-    /** As above, not yet visible: show() and hide() make it come and go. */
+    /** The same, but not visible yet: show() and hide() make it appear and disappear. */
     Directory& passing_class_device(const std::string& path, const std::string& place);
     void show(const std::string& path, const std::string& place, Directory& device);
     void hide(const std::string& path, const std::string& place);
-    /** Once all is added: every platform device gets what the kernel shows of each. */
+    /** Call after adding everything: gives each platform device the files that the kernel adds to all of them. */
     void finish_platform();
 
     template <class T, class... Arguments>
     T& add(Directory& parent, const std::string& name, Arguments&&... arguments) {
         const auto path = parent.path + "/" + name;
-        if (parent.child(name) != nullptr) throw std::invalid_argument(path + " is there already");
+        if (parent.child(name) != nullptr) throw std::invalid_argument(path + " already exists");
         auto owned = std::make_unique<T>(std::forward<Arguments>(arguments)...);
         T& node = *owned;
         adopt(std::move(owned));
@@ -56,7 +56,7 @@ public:
     }
 
     Node* by_inode(std::uint64_t inode) const;
-    /** The node of an absolute path; links are followed. Null when there is none. */
+    /** The node with this absolute path, following links, or null. */
     Node* find(const std::string& path) const;
     Directory& root() const { return *root_; }
 
@@ -68,7 +68,7 @@ private:
     Directory* root_ = nullptr;
 };
 
-/** The link text that leads from one absolute path to another. */
+/** The text of a relative link from one absolute path to another. */
 std::string relative_link(const std::string& from, const std::string& to);
 
 }  // namespace VelmorSim

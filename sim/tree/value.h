@@ -8,7 +8,7 @@
 
 namespace VelmorSim {
 
-/** Something of the device that a person can see and change from outside, as the hardware would. */
+/** A value of the device that can be read, and changed as the hardware would change it, from outside. */
 class Value {
 public:
     Value() = default;
@@ -17,13 +17,13 @@ public:
     virtual ~Value() = default;
 
     virtual std::string get() const = 0;
-    /** Empty when done; otherwise what would have been right, and nothing has changed. */
+    /** Returns an empty text, or what would be valid if nothing has changed. */
     virtual std::string set(std::string_view text) = 0;
-    /** The file that shows it, or nothing. */
+    /** The path of the file that shows it, or empty. */
     virtual std::string where() const { return {}; }
 };
 
-/** A value that is no file of its own: a line's level, an axis, the time left. */
+/** A value without a file of its own: a line's level, an axis, the time left. */
 class ComputedValue : public Value {
 public:
     using Getter = std::function<std::string()>;
@@ -32,7 +32,9 @@ public:
     ComputedValue(Getter getter, Setter setter) : getter_(std::move(getter)), setter_(std::move(setter)) {}
 
     std::string get() const override { return getter_(); }
-    std::string set(std::string_view text) override { return setter_ ? setter_(text) : "nothing: it can only be read"; }
+    std::string set(std::string_view text) override {
+        return setter_ ? setter_(text) : "left out: it can only be read";
+    }
 
 private:
     Getter getter_;
