@@ -43,7 +43,7 @@ if command -v script >/dev/null; then
     done
 fi
 "$sim" run -- sleep "$mark" 2>/dev/null &
-until [ "$(left)" -ge 2 ]; do sleep 0.05; done
+until pgrep -fx "sleep $mark" >/dev/null; do sleep 0.05; done
 kill -KILL "$(pgrep -fx "sleep $mark")"
 wait $! 2>/dev/null
 expect "a run whose program is killed" 0 137 echo $?
