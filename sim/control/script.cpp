@@ -17,7 +17,8 @@ namespace VelmorSim {
 namespace {
 
 constexpr auto patience = std::chrono::seconds(10);
-constexpr std::string_view known[] = {"set", "raw", "get", "list", "fault", "delay", "clear", "sleep", "wait-for"};
+constexpr std::string_view script_commands[] = {"set",   "raw",   "get",   "list",    "fault",
+                                                "delay", "clear", "sleep", "wait-for"};
 
 Words split(const std::string& line) {
     std::istringstream stream(line);
@@ -56,7 +57,8 @@ void Script::check(const Line& line) {
             throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
         const Condition condition(commands_.model(), words[1]);
         if (words.size() == 3) duration(words[2]);
-    } else if (std::find(std::begin(known), std::end(known), words[0]) == std::end(known)) {
+    } else if (std::find(std::begin(script_commands), std::end(script_commands), words[0]) ==
+               std::end(script_commands)) {
         throw std::invalid_argument("\"" + words[0] +
                                     "\" is not a script command; those are set, raw, get, list, fault, delay, clear, "
                                     "sleep and wait-for");

@@ -10,7 +10,7 @@
 
 namespace VelmorSim {
 
-const Kind kind("backlight", [](Model& model, const std::string& name, Settings& settings) {
+const Kind backlight_kind("backlight", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t most = 65535;
     constexpr std::int64_t powered_down = 4;
     const auto path = device_path(settings);

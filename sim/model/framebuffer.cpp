@@ -31,7 +31,7 @@ protected:
 
 }  // namespace
 
-const Kind kind("framebuffer", [](Model& model, const std::string& name, Settings& settings) {
+const Kind framebuffer_kind("framebuffer", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const auto place = device_place(settings, path);
     Directory& device = model.tree.class_device(path, place);

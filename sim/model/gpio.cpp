@@ -158,7 +158,7 @@ std::unique_ptr<Value> level_value(Gpio& gpio, std::string_view text) {
 
 }  // namespace
 
-const Kind kind("gpio", [](Model& model, const std::string& name, Settings& settings) {
+const Kind gpio_kind("gpio", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t most = 1024;
     const auto path = device_path(settings);
     auto& gpio = model.part<Gpio>(model, path, device_place(settings, path));

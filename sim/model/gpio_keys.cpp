@@ -99,7 +99,7 @@ Keys take_keys(Settings& settings, const std::string& key) {
 
 }  // namespace
 
-const Kind kind("gpio-keys", [](Model& model, const std::string& name, Settings& settings) {
+const Kind gpio_keys_kind("gpio-keys", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const Keys all = take_keys(settings, "keys");
     if (all.empty()) settings.refuse("keys", "a list of key codes, for example \"30-32\"");

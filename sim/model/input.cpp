@@ -17,7 +17,7 @@ constexpr std::array<const char*, 6> axis_names = {"x", "y", "z", "rx", "ry", "r
 
 }  // namespace
 
-const Kind kind("input", [](Model& model, const std::string& name, Settings& settings) {
+const Kind input_kind("input", [](Model& model, const std::string& name, Settings& settings) {
     using limits = std::numeric_limits<std::int32_t>;
     const auto path = device_path(settings);
     auto& device = model.tree.add<InputDevice>(path, settings.text("label", name));

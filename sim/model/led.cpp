@@ -50,7 +50,7 @@ private:
 
 }  // namespace
 
-const Kind kind("led", [](Model& model, const std::string& name, Settings& settings) {
+const Kind led_kind("led", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const auto place = device_place(settings, path);
     const auto now = settings.numbers("color", 0, brightest);

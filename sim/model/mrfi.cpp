@@ -105,7 +105,7 @@ Peers& add_peers(Model& model, Directory& device, const std::string& key, Settin
 
 }  // namespace
 
-const Kind kind("mrfi", [](Model& model, const std::string& name, Settings& settings) {
+const Kind mrfi_kind("mrfi", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t highest = std::numeric_limits<std::int32_t>::max();
     constexpr mode_t read_only = 0444;
     constexpr mode_t write_only = 0200;

@@ -43,7 +43,7 @@ private:
 
 }  // namespace
 
-const Kind kind("power-state", [](Model& model, const std::string& name, Settings& settings) {
+const Kind power_state_kind("power-state", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     auto states = settings.texts("states");
     if (states.empty()) settings.refuse("states", "a list of at least one state, for example [\"mem\"]");

@@ -73,7 +73,7 @@ private:
 
 }  // namespace
 
-const Kind kind("program", [](Model& model, const std::string& name, Settings& settings) {
+const Kind program_kind("program", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t most = 255;
     const auto path = device_path(settings);
     const auto act = settings.text("act");

@@ -8,7 +8,7 @@
 
 namespace VelmorSim {
 
-const Kind kind("pwm", [](Model& model, const std::string& name, Settings& settings) {
+const Kind pwm_kind("pwm", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t second = 1000000000;  // ns
     const auto path = device_path(settings);
     const auto now = settings.number("period", 1, second);

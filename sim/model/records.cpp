@@ -65,7 +65,7 @@ std::map<std::string, Check> known_records() {
 
 }  // namespace
 
-const Kind kind("records", [](Model& model, const std::string& name, Settings& settings) {
+const Kind records_kind("records", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     Directory& directory = model.tree.directory(path);
     const auto known = known_records();

@@ -93,7 +93,7 @@ private:
 
 }  // namespace
 
-const Kind kind("serial", [](Model& model, const std::string& name, Settings& settings) {
+const Kind serial_kind("serial", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     auto& serial = model.part<Serial>();
     if (serial.node().empty()) return;

@@ -9,7 +9,7 @@
 
 namespace VelmorSim {
 
-const Kind kind("thermal", [](Model& model, const std::string& name, Settings& settings) {
+const Kind thermal_kind("thermal", [](Model& model, const std::string& name, Settings& settings) {
     constexpr std::int64_t coldest = -273150;  // 1/1000 degree Celsius
     constexpr std::int64_t hottest = std::numeric_limits<std::int32_t>::max();
     const auto path = device_path(settings);

@@ -195,7 +195,7 @@ std::string seconds_text(milliseconds time) {
 
 }  // namespace
 
-const Kind kind("watchdog", [](Model& model, const std::string& name, Settings& settings) {
+const Kind watchdog_kind("watchdog", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     auto& watchdog = model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest_timeout, highest_timeout));
     watchdog.meaning = "watchdog";
