@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: MIT */
 
 /*
- * The kernel's manners that applications meet in the device's files, as one
+ * The kernel's behaviour that applications meet in the device's files, as one
  * list for both beds: the emulated board and the virtual device
- * ("velmor-sim run --board all-families -- manners"). A row whose beds differ
+ * ("velmor-sim run --board all-families -- kernel_behaviour"). A row whose beds differ
  * says why; docs/emulated-board.md has the same reasons.
  *
  * HAZARD: for these two only. It refuses to run where neither is.
@@ -411,7 +411,7 @@ int main(void) {
     begin_checks(on_board || (exists("/.vdev") && exists(LIGHT "/brightness")),
                  "neither the emulated board nor the virtual device");
 
-    interface("the kernel's manners", "(the list that the virtual device is held to)");
+    interface("the kernel's behaviour", "(the list that the virtual device is held to)");
     check_rows();
     check_descriptors();
     check_watchdog();
