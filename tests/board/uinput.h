@@ -1,44 +1,43 @@
-/* SPDX-License-Identifier: MIT */
+// SPDX-License-Identifier: MIT
+#pragma once
 
-/* An input device of one's own, for the board's programs. */
-
-#ifndef VELMOR_BOARD_UINPUT_H
-#define VELMOR_BOARD_UINPUT_H
-
+#include <fcntl.h>
 #include <linux/input.h>
 #include <linux/uinput.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
-#include "check.h"
+namespace board {
 
-/* With these absolute axes, from -2048 to 2047. The device goes with the descriptor. */
-static inline int make_input(const char* name, const int* axes, int count) {
-    struct uinput_setup setup = {.id = {.bustype = BUS_VIRTUAL, .vendor = 1, .product = 1}};
-    int fd = open("/dev/uinput", O_WRONLY | O_CLOEXEC);
-    int i;
-
-    snprintf(setup.name, sizeof setup.name, "%s", name);
+/** Make an input device with these absolute axes, from -2048 to 2047. It exists until its descriptor is closed. */
+inline int make_input(const std::string& name, const std::vector<int>& axes) {
+    uinput_setup setup = {};
+    setup.id = {.bustype = BUS_VIRTUAL, .vendor = 1, .product = 1, .version = 0};
+    name.copy(setup.name, sizeof setup.name - 1);
+    const int fd = open("/dev/uinput", O_WRONLY | O_CLOEXEC);
     ioctl(fd, UI_SET_EVBIT, EV_ABS);
-    for (i = 0; i < count; ++i) {
-        struct uinput_abs_setup axis = {.code = (__u16)axes[i], .absinfo = {.minimum = -2048, .maximum = 2047}};
+    for (const int code : axes) {
+        uinput_abs_setup axis = {};
+        axis.code = static_cast<__u16>(code);
+        axis.absinfo.minimum = -2048;
+        axis.absinfo.maximum = 2047;
         ioctl(fd, UI_ABS_SETUP, &axis);
     }
-    if (ioctl(fd, UI_DEV_SETUP, &setup) != 0 || ioctl(fd, UI_DEV_CREATE) != 0) {
-        fprintf(stderr, "no uinput device: %s\n", strerror(errno));
-        exit(1);
-    }
+    if (ioctl(fd, UI_DEV_SETUP, &setup) != 0 || ioctl(fd, UI_DEV_CREATE) != 0)
+        throw std::runtime_error("no uinput device");
     return fd;
 }
 
-/* What a driver does when its sensor has a new value. */
-static inline void move_axis(int fd, int axis, int value) {
-    struct input_event events[2];
-
-    memset(events, 0, sizeof events);
+/** What a driver does when its sensor has a new value. */
+inline void move_axis(int fd, int axis, int value) {
+    input_event events[2] = {};
     events[0].type = EV_ABS;
-    events[0].code = (__u16)axis;
+    events[0].code = static_cast<__u16>(axis);
     events[0].value = value;
-    if (write(fd, events, sizeof events) != (ssize_t)sizeof events) fprintf(stderr, "no event: %s\n", strerror(errno));
+    if (write(fd, events, sizeof events) != ssize_t{sizeof events}) throw std::runtime_error("no event");
 }
 
-#endif
+}  // namespace board
