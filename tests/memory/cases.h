@@ -5,18 +5,20 @@
 #include <string>
 #include <vector>
 
+#include "support/scenario.h"
+
 namespace memory {
 
-/** A call under test. Its text is what testing_support::answer() tells of the call, and what was found afterwards. */
+/** A call under test. Its text is that of testing_support::answer(), and what was found afterwards. */
 struct Case {
     std::string function;
-    std::string what;  // tells cases of one function apart
-    std::function<std::string()> call;
+    std::string what;  // distinguishes the cases of one function
+    testing_support::Scenario call;
     std::function<void()> prepare = [] {};
-    bool starts_board = false;  // it is the first call of its process
+    bool starts_board = false;  // the call is the first one of its process
 };
 
-/** All calls that are tried on a board; the one of all families has more to try. */
+/** All cases that a board has; the board of all families has more. */
 std::vector<Case> cases(bool all_families);
 
 /** The answers of all functions that change nothing. */

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// The C library's own, by the names under which it keeps them for a program that has a family of its own.
+// The C library's own functions, for a program that replaces them.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t size);
@@ -28,7 +28,7 @@ long last_number = 0;
 long first_failing = 0;
 long last_failing = 0;
 long taken = 0;
-std::array<void*, 4096> blocks = {};  // the place is the number; null where it has been given back
+std::array<void*, 4096> blocks = {};  // by number; null once the block is freed
 
 bool refused() {
     if (!inside || !numbering) return false;

@@ -5,21 +5,21 @@
 
 namespace memory {
 
-// The program has a malloc family of its own, on which operator new and the C++ runtime's exceptions draw too. It looks
-// at what one thread does between enter() and leave(), a stretch, and is the C library's in all other respects.
+// The program replaces malloc() and its family, which operator new and the exceptions of the C++ runtime use too. Only
+// what one thread does between enter() and leave() is counted and may fail; all other calls go to the C library.
 
 void enter();
 void leave();
 
-/** Have the allocations of the next stretch from the first number to the last fail; the first of all is number 1. */
+/** Make the allocations after the next enter() fail from the first number to the last; the first of all is number 1. */
 void fail_next(long first, long last);
 
-/** How many allocations the stretch since fail_next() has asked for, those that failed among them. */
+/** The number of allocations since fail_next(), failed ones included. */
 long allocations();
-/** The numbers of its allocations whose blocks are still in use. */
+/** The numbers of those whose blocks are still in use. */
 std::vector<long> in_use();
 
-/** Blocks that all stretches so far have taken, less those that they have given back. */
+/** Blocks allocated and not freed, by all counted code so far. */
 long balance();
 
 }  // namespace memory

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: MIT
 // Every allocation of every function, and of the start of the board, fails once: alone, and with all that follow it.
-// The function answers -1 and has set nothing, or it does without; nothing is lost; and the next call is as ever.
-// A call that would fail in any case may say -1 in place of its own error, also after its acts.
+// The function then returns -1 and has set nothing, or it does without the memory. Nothing is lost, and the next call
+// behaves as usual. A call that fails in any case may return -1 instead of its own error, also after its acts.
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -24,7 +25,9 @@
 #include "memory/cases.h"
 #include "memory/heap.h"
 #include "record/trace.h"
+#include "support/calls.h"
 #include "support/files.h"
+#include "support/forked.h"
 #include "support/scenario.h"
 
 namespace {
@@ -39,18 +42,17 @@ using Texts = std::vector<std::string>;
 
 // ---- What happens --------------------------------------------------------------------------------------------------
 
-/** One call and what became of the process by it. */
+/** One call and what it did to the process. */
 struct Step {
     std::string output;
     Acts acts;
-    std::string open_before;  // descriptors
-    std::string open_after;
-    long left = 0;     // blocks
-    std::string said;  // on standard error
-    NLOHMANN_DEFINE_TYPE_INTRUSIVE(Step, output, acts, open_before, open_after, left, said)
+    std::string descriptors;  // those open before and after, if they differ
+    long blocks_left = 0;
+    std::string printed;  // on standard error
+    NLOHMANN_DEFINE_TYPE_INTRUSIVE(Step, output, acts, descriptors, blocks_left, printed)
 };
 
-/** What a process has done: the call in question, the same once more, and after the start all queries. */
+/** What a process did: the call under test, the same once more and, after the start of a board, all queries. */
 struct Course {
     Step first;
     Step next;
@@ -65,37 +67,32 @@ std::string open_descriptors() {
     constexpr int highest = 256;
     std::string all;
     for (int fd = 0; fd < highest; ++fd)
-        if (fcntl(fd, F_GETFD) != -1) all += " " + std::to_string(fd);
+        if (testing_support::is_open(fd)) all += " " + std::to_string(fd);
     return all;
 }
 
-constexpr char next_step = '\f';  // parts what the steps write to standard error
+constexpr char next_step = '\f';  // separates what the steps print
 
-Step step(const std::function<std::string()>& call) {
+Step step(const testing_support::Scenario& call) {
     std::fputc(next_step, stderr);
     (void)record::Trace().acts();  // so that what was closed before is in the record by now
     Step step;
     const record::Trace trace;
-    const long before = memory::balance();
-    step.open_before = open_descriptors();
+    const long blocks = memory::balance();
+    const std::string before = open_descriptors();
     step.output = call();
-    step.open_after = open_descriptors();
-    step.left = memory::balance() - before;
+    const std::string after = open_descriptors();
+    if (after != before) step.descriptors = before + " became " + after;
+    step.blocks_left = memory::balance() - blocks;
     step.acts = trace.acts();
     return step;
 }
 
-constexpr unsigned hangs_after_s = 20;
-
-/** The case in a process of its own, with these allocations of its call failing; none for 0. */
+/** Run the case in a process of its own; these allocations of its call fail, none for 0. */
 Course run(const Case& each, long first, long last) {
     const ChildResult child = run_in_child([&] {
-        alarm(hangs_after_s);
-        if (!each.starts_board)
-            testing_support::answer([] {
-                bool present = false;
-                return es_present(&present);
-            });
+        testing_support::no_longer_than(20);
+        if (!each.starts_board) testing_support::query_es();
         each.prepare();
         Course course;
         memory::fail_next(first, last);
@@ -108,32 +105,27 @@ Course run(const Case& each, long first, long last) {
         return nlohmann::json(course).dump();
     });
     Course course;
-    if (WIFSIGNALED(child.wait_status)) {
-        course.death = "the process ended by signal " + std::to_string(WTERMSIG(child.wait_status));
-    } else if (!child.output.starts_with("{")) {
-        course.death = "the process ended: " + child.output;
-    } else {
-        course = nlohmann::json::parse(child.output);
-        std::istringstream said(child.error_text);
-        std::getline(said, course.first.said, next_step);  // what the start said
-        std::getline(said, course.first.said, next_step);
-        std::getline(said, course.next.said, next_step);
+    if (child.wait_status != 0 || !child.output.starts_with("{")) {
+        course.death = "the process ended (" + testing_support::ending(child.wait_status) + "): " + child.output;
+        return course;
     }
+    course = nlohmann::json::parse(child.output);
+    std::istringstream printed(child.error_text);
+    std::getline(printed, course.first.printed, next_step);  // by the start
+    std::getline(printed, course.first.printed, next_step);
+    std::getline(printed, course.next.printed, next_step);
     return course;
 }
 
 // ---- What may happen -----------------------------------------------------------------------------------------------
 
-/** An answer without an errno that means nothing: that of -1 and of success. */
+/** A result without an errno that means nothing: that of -1 and of success. */
 std::string without_errno(const std::string& output) {
-    if (output.starts_with("-") && !output.starts_with("-1 ")) return output;
-    const std::size_t errno_at = output.find(" errno ");
-    const std::size_t end = output.find(':');
-    if (errno_at == std::string::npos || errno_at > end) return output;
-    return output.substr(0, errno_at) + (end == std::string::npos ? "" : output.substr(end));
+    static const std::regex meaningless("^(-1|[0-9]+) errno [0-9]+");
+    return std::regex_replace(output, meaningless, "$1");
 }
 
-/** Whether it changes something, or would have. */
+/** Whether an act changes something, or would have. */
 bool sets(const std::string& act) {
     const auto [kind, path] = target_of(act);
     if (kind == "open") return (act + " ").find(" r ") == std::string::npos;
@@ -146,8 +138,8 @@ Acts setting(const Acts& acts) {
     return those;
 }
 
-/** A start may have programmed some lines when it fails: whole ones, in its order. */
-bool programmes_whole_lines(const Acts& usual, const Acts& acts) {
+/** A start that fails may have programmed some lines, but only whole ones and in its order. */
+bool programs_whole_lines(const Acts& usual, const Acts& acts) {
     const Acts all = setting(usual);
     const Acts those = setting(acts);
     if (those.size() > all.size() || !std::equal(those.begin(), those.end(), all.begin())) return false;
@@ -155,40 +147,33 @@ bool programmes_whole_lines(const Acts& usual, const Acts& acts) {
     return those.empty() || those.size() == all.size() || line(all[those.size() - 1]) != line(all[those.size()]);
 }
 
-/** Some of them, from there on. */
-std::string listed(const Texts& texts, std::size_t from = 0) {
-    constexpr std::size_t at_most = 8;
-    if (from >= texts.size()) return "nothing";
-    std::string text = texts[from];
-    for (std::size_t i = from + 1; i < std::min(texts.size(), from + at_most); ++i) text += ", " + texts[i];
-    return texts.size() > from + at_most ? text + ", ..." : text;
-}
-
+/** Compares the courses of a case while allocations fail with its usual course. */
 class Judge {
 public:
     Judge(const Case& each, const Course& usual) : case_(each), usual_(usual) {}
 
-    /** Empty where there is none. */
-    std::string surprise(const Course& course) {
+    /** All that may not happen; empty if there is none. */
+    std::string surprises(const Course& course) {
         found_ = course.death;
         if (!found_.empty()) return found_;
         const Step& first = course.first;
+        const Step& usual = usual_.first;
         const std::string output = without_errno(first.output);
-        const bool as_ever = output == without_errno(usual_.first.output) && first.acts == usual_.first.acts;
-        const bool failed = output == "-1" || output == "-1: untouched";
-        if (as_ever) {
-            succeeded(first);
+        const bool as_usual = output == without_errno(usual.output) && first.acts == usual.acts;
+        const bool failed = !as_usual && (output == "-1" || output == "-1: untouched");
+        if (as_usual) {
+            check_success(first);
         } else if (failed) {
-            failed_for_want_of_memory(course);
+            check_failure(course);
         } else {
-            differs("answered", output, without_errno(usual_.first.output));
-            differs("did", first.acts, usual_.first.acts);
+            differs("returned", output, without_errno(usual.output));
+            differs("did", first.acts, usual.acts);
         }
-        const Step& next = failed && !as_ever ? usual_.first : usual_.next;
-        differs("the next call answered", course.next.output, next.output);
+        const Step& next = failed ? usual : usual_.next;
+        differs("the next call returned", course.next.output, next.output);
         differs("the next call did", course.next.acts, next.acts);
-        differs("the next call said", course.next.said, next.said);
-        differs("then the queries answered", course.queries, usual_.queries);
+        differs("the next call printed", course.next.printed, next.printed);
+        differs("then the queries returned", course.queries, usual_.queries);
         return found_;
     }
 
@@ -199,48 +184,47 @@ private:
         if (is != usual) found(what + " \"" + is + "\", not \"" + usual + "\"");
     }
 
-    /** Tells them from where they part. */
+    /** Finds the first text that differs. */
     void differs(const std::string& what, const Texts& are, const Texts& usual) {
-        const auto part = std::ranges::mismatch(are, usual).in1 - are.begin();
-        const auto from = static_cast<std::size_t>(part);
-        if (are != usual)
-            differs(what + " from " + std::to_string(from + 1) + " on", listed(are, from), listed(usual, from));
+        const auto [is, should] = std::ranges::mismatch(are, usual);
+        differs(what, is == are.end() ? "nothing more" : *is, should == usual.end() ? "nothing more" : *should);
     }
 
     bool fails_in_any_case() const { return usual_.first.output.starts_with("-"); }
 
-    /** What may stand on standard error for want of memory: there may be none for a line. */
-    bool may_say(const std::string& said) const {
+    /** Whether a lack of memory may print this: even for its lines there may be none. */
+    bool may_print(const std::string& text) const {
         const std::string cause = case_.starts_board ? "cannot set board resources: std::bad_alloc\n" : "";
-        const std::string verdict =
-            case_.function + " failed: " + (case_.starts_board ? "cannot initialize board data" : "std::bad_alloc") +
-            "\n";
-        return said.empty() || said == cause || said == verdict || said == cause + verdict;
+        const std::string line = testing_support::failed(
+            case_.function, case_.starts_board ? "cannot initialize board data" : "std::bad_alloc");
+        return text.empty() || text == cause || text == line || text == cause + line;
     }
 
-    void succeeded(const Step& step) {
-        if (!(fails_in_any_case() && may_say(step.said))) differs("said", step.said, usual_.first.said);
-        differs("left open", step.open_after, usual_.first.open_after);
-        differs("left blocks", std::to_string(step.left), std::to_string(usual_.first.left));
+    void check_success(const Step& step) {
+        const Step& usual = usual_.first;
+        if (!fails_in_any_case() || !may_print(step.printed)) differs("printed", step.printed, usual.printed);
+        differs("left descriptors", step.descriptors, usual.descriptors);
+        differs("left blocks", std::to_string(step.blocks_left), std::to_string(usual.blocks_left));
     }
 
-    void failed_for_want_of_memory(const Course& course) {
+    void check_failure(const Course& course) {
         const Step& step = course.first;
-        differs("left open", step.open_after, step.open_before);
-        if (case_.starts_board) {
-            if (!programmes_whole_lines(usual_.first.acts, step.acts))
-                found("failed, and programmed a line in part: " + listed(setting(step.acts)));
-            // The board with its registry, the first that a start takes, is given back.
-            if (!course.in_use.empty() && course.in_use.front() == usual_.in_use.front()) found("lost the board");
-            for (const long number : course.in_use)
-                if (!std::ranges::binary_search(usual_.in_use, number))
-                    found("lost the block of allocation " + std::to_string(number));
-        } else {
-            differs("left blocks", std::to_string(step.left), "0");
-            if (!setting(step.acts).empty() && !(fails_in_any_case() && step.acts == usual_.first.acts))
-                found("failed, and did: " + listed(setting(step.acts)));
-        }
-        if (!may_say(step.said)) found("said \"" + step.said + "\"");
+        differs("left descriptors", step.descriptors, "");
+        if (!may_print(step.printed)) found("printed \"" + step.printed + "\"");
+        if (case_.starts_board) return check_failed_start(course);
+        differs("left blocks", std::to_string(step.blocks_left), "0");
+        if (!setting(step.acts).empty() && !(fails_in_any_case() && step.acts == usual_.first.acts))
+            found("failed, and did: " + setting(step.acts).front());
+    }
+
+    void check_failed_start(const Course& course) {
+        if (!programs_whole_lines(usual_.first.acts, course.first.acts))
+            found("failed, and programmed a line in part: " + setting(course.first.acts).back());
+        // The first block that a start allocates is the board with its registry. It is freed.
+        if (!course.in_use.empty() && course.in_use.front() == usual_.in_use.front()) found("lost the board");
+        for (const long number : course.in_use)
+            if (!std::ranges::binary_search(usual_.in_use, number))
+                found("lost the block of allocation " + std::to_string(number));
     }
 
     const Case& case_;
@@ -250,32 +234,25 @@ private:
 
 // ---- All places ----------------------------------------------------------------------------------------------------
 
-void set(const std::string& path, const std::string& text) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (fd == -1) return;  // the other board's
-    (void)!write(fd, text.data(), text.size());
-    close(fd);
-}
-
-/** The device as every case finds it. */
+/** Set the device as every case finds it. What a board lacks is not set. */
 void reset() {
-    set("/dev/watchdog", "V");  // opening it armed it
+    std::ofstream("/dev/watchdog") << "V";  // opening it has armed it
     for (int line = 37; line <= 43; ++line)
         if (testing_support::exists("/sys/class/gpio/gpio" + std::to_string(line)))
-            set("/sys/class/gpio/unexport", std::to_string(line));
+            std::ofstream("/sys/class/gpio/unexport") << line;
     for (const std::string pwm : {"/sys/devices/platform/mxc_pwm.1/", "/sys/devices/platform/mxc_pwm.2/"}) {
-        set(pwm + "duty", "0");
-        set(pwm + "period", "1000000");
-        set(pwm + "duty", "250000");
-        set(pwm + "status", "0");
+        std::ofstream(pwm + "duty") << 0;
+        std::ofstream(pwm + "period") << 1000000;
+        std::ofstream(pwm + "duty") << 250000;
+        std::ofstream(pwm + "status") << 0;
     }
-    set("/sys/class/backlight/pwm-backlight.0/brightness", "4");
-    set("/sys/class/graphics/fb0/blank", "0");
-    set("/sys/class/leds/keypad/color", "1 2 3");
-    set("/sys/devices/platform/gps.0/enable", "0");
-    set("/sys/class/mrfi/mrfi0/autolink", "0");
-    set("/sys/class/mrfi/mrfi0/unlink", "0x12345678");
-    set("/sys/devices/platform/gpio-keys/disabled_keys", "33,102,116,202,204,206,208");
+    std::ofstream("/sys/class/backlight/pwm-backlight.0/brightness") << 4;
+    std::ofstream("/sys/class/graphics/fb0/blank") << 0;
+    std::ofstream("/sys/class/leds/keypad/color") << "1 2 3";
+    std::ofstream("/sys/devices/platform/gps.0/enable") << 0;
+    std::ofstream("/sys/class/mrfi/mrfi0/autolink") << 0;
+    std::ofstream("/sys/class/mrfi/mrfi0/unlink") << "0x12345678";
+    std::ofstream("/sys/devices/platform/gpio-keys/disabled_keys") << "33,102,116,202,204,206,208";
 }
 
 constexpr char all_families[] = "all-families";
@@ -289,17 +266,18 @@ public:
         const std::string name = each.function + (each.what.empty() ? "" : " (" + each.what + ")");
         reset();
         const Course usual = run(each, 0, 0);
-        if (!usual.death.empty()) return describe(name, usual.death);
+        if (!usual.death.empty()) return report(name, usual.death);
         if (!usual.first.output.starts_with("-")) succeeding_.insert(each.function);
-        if (each.starts_board && usual.allocations == 0) describe(name, "no allocation was seen");
+        if (each.starts_board && usual.allocations == 0) report(name, "no allocation was seen");
         Judge judge(each, usual);
         for (long number = 1; number <= usual.allocations; ++number) {
             ++places_;
+            const std::string place =
+                "allocation " + std::to_string(number) + " of " + std::to_string(usual.allocations);
             for (const bool alone : {true, false}) {
                 reset();
-                const Course course = run(each, number, alone ? number : LONG_MAX);
-                const std::string surprise = judge.surprise(course);
-                if (!surprise.empty()) describe(name, place(number, usual.allocations, alone) + surprise);
+                const std::string surprises = judge.surprises(run(each, number, alone ? number : LONG_MAX));
+                if (!surprises.empty()) report(name, place + (alone ? ": " : " and all after it: ") + surprises);
             }
         }
     }
@@ -309,19 +287,14 @@ public:
         for (const std::string& function : functions_)
             if (board_ == all_families && function != "power_shutdown" && function != "power_reboot" &&
                 !succeeding_.contains(function))
-                describe(function, "no case of it succeeds");
+                report(function, "no case of it succeeds");
         std::printf("%s: %zu functions, %d places, %d surprises\n", board_.c_str(), functions_.size(), places_,
                     surprises_);
         return surprises_ == 0 ? 0 : 1;
     }
 
 private:
-    static std::string place(long number, long of, bool alone) {
-        return "allocation " + std::to_string(number) + " of " + std::to_string(of) +
-               (alone ? ": " : " and all after it: ");
-    }
-
-    void describe(const std::string& name, std::string surprise) {
+    void report(const std::string& name, std::string surprise) {
         ++surprises_;
         std::ranges::replace(surprise, '\n', '|');
         std::printf("%s, %s, %s\n", board_.c_str(), name.c_str(), surprise.c_str());
@@ -343,10 +316,9 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        const std::string board = argv[1];
         testing_support::around_call = {memory::enter, memory::leave};
-        Tally tally(board);
-        for (const Case& each : memory::cases(board == all_families)) tally.run_through(each);
+        Tally tally(argv[1]);
+        for (const Case& each : memory::cases(argv[1] == std::string(all_families))) tally.run_through(each);
         return tally.end();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
