@@ -79,6 +79,11 @@ void check_output(int line, const std::string& level) {
     unexport_file.accepts(number);
 }
 
+void expect_output(const std::string& text, const Scenario& call, int line, const std::string& level) {
+    expect(text, call);
+    check_output(line, level);
+}
+
 /** tests/board/run drives the pin when it reads the line that this prints. */
 void check_driven(int level) {
     std::printf("velmor-board: drive gpio2 6 %d\n", level);
@@ -95,10 +100,8 @@ void check_driven(int level) {
 
 void check_lines() {
     interface(export_file.path, "io_set io_get wifi_antenna_set bluetooth_antenna_set serial_mux");
-    expect("io_set(1, 1)", call(io_set, 1, 1));
-    check_output(37, "1");
-    expect("io_set(1, 0)", call(io_set, 1, 0));
-    check_output(37, "0");
+    expect_output("io_set(1, 1)", call(io_set, 1, 1), 37, "1");
+    expect_output("io_set(1, 0)", call(io_set, 1, 0), 37, "0");
     expect("io_get(1)", call(io_get, 1), refuses(untouched), "GPIO direction not valid");
     expect("io_set(2, 1)", call(io_set, 2, 1), refuses(), "GPIO direction not valid");
     check_driven(1);
@@ -110,22 +113,15 @@ void check_lines() {
     expect("io_set(1, 1)", call(io_set, 1, 1), file_fails_with(EBUSY), stream_failure);
     File{gpio + "gpio37/value"}.reads("0");
     unexport_file.accepts("37");
-    expect("io_set(1, 1)", call(io_set, 1, 1));
-    check_output(37, "1");
+    expect_output("io_set(1, 1)", call(io_set, 1, 1), 37, "1");
 
-    expect("wifi_antenna_set(1)", call(wifi_antenna_set, 1));
-    check_output(40, "1");
-    expect("wifi_antenna_set(0)", call(wifi_antenna_set, 0));
-    check_output(40, "0");
-    expect("bluetooth_antenna_set(1)", call(bluetooth_antenna_set, 1));
-    check_output(41, "1");
-    expect("bluetooth_antenna_set(0)", call(bluetooth_antenna_set, 0));
-    check_output(41, "0");
-    expect("serial_mux(0, 1)", call(serial_mux, 0, 1));
-    check_output(42, "1");
+    expect_output("wifi_antenna_set(1)", call(wifi_antenna_set, 1), 40, "1");
+    expect_output("wifi_antenna_set(0)", call(wifi_antenna_set, 0), 40, "0");
+    expect_output("bluetooth_antenna_set(1)", call(bluetooth_antenna_set, 1), 41, "1");
+    expect_output("bluetooth_antenna_set(0)", call(bluetooth_antenna_set, 0), 41, "0");
+    expect_output("serial_mux(0, 1)", call(serial_mux, 0, 1), 42, "1");
     check_output(43, "0");
-    expect("serial_mux(0, 2)", call(serial_mux, 0, 2));
-    check_output(42, "1");
+    expect_output("serial_mux(0, 2)", call(serial_mux, 0, 2), 42, "1");
     check_output(43, "1");
     expect("serial_mux(0, 3)", call(serial_mux, 0, 3), refuses(), "Unsupported port");
 }

@@ -153,17 +153,10 @@ std::string platform_record() {
     });
 }
 
-/** FNV-1a over numbers, least significant byte first. */
-class Checksum {
-public:
-    void add(std::uint32_t number) {
-        for (unsigned shift = 0; shift < 32; shift += 8) sum_ = (sum_ ^ ((number >> shift) & 0xff)) * 0x100000001b3;
-    }
-    std::uint64_t sum() const { return sum_; }
-
-private:
-    std::uint64_t sum_ = 0xcbf29ce484222325;
-};
+/** Add a number to an FNV-1a checksum, least significant byte first. */
+void add(std::uint64_t& checksum, std::uint32_t number) {
+    for (unsigned shift = 0; shift < 32; shift += 8) checksum = (checksum ^ ((number >> shift) & 0xff)) * 0x100000001b3;
+}
 
 /** The raw value of every level, and the level of raw values from below 0 to beyond the maximum. */
 std::string levels(const TemporaryDirectory& backlight_directory, std::int32_t maximum) {
@@ -171,12 +164,13 @@ std::string levels(const TemporaryDirectory& backlight_directory, std::int32_t m
     put(backlight_directory / "max_brightness", std::to_string(maximum) + "\n");
     Velmor::BacklightSysFS backlight(backlight_directory.path());
     std::ostringstream text;
-    Checksum written, read;
+    std::uint64_t written = 0xcbf29ce484222325;
+    std::uint64_t read = written;
     text << "levels " << maximum << " raw";
     for (unsigned level = 0; level <= 255; ++level) {
         backlight.set(level);
         const std::int64_t raw = std::stoll(content(brightness));
-        written.add(static_cast<std::uint32_t>(raw));
+        add(written, static_cast<std::uint32_t>(raw));
         if (level <= 2 || level == 127 || level == 128 || level >= 254) text << ' ' << raw;
     }
     constexpr std::int64_t steps = 1024;
@@ -184,9 +178,9 @@ std::string levels(const TemporaryDirectory& backlight_directory, std::int32_t m
     for (std::int64_t i = -1; i <= steps; ++i) {
         const std::int64_t raw = i < 0 ? -1 : end < steps ? std::min(i, end) : end * i / steps;
         put(brightness, std::to_string(raw) + "\n");
-        read.add(backlight.get());
+        add(read, backlight.get());
     }
-    text << std::hex << " written " << written.sum() << " read " << read.sum();
+    text << std::hex << " written " << written << " read " << read;
     return text.str() + '\n';
 }
 
