@@ -91,14 +91,10 @@ private:
     }
 };
 
-inline bool exists(const std::string& path) {
-    return std::filesystem::exists(path);
-}
-
 /** By a node that only that board's device tree has. */
 inline bool on_emulated_board() {
-    const std::string compatible = File("/sys/firmware/devicetree/base/mxc_pwm.1/compatible").text();
-    return std::strcmp(compatible.c_str(), "velmor,dummy") == 0 && exists("/programs");
+    const std::string compatible = File{"/sys/firmware/devicetree/base/mxc_pwm.1/compatible"}.text();
+    return std::strcmp(compatible.c_str(), "velmor,dummy") == 0 && std::filesystem::exists("/programs");
 }
 
 /** HAZARD: what these programs do is only for the machines that they are made for. */

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "board/calls.h"
@@ -95,7 +96,7 @@ void check_driven(int level) {
         result = call(io_get, 2)();
     } while (result != driven && result.starts_with("0: ") && now() < limit);
     check("io_get(2)", driven, result);
-    check("line 38 was given back", "yes", exists(gpio + "gpio38") ? "no" : "yes");
+    check("line 38 was given back", "yes", std::filesystem::exists(gpio + "gpio38") ? "no" : "yes");
 }
 
 void check_lines() {

@@ -307,7 +307,7 @@ void check_axis() {
 }  // namespace
 
 int main() {
-    begin_checks(on_board || (exists("/.vdev") && exists(brightness.path)),
+    begin_checks(on_board || (fs::exists("/.vdev") && fs::exists(brightness.path)),
                  "neither the emulated board nor the virtual device");
     interface("the kernel's behaviour", "(the list that the virtual device is held to)");
     check_backlight();
