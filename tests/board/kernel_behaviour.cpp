@@ -5,7 +5,6 @@
 //
 // HAZARD: for these two only. It refuses to run elsewhere.
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/watchdog.h>
 #include <sys/ioctl.h>
@@ -49,7 +48,7 @@ void check_create(const std::string& path, const std::string& error) {
     check("create " + path, error, outcome(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)));
 }
 
-// ---- What files show and take --------------------------------------------------------------------------------------
+// ---- What files show and accept ------------------------------------------------------------------------------------
 
 const std::string light = "/sys/class/backlight/pwm-backlight.0/";
 const File brightness = {light + "brightness"};
