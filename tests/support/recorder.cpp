@@ -18,15 +18,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <iterator>
+#include <set>
+#include <string_view>
 #include <system_error>
 #include <utility>
-
-#if defined(__x86_64__) || defined(__i386__)
-#define VELMOR_RECORDS_HERE 1
-#endif
 
 namespace testing_support {
 
@@ -36,18 +32,13 @@ namespace {
     throw std::system_error(errno, std::system_category(), what);
 }
 
-/** The child's side: what it leaves behind, in memory that both see. */
-struct Report {
-    int result;
-    int error;
-};
-
+/** The child process that runs the code. */
 class Child {
 public:
-    explicit Child(const std::function<int()>& code, bool traced) {
-        report_ = static_cast<Report*>(
-            mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-        if (report_ == MAP_FAILED) give_up("mmap");
+    Child(const std::function<int()>& code, bool traced) {
+        void* const shared = mmap(nullptr, sizeof *report_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (shared == MAP_FAILED) give_up("mmap");
+        report_ = static_cast<Report*>(shared);
         error_output_ = memfd_create("standard error", MFD_CLOEXEC);
         if (error_output_ < 0) give_up("memfd_create");
         std::fflush(nullptr);
@@ -55,14 +46,10 @@ public:
         if (pid_ < 0) give_up("fork");
         if (pid_ != 0) return;
         dup2(error_output_, STDERR_FILENO);
-#ifdef VELMOR_RECORDS_HERE
         if (traced) {
             ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
             raise(SIGSTOP);
         }
-#else
-        (void)traced;
-#endif
         errno = 0;
         report_->result = code();
         report_->error = errno;
@@ -74,28 +61,32 @@ public:
     Child& operator=(const Child&) = delete;
 
     ~Child() {
-        munmap(report_, sizeof(Report));
+        munmap(report_, sizeof *report_);
         close(error_output_);
     }
 
-    pid_t pid() const {
-        return pid_;
-    }
+    pid_t pid() const { return pid_; }
 
-    Outcome outcome(int wait_status) const {
-        Outcome outcome;
-        outcome.wait_status = wait_status;
-        outcome.result = report_->result;
-        outcome.error = report_->error;
+    /** Once it has ended, with this status and after these acts. */
+    Outcome outcome(int wait_status, const std::vector<std::string>& acts = {}) const {
+        std::string text;
         std::array<char, 4096> buffer = {};
-        off_t offset = 0;
-        for (ssize_t n = 0; (n = pread(error_output_, buffer.data(), buffer.size(), offset)) > 0; offset += n) {
-            outcome.error_text.append(buffer.data(), static_cast<std::size_t>(n));
-        }
-        return outcome;
+        for (ssize_t n = 0; (n = pread(error_output_, buffer.data(), buffer.size(), std::ssize(text))) > 0;)
+            text.append(buffer.data(), static_cast<std::size_t>(n));
+        return {.result = report_->result,
+                .error = report_->error,
+                .error_text = text,
+                .acts = acts,
+                .wait_status = wait_status};
     }
 
 private:
+    /** What the child leaves behind, in memory that it shares with its parent. */
+    struct Report {
+        int result;
+        int error;
+    };
+
     Report* report_ = nullptr;
     int error_output_ = -1;
     pid_t pid_ = -1;
@@ -124,7 +115,7 @@ Recorder& Recorder::answer(const std::string& act, long result, int nth) {
     return *this;
 }
 
-#ifdef VELMOR_RECORDS_HERE
+#if defined(__x86_64__) || defined(__i386__)
 
 namespace {
 
@@ -149,9 +140,48 @@ void set_register(pid_t pid, Register user_regs_struct::*which, long value) {
     if (ptrace(PTRACE_SETREGS, pid, nullptr, &registers) < 0) give_up("PTRACE_SETREGS");
 }
 
+std::string memory(pid_t pid, unsigned long address, std::size_t length) {
+    std::string bytes(length, '\0');
+    const iovec local = {bytes.data(), length};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of another process
+    const iovec remote = {reinterpret_cast<void*>(address), length};
+    const ssize_t n = process_vm_readv(pid, &local, 1, &remote, 1, 0);
+    bytes.resize(n < 0 ? 0 : static_cast<std::size_t>(n));
+    return bytes;
+}
+
+std::string text(pid_t pid, unsigned long address) {
+    std::string result;
+    for (;; ++address) {
+        const std::string character = memory(pid, address, 1);
+        if (character.empty() || character.front() == '\0') return result;
+        result += character;
+    }
+}
+
+/** The bytes of a writev(). */
+std::string pieces(pid_t pid, unsigned long address, std::size_t count) {
+    std::string bytes;
+    for (std::size_t i = 0; i < count; ++i) {
+        iovec piece = {};
+        const std::string record = memory(pid, address + i * sizeof piece, sizeof piece);
+        if (record.size() != sizeof piece) break;
+        std::memcpy(&piece, record.data(), sizeof piece);
+        bytes += memory(pid, reinterpret_cast<unsigned long>(piece.iov_base), piece.iov_len);
+    }
+    return bytes;
+}
+
+/** The low 32 bits of an argument. */
+std::string hex(unsigned long long number) {
+    std::array<char, 32> buffer = {};
+    std::snprintf(buffer.data(), buffer.size(), " 0x%llx", number & 0xFFFFFFFFU);
+    return buffer.data();
+}
+
 }  // namespace
 
-/** The parent's side: follows one child and what it starts, system call by system call. */
+/** The parent's side: follows the child, and the processes that it starts, from system call to system call. */
 class Tracer {
 public:
     explicit Tracer(const Recorder& recorder) : recorder_(recorder) {}
@@ -169,186 +199,131 @@ public:
         for (;;) {
             const pid_t pid = waitpid(-1, &status, __WALL);
             if (pid < 0) give_up("waitpid");
-            if (WIFEXITED(status) || WIFSIGNALED(status)) {
+            if (!WIFSTOPPED(status)) {
                 if (pid == child) return status;
                 continue;
             }
             const int signal = WSTOPSIG(status);
-            if (signal == (SIGTRAP | 0x80)) {
-                syscall_stop(pid);
-                resume(pid, 0);
-            } else if (status >> 16 != 0 || (signal == SIGSTOP && seen_.insert({pid, true}).second)) {
-                resume(pid, 0);  // an event of ptrace's own, or the first stop of a process that the child started
-            } else {
-                resume(pid, signal);
-            }
+            const bool is_call = signal == (SIGTRAP | 0x80);
+            const bool is_event = status >> 16 != 0;
+            if (is_call) stopped_at_call(pid);
+            // The first stop of a process that the child has started is no signal either.
+            const bool is_signal = !is_call && !is_event && (signal != SIGSTOP || !started_.insert(pid).second);
+            resume(pid, is_signal ? signal : 0);
         }
     }
 
 private:
     static void resume(pid_t pid, int signal) { ptrace(PTRACE_SYSCALL, pid, nullptr, signal); }
 
+    /** A call that has begun and has not ended. */
     struct Pending {
-        std::string act;    // without bytes and result; empty where nobody is interested
+        std::string act;    // without bytes and result; empty if it is not recorded
         std::string bytes;  // what follows it
+        int fd = -1;
         bool intervened = false;
         long result = 0;
     };
 
-    void syscall_stop(pid_t pid) {
+    void stopped_at_call(pid_t pid) {
         __ptrace_syscall_info info = {};
         if (ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof info, &info) < 0) return;
-        if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
-            entry(pid, info);
-        } else if (info.op == PTRACE_SYSCALL_INFO_EXIT) {
-            exit(pid, info.exit.rval);
-        }
+        if (info.op == PTRACE_SYSCALL_INFO_ENTRY) begin(pid, info);
+        if (info.op == PTRACE_SYSCALL_INFO_EXIT) end(pid, info.exit.rval);
     }
 
-    void entry(pid_t pid, const __ptrace_syscall_info& info) {
-        Pending& pending = pending_[pid];
-        pending = Pending();
-        // What a 32-bit program starts may be a 64-bit one, whose calls have other numbers: only the restart matters.
+    void begin(pid_t pid, const __ptrace_syscall_info& info) {
+        Pending& call = pending_[pid] = Pending();
+        // A program of the other word size has other call numbers. Only its restart call matters.
         if (info.arch != architecture) {
             if (info.entry.nr == foreign_reboot) kill(pid, SIGKILL);
             return;
         }
         std::array<unsigned long, 6> args = {};
-        std::copy(std::begin(info.entry.args), std::end(info.entry.args), args.begin());
-        const auto fd = static_cast<int>(args[0]);
+        std::ranges::copy(info.entry.args, args.begin());
+        const auto on_file = [&](const char* act) {
+            const auto file = files_.find(static_cast<int>(args[0]));
+            if (file == files_.end()) return false;
+            call.act = std::string(act) + " " + file->second;
+            call.fd = file->first;
+            return true;
+        };
         switch (info.entry.nr) {
-            case SYS_open: opening(pid, pending, args[0], args[1]); break;
-            case SYS_openat: opening(pid, pending, args[1], args[2]); break;
+            case SYS_open: open(call, text(pid, args[0]), args[1]); break;
+            case SYS_openat: open(call, text(pid, args[1]), args[2]); break;
             case SYS_read:
-            case SYS_pread64: on_file(pending, "read", fd); break;
+            case SYS_pread64: on_file("read"); break;
             case SYS_write:
-                on_file(pending, "write", fd);
-                pending.bytes = " " + memory(pid, args[1], args[2]);
+                if (on_file("write")) call.bytes = " " + memory(pid, args[1], args[2]);
                 break;
             case SYS_writev:
-                on_file(pending, "write", fd);
-                pending.bytes = " " + vector(pid, args[1], args[2]);
+                if (on_file("write")) call.bytes = " " + pieces(pid, args[1], args[2]);
                 break;
             case SYS_ioctl:
-                on_file(pending, "ioctl", fd);
-                if (!pending.act.empty()) pending.act += " " + hex(args[1] & 0xFFFFFFFFU);
+                if (on_file("ioctl")) call.act += hex(args[1]);
                 break;
-            case SYS_close: on_file(pending, "close", fd); break;
+            case SYS_close: on_file("close"); break;
             case SYS_execve: {
                 const std::string path = text(pid, args[0]);
-                if (watched(path)) pending.act = "exec " + path;
+                if (watched(path)) call.act = "exec " + path;
                 break;
             }
-            case SYS_sync: pending.act = "sync"; break;
+            case SYS_sync: call.act = "sync"; break;
             case SYS_reboot:
-                pending.act = "reboot";
-                pending.bytes = " " + hex(args[2] & 0xFFFFFFFFU);
-                if (args[2] == LINUX_REBOOT_CMD_RESTART2) pending.bytes += " " + text(pid, args[3]);
-                pending.intervened = true;
-                pending.result = -EPERM;
+                call.act = "reboot";
+                call.bytes = hex(args[2]);
+                if (args[2] == LINUX_REBOOT_CMD_RESTART2) call.bytes += " " + text(pid, args[3]);
+                call.intervened = true;
+                call.result = -EPERM;
                 break;
             default: break;
         }
-        if (pending.act.empty()) return;
-        intervene(pending);
-        if (pending.intervened) set_register(pid, call_number, -1);  // no such call
+        if (call.act.empty()) return;
+        intervene(call);
+        if (call.intervened) set_register(pid, call_number, -1);  // no such call
     }
 
-    void exit(pid_t pid, long long result) {
-        const auto found = pending_.find(pid);
-        if (found == pending_.end() || found->second.act.empty()) return;
-        Pending& pending = found->second;
-        if (pending.intervened) {
-            result = pending.result;
-            set_register(pid, call_result, pending.result);
+    void end(pid_t pid, long long result) {
+        const Pending call = std::exchange(pending_[pid], {});
+        if (call.act.empty()) return;
+        if (call.intervened) {
+            result = call.result;
+            set_register(pid, call_result, call.result);
         }
-        std::string act = pending.act + pending.bytes;
-        if (result < 0) act += std::string(" = ") + strerrorname_np(static_cast<int>(-result));
-        acts.push_back(act);
-        if (pending.act.starts_with("open ") && result >= 0) {
-            const std::size_t start = 5;
-            files_[static_cast<int>(result)] = pending.act.substr(start, pending.act.rfind(' ') - start);
-        } else if (pending.act.starts_with("close ")) {
-            for (auto file = files_.begin(); file != files_.end(); ++file) {
-                if (file->second != pending.act.substr(6)) continue;
-                files_.erase(file);
-                break;
-            }
-        }
-        pending = Pending();
+        const std::string error = result < 0 ? std::string(" = ") + strerrorname_np(static_cast<int>(-result)) : "";
+        acts.push_back(call.act + call.bytes + error);
+        constexpr std::string_view opened = "open ";
+        if (call.act.starts_with(opened) && result >= 0)
+            files_[static_cast<int>(result)] = call.act.substr(opened.size(), call.act.rfind(' ') - opened.size());
+        if (call.act.starts_with("close ")) files_.erase(call.fd);
     }
 
-    void opening(pid_t pid, Pending& pending, unsigned long path_address, unsigned long flags) {
-        const std::string path = text(pid, path_address);
-        if (!watched(path)) return;
-        static constexpr const char* modes[] = {" r", " w", " rw", " ?"};
-        pending.act = "open " + path + modes[flags & O_ACCMODE];
+    void open(Pending& call, const std::string& path, unsigned long flags) const {
+        constexpr const char* modes[] = {" r", " w", " rw", " ?"};
+        if (watched(path)) call.act = "open " + path + modes[flags & O_ACCMODE];
     }
 
-    void on_file(Pending& pending, const char* act, int fd) const {
-        const auto file = files_.find(fd);
-        if (file != files_.end()) pending.act = std::string(act) + " " + file->second;
-    }
-
-    void intervene(Pending& pending) {
-        const int count = ++counts_[pending.act];
-        const auto found = recorder_.interventions_.find(pending.act);
+    void intervene(Pending& call) {
+        const int count = ++counts_[call.act];
+        const auto found = recorder_.interventions_.find(call.act);
         if (found == recorder_.interventions_.end()) return;
         for (const auto& intervention : found->second) {
             if (intervention.nth != 0 && intervention.nth != count) continue;
-            pending.intervened = true;
-            pending.result = intervention.result;
+            call.intervened = true;
+            call.result = intervention.result;
         }
     }
 
     bool watched(const std::string& path) const {
-        for (const std::string& prefix : recorder_.prefixes_) {
-            if (path.starts_with(prefix)) return path != "/dev/null";
-        }
-        return false;
-    }
-
-    static std::string memory(pid_t pid, unsigned long address, std::size_t length) {
-        std::string bytes(length, '\0');
-        const iovec local = {bytes.data(), length};
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): an address of another process
-        const iovec remote = {reinterpret_cast<void*>(address), length};
-        const ssize_t n = process_vm_readv(pid, &local, 1, &remote, 1, 0);
-        bytes.resize(n < 0 ? 0 : static_cast<std::size_t>(n));
-        return bytes;
-    }
-
-    static std::string text(pid_t pid, unsigned long address) {
-        std::string result;
-        for (;; ++address) {
-            const std::string character = memory(pid, address, 1);
-            if (character.empty() || character.front() == '\0') return result;
-            result += character;
-        }
-    }
-
-    static std::string vector(pid_t pid, unsigned long address, std::size_t count) {
-        std::string bytes;
-        for (std::size_t i = 0; i < count; ++i) {
-            iovec piece = {};
-            const std::string record = memory(pid, address + i * sizeof piece, sizeof piece);
-            if (record.size() != sizeof piece) break;
-            std::memcpy(&piece, record.data(), sizeof piece);
-            bytes += memory(pid, reinterpret_cast<unsigned long>(piece.iov_base), piece.iov_len);
-        }
-        return bytes;
-    }
-
-    static std::string hex(unsigned long long number) {
-        std::array<char, 32> buffer = {};
-        std::snprintf(buffer.data(), buffer.size(), "0x%llx", number);
-        return buffer.data();
+        return path != "/dev/null" && std::ranges::any_of(recorder_.prefixes_, [&path](const std::string& prefix) {
+                   return path.starts_with(prefix);
+               });
     }
 
     const Recorder& recorder_;
     std::map<pid_t, Pending> pending_;
-    std::map<pid_t, bool> seen_;
-    std::map<int, std::string> files_;
+    std::set<pid_t> started_;
+    std::map<int, std::string> files_;  // of all these processes, by their descriptors
     std::map<std::string, int> counts_;
 };
 
@@ -360,9 +335,7 @@ Outcome Recorder::run(const std::function<int()>& code) const {
     const Child child(code, true);
     Tracer tracer(*this);
     const int status = tracer.follow(child.pid());
-    Outcome outcome = child.outcome(status);
-    outcome.acts = std::move(tracer.acts);
-    return outcome;
+    return child.outcome(status, tracer.acts);
 }
 
 #else

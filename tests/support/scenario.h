@@ -21,8 +21,7 @@
 
 namespace testing_support {
 
-/** A scenario in a process of its own, in which the board has not started yet: its outcome, and the text it returned.
- */
+/** What came of a scenario in a process of its own, with the text that it returned. */
 struct ChildResult : Outcome {
     std::string output;
 };
@@ -39,7 +38,7 @@ ChildResult run_in_child(const Scenario& scenario, Run run) {
         static_cast<char*>(mmap(nullptr, output_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     if (shared == MAP_FAILED) throw std::runtime_error("mmap");
     const Outcome outcome = run([&] {
-        // HAZARD: the child would go on with its parent's tests.
+        // HAZARD: an exception would let the child go on with its parent's tests.
         try {
             scenario().copy(shared, output_size - 1);
         } catch (const std::exception& error) {
@@ -54,6 +53,7 @@ ChildResult run_in_child(const Scenario& scenario, Run run) {
 
 }  // namespace detail
 
+/** Runs this in a child process, whose board has not started unless this process's has. */
 inline ChildResult run_in_child(const Scenario& scenario) {
     return detail::run_in_child(scenario, [](const auto& code) { return run_unrecorded(code); });
 }
@@ -62,13 +62,13 @@ inline ChildResult run_in_child(const Recorder& recorder, const Scenario& scenar
     return detail::run_in_child(scenario, [&recorder](const auto& code) { return recorder.run(code); });
 }
 
-/** No errno of the system's: what errno is before every call. */
+/** The errno before every call. The system has no such error. */
 constexpr int untouched_errno = 4711;
 
-/** The value of a call whose output argument is left as it was. */
+/** The value of a call that has not written to its output argument. */
 inline constexpr char untouched[] = "untouched";
 
-/** An output argument, filled with 0x5A and fenced in: shows what a function has stored in it, and around it. */
+/** An output argument and the bytes around it, filled with 0x5A: shows what a function has written there. */
 template <typename T>
 class Out {
 public:
@@ -91,7 +91,7 @@ private:
         return bytes == std::string(size, '\x5A');
     }
 
-    /** A name; its field is filled up with NUL. */
+    /** A name, whose field is filled up with NUL. */
     static std::string name(const char (&field)[16]) {
         const std::string bytes(field, sizeof field);
         const std::string text = bytes.substr(0, bytes.find('\0'));
@@ -147,21 +147,20 @@ private:
     } fenced_;
 };
 
-/** What is to be done right before and right after each call that answer() makes; nothing, where a test says nothing.
- */
+/** What answer() does right before and right after each call. A test may set it. */
 struct AroundCall {
     void (*before)() = [] {};
     void (*after)() = [] {};
 };
 inline AroundCall around_call;
 
-/** What a call came to. Its text is that of answer(): "0: 128", "-95 errno 95: untouched". */
+/** The result of a call. Its text is that of answer(): "0: 128", "-95 errno 95: untouched". */
 struct CallResult {
     int result = 0;
     int error = untouched_errno;
-    std::string value = {};  // of the output argument; empty for a call without one
+    std::string value = {};  // of the output argument; empty if there is none
 
-    operator std::string() const {  // NOLINT(google-explicit-constructor): they stand among texts in joined()
+    operator std::string() const {  // NOLINT(google-explicit-constructor): joined() takes texts and results
         return std::to_string(result) + (error == untouched_errno ? "" : " errno " + std::to_string(error)) +
                (value.empty() ? "" : ": " + value);
     }
@@ -171,7 +170,7 @@ struct CallResult {
     friend std::ostream& operator<<(std::ostream& out, const CallResult& call) { return out << std::string(call); }
 
     bool has_output() const { return !value.empty(); }
-    /** The same call where it fails: an output argument is left as it was. */
+    /** The result of the same call when it fails and leaves its output argument alone. */
     CallResult failing(int result_then, int error_then) const {
         return {result_then, error_then, has_output() ? untouched : ""};
     }
@@ -181,12 +180,12 @@ inline CallResult succeeds(const std::string& value = "") {
     return {0, untouched_errno, value};
 }
 
-/** A failure is forgiven, and its errno stays. */
+/** A failure is not reported, but its errno stays. */
 inline CallResult success_that_leaves(int error, const std::string& value = "") {
     return {0, error, value};
 }
 
-/** It returns the negative errno. */
+/** The call returns the negative errno. */
 inline CallResult fails_with(int error, const std::string& value = "") {
     return {-error, error, value};
 }
@@ -201,7 +200,7 @@ inline CallResult refuses(const std::string& value = "") {
     return {-1, untouched_errno, value};
 }
 
-/** Call an exported function: the text of a CallResult, with the outputs as its value. */
+/** Calls an exported function and returns the text of its CallResult, whose value is that of these outputs. */
 template <typename Function, typename... Outs>
 std::string answer(Function function, const Outs&... outs) {
     around_call.before();
@@ -227,7 +226,7 @@ auto as_argument(const T& argument) {
 
 }  // namespace detail
 
-/** A call with these arguments, and with an Out for its last parameter where they leave that open. */
+/** A call with these arguments. If the last one is missing, an Out takes its place. */
 template <typename... Parameters, typename... Arguments>
 Scenario call(int (*function)(Parameters...), const Arguments&... arguments) {
     return [=] {
@@ -241,17 +240,17 @@ Scenario call(int (*function)(Parameters...), const Arguments&... arguments) {
     };
 }
 
-/** What a failed call prints. */
+/** The line that a failed call prints. */
 inline std::string failed(const std::string& function, const std::string& cause) {
     return function + " failed: " + cause + "\n";
 }
 
-/** The causes of a file that fails, of a file whose read fails with EIO, and of a resource that is missing. */
+/** The causes that are printed for a file that fails, a read that fails with EIO, and a missing resource. */
 inline constexpr char stream_failure[] = "basic_ios::clear: iostream error";
 inline constexpr char read_failure[] = "basic_filebuf::underflow error reading the file: Input/output error";
 inline constexpr char not_supported[] = "Operation not supported";
 
-/** Results in the order of the calls: in a braced list calls are made in order, between operators they are not. */
+/** The results of several calls, in order: unlike operands, the elements of a braced list are evaluated in order. */
 inline std::string joined(std::initializer_list<std::string> results) {
     std::string text;
     for (const std::string& each : results) text += text.empty() ? each : ", " + each;
