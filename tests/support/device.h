@@ -2,13 +2,15 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <string>
 
 #include "support/acts.h"
 #include "support/files.h"
 #include "support/recorder.h"
+#include "support/scenario.h"
+#include "support/thrown.h"
 
 namespace testing_support {
 
@@ -16,22 +18,48 @@ namespace testing_support {
 class DeviceTest : public testing::Test {
 protected:
     void SetUp() override { reset_device(); }
+
+    /** Runs this code in a child process and expects these acts, and that it throws this. */
+    template <typename Code>
+    static void expect_acts(const Recorder& recorder, Code code, const Acts& acts, const std::string& throws) {
+        const ChildResult child = run_in_child(recorder, [&] { return thrown(code); });
+        EXPECT_EQ(child.acts, acts);
+        EXPECT_EQ(child.output, throws);
+    }
+
+    template <typename Code>
+    static void expect_acts(Code code, const Acts& acts, const std::string& throws = "nothing") {
+        expect_acts(Recorder(), code, acts, throws);
+    }
 };
 
-/** Make a call in a process of its own, whose board has not started: what it returns, its errno and what it prints. */
-inline void expect_call(const std::function<int()>& call, int result, int error, const std::string& line) {
-    const Outcome outcome = run_unrecorded(call);
-    EXPECT_EQ(outcome.wait_status, 0);
-    EXPECT_EQ(outcome.result, result);
-    EXPECT_EQ(outcome.error, error);
-    EXPECT_EQ(outcome.error_text, line);
+/** Runs this in a process of its own, in which the board has not started, and expects these results and lines. */
+inline void expect_in_child(const Scenario& scenario, const std::string& output, const std::string& lines = "") {
+    const ChildResult child = run_in_child(scenario);
+    EXPECT_EQ(child.wait_status, 0);
+    EXPECT_EQ(child.output, output);
+    EXPECT_EQ(child.error_text, lines);
 }
 
-/** Put a script of the test's own where the device has its program. The system's is a link: it is replaced. */
+/** Put a directory in place of a file: it can be neither read nor written. */
+inline void put_directory(const std::string& path) {
+    remove(path);
+    std::filesystem::create_directories(path);
+}
+
+/** Put a script in place of one of the device's programs. The system's own program is only a link here: it stays. */
 inline void put_program(const std::string& path, const std::string& commands) {
     remove(path);
     put(path, "#!/bin/sh\n" + commands + "\n");
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+}
+
+/** Change one byte of the hardware table. Field 10 is in byte 4, field 24 in byte 18, field 27 in byte 19. */
+inline void put_hardware_table_byte(std::size_t index, const std::string& digits) {
+    constexpr char table[] = "/proc/platform/pht";
+    std::string text = content(table);
+    text.replace(2 + 2 * index, 2, digits);
+    put(table, text);
 }
 
 /** The path of a file of the GPIO class: gpio("export"). */
@@ -44,7 +72,7 @@ inline std::string gpio(int pin, const std::string& file) {
     return gpio("gpio" + std::to_string(pin) + "/" + file);
 }
 
-/** Put a GPIO line as if it had been exported, with empty files to export it and to give it back. */
+/** Put the files of an exported GPIO line, and those to export and unexport it. All but the value are empty. */
 inline void put_gpio_line(int pin, const std::string& value = "") {
     put(gpio("export"), "");
     put(gpio("unexport"), "");
@@ -52,7 +80,7 @@ inline void put_gpio_line(int pin, const std::string& value = "") {
     put(gpio(pin, "value"), value);
 }
 
-/** A whole access to a GPIO line, with these acts on its value. */
+/** One access to a GPIO line, from its export to its unexport, with these acts on its value. */
 inline Acts gpio_acts(int pin, const std::string& direction, const Acts& of_value) {
     const std::string number = std::to_string(pin);
     return in_order({write_acts(gpio("export"), number), write_acts(gpio(pin, "direction"), direction), of_value,

@@ -2,22 +2,22 @@
 #include "core/board.h"
 
 #include <gmock/gmock.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
 
 #include "platform/platform.h"
-#include "support/files.h"
-#include "support/thrown.h"
+#include "support/device.h"
 
 using testing::_;  // NOLINT(bugprone-reserved-identifier): the matcher's name
 using testing::Return;
 using testing::StrictMock;
 using testing::Throw;
-using testing_support::reset_device;
-using testing_support::thrown;
+using namespace testing_support;
 using namespace Velmor;
 
 namespace {
@@ -27,8 +27,6 @@ using type = Resource::type;
 type key(int number) {
     return static_cast<type>(number);
 }
-
-constexpr char not_supported[] = "system_error 95 Operation not supported";
 
 class PlatformMock : public Platform {
 public:
@@ -41,11 +39,11 @@ public:
     MOCK_METHOD(std::uint32_t, field_get, (std::uint32_t), (override));
 };
 
-/** The platform reads the device's table when it is constructed, and so needs the device's files. */
-class BoardOnDevice : public testing::Test {
+/** The platform needs the device's files: it reads the hardware table when it is constructed. */
+class BoardOnDevice : public DeviceTest {
 protected:
-    BoardOnDevice() {
-        reset_device();
+    void SetUp() override {
+        DeviceTest::SetUp();
         platform = std::make_unique<StrictMock<PlatformMock>>();
         board.add(type::platform, platform.get());
     }
@@ -54,7 +52,7 @@ protected:
     std::unique_ptr<StrictMock<PlatformMock>> platform;
 };
 
-TEST_F(BoardOnDevice, PlatformIsRegisteredWithoutAQuestionToItsTable) {
+TEST_F(BoardOnDevice, PlatformIsRegisteredWithoutReadingItsTable) {
     EXPECT_EQ(board.find(key(21)), platform.get());
 }
 
@@ -74,11 +72,13 @@ TEST_F(BoardOnDevice, PlatformOperationsReachThePlatform) {
     EXPECT_EQ(board.platform_can_unique_num_get(), 0xFFFFFFFDU);
 }
 
+const std::system_error not_in_the_table(EOPNOTSUPP, std::system_category());
+
 TEST_F(BoardOnDevice, HardwareTableFieldIsThePlatforms) {
     EXPECT_CALL(*platform, field_get(27)).WillOnce(Return(9));
     EXPECT_EQ(board.platform_hw_get(27), 9);
-    EXPECT_CALL(*platform, field_get(28)).WillOnce(Throw(std::system_error(EOPNOTSUPP, std::system_category())));
-    EXPECT_EQ(thrown([&] { board.platform_hw_get(28); }), not_supported);
+    EXPECT_CALL(*platform, field_get(28)).WillOnce(Throw(not_in_the_table));
+    EXPECT_EQ(thrown([&] { board.platform_hw_get(28); }), system_error(EOPNOTSUPP));
 }
 
 struct Rule {
@@ -95,25 +95,18 @@ TEST_F(BoardOnDevice, SixKeysAreSupportedAsTheirFieldSays) {
             EXPECT_CALL(*platform, field_get(rule.field)).WillOnce(Return(value));
             EXPECT_EQ(board.supported(key(rule.key)), value != rule.not_fitted) << rule.key << ' ' << value;
         }
-    }
-}
-
-TEST_F(BoardOnDevice, AnyExceptionOfTheTableIsNotSupported) {
-    for (const Rule& rule : rules) {
         EXPECT_CALL(*platform, field_get(rule.field))
             .WillOnce(Throw(std::runtime_error("unreadable")))
-            .WillOnce(Throw(std::system_error(EOPNOTSUPP, std::system_category())))
+            .WillOnce(Throw(not_in_the_table))
             .WillOnce(Throw(42));
         for (int i = 0; i < 3; ++i) EXPECT_FALSE(board.supported(key(rule.key))) << rule.key;
     }
 }
 
-TEST_F(BoardOnDevice, OtherKeysAreSupportedWithoutAQuestionToTheTable) {
+TEST_F(BoardOnDevice, OtherKeysAreSupportedWithoutReadingTheTable) {
     EXPECT_CALL(*platform, field_get(_)).Times(0);
     for (int number = 0; number <= 60; ++number) {
-        bool has_rule = false;
-        for (const Rule& rule : rules) has_rule = has_rule || rule.key == number;
-        if (has_rule) continue;
+        if (std::ranges::find(rules, number, &Rule::key) != std::end(rules)) continue;
         EXPECT_TRUE(board.supported(key(number))) << number;
     }
 }
@@ -127,16 +120,12 @@ TEST_F(BoardOnDevice, AddDropsWhatIsNotFitted) {
     EXPECT_TRUE(board.es_present());
 }
 
-TEST(BoardWithRealTable, FieldsAreReadFromTheDevicesTable) {
-    reset_device();
-    Platform platform;
-    Board board;
-    board.add(type::platform, &platform);
-    EXPECT_EQ(board.platform_hw_get(27), 1);
-    EXPECT_EQ(board.platform_hw_get(24), 1);
-    EXPECT_EQ(board.platform_hw_get(10), 1);
-    EXPECT_EQ(thrown([&] { board.platform_hw_get(0); }), not_supported);
-    EXPECT_EQ(thrown([&] { board.platform_hw_get(-1); }), not_supported);
+TEST_F(BoardOnDevice, FieldsAreReadFromTheDevicesTable) {
+    Platform real_platform;
+    board.add(type::platform, &real_platform);
+    for (const int field : {27, 24, 10}) EXPECT_EQ(board.platform_hw_get(field), 1) << field;
+    for (const int field : {0, -1})
+        EXPECT_EQ(thrown([&] { board.platform_hw_get(field); }), system_error(EOPNOTSUPP)) << field;
     for (const Rule& rule : rules) EXPECT_TRUE(board.supported(key(rule.key))) << rule.key;
 }
 

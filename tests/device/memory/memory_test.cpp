@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// What a start of the board leaves behind in memory, and what happens where there is none. This program has an operator
-// new of its own, so it is not built with sanitizers.
+// What a start of the board leaves behind in memory, and what happens without memory. This program has an operator new
+// of its own, so it is not built with sanitizers.
 
 #include <gmock/gmock.h>
-#include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <new>
@@ -18,60 +18,64 @@
 #include "core/translator.h"
 #include "lighting/backlight_sysfs.h"
 #include "platform/platform.h"
-#include "support/files.h"
-#include "support/scenario.h"
+#include "support/device.h"
 #include "velmor.h"
 
-using testing_support::answer;
-using testing_support::ChildResult;
-using testing_support::content;
-using testing_support::joined;
-using testing_support::Out;
-using testing_support::put;
-using testing_support::reset_device;
-using testing_support::run_in_child;
+using namespace testing_support;
 
 namespace {
 
-/** Stands before each block that operator new has handed out. */
-struct alignas(std::max_align_t) Header {
-    std::size_t size;
-    bool counted;
+/** Memory that is still in use. */
+struct Memory {
+    long blocks = 0;
+    long bytes = 0;
+
+    template <typename Object>
+    Memory& object() {
+        return block(sizeof(Object));
+    }
+    Memory& text(const std::string& text) { return block(text.size() + 1); }
+    Memory& block(std::size_t size) {
+        ++blocks;
+        bytes += static_cast<long>(size);
+        return *this;
+    }
+
+    Memory operator-(const Memory& other) const { return {blocks - other.blocks, bytes - other.bytes}; }
+
+    std::string output() const { return std::to_string(blocks) + " blocks, " + std::to_string(bytes) + " bytes"; }
 };
 
-std::atomic<bool> counting = false;
-std::atomic<long> live_blocks = 0;
-std::atomic<long> live_bytes = 0;
-std::atomic<long> allocations = 0;
-std::atomic<long> failing_allocation = 0;  // 1 is the first that is counted, -1 is every one
-std::atomic<bool> failing_as_malloc = false;
+/** Precedes each block of operator new. */
+struct alignas(std::max_align_t) Header {
+    std::size_t size;
+    bool is_counted;
+};
+
+bool counting = false;
+Memory in_use;
+long allocations = 0;
+long failing_allocation = 0;  // 1 is the first that is in_use, -1 is every one
+bool failing_as_malloc = false;
 
 void* allocate(std::size_t size) {
-    const bool counted = counting;
-    if (counted) {
+    if (counting) {
         const long number = ++allocations;
         if (failing_allocation == number || failing_allocation < 0) {
             if (failing_as_malloc) errno = ENOMEM;
             throw std::bad_alloc();
         }
+        in_use.block(size);
     }
     void* const memory = std::malloc(sizeof(Header) + size);
     if (memory == nullptr) throw std::bad_alloc();
-    auto* const header = new (memory) Header{size, counted};
-    if (counted) {
-        ++live_blocks;
-        live_bytes += static_cast<long>(size);
-    }
-    return header + 1;
+    return new (memory) Header{size, counting} + 1;
 }
 
 void release(void* block) {
     if (block == nullptr) return;
     Header* const header = static_cast<Header*>(block) - 1;
-    if (header->counted) {
-        --live_blocks;
-        live_bytes -= static_cast<long>(header->size);
-    }
+    if (header->is_counted) in_use = in_use - Memory().block(header->size);
     std::free(header);
 }
 
@@ -98,36 +102,16 @@ void operator delete[](void* block, std::size_t) noexcept {
 
 namespace {
 
-/** Memory that is still in use, as blocks and bytes. */
-struct Memory {
-    long blocks = 0;
-    long bytes = 0;
-
-    template <typename Object>
-    Memory& object() {
-        return block(sizeof(Object));
-    }
-    Memory& text(const std::string& text) { return block(text.size() + 1); }
-    Memory& block(std::size_t size) {
-        ++blocks;
-        bytes += static_cast<long>(size);
-        return *this;
-    }
-
-    std::string output() const { return std::to_string(blocks) + " blocks, " + std::to_string(bytes) + " bytes"; }
-};
-
 /** What a piece of code leaves behind. */
 Memory left_by(const std::function<void()>& code) {
-    const long blocks = live_blocks;
-    const long bytes = live_bytes;
+    const Memory before = in_use;
     counting = true;
     code();
     counting = false;
-    return {live_blocks - blocks, live_bytes - bytes};
+    return in_use - before;
 }
 
-void call() {
+void start_board() {
     bool present = false;
     es_present(&present);
 }
@@ -147,14 +131,13 @@ TEST_P(FailedStart, LosesTheObjectsOfTheRowsBeforeAndNothingElse) {
     reset_device();
     GetParam().break_device();
     const ChildResult child = run_in_child([] {
-        const std::string first = left_by(call).output();
-        return joined({first, left_by(call).output()});
+        return joined({left_by(start_board).output(), left_by(start_board).output()});
     });
     EXPECT_EQ(child.output, joined({GetParam().lost.output(), GetParam().lost.output()}));
 }
 
 Memory platform() {
-    return Memory().object<Velmor::Platform>().block(64);  // and the table's bytes
+    return Memory().object<Velmor::Platform>().block(64);  // the bytes of its table
 }
 
 Memory platform_and_backlight() {
@@ -175,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
                 platform_and_backlight()}),
     [](const auto& instance) { return instance.param.name; });
 
-/** One entry of the registry: a red-black tree's colour and three pointers, the key and the pointer. */
+/** The size of a registry entry: the colour and three pointers of a red-black tree, the key and the resource. */
 constexpr std::size_t node_size =
     4 * sizeof(void*) + sizeof(std::pair<const Velmor::Resource::type, Velmor::Resource*>);
 
@@ -188,28 +171,21 @@ struct Unfitted {
 
 class UnfittedResources : public testing::TestWithParam<Unfitted> {};
 
-// They are constructed all the same: only their places in the registry are saved.
+// They are constructed all the same. All that is saved is their entries in the registry.
 TEST_P(UnfittedResources, StayAllocatedOutsideTheRegistry) {
-    reset_device();
-    const auto start = [] {
-        const Memory memory = left_by(call);
-        return std::to_string(memory.blocks) + " " + std::to_string(memory.bytes);
+    const auto left_by_start = [] {
+        const ChildResult child = run_in_child([] { return left_by(start_board).output(); });
+        Memory memory;
+        EXPECT_EQ(std::sscanf(child.output.c_str(), "%ld blocks, %ld bytes", &memory.blocks, &memory.bytes), 2);
+        return memory;
     };
-    const ChildResult all = run_in_child(start);
     reset_device();
-    std::string table = content("/proc/platform/pht");
-    table.replace(2 + 2 * GetParam().byte, 2, GetParam().digits);
-    put("/proc/platform/pht", table);
-    const ChildResult fewer = run_in_child(start);
-
-    const auto numbers = [](const std::string& output) {
-        std::size_t end = 0;
-        const long blocks = std::stol(output, &end);
-        return std::pair(blocks, std::stol(output.substr(end)));
-    };
-    EXPECT_EQ(numbers(all.output).first - numbers(fewer.output).first, GetParam().resources);
-    EXPECT_EQ(numbers(all.output).second - numbers(fewer.output).second,
-              GetParam().resources * static_cast<long>(node_size));
+    const Memory all = left_by_start();
+    reset_device();
+    put_hardware_table_byte(GetParam().byte, GetParam().digits);
+    const Memory fewer = left_by_start();
+    EXPECT_EQ(all.blocks - fewer.blocks, GetParam().resources);
+    EXPECT_EQ(all.bytes - fewer.bytes, GetParam().resources * static_cast<long>(node_size));
 }
 
 INSTANTIATE_TEST_SUITE_P(Board, UnfittedResources,
@@ -220,7 +196,7 @@ INSTANTIATE_TEST_SUITE_P(Board, UnfittedResources,
 TEST(StartedBoard, CallsLeaveNothingBehind) {
     reset_device();
     const ChildResult child = run_in_child([] {
-        call();
+        start_board();
         return left_by([] {
                    uint32_t level = 0;
                    thermal_state_t state = {};
@@ -243,91 +219,70 @@ TEST(StartedBoard, CallsLeaveNothingBehind) {
 
 // ---- Without memory: on ARM too, where tests/memory does not run ---------------------------------------------------
 
-TEST(NoMemory, CallWithoutAnyIsAFailureWithoutALine) {
-    reset_device();
-    const ChildResult child = run_in_child([] {
-        call();
-        Out<led_color_t> color;
-        failing_allocation = -1;
-        counting = true;
-        errno = 4711;
-        const int missing = led_color_get(0, color);
-        const bool kept = errno == 4711;
-        mrfi_enum_ctx* context = nullptr;
-        const int open = mrfi_connection_list_open(0, &context);
-        counting = false;
-        return joined({std::to_string(missing), kept ? "errno kept" : "errno changed", std::to_string(open),
-                       color.text(), context == nullptr ? "untouched" : "touched"});
-    });
-    EXPECT_EQ(child.wait_status, 0);
-    EXPECT_EQ(child.output, "-1, errno kept, -1, untouched, untouched");
-    EXPECT_EQ(child.error_text, "");
+/** In every answer() from now on, let this allocation fail: 1 is the first, -1 is every one, 0 is none. */
+void fail_allocation(long number) {
+    failing_allocation = number;
+    allocations = 0;
+    around_call = {.before = [] { counting = true; }, .after = [] { counting = false; }};
 }
 
-TEST(NoMemory, StartWithoutAnyIsAFailureWithoutALine) {
+TEST(NoMemory, CallWithoutAnyFailsWithoutALine) {
     reset_device();
-    const ChildResult child = run_in_child([] {
-        Out<bool> present;
-        failing_allocation = -1;
-        counting = true;
-        errno = 4711;
-        const int result = es_present(present);
-        const bool kept = errno == 4711;
-        counting = false;
-        Out<bool> present_next;
-        return joined({std::to_string(result), kept ? "errno kept" : "errno changed", present.text(),
-                       answer([&] { return es_present(present_next); }, present_next)});
-    });
-    EXPECT_EQ(child.wait_status, 0);
-    EXPECT_EQ(child.output, "-1, errno kept, untouched, 0: true");
-    EXPECT_EQ(child.error_text, "");
+    const auto calls = [] {
+        start_board();
+        fail_allocation(-1);
+        return joined({call(led_color_get, 0)(), call(mrfi_connection_list_open, 0)()});
+    };
+    expect_in_child(calls, joined({refuses(untouched), refuses(untouched)}));
 }
 
-// What writing fails with cannot be made then, and std::bad_alloc comes in its place.
-TEST(NoMemory, SuspendKeepsQuietAboutTheStreamFailureAlone) {
+TEST(NoMemory, StartWithoutAnyFailsWithoutALine) {
     reset_device();
-    testing_support::remove("/sys/power/state");
-    testing_support::put("/sys/power/state/is/a/directory", "");
-    const ChildResult child = run_in_child([] {
-        call();
-        const std::string refused = answer([] { return power_suspend(); });
-        failing_allocation = -1;
-        counting = true;
-        const int without_memory = power_suspend();
-        counting = false;
-        return joined({refused, std::to_string(without_memory)});
-    });
-    EXPECT_EQ(child.output, "0 errno 21, -1");
+    const auto calls = [] {
+        fail_allocation(-1);
+        const std::string failed = call(es_present)();
+        fail_allocation(0);
+        return joined({failed, call(es_present)()});
+    };
+    expect_in_child(calls, joined({refuses(untouched), succeeds("true")}));
 }
 
-// The function's name is the first allocation, the line the second.
+// Without memory the stream failure, which is not reported, cannot be made: std::bad_alloc, which is, takes its place.
+TEST(NoMemory, SuspendReportsItAndNotTheRefusedWrite) {
+    reset_device();
+    put_directory("/sys/power/state");
+    const auto calls = [] {
+        start_board();
+        const std::string refused = call(power_suspend)();
+        fail_allocation(-1);
+        return joined({refused, call(power_suspend)()});
+    };
+    expect_in_child(calls, joined({success_that_leaves(EISDIR), file_fails_with(EISDIR)}));
+}
+
+// The first allocation is the function's name, the second the line.
 TEST(NoMemory, LineThatCannotBeComposedChangesNoErrno) {
     for (const long number : {1, 2}) {
-        const ChildResult child = run_in_child([number] {
-            failing_allocation = number;
-            failing_as_malloc = true;
+        const auto translate = [number] {
             try {
                 throw std::logic_error("");
             } catch (...) {
-                allocations = 0;
-                counting = true;
-                errno = 4711;
-                const int result = Velmor::translate_exception("name_of_more_than_15_characters");
-                const int error = errno;
-                counting = false;
-                return joined({std::to_string(allocations), std::to_string(result), std::to_string(error)});
+                fail_allocation(number);
+                failing_as_malloc = true;
+                const std::string result =
+                    answer([] { return Velmor::translate_exception("name_of_more_than_15_characters"); });
+                return joined({result, std::to_string(allocations)});
             }
-        });
-        EXPECT_EQ(child.output, joined({std::to_string(number), "-1", "4711"}));
-        EXPECT_EQ(child.error_text, "");
+        };
+        expect_in_child(translate, joined({refuses(), std::to_string(number)}));
     }
 }
 
-TEST(ReplacedEntry, LosesTheObjectItNamedBeforeAndNothingElse) {
+TEST(ReplacedEntry, LosesItsOldObjectAndNothingElse) {
     Velmor::Board board;
     board.add(Velmor::Resource::type::gps, new Velmor::Resource);
     const Memory left = left_by([&board] { board.add(Velmor::Resource::type::gps, new Velmor::Resource); });
-    // The new object is the board's; the registry has not grown, and the old object is still there.
+    // The board has the new object. The registry has not grown, and the old object is not freed.
     EXPECT_EQ(left.output(), Memory().object<Velmor::Resource>().output());
 }
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <map>
@@ -17,80 +18,70 @@
 #include <vector>
 
 #include "support/device.h"
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/thrown.h"
 #include "velmor.h"
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing_support::expect_call;
-using testing_support::Outcome;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::thrown;
 using Velmor::Platform;
+using namespace testing_support;
 
 namespace {
 
 using Bytes = std::array<std::uint8_t, 96>;
 
-constexpr char not_supported[] = "system_error 95 Operation not supported";
+const std::string missing_field = system_error(EOPNOTSUPP);
 
 std::string record(const std::string& key) {
     return "/proc/platform/" + key;
 }
 
-/** The nine records of one software, in the order in which they are read. */
-std::vector<std::string> block(const std::string& software) {
-    std::vector<std::string> keys;
-    for (const char* key : {"date_day", "date_month", "date_year", "version_major", "version_minor", "version_revision",
-                            "version_status", "version_build", "version_development"}) {
-        keys.push_back(software + key);
-    }
-    return keys;
-}
-
 /** Every file that a query of the record reads, in order. */
 std::vector<std::string> files_of_info() {
     std::vector<std::string> files;
-    for (const char* software : {"boot_", "splash_", "os_"}) {
-        for (const std::string& key : block(software)) files.push_back(record(key));
+    for (const std::string software : {"boot_", "splash_", "os_"}) {
+        for (const char* key : {"date_day", "date_month", "date_year", "version_major", "version_minor",
+                                "version_revision", "version_status", "version_build", "version_development"})
+            files.push_back(record(software + key));
     }
     for (const char* file : {"/etc/fs_version", "/proc/platform/serial_number", "/proc/platform/compatibility_version"})
         files.emplace_back(file);
     return files;
 }
 
-/** A table's text with these bytes, and 0 elsewhere. */
-std::string table(const std::map<unsigned, unsigned>& bytes) {
+using Table = std::map<int, unsigned>;
+
+/** Put a hardware table with these bytes, and 0 elsewhere. */
+void put_table(int version, const Table& bytes) {
+    constexpr char digits[] = "0123456789abcdef";
     std::string text = "0x";
-    for (unsigned i = 0; i < 64; ++i) {
+    for (int i = 0; i < 64; ++i) {
         const unsigned byte = bytes.contains(i) ? bytes.at(i) : 0;
-        text += "0123456789abcdef"[byte >> 4U];
-        text += "0123456789abcdef"[byte & 0xFU];
+        text += digits[byte >> 4U];
+        text += digits[byte & 0xFU];
     }
-    return text + "\n";
-}
-
-void put_table(int version, const std::string& text) {
     put(record("pht_version"), std::to_string(version) + "\n");
-    put(record("pht"), text);
+    put(record("pht"), text + "\n");
 }
 
-platform_info_t sentinel() {
+Platform platform_with(int version, const Table& bytes) {
+    put_table(version, bytes);
+    return Platform();
+}
+
+/** What a byte of the record is before a query. */
+constexpr std::uint8_t keep = 0xA5;
+
+platform_info_t unwritten() {
     Bytes bytes;
-    bytes.fill(0xA5);
+    bytes.fill(keep);
     return std::bit_cast<platform_info_t>(bytes);
 }
 
 platform_info_t info() {
-    platform_info_t result = sentinel();
+    platform_info_t result = unwritten();
     Platform().info_get(&result, sizeof result);
     return result;
 }
-
-constexpr char stream_failure[] = "stream failure";
 
 /** What a query of the record throws. */
 std::string info_failure() {
@@ -102,27 +93,26 @@ std::string construction_failure() {
     return thrown([] { Platform(); });
 }
 
-class PlatformTest : public testing_support::DeviceTest {};
+class PlatformTest : public DeviceTest {};
 
-// ---- The record
+// ---- The record ------------------------------------------------------------------------------------------------
 
 class PlatformRecord : public PlatformTest {
 protected:
     void SetUp() override {
         PlatformTest::SetUp();
-        // Where two fields of the device's would be alike.
+        // Where two fields of the device's own record are alike.
         put(record("os_version_development"), "6\n");
         put(record("boot_version_development"), "9\n");
         put(record("splash_date_year"), "2023\n");
         put(record("compatibility_version"), "16909060\n");
-        // Of old, and never read.
+        // Nothing reads these any more.
         put(record("low_featuremask"), "1\n");
         put(record("high_featuremask"), "2\n");
     }
 };
 
 TEST_F(PlatformRecord, IsFilledByteByByte) {
-    constexpr std::uint8_t keep = 0xA5;
     constexpr Bytes expected = {
         3,    4,    5,    'A',  42,   6,    5,    6,     // 0: version and date of the operating system
         0xEA, 0x07, keep, keep,                          // 8: its year, 2026
@@ -146,26 +136,21 @@ TEST_F(PlatformRecord, IsFilledByteByByte) {
     EXPECT_THAT(std::bit_cast<Bytes>(info()), ElementsAreArray(expected));
 }
 
-TEST_F(PlatformRecord, SizeIsNotLookedAt) {
-    const Bytes whole = std::bit_cast<Bytes>(info());
-    platform_info_t result = sentinel();
+TEST_F(PlatformRecord, SizeIsIgnored) {
+    const auto bytes = std::bit_cast<Bytes>(info());
+    platform_info_t result = unwritten();
     Platform().info_get(&result, 0);
-    EXPECT_THAT(std::bit_cast<Bytes>(result), ElementsAreArray(whole));
+    EXPECT_THAT(std::bit_cast<Bytes>(result), ElementsAreArray(bytes));
 }
 
 TEST_F(PlatformRecord, FilesAreReadInOrder) {
     VELMOR_NEEDS_RECORDER();
-    Outcome outcome = Recorder().run([] {
-        info();
-        return 0;
-    });
-    std::vector<std::string> expected = {"open /proc/platform/pht_version r", "open /proc/platform/pht r"};
-    for (const std::string& file : files_of_info()) expected.push_back("open " + file + " r");
-    std::erase_if(outcome.acts, [](const std::string& act) { return !act.starts_with("open "); });
-    EXPECT_THAT(outcome.acts, ElementsAreArray(expected));
+    Acts acts = in_order({read_acts(record("pht_version")), read_acts(record("pht"))});
+    for (const std::string& file : files_of_info()) acts = in_order({acts, read_acts(file)});
+    expect_acts([] { info(); }, acts);
 }
 
-TEST_F(PlatformRecord, EveryQueryReadsAfresh) {
+TEST_F(PlatformRecord, EveryQueryReadsTheFilesAgain) {
     Platform platform;
     platform_info_t result = {};
     platform.info_get(&result, sizeof result);
@@ -201,7 +186,7 @@ TEST_F(PlatformRecord, StatusIsTheFirstCharacterThatIsNotBlank) {
     EXPECT_EQ(info().boot_version_status, '0');
 }
 
-TEST_F(PlatformRecord, BlocksAndTextsGoThroughTheirOwnOperations) {
+TEST_F(PlatformRecord, PartsAreReadByOperationsThatCanBeOverridden) {
     struct Noting : Platform {
         void boot_info_read(platform_info_t& /*info*/) override { calls += "boot "; }
         void splash_info_read(platform_info_t& /*info*/) override { calls += "splash "; }
@@ -222,7 +207,7 @@ TEST_F(PlatformRecord, BlocksAndTextsGoThroughTheirOwnOperations) {
 
 TEST_F(PlatformRecord, QueriesMayOverlap) {
     Platform platform;
-    std::array<platform_info_t, 2> results = {sentinel(), sentinel()};
+    std::array<platform_info_t, 2> results = {unwritten(), unwritten()};
     std::vector<std::thread> threads;
     threads.reserve(results.size());
     for (platform_info_t& result : results) {
@@ -231,14 +216,12 @@ TEST_F(PlatformRecord, QueriesMayOverlap) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    const Bytes expected = std::bit_cast<Bytes>(info());
-    for (const platform_info_t& result : results) {
-        EXPECT_THAT(std::bit_cast<Bytes>(result), ElementsAreArray(expected));
-    }
+    const auto expected = std::bit_cast<Bytes>(info());
+    for (const platform_info_t& result : results) EXPECT_THAT(std::bit_cast<Bytes>(result), ElementsAreArray(expected));
 }
 
 TEST_F(PlatformRecord, GlobalLocaleChangesNothing) {
-    const testing_support::GroupingLocale grouping;
+    const GroupingLocale grouping;
     put(record("os_date_year"), "2,026\n");
     put("/etc/fs_version", "2,1.1.3R17D 24/12/2,025\n");
     const platform_info_t result = info();
@@ -248,50 +231,47 @@ TEST_F(PlatformRecord, GlobalLocaleChangesNothing) {
     EXPECT_EQ(result.compatibility_version, 16909060U);
 }
 
-// ---- Files that cannot be read
-
-std::string name_of_file(const testing::TestParamInfo<std::string>& test) {
-    return std::filesystem::path(test.param).filename();
-}
+// ---- Files that cannot be read ------------------------------------------------------------------------------------
 
 class PlatformFile : public PlatformTest, public testing::WithParamInterface<std::string> {
 protected:
-    bool is_forgiven() const { return GetParam().ends_with("serial_number"); }
-    bool is_number() const { return !GetParam().ends_with("status") && !GetParam().ends_with("fs_version"); }
+    static bool is(const std::string& name) { return GetParam().ends_with(name); }
 };
 
 TEST_P(PlatformFile, MissingOrUnparsableFailsTheQuery) {
-    const std::string expected = is_forgiven() ? "nothing" : stream_failure;
+    const std::string expected = is("serial_number") ? "nothing" : "stream failure";
     std::vector<std::string> texts = {"", " \n"};
-    if (is_number() && !is_forgiven()) texts.insert(texts.end(), {"x1\n", "-\n", "99999999999\n"});
+    const bool is_text = is("serial_number") || is("status") || is("fs_version");
+    if (!is_text) texts.insert(texts.end(), {"x1\n", "-\n", "99999999999\n"});
     for (const std::string& text : texts) {
         put(GetParam(), text);
         EXPECT_EQ(info_failure(), expected) << "\"" << text << "\"";
     }
-    testing_support::remove(GetParam());
+    remove(GetParam());
     EXPECT_EQ(info_failure(), expected) << "missing";
-    std::filesystem::create_directory(GetParam());
+    put_directory(GetParam());
     EXPECT_EQ(info_failure(), expected) << "directory";
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, PlatformFile, testing::ValuesIn(files_of_info()), name_of_file);
+INSTANTIATE_TEST_SUITE_P(Each, PlatformFile, testing::ValuesIn(files_of_info()), [](const auto& instance) {
+    return std::filesystem::path(instance.param).filename().string();
+});
 
-TEST_F(PlatformTest, FilesAreLookedAtOneAfterTheOther) {
-    // A failure leaves what was read before it, and nothing behind it.
-    testing_support::remove(record("splash_version_major"));
-    platform_info_t result = sentinel();
+TEST_F(PlatformTest, FailureKeepsWhatWasReadBeforeIt) {
+    remove(record("splash_version_major"));
+    platform_info_t result = unwritten();
     Platform platform;
-    EXPECT_EQ(thrown([&] { platform.info_get(&result, sizeof result); }), stream_failure);
+    EXPECT_EQ(thrown([&] { platform.info_get(&result, sizeof result); }), "stream failure");
     EXPECT_EQ(result.boot_version_development, 0);
     EXPECT_EQ(result.splash_date_year, 2025);
-    EXPECT_EQ(result.splash_version_major, 0xA5);
-    EXPECT_EQ(result.os_date_day, 0xA5);
-    EXPECT_EQ(result.boot_info_kind, 0xA5);
+    EXPECT_EQ(result.splash_version_major, keep);
+    EXPECT_EQ(result.os_date_day, keep);
+    EXPECT_EQ(result.boot_info_kind, keep);
 }
 
 TEST_F(PlatformTest, FileSystemVersionNeedsBothWords) {
     put("/etc/fs_version", "2.1.3R17D\n");
-    EXPECT_EQ(info_failure(), stream_failure);
+    EXPECT_EQ(info_failure(), "stream failure");
 }
 
 TEST_F(PlatformTest, SerialNumberIsTheFirstWordCutTo31Characters) {
@@ -304,8 +284,8 @@ TEST_F(PlatformTest, SerialNumberIsTheFirstWordCutTo31Characters) {
     }
 }
 
-TEST_F(PlatformTest, SerialNumberThatCannotBeReadIsEmpty) {
-    testing_support::remove(record("serial_number"));
+TEST_F(PlatformTest, SerialNumberThatIsMissingIsEmpty) {
+    remove(record("serial_number"));
     const platform_info_t result = info();
     EXPECT_STREQ(result.serial_number, "");
     EXPECT_EQ(result.os_version_major, 3);
@@ -316,12 +296,12 @@ TEST_F(PlatformTest, SerialNumberThatCannotBeReadIsEmpty) {
 
 TEST_F(PlatformTest, SerialNumberWhoseReadFailsIsEmpty) {
     VELMOR_NEEDS_RECORDER();
-    Recorder recorder;
-    recorder.fail("read /proc/platform/serial_number", EIO, 0);
-    EXPECT_EQ(recorder.run([] { return info().serial_number[0] == '\0' ? 1 : 0; }).result, 1);
+    const Recorder recorder = Recorder().fail("read " + record("serial_number"), EIO, 0);
+    const ChildResult child = run_in_child(recorder, [] { return "\"" + std::string(info().serial_number) + "\""; });
+    EXPECT_EQ(child.output, "\"\"");
 }
 
-// ---- The file system's texts
+// ---- The file system's texts -------------------------------------------------------------------------------------
 
 struct Version {
     int major = 0, minor = 0, revision = 0;
@@ -349,7 +329,7 @@ TEST_F(PlatformTest, FileSystemVersionIsReadAsFarAsItGoes) {
         const char* text;
         Version expected;
     } rows[] = {
-        // Whole
+        // Complete
         {"2.1.3R17D", {.major = 2, .minor = 1, .revision = 3, .status = 'R', .build = 17, .development = 1}},
         {"1..7b2", {.major = 1, .revision = 7, .status = 'b', .build = 2}},
         {"10.20.30.40", {.major = 10, .minor = 20, .revision = 30, .status = '.', .build = 40}},
@@ -378,7 +358,7 @@ TEST_F(PlatformTest, FileSystemVersionIsReadAsFarAsItGoes) {
         {"99999999999.99999999999.99999999999R1", {.status = 'R', .build = 1}},
     };
     for (const auto& row : rows) {
-        platform_info_t result = sentinel();
+        platform_info_t result = unwritten();
         Platform().fs_version_parse(result, row.text);
         EXPECT_EQ(fs_version(result), row.expected) << row.text;
     }
@@ -402,7 +382,7 @@ TEST_F(PlatformTest, FileSystemDateIsReadAsFarAsItGoes) {
         const char* text;
         Date expected;
     } rows[] = {
-        // Whole
+        // Complete
         {"24/12/2025", {.day = 24, .month = 12, .year = 2025}},
         {"5//2013", {.day = 5, .year = 2013}},
         {"//2013", {.year = 2013}},
@@ -422,7 +402,7 @@ TEST_F(PlatformTest, FileSystemDateIsReadAsFarAsItGoes) {
         {"300/2147483648/1", {.day = 44, .year = 1}},
     };
     for (const auto& row : rows) {
-        platform_info_t result = sentinel();
+        platform_info_t result = unwritten();
         Platform().fs_date_parse(result, row.text);
         EXPECT_EQ(fs_date(result), row.expected) << row.text;
     }
@@ -435,14 +415,14 @@ TEST_F(PlatformTest, FileSystemTextsAreTheTwoWordsOfTheirFile) {
     EXPECT_EQ(fs_date(result), (Date{.day = 5, .year = 2013}));
 }
 
-// ---- The hardware table
+// ---- The hardware table --------------------------------------------------------------------------------------------
 
-/** Where a field's bits are in the table; the layouts once more, in bits. */
+/** Which bits of the table a field has: the library's layouts, written in another way. */
 struct FieldBits {
     std::uint32_t id;
-    unsigned byte;          // versions 1 and 3
+    int byte;               // in versions 1 and 3
     unsigned high, low;     // bits, 7 is the highest
-    int byte_of_version_2;  // negative: absent
+    int byte_of_version_2;  // negative: version 2 lacks the field
 };
 
 constexpr FieldBits fields[] = {
@@ -456,14 +436,11 @@ constexpr FieldBits fields[] = {
 
 class PlatformLayout : public PlatformTest, public testing::WithParamInterface<int> {
 protected:
-    static int byte_of(const FieldBits& field) {
-        return GetParam() == 2 ? field.byte_of_version_2 : static_cast<int>(field.byte);
-    }
+    static int byte_of(const FieldBits& field) { return GetParam() == 2 ? field.byte_of_version_2 : field.byte; }
 
-    /** Every field of a table in which one byte alone is not 0. */
+    /** Every field of a table in which only one byte is not 0. */
     static void expect_fields(int byte, unsigned value) {
-        put_table(GetParam(), table({{static_cast<unsigned>(byte), value}}));
-        Platform platform;
+        Platform platform = platform_with(GetParam(), {{byte, value}});
         for (const FieldBits& field : fields) {
             if (byte_of(field) < 0) continue;
             const unsigned width = field.high - field.low + 1;
@@ -482,49 +459,40 @@ TEST_P(PlatformLayout, EveryBitBelongsToItsField) {
 }
 
 TEST_P(PlatformLayout, OtherFieldsAreNotSupported) {
-    put_table(GetParam(), table({}));
-    Platform platform;
-    for (const std::uint32_t id : {0U, 28U, 256U + 1U, 0xFFFFFFFFU}) {
-        EXPECT_EQ(thrown([&] { platform.field_get(id); }), not_supported) << id;
-    }
+    Platform platform = platform_with(GetParam(), {});
+    for (const std::uint32_t id : {0U, 28U, 256U + 1U, 0xFFFFFFFFU})
+        EXPECT_EQ(thrown([&] { platform.field_get(id); }), missing_field) << id;
     for (const FieldBits& field : fields) {
-        EXPECT_EQ(thrown([&] { platform.field_get(field.id); }), byte_of(field) < 0 ? not_supported : "nothing")
+        EXPECT_EQ(thrown([&] { platform.field_get(field.id); }), byte_of(field) < 0 ? missing_field : "nothing")
             << field.id;
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Version, PlatformLayout, testing::Values(1, 2, 3), testing::PrintToStringParamName());
 
-TEST_F(PlatformTest, Version2LacksField11AndFindsField16InByte5) {
-    put_table(2, table({{5, 0x5A}, {10, 0xFF}}));
-    EXPECT_EQ(Platform().field_get(16), 0x5AU);
-    EXPECT_EQ(thrown([] { Platform().field_get(11); }), not_supported);
-}
-
 TEST_F(PlatformTest, UnknownTableVersionIsNoDevice) {
+    const std::string invalid = "system_error 19 Invalid PHT table version ";
     for (const int version : {4, 0, -1}) {
-        put_table(version, table({}));
-        EXPECT_EQ(construction_failure(),
-                  "system_error 19 Invalid PHT table version " + std::to_string(version) + ": No such device");
+        put_table(version, {});
+        EXPECT_EQ(construction_failure(), invalid + std::to_string(version) + ": No such device");
     }
-    testing_support::remove(record("pht"));
-    EXPECT_EQ(construction_failure(), "system_error 19 Invalid PHT table version -1: No such device")
-        << "the table itself is not looked at";
+    remove(record("pht"));
+    EXPECT_EQ(construction_failure(), invalid + "-1: No such device") << "the version is checked first";
 }
 
 TEST_F(PlatformTest, TableThatCannotBeReadIsAStreamFailure) {
     for (const char* key : {"pht_version", "pht"}) {
-        testing_support::reset_device();
+        reset_device();
         for (const char* text : {"", " \n"}) {
             put(record(key), text);
-            EXPECT_EQ(construction_failure(), stream_failure) << key;
+            EXPECT_EQ(construction_failure(), "stream failure") << key;
         }
-        testing_support::remove(record(key));
-        EXPECT_EQ(construction_failure(), stream_failure) << key;
+        remove(record(key));
+        EXPECT_EQ(construction_failure(), "stream failure") << key;
     }
-    testing_support::reset_device();
+    reset_device();
     put(record("pht_version"), "one\n");
-    EXPECT_EQ(construction_failure(), stream_failure);
+    EXPECT_EQ(construction_failure(), "stream failure");
 }
 
 TEST_F(PlatformTest, TableWithoutMarkIsRefused) {
@@ -540,30 +508,24 @@ TEST_F(PlatformTest, ShortTableIsZeroBehindItsEnd) {
     EXPECT_EQ(platform.field_get(27), 0U);
 }
 
-TEST_F(PlatformTest, TableIsReadOnceOnly) {
-    put_table(1, table({{1, 0x12}, {2, 0x34}}));
-    Platform platform;
-    put_table(2, table({{1, 0xFF}, {2, 0xFF}}));
+TEST_F(PlatformTest, TableIsReadByTheConstructorOnly) {
+    Platform platform = platform_with(1, {{1, 0x12}, {2, 0x34}});
+    put_table(2, {{1, 0xFF}, {2, 0xFF}});
     EXPECT_EQ(platform.uid_get(), 0x1234);
-    testing_support::remove("/proc/platform/pht");
-    testing_support::remove("/proc/platform/pht_version");
+    for (const char* key : {"pht", "pht_version"}) remove(record(key));
     EXPECT_EQ(platform.uid_get(), 0x1234);
     EXPECT_EQ(platform.field_get(11), 0U);
 }
 
-// ---- Identities
+// ---- Identities ----------------------------------------------------------------------------------------------------
 
 TEST_F(PlatformTest, IdentitiesAreFieldsOfTheTable) {
-    put_table(1, table({{1, 0x12}, {2, 0x34}, {3, 0xAF}, {16, 0xBE}, {17, 0xEF}}));
-    Platform platform;
-    EXPECT_EQ(platform.uid_get(), 0x1234);
-    EXPECT_EQ(platform.oemid_get(), 0x15U);
-    EXPECT_EQ(platform.mid_get(), 0xBEEFU);
-    put_table(2, table({{1, 0xFF}, {2, 0xFE}, {3, 0xF8}, {11, 0xCA}, {12, 0xFE}}));
-    Platform second;
-    EXPECT_EQ(second.uid_get(), 0xFFFE);
-    EXPECT_EQ(second.oemid_get(), 0x1FU);
-    EXPECT_EQ(second.mid_get(), 0xCAFEU);
+    EXPECT_EQ(platform_with(1, {{1, 0x12}, {2, 0x34}}).uid_get(), 0x1234);
+    EXPECT_EQ(platform_with(2, {{1, 0xFF}, {2, 0xFE}}).uid_get(), 0xFFFE);
+    EXPECT_EQ(platform_with(1, {{3, 0xAF}}).oemid_get(), 0x15U);
+    EXPECT_EQ(platform_with(2, {{3, 0xF8}}).oemid_get(), 0x1FU);
+    EXPECT_EQ(platform_with(1, {{16, 0xBE}, {17, 0xEF}}).mid_get(), 0xBEEFU);
+    EXPECT_EQ(platform_with(2, {{11, 0xCA}, {12, 0xFE}}).mid_get(), 0xCAFEU);
 }
 
 TEST_F(PlatformTest, IdentitiesReadTheirFields) {
@@ -589,40 +551,34 @@ TEST_F(PlatformTest, IdentitiesReadTheirFields) {
 }
 
 TEST_F(PlatformTest, CanManufacturerCodeIsElevenBits) {
-    put_table(1, table({{5, 0xFD}, {6, 0x34}}));
-    EXPECT_EQ(Platform().can_manuf_code_get(), 0x534);
-    put_table(3, table({{5, 0xFF}, {6, 0xFF}}));
-    EXPECT_EQ(Platform().can_manuf_code_get(), 0x7FF);
+    EXPECT_EQ(platform_with(1, {{5, 0xFD}, {6, 0x34}}).can_manuf_code_get(), 0x534);
+    EXPECT_EQ(platform_with(3, {{5, 0xFF}, {6, 0xFF}}).can_manuf_code_get(), 0x7FF);
 }
 
 TEST_F(PlatformTest, CanUniqueNumberIsTwentyOneBits) {
-    put_table(1, table({{7, 0xF5}, {8, 0x67}, {9, 0x89}}));
-    EXPECT_EQ(Platform().can_unique_num_get(), 0x156789U);
-    put_table(3, table({{7, 0xFF}, {8, 0xFF}, {9, 0xFF}}));
-    EXPECT_EQ(Platform().can_unique_num_get(), 0x1FFFFFU);
-    for (const unsigned byte : {7U, 8U, 9U}) {
-        put_table(1, table({{byte, 1}}));
-        EXPECT_EQ(Platform().can_unique_num_get(), 1U << 8U * (9 - byte));
-    }
+    EXPECT_EQ(platform_with(1, {{7, 0xF5}, {8, 0x67}, {9, 0x89}}).can_unique_num_get(), 0x156789U);
+    EXPECT_EQ(platform_with(3, {{7, 0xFF}, {8, 0xFF}, {9, 0xFF}}).can_unique_num_get(), 0x1FFFFFU);
+    for (const int byte : {7, 8, 9})
+        EXPECT_EQ(platform_with(1, {{byte, 1}}).can_unique_num_get(), 1U << 8 * (9 - byte));
 }
 
-TEST_F(PlatformTest, CanUniqueNumberReadsNoFileWhereTheTableHasOne) {
+TEST_F(PlatformTest, CanUniqueNumberOfTheTableNeedsNoFile) {
     Platform platform;
-    for (const std::string& file : files_of_info()) testing_support::remove(file);
+    for (const std::string& file : files_of_info()) remove(file);
     EXPECT_EQ(platform.can_unique_num_get(), 0x012345U);
 }
 
 TEST_F(PlatformTest, CanNumbersAreNotInVersion2) {
-    put_table(2, table({{5, 1}, {6, 1}, {7, 1}, {8, 1}, {9, 1}}));
-    EXPECT_EQ(thrown([] { Platform().can_manuf_code_get(); }), not_supported);
-    EXPECT_EQ(thrown([] { Platform().can_unique_num_get(); }), not_supported);
+    Platform platform = platform_with(2, {{5, 1}, {6, 1}, {7, 1}, {8, 1}, {9, 1}});
+    EXPECT_EQ(thrown([&] { platform.can_manuf_code_get(); }), missing_field);
+    EXPECT_EQ(thrown([&] { platform.can_unique_num_get(); }), missing_field);
 }
 
 class PlatformCanFallback : public PlatformTest {
 protected:
     void SetUp() override {
         PlatformTest::SetUp();
-        put_table(1, table({{7, 0xE0}, {10, 0xFF}}));  // the unique number's own bits are all 0
+        put_table(1, {{7, 0xE0}, {10, 0xFF}});  // around the unique number, whose bits are all 0
     }
 
     static std::uint32_t number_of(const std::string& serial) {
@@ -640,7 +596,7 @@ TEST_F(PlatformCanFallback, IsTheSerialNumbersLastSixDigits) {
         {"ab123f0102", 0x1F0102},
         {"123456", 0x123456},
         {"FFFFFF", 0x1FFFFF},
-        // A pair that is no number is 0.
+        // A pair of characters that is no number counts as 0.
         {"XX1G3456", 0x013456},
         {"G13456", 0x003456},
         {"12zz56", 0x120056},
@@ -650,19 +606,19 @@ TEST_F(PlatformCanFallback, IsTheSerialNumbersLastSixDigits) {
         {"1", 0},
     };
     for (const auto& row : rows) EXPECT_EQ(number_of(row.serial), row.number) << row.serial;
-    testing_support::remove(record("serial_number"));
+    remove(record("serial_number"));
     EXPECT_EQ(Platform().can_unique_num_get(), 0U);
 }
 
-// It is the record's text, so what lies behind its 31 characters does not count.
-TEST_F(PlatformCanFallback, LongSerialNumberEndsWhereTheRecordDoes) {
+// The record holds 31 characters. Those that follow in the file do not count.
+TEST_F(PlatformCanFallback, LongSerialNumberEndsWithTheRecord) {
     EXPECT_EQ(number_of("1234567890123456789012345"
                         "0A0B0C"
                         "0D0E0F"),
               0x0A0B0CU);
 }
 
-TEST_F(PlatformCanFallback, ReadsTheRecordThroughItsOwnOperation) {
+TEST_F(PlatformCanFallback, ReadsTheRecordThroughAnOverriddenInfoGet) {
     struct OtherRecord : Platform {
         void info_get(platform_info_t* info, std::size_t size) override {
             EXPECT_EQ(size, sizeof *info);
@@ -675,47 +631,30 @@ TEST_F(PlatformCanFallback, ReadsTheRecordThroughItsOwnOperation) {
 TEST_F(PlatformCanFallback, ReadsEveryFileOfTheRecord) {
     Platform platform;
     for (const std::string& file : files_of_info()) {
-        testing_support::reset_device();
-        testing_support::remove(file);
+        reset_device();
+        remove(file);
         EXPECT_EQ(thrown([&] { platform.can_unique_num_get(); }),
-                  file.ends_with("serial_number") ? "nothing" : stream_failure)
+                  file.ends_with("serial_number") ? "nothing" : "stream failure")
             << file;
     }
 }
 
-// ---- The exported functions. In processes of their own: a board that has started stays.
+// ---- The exported functions ----------------------------------------------------------------------------------------
 
-TEST_F(PlatformTest, NullPointersAreInvalid) {
-    expect_call([] { return platform_info_get(nullptr, sizeof(platform_info_t)); }, -22, 22, "");
-    expect_call([] { return platform_uid_get(nullptr); }, -22, 22, "");
-    expect_call([] { return platform_oemid_get(nullptr); }, -22, 22, "");
-    expect_call([] { return platform_mid_get(nullptr); }, -22, 22, "");
-    expect_call([] { return platform_can_manuf_code_get(nullptr); }, -22, 22, "");
-    expect_call([] { return platform_can_unique_num_get(nullptr); }, -22, 22, "");
-}
-
-TEST_F(PlatformTest, UnreadableRecordReturnsMinusOneAndPrintsOneLine) {
-    testing_support::remove(record("os_date_day"));
-    const auto get_info = [] {
+TEST_F(PlatformTest, UnreadableRecordReturnsMinusOneAndTheErrnoOfTheOpen) {
+    remove(record("os_date_day"));
+    const Scenario get_info = [] {
         platform_info_t result = {};
-        return platform_info_get(&result, sizeof result);
+        return answer([&] { return platform_info_get(&result, sizeof result); });
     };
-    // errno 2 is what the failed open has left.
-    expect_call(get_info, -1, 2, "platform_info_get failed: basic_ios::clear: iostream error\n");
+    expect_in_child(get_info, file_fails_with(ENOENT), failed("platform_info_get", stream_failure));
 }
 
-TEST_F(PlatformTest, CanNumbersReturnNotSupportedInVersion2) {
-    put_table(2, table({}));
-    const auto get_code = [] {
-        std::uint16_t code = 0;
-        return platform_can_manuf_code_get(&code);
-    };
-    const auto get_number = [] {
-        std::uint32_t number = 0;
-        return platform_can_unique_num_get(&number);
-    };
-    expect_call(get_code, -95, 95, "platform_can_manuf_code_get failed: Operation not supported\n");
-    expect_call(get_number, -95, 95, "platform_can_unique_num_get failed: Operation not supported\n");
+TEST_F(PlatformTest, CanNumbersAreNotSupportedInVersion2) {
+    put_table(2, {});
+    const CallResult result = fails_with(EOPNOTSUPP, untouched);
+    expect_in_child(call(platform_can_manuf_code_get), result, failed("platform_can_manuf_code_get", not_supported));
+    expect_in_child(call(platform_can_unique_num_get), result, failed("platform_can_unique_num_get", not_supported));
 }
 
 }  // namespace

@@ -2,185 +2,163 @@
 #include "platform/power.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 
 #include "access/cancellation.h"
 #include "stand_ins.h"
-#include "support/acts.h"
 #include "support/device.h"
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/thrown.h"
 #include "velmor.h"
-#include "waiting_thread.h"
 
+using testing::ElementsAre;
 using testing::IsEmpty;
-using testing_support::content;
-using testing_support::expect_call;
-using testing_support::in_order;
-using testing_support::Outcome;
-using testing_support::put;
-using testing_support::put_program;
-using testing_support::Recorder;
-using testing_support::run_unrecorded;
-using testing_support::thrown;
-using testing_support::write_acts;
+using Velmor::CancellationOff;
 using Velmor::Power;
+using namespace testing_support;
+
+namespace fs = std::filesystem;
 
 namespace {
 
-class PowerTest : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/plain-files";
-        testing_support::reset_device();
-        ASSERT_TRUE(stand_ins::reset());
-    }
+constexpr char state_file[] = "/sys/power/state";
 
-    /** Whether the code has come to the endless wait, three sleeps of one second. */
-    template <typename Code>
-    static bool waits_forever(Code code) {
-        stand_ins::state.woken_by = 3;
-        try {
-            code();
-        } catch (const stand_ins::Woken&) {
-            return stand_ins::state.calls == std::vector<std::string>(3, "sleep 1");
-        }
-        return false;
+struct Operation {
+    std::string program;
+    void (*run)(Power& power);
+
+    std::string failure() const {
+        return thrown([this] {
+            Power power;
+            run(power);
+        });
     }
 };
 
-TEST_F(PowerTest, RebootRunsItsProgramAndWaitsForever) {
-    put_program("/sbin/reboot", "echo reboot $# >/sys/ran");
-    put_program("/sbin/poweroff", "echo poweroff >/sys/ran");
-    EXPECT_TRUE(waits_forever([] { Power().reboot(); }));
-    EXPECT_EQ(content("/sys/ran"), "reboot 0\n");
-}
+const Operation reboot = {"/sbin/reboot", [](Power& power) { power.reboot(); }};
+const Operation shutdown = {"/sbin/poweroff", [](Power& power) { power.shutdown(); }};
 
-TEST_F(PowerTest, ShutdownRunsItsProgramAndWaitsForever) {
-    put_program("/sbin/reboot", "echo reboot >/sys/ran");
-    put_program("/sbin/poweroff", "echo poweroff $# >/sys/ran");
-    EXPECT_TRUE(waits_forever([] { Power().shutdown(); }));
-    EXPECT_EQ(content("/sys/ran"), "poweroff 0\n");
+class PowerTest : public stand_ins::Test {
+protected:
+    static void expect_endless_wait(const Operation& operation) {
+        stand_ins::reset();
+        stand_ins::state.woken_by = 3;
+        EXPECT_TRUE(stand_ins::is_woken([&] { operation.failure(); })) << operation.program;
+        EXPECT_THAT(stand_ins::state.calls, ElementsAre("sleep 1", "sleep 1", "sleep 1")) << operation.program;
+    }
+};
+
+TEST_F(PowerTest, RunsItsProgramAndWaitsForever) {
+    for (const Operation& each : {reboot, shutdown}) put_program(each.program, "echo \"$0 $#\" >/sys/ran");
+    for (const Operation& each : {reboot, shutdown}) {
+        expect_endless_wait(each);
+        EXPECT_EQ(content("/sys/ran"), each.program + " 0\n");
+    }
 }
 
 TEST_F(PowerTest, ProgramKilledByASignalCountsAsSuccess) {
-    put_program("/sbin/reboot", "kill -KILL $$");
-    EXPECT_TRUE(waits_forever([] { Power().reboot(); }));
+    put_program(reboot.program, "kill -KILL $$");
+    expect_endless_wait(reboot);
 }
 
-TEST_F(PowerTest, MissingProgramIsNoEntry) {
-    testing_support::remove("/sbin/reboot");
-    testing_support::remove("/sbin/poweroff");
-    EXPECT_EQ(thrown([] { Power().reboot(); }), "system_error 2 No such file or directory");
-    EXPECT_EQ(thrown([] { Power().shutdown(); }), "system_error 2 No such file or directory");
+TEST_F(PowerTest, ProgramThatIsMissingIsNoEntry) {
+    for (const Operation& each : {reboot, shutdown}) {
+        remove(each.program);
+        EXPECT_EQ(each.failure(), system_error(ENOENT));
+    }
     EXPECT_THAT(stand_ins::state.calls, IsEmpty());
 }
 
 TEST_F(PowerTest, ProgramThatMayNotBeExecutedIsAccessDenied) {
-    std::filesystem::permissions("/sbin/reboot", std::filesystem::perms::owner_read);
-    EXPECT_EQ(thrown([] { Power().reboot(); }), "system_error 13 Permission denied");
+    fs::permissions(reboot.program, fs::perms::owner_read);
+    EXPECT_EQ(reboot.failure(), system_error(EACCES));
 }
 
 TEST_F(PowerTest, ExitCodeOfTheProgramIsTheError) {
-    put_program("/sbin/reboot", "exit 1");
-    put_program("/sbin/poweroff", "exit 3");
-    EXPECT_EQ(thrown([] { Power().reboot(); }), "system_error 1 Operation not permitted");
-    EXPECT_EQ(thrown([] { Power().shutdown(); }), "system_error 3 No such process");
+    put_program(reboot.program, "exit 1");
+    put_program(shutdown.program, "exit 3");
+    EXPECT_EQ(reboot.failure(), system_error(1));
+    EXPECT_EQ(shutdown.failure(), system_error(3));
     EXPECT_THAT(stand_ins::state.calls, IsEmpty());
 }
 
-TEST_F(PowerTest, ProgramsAreRunThroughAnOverriddenRunProgram) {
-    struct Noting : Power {
+TEST_F(PowerTest, ProgramsAreRunByAnOverriddenRunProgram) {
+    struct Refusing : Power {
         void run_program(const std::string& path) override { throw std::invalid_argument(path); }
     };
-    EXPECT_EQ(thrown([] { Noting().reboot(); }), "invalid_argument /sbin/reboot");
-    EXPECT_EQ(thrown([] { Noting().shutdown(); }), "invalid_argument /sbin/poweroff");
+    for (const Operation& each : {reboot, shutdown}) {
+        Refusing power;
+        EXPECT_EQ(thrown([&] { each.run(power); }), "invalid_argument " + each.program);
+    }
 }
 
 TEST_F(PowerTest, SuspendWritesThreeCharacters) {
-    put("/sys/power/state", "freeze mem disk\n");
+    put(state_file, "freeze mem disk\n");
     Power().suspend();
-    EXPECT_EQ(content("/sys/power/state"), "mem");
+    EXPECT_EQ(content(state_file), "mem");
 }
 
 TEST_F(PowerTest, SuspendReportsNoFailure) {
     testing_support::remove("/sys/power");
     EXPECT_EQ(thrown([] { Power().suspend(); }), "nothing");
-    std::filesystem::create_directory("/sys/power");
-    std::filesystem::create_symlink("/dev/full", "/sys/power/state");
+    fs::create_directory("/sys/power");
+    fs::create_symlink("/dev/full", state_file);
     EXPECT_EQ(thrown([] { Power().suspend(); }), "nothing");
 }
 
 TEST_F(PowerTest, SuspendIsOneWrite) {
     VELMOR_NEEDS_RECORDER();
-    Recorder recorder;
-    recorder.fail("write /sys/power/state", EBUSY, 2);
-    const Outcome outcome = recorder.run([] {
-        Power().suspend();
-        return thrown([] { Power().suspend(); }) == "nothing" ? 1 : 0;
-    });
-    EXPECT_EQ(outcome.result, 1);
-    testing_support::Acts expected =
-        in_order({write_acts("/sys/power/state", "mem"), write_acts("/sys/power/state", "mem")});
-    expected[4] += " = EBUSY";
-    EXPECT_EQ(outcome.acts, expected);
+    const std::string write = std::string("write ") + state_file;
+    expect_acts([] { Power().suspend(); }, write_acts(state_file, "mem"));
+    Acts refused = write_acts(state_file, "mem");
+    refused[1] += " = EBUSY";
+    expect_acts(
+        Recorder().fail(write, EBUSY), [] { Power().suspend(); }, refused, "nothing");
 }
 
 TEST_F(PowerTest, ThreadCanBeCancelledInTheEndlessWait) {
-    const WaitingThread thread([] {
-        const Velmor::CancellationOff off;
+    EXPECT_TRUE(stand_ins::is_cancelled([] {
+        const CancellationOff off;
         Power().reboot();
-    });
-    EXPECT_TRUE(thread.ends_by_cancellation());
+    }));
 }
 
 TEST_F(PowerTest, ThreadOfAsynchronousCancellationCanBeCancelledThereToo) {
-    const WaitingThread thread([] {
+    EXPECT_TRUE(stand_ins::is_cancelled([] {
         pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-        const Velmor::CancellationOff off;
+        const CancellationOff off;
         Power().reboot();
-    });
-    EXPECT_TRUE(thread.ends_by_cancellation());
+    }));
 }
 
 TEST_F(PowerTest, ThreadThatLetsNobodyCancelItIsNotCancelled) {
-    const WaitingThread thread([] {
+    EXPECT_FALSE(stand_ins::is_cancelled([] {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-        const Velmor::CancellationOff off;
+        const CancellationOff off;
         Power().reboot();
-    });
-    EXPECT_FALSE(thread.ends_by_cancellation());
+    }));
 }
 
-// ---- The exported functions. In processes of their own: a board that has started stays.
+// ---- The exported functions ----------------------------------------------------------------------------------------
 
 TEST_F(PowerTest, RebootReturnsMinusTheErrorOfItsProgram) {
-    put_program("/sbin/reboot", "exit 3");
-    expect_call(power_reboot, -3, 3, "power_reboot failed: No such process\n");
-    testing_support::remove("/sbin/reboot");
-    expect_call(power_reboot, -2, 2, "power_reboot failed: No such file or directory\n");
+    put_program(reboot.program, "exit 3");
+    expect_in_child(call(power_reboot), fails_with(ESRCH), failed("power_reboot", "No such process"));
+    remove(reboot.program);
+    expect_in_child(call(power_reboot), fails_with(ENOENT), failed("power_reboot", "No such file or directory"));
 }
 
-TEST_F(PowerTest, SuspendReturnsZeroEvenWhereItCannotBeWritten) {
+TEST_F(PowerTest, SuspendThatCannotBeWrittenSucceeds) {
     testing_support::remove("/sys/power");
-    const Outcome outcome = run_unrecorded(power_suspend);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, "");
+    expect_in_child(call(power_suspend), success_that_leaves(ENOENT));
 }
 
 TEST_F(PowerTest, ProcessLivesOnAfterACancelledReboot) {
-    const Outcome outcome = run_unrecorded([] {
-        const WaitingThread thread([] { power_reboot(); });
-        if (!thread.ends_by_cancellation()) return -100;
-        return power_suspend();
-    });
-    EXPECT_EQ(outcome.wait_status, 0);
-    EXPECT_EQ(outcome.result, 0);
-    EXPECT_EQ(outcome.error_text, "");
+    expect_in_child([] { return stand_ins::is_cancelled(power_reboot) ? call(power_suspend)() : "not cancelled"; },
+                    succeeds());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "stand_ins.h"
 
 #include <dlfcn.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -16,16 +17,19 @@ State state;
 std::atomic<int> sleeps = 0;
 
 bool reset() {
-    // With wrong magic numbers the kernel would refuse the call, and not answer like this.
+    // If this call did reach the kernel, it would be refused for its magic numbers.
     state = State();
     state.restart_result = 4711;
-    const bool standing = syscall(SYS_reboot, 0, 0, 0, "") == 4711;
+    const bool caught = syscall(SYS_reboot, 0, 0, 0, "") == 4711;
     state = State();
     sleeps = 0;
-    return standing;
+    return caught;
 }
 
 namespace {
+
+/** What sleep() throws to end a wait. */
+struct Woken {};
 
 /** Whether this sleep() is to be a real one. */
 bool begin_sleep(unsigned int seconds) {
@@ -35,13 +39,47 @@ bool begin_sleep(unsigned int seconds) {
     return state.really_sleeps;
 }
 
+struct Thread {
+    const std::function<void()>& code;
+    std::atomic<bool> ended = false;
+};
+
+void* run(void* argument) {
+    auto* const thread = static_cast<Thread*>(argument);
+    is_woken(thread->code);
+    thread->ended = true;
+    return nullptr;
+}
+
 }  // namespace
+
+bool is_woken(const std::function<void()>& code) {
+    try {
+        code();
+    } catch (const Woken&) {
+        return true;
+    }
+    return false;
+}
+
+bool is_cancelled(const std::function<void()>& code) {
+    state.really_sleeps = true;
+    state.woken_by = 4;  // ends a thread that cannot be cancelled
+    Thread thread = {code};
+    pthread_t id = {};
+    pthread_create(&id, nullptr, run, &thread);
+    while (sleeps == 0 && !thread.ended) usleep(1000);
+    pthread_cancel(id);
+    void* result = nullptr;
+    pthread_join(id, &result);
+    return result == PTHREAD_CANCELED;
+}
 
 }  // namespace stand_ins
 
 extern "C" {
 
-// Without objects of its own: a cancellation unwinds this frame, and the address sanitizer would not learn of it.
+// Without objects of its own: a cancellation unwinds this frame, which the address sanitizer would not notice.
 unsigned int sleep(unsigned int seconds) {
     static const auto real = reinterpret_cast<unsigned int (*)(unsigned int)>(dlsym(RTLD_NEXT, "sleep"));
     return stand_ins::begin_sleep(seconds) ? real(seconds) : 0;

@@ -1,33 +1,51 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "support/device.h"
+
 /**
- * This program's sleep(), sync() and syscall() are stand-ins for the C library's.
+ * This program's sleep(), sync() and syscall() take the place of the C library's.
  *
- * HAZARD: they are what keeps the restart call from the kernel. Every other system call is passed on.
+ * HAZARD: only they keep the restart call from the kernel. Every other system call is passed on.
  */
 namespace stand_ins {
 
-/** Thrown out of sleep(), to leave a wait that has no end. */
-struct Woken {};
-
 struct State {
     std::vector<std::string> calls;  // "sync", "sleep <seconds>", "reboot 0x<...> 0x<...> 0x<...> <text>"
-    int woken_by = 1;                // the sleep() that throws Woken
-    bool really_sleeps = false;      // the others; else they return at once
+    int woken_by = 1;                // the sleep() that ends the wait by an exception
+    bool really_sleeps = false;      // the others; otherwise they return at once
     long restart_result = -1;
     int restart_error = 1;
 };
 
 extern State state;
-/** How many sleep() have begun; another thread may look. */
+/** How many sleep() have begun. Any thread may read it. */
 extern std::atomic<int> sleeps;
 
-/** As new, and the check that the stand-ins stand: false ends a test before it asks for anything. */
+/** Sets the state back. False if the restart call would reach the kernel: the test must end then. */
 bool reset();
+
+/** Runs this until it is woken from a wait; whether it was. */
+bool is_woken(const std::function<void()>& code);
+
+/** Runs this in a thread, and cancels the thread once it waits; whether the thread ended by that. */
+bool is_cancelled(const std::function<void()>& code);
+
+/** A test that begins with the device's files and with stand-ins that have not been called. */
+class Test : public testing_support::DeviceTest {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(testing_support::on_device()) << "HAZARD: run this through tests/plain-files";
+        DeviceTest::SetUp();
+        ASSERT_TRUE(reset());
+    }
+};
 
 }  // namespace stand_ins

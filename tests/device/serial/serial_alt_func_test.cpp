@@ -4,282 +4,222 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "core/board.h"
-#include "support/files.h"
-#include "support/recorder.h"
-#include "support/thrown.h"
+#include "support/device.h"
 
-using testing::ElementsAre;
-using testing::UnorderedElementsAre;
-using testing_support::content;
-using testing_support::Outcome;
-using testing_support::put;
-using testing_support::Recorder;
-using testing_support::thrown;
+using testing::UnorderedElementsAreArray;
 using Velmor::SerialAltFunc;
+using namespace testing_support;
 
 namespace {
 
-constexpr char keys[] = "/sys/devices/platform/gpio-keys/keys";
-constexpr char disabled[] = "/sys/devices/platform/gpio-keys/disabled_keys";
-constexpr char invalid[] = "system_error 22 Invalid argument";
+const std::string keys = "/sys/devices/platform/gpio-keys/keys";
+const std::string disabled = "/sys/devices/platform/gpio-keys/disabled_keys";
 
-/** The pieces of a list as it is written, every code with its comma. */
-std::vector<std::string> codes(const std::string& text) {
-    std::istringstream list(text);
-    std::vector<std::string> result;
-    for (std::string code; std::getline(list, code, ',');) result.push_back(code);
-    EXPECT_TRUE(text.ends_with(",")) << text;
-    return result;
+constexpr serial_alt_func_t serial = SERIAL_ALT_FUNC_SERIAL;
+constexpr serial_alt_func_t key = SERIAL_ALT_FUNC_KEY;
+
+const std::string invalid = system_error(EINVAL);
+
+/** A pin whose key has this code. */
+SerialAltFunc pin(int code = 31) {
+    return {{serial, key, 2, -5}, code};
 }
 
-class SerialAltFuncTest : public testing::Test {
+/** What switching this pin throws. */
+std::string switching(SerialAltFunc port, serial_alt_func_t function) {
+    return thrown([&] { port.set(function); });
+}
+
+std::string switching_to(serial_alt_func_t function) {
+    return switching(pin(), function);
+}
+
+bool has_key(int code) {
+    return SerialAltFunc({key}, code).has(key);
+}
+
+class SerialAltFuncTest : public DeviceTest {
 protected:
     void SetUp() override {
-        testing_support::reset_device();
+        DeviceTest::SetUp();
         put(keys, "30-32,31,1234,0\n");
         put(disabled, "30,31\n");
     }
-
-    static std::string set_of(SerialAltFunc port, serial_alt_func_t function) {
-        return thrown([&] { port.set(function); });
-    }
-
-    /** What is written when the key with this code is enabled. */
-    static std::string enabled(const std::string& before, int key) {
-        put(disabled, before);
-        EXPECT_EQ(set_of(SerialAltFunc({0, 1}, key), 1), "nothing");
-        return content(disabled);
-    }
-
-    /** The codes that are written when the key with this code is disabled. */
-    static std::vector<std::string> disabled_with(const std::string& before, int key) {
-        put(disabled, before);
-        EXPECT_EQ(set_of(SerialAltFunc({0, 1}, key), 0), "nothing");
-        return codes(content(disabled));
-    }
 };
 
-// ---- has
+// ---- Which functions a port has ------------------------------------------------------------------------------------
 
 TEST_F(SerialAltFuncTest, HasOnlyListedFunctions) {
-    SerialAltFunc port({0, 1, 9}, 31);
-    EXPECT_TRUE(port.has(0));
-    EXPECT_TRUE(port.has(1));
-    EXPECT_TRUE(port.has(9));
-    EXPECT_FALSE(port.has(2));
-    EXPECT_FALSE(port.has(-1));
-    EXPECT_FALSE(SerialAltFunc({}, 31).has(0));
-    EXPECT_FALSE(SerialAltFunc({0}, 31).has(1));
+    for (const int listed : {serial, key, 2, -5}) EXPECT_TRUE(pin().has(listed)) << listed;
+    for (const int other : {3, -1}) EXPECT_FALSE(pin().has(other)) << other;
+    EXPECT_FALSE(SerialAltFunc({}, 31).has(serial));
+    EXPECT_FALSE(SerialAltFunc({serial}, 31).has(key));
 }
 
-TEST_F(SerialAltFuncTest, PortWithoutKeyHasNoKeyFunction) {
-    for (SerialAltFunc port : {SerialAltFunc({0, 1}), SerialAltFunc({0, 1}, 0)}) {
-        EXPECT_TRUE(port.has(0));
-        EXPECT_FALSE(port.has(1));
-        EXPECT_EQ(set_of(port, 1), invalid);
+TEST_F(SerialAltFuncTest, PinWithoutKeyHasNoKeyFunction) {
+    for (SerialAltFunc without : {SerialAltFunc({serial, key}), SerialAltFunc({serial, key}, 0)}) {
+        EXPECT_TRUE(without.has(serial));
+        EXPECT_FALSE(without.has(key));
+        EXPECT_EQ(switching(without, key), invalid);
     }
     EXPECT_EQ(content(disabled), "30,31\n");
 }
 
 TEST_F(SerialAltFuncTest, KeyFunctionNeedsTheDriversKey) {
-    EXPECT_TRUE(SerialAltFunc({1}, 1234).has(1));
-    EXPECT_FALSE(SerialAltFunc({1}, 32).has(1)) << "of a range only the first code counts";
-    EXPECT_TRUE(SerialAltFunc({1}, 30).has(1));
-    EXPECT_FALSE(SerialAltFunc({1}, 123).has(1));
+    for (const int code : {30, 1234}) EXPECT_TRUE(has_key(code)) << code;
+    EXPECT_FALSE(has_key(123));
+    EXPECT_FALSE(has_key(32)) << "of a range only the first code counts";
     put(keys, "31");
-    EXPECT_FALSE(SerialAltFunc({1}, 1234).has(1)) << "read afresh";
+    EXPECT_FALSE(has_key(1234)) << "the file is read by every call";
 }
 
-TEST_F(SerialAltFuncTest, OnlyTheFirstWordOfAListCounts) {
+TEST_F(SerialAltFuncTest, OnlyTheFirstWordOfTheKeysCounts) {
     put(keys, " 30,31 40,41\n");
-    EXPECT_TRUE(SerialAltFunc({1}, 31).has(1));
-    EXPECT_FALSE(SerialAltFunc({1}, 40).has(1));
-    EXPECT_FALSE(SerialAltFunc({1}, 41).has(1));
+    EXPECT_TRUE(has_key(31));
+    EXPECT_FALSE(has_key(40));
+    EXPECT_FALSE(has_key(41));
 }
 
-TEST_F(SerialAltFuncTest, KeysAreReadOnlyWhereTheyDecide) {
+TEST_F(SerialAltFuncTest, KeysAreReadOnlyForTheKeyFunction) {
     testing_support::remove("/sys/devices/platform/gpio-keys");
-    EXPECT_EQ(thrown([] {
-                  SerialAltFunc port({0, 1, 9}, 31);
-                  port.has(0);
-                  port.has(9);
-                  port.has(2);
-                  SerialAltFunc({1}).has(1);
-              }),
-              "nothing");
-    EXPECT_EQ(thrown([] { SerialAltFunc({1}, 31).has(1); }), "stream failure");
+    for (const int function : {serial, 2, 3}) EXPECT_EQ(thrown([&] { pin().has(function); }), "nothing") << function;
+    EXPECT_EQ(thrown([] { SerialAltFunc({key}).has(key); }), "nothing");
+    EXPECT_EQ(thrown([] { pin().has(key); }), "stream failure");
 }
 
-TEST_F(SerialAltFuncTest, EmptyKeysAreAStreamFailure) {
+TEST_F(SerialAltFuncTest, KeysWithoutACodeAreAStreamFailure) {
     for (const char* text : {"", "\n", " \n"}) {
         put(keys, text);
-        EXPECT_EQ(thrown([] { SerialAltFunc({1}, 31).has(1); }), "stream failure");
-        EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 0), "stream failure");
+        EXPECT_EQ(thrown([] { has_key(31); }), "stream failure") << text;
+        EXPECT_EQ(switching_to(serial), "stream failure") << text;
     }
 }
 
 TEST_F(SerialAltFuncTest, UnreadableKeysAreAStreamFailure) {
-    testing_support::remove(keys);
-    std::filesystem::create_directory(keys);
-    EXPECT_EQ(thrown([] { SerialAltFunc({1}, 31).has(1); }), "stream failure");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 0), "stream failure");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 1), "stream failure");
+    put_directory(keys);
+    EXPECT_EQ(thrown([] { has_key(31); }), "stream failure");
+    for (const auto function : {serial, key}) EXPECT_EQ(switching_to(function), "stream failure") << function;
 }
 
-// ---- set to the serial function: the key is disabled
+// ---- What is written to the disabled keys --------------------------------------------------------------------------
 
-TEST_F(SerialAltFuncTest, SerialFunctionAddsTheKey) {
-    EXPECT_THAT(disabled_with("30\n", 31), UnorderedElementsAre("30", "31"));
-    EXPECT_THAT(disabled_with("40,41,42", 31), UnorderedElementsAre("31", "40", "41", "42"));
+/** The codes of a list as it is written, with a comma behind each. */
+std::vector<std::string> codes(const std::string& text) {
+    EXPECT_TRUE(text.ends_with(",")) << text;
+    std::istringstream list(text);
+    std::vector<std::string> result;
+    for (std::string code; std::getline(list, code, ',');) result.push_back(code);
+    return result;
 }
 
-TEST_F(SerialAltFuncTest, SerialFunctionCollapsesDuplicates) {
-    EXPECT_THAT(disabled_with("30,31\n", 31), UnorderedElementsAre("30", "31"));
-    EXPECT_THAT(disabled_with("30,30,31,30", 31), UnorderedElementsAre("30", "31"));
-}
-
-TEST_F(SerialAltFuncTest, EmptyDisabledKeysAreAnEmptyList) {
-    for (const char* text : {"", "\n", " \n"}) {
-        EXPECT_THAT(disabled_with(text, 31), ElementsAre("31"));
-        EXPECT_EQ(enabled(text, 31), "0,");
+TEST_F(SerialAltFuncTest, SerialFunctionAddsTheKeyAndDropsDuplicates) {
+    const struct {
+        const char* before;
+        std::vector<std::string> after;  // in any order
+    } rows[] = {
+        {.before = "30\n", .after = {"30", "31"}},
+        {.before = "40,41,42", .after = {"31", "40", "41", "42"}},
+        {.before = "30,31\n", .after = {"30", "31"}},
+        {.before = "30,30,31,30", .after = {"30", "31"}},
+        {.before = "30,\n", .after = {"30", "31", "0"}},
+        {.before = "", .after = {"31"}},
+        {.before = "\n", .after = {"31"}},
+        {.before = " \n", .after = {"31"}},
+    };
+    for (const auto& row : rows) {
+        put(disabled, row.before);
+        EXPECT_EQ(switching_to(serial), "nothing") << row.before;
+        EXPECT_THAT(codes(content(disabled)), UnorderedElementsAreArray(row.after)) << row.before;
     }
 }
 
-// ---- set to the key function: the key is enabled
-
 TEST_F(SerialAltFuncTest, KeyFunctionRemovesEveryOccurrenceAndKeepsTheOrder) {
-    EXPECT_EQ(enabled("40,31,30,31,35\n", 31), "40,30,35,");
-    EXPECT_EQ(enabled("40,30,40\n", 31), "40,30,40,");
+    const struct {
+        const char* before;
+        const char* after;
+    } rows[] = {
+        {.before = "40,31,30,31,35\n", .after = "40,30,35,"},
+        {.before = "40,30,40\n", .after = "40,30,40,"},
+        // An empty list is written as code 0.
+        {.before = "31\n", .after = "0,"},
+        {.before = "31,31\n", .after = "0,"},
+        {.before = "", .after = "0,"},
+        {.before = "\n", .after = "0,"},
+        {.before = " \n", .after = "0,"},
+        // A piece that is no number reads as 0, and so does the one after a trailing comma.
+        {.before = "30,40,\n", .after = "30,40,0,"},
+        {.before = "30,31,\n", .after = "30,0,"},
+        {.before = "key,,40\n", .after = "0,0,40,"},
+        {.before = "40-45,50x,-7\n", .after = "40,50,-7,"},
+        // A number that does not fit is the nearest that does.
+        {.before = "2147483648,-2147483649,99999999999999999999\n", .after = "2147483647,-2147483648,2147483647,"},
+    };
+    for (const auto& row : rows) {
+        put(disabled, row.before);
+        EXPECT_EQ(switching_to(key), "nothing") << row.before;
+        EXPECT_EQ(content(disabled), row.after) << row.before;
+    }
 }
 
-TEST_F(SerialAltFuncTest, KeyFunctionLeavesZeroForAnEmptyList) {
-    EXPECT_EQ(enabled("31\n", 31), "0,");
-    EXPECT_EQ(enabled("31,31\n", 31), "0,");
-}
-
-TEST_F(SerialAltFuncTest, TrailingCommaReadsAsOneMoreZero) {
-    EXPECT_EQ(enabled("30,40,\n", 31), "30,40,0,");
-    EXPECT_EQ(enabled("30,31,\n", 31), "30,0,");
-    EXPECT_THAT(disabled_with("30,\n", 31), UnorderedElementsAre("30", "31", "0"));
-    put(keys, "30,\n");
-    EXPECT_EQ(set_of(SerialAltFunc({0}, 0), 0), "nothing") << "code 0 is then among the keys";
-}
-
-TEST_F(SerialAltFuncTest, PieceThatIsNoNumberReadsAsZero) {
-    EXPECT_EQ(enabled("key,,40\n", 31), "0,0,40,");
-    EXPECT_EQ(enabled("40-45,50x,-7\n", 31), "40,50,-7,");
-}
-
-TEST_F(SerialAltFuncTest, NumberThatDoesNotFitIsTheNearestThatDoes) {
-    EXPECT_EQ(enabled("2147483648,-2147483649,99999999999999999999\n", 31), "2147483647,-2147483648,2147483647,");
-}
-
-// ---- set, both ways
-
-TEST_F(SerialAltFuncTest, FunctionThatIsNotSupportedIsInvalid) {
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 2), invalid);
-    EXPECT_EQ(set_of(SerialAltFunc({1}, 31), 0), invalid);
-    EXPECT_EQ(set_of(SerialAltFunc({0}, 31), 1), invalid);
+TEST_F(SerialAltFuncTest, FunctionThatIsNotListedIsInvalid) {
+    EXPECT_EQ(switching_to(3), invalid);
+    EXPECT_EQ(switching({{key}, 31}, serial), invalid);
+    EXPECT_EQ(switching({{serial}, 31}, key), invalid);
     EXPECT_EQ(content(disabled), "30,31\n");
 }
 
 TEST_F(SerialAltFuncTest, KeyThatTheDriverLacksIsInvalid) {
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 77), 0), invalid);
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 77), 1), invalid);
+    for (const auto function : {serial, key}) EXPECT_EQ(switching(pin(77), function), invalid) << function;
     EXPECT_EQ(content(disabled), "30,31\n");
     put(keys, "30,31\n");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}), 0), invalid) << "0 is no key of this driver";
+    EXPECT_EQ(switching(SerialAltFunc({serial, key}), serial), invalid) << "the driver has no key 0";
+    put(keys, "30,\n");
+    EXPECT_EQ(switching({{serial}, 0}, serial), "nothing") << "0 is read after the trailing comma";
 }
 
 TEST_F(SerialAltFuncTest, OtherListedFunctionsTouchNoFile) {
     testing_support::remove("/sys/devices/platform/gpio-keys");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1, 2, -5}, 31), 2), "nothing");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1, 2, -5}, 31), -5), "nothing");
+    for (const int other : {2, -5}) EXPECT_EQ(switching_to(other), "nothing") << other;
 }
 
-TEST_F(SerialAltFuncTest, SetAsksAnOverriddenHas) {
+TEST_F(SerialAltFuncTest, SetCallsAnOverriddenHas) {
     struct Nothing : SerialAltFunc {
         using SerialAltFunc::SerialAltFunc;
         bool has(const serial_alt_func_t& /*function*/) override { return false; }
     };
-    EXPECT_EQ(thrown([] { Nothing({0, 1}, 31).set(0); }), invalid);
+    EXPECT_EQ(thrown([] { Nothing({serial, key}, 31).set(serial); }), invalid);
 }
 
-TEST_F(SerialAltFuncTest, DisabledKeysThatCannotBeReadAreAStreamFailure) {
-    testing_support::remove(disabled);
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 0), "stream failure");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 1), "stream failure");
-    std::filesystem::create_directory(disabled);
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 0), "stream failure");
-    EXPECT_EQ(set_of(SerialAltFunc({0, 1}, 31), 1), "stream failure");
+TEST_F(SerialAltFuncTest, UnreadableDisabledKeysAreAStreamFailure) {
+    remove(disabled);
+    for (const auto function : {serial, key}) EXPECT_EQ(switching_to(function), "stream failure") << function;
+    put_directory(disabled);
+    for (const auto function : {serial, key}) EXPECT_EQ(switching_to(function), "stream failure") << function;
 }
 
 TEST_F(SerialAltFuncTest, GlobalLocaleChangesNothing) {
-    const testing_support::GroupingLocale grouping;
-    EXPECT_TRUE(SerialAltFunc({1}, 1234).has(1));
-    EXPECT_THAT(disabled_with("30", 1234), UnorderedElementsAre("30", "1234"));
-    EXPECT_EQ(enabled("1234,2345678", 31), "1234,2345678,");
+    const GroupingLocale grouping;
+    EXPECT_TRUE(has_key(1234));
+    put(disabled, "30");
+    EXPECT_EQ(switching(pin(1234), serial), "nothing");
+    EXPECT_THAT(codes(content(disabled)), testing::UnorderedElementsAre("30", "1234"));
+    put(disabled, "1234,2345678");
+    EXPECT_EQ(switching_to(key), "nothing");
+    EXPECT_EQ(content(disabled), "1234,2345678,");
 }
 
-class SerialAltFuncActs : public SerialAltFuncTest {
-protected:
-    void SetUp() override {
-        VELMOR_NEEDS_RECORDER();
-        SerialAltFuncTest::SetUp();
-        put(disabled, "31\n");
-    }
-
-    /** Opens and writes, in order. */
-    std::vector<std::string> acts(serial_alt_func_t function, const std::string& expected = "nothing") const {
-        Outcome outcome = recorder_.run([&] {
-            return set_of(SerialAltFunc({0, 1, 2}, 31), function) == expected ? 1 : 0;
-        });
-        EXPECT_EQ(outcome.result, 1);
-        std::erase_if(outcome.acts,
-                      [](const std::string& act) { return !act.starts_with("open ") && !act.starts_with("write "); });
-        return outcome.acts;
-    }
-
-    Recorder recorder_;
-    const std::string read_keys_ = std::string("open ") + keys + " r";
-    const std::string read_disabled_ = std::string("open ") + disabled + " r";
-    const std::string open_disabled_ = std::string("open ") + disabled + " w";
-    const std::string write_disabled_ = std::string("write ") + disabled + " ";
-};
-
-TEST_F(SerialAltFuncActs, SerialFunctionChecksReadsAndWritesOnce) {
-    EXPECT_THAT(acts(0), ElementsAre(read_keys_, read_disabled_, open_disabled_, write_disabled_ + "31,"));
-}
-
-TEST_F(SerialAltFuncActs, KeyFunctionChecksReadsAndWritesOnce) {
-    EXPECT_THAT(acts(1), ElementsAre(read_keys_, read_keys_, read_disabled_, open_disabled_, write_disabled_ + "0,"));
-}
-
-TEST_F(SerialAltFuncActs, OtherFunctionDoesNothing) {
-    EXPECT_THAT(acts(2), ElementsAre());
-}
-
-TEST_F(SerialAltFuncActs, RefusedListIsAStreamFailure) {
-    recorder_.fail(std::string("write ") + disabled, EINVAL);
-    EXPECT_THAT(acts(0, "stream failure"),
-                ElementsAre(read_keys_, read_disabled_, open_disabled_, write_disabled_ + "31, = EINVAL"));
-}
-
-TEST_F(SerialAltFuncTest, UnregisteredIsNotSupported) {
-    EXPECT_EQ(thrown([] { Velmor::Board().serial_alt_func_set(0, 0); }), "system_error 95 Operation not supported");
-    EXPECT_EQ(thrown([] { Velmor::Board().serial_alt_func_has(0, 0); }), "system_error 95 Operation not supported");
-}
-
-TEST_F(SerialAltFuncTest, NullFlagIsInvalid) {
-    errno = 0;
-    EXPECT_EQ(serial_alt_func_has(0, 0, nullptr), -22);
-    EXPECT_EQ(errno, 22);
+TEST_F(SerialAltFuncTest, KeysAreReadBeforeTheDisabledKeysAreWrittenOnce) {
+    VELMOR_NEEDS_RECORDER();
+    put(disabled, "31\n");
+    expect_acts([] { pin().set(serial); },
+                in_order({read_acts(keys), read_acts(disabled), write_acts(disabled, "31,")}));
+    put(disabled, "31\n");
+    expect_acts([] { pin().set(key); },
+                in_order({read_acts(keys), read_acts(keys), read_acts(disabled), write_acts(disabled, "0,")}));
 }
 
 }  // namespace
