@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-// What comes between a start of the board and its end: forks, signal handlers, and what stands behind standard error.
+// Forks and calls in the middle of a start or of a call: by other threads, by signal handlers, by fork handlers and by
+// what is behind standard error.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <unistd.h>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -16,47 +18,45 @@
 #include <string>
 #include <thread>
 
-#include "access/io.h"
 #include "configuration.h"
 #include "core/board.h"
 #include "platform/power.h"
 #include "support/calls.h"
+#include "support/device.h"
 #include "support/fifo.h"
 #include "support/forked.h"
 #include "support/instrumented.h"
-#include "support/scenario.h"
 #include "velmor.h"
 
-using testing_support::ChildResult;
-using testing_support::end_child;
-using testing_support::ending_of;
-using testing_support::failed;
-using testing_support::joined;
-using testing_support::no_longer_than;
-using testing_support::result_of;
-using testing_support::run_forked;
-using testing_support::run_in_child;
-using testing_support::wait_until;
+using namespace testing_support;
 using namespace Velmor;
 
 namespace {
 
-class Level : public IO {
-public:
-    explicit Level(io_value_t level) : level_(level) {}
-    void set(const io_value_t& level) override { level_ = level; }
-    io_value_t get() override { return level_; }
-
-private:
-    io_value_t level_;
-};
-
-void add_line(Board& board, io_value_t level) {
-    board.add(Resource::type::io + 3, new Level(level));
+/** A board with a line whose level says which start of its process has made it: 1 is the first. */
+void add_line(Board& board) {
+    const int start = configurations;
+    ::add_line(board, 3, [start] { return start; });
 }
 
 std::string query_line() {
     return result_of(io_get, 3);
+}
+
+const std::string of_first_start = succeeds("1");
+const std::string of_second_start = succeeds("2");
+
+bool queries_line_of_second_start() {
+    return query_line() == of_second_start;
+}
+
+/** Runs this in a process of its own and expects these results and lines. A process that hangs is killed. */
+void expect_run(const Scenario& scenario, const std::string& output, const std::string& lines = "") {
+    const auto run = [&] {
+        no_longer_than(20);
+        return scenario();
+    };
+    expect_in_child(run, output, lines);
 }
 
 std::function<void()> on_signal;
@@ -74,20 +74,20 @@ void in_signal_handler(const std::function<void()>& code) {
 
 // ---- Forks within a start ------------------------------------------------------------------------------------------
 
-/** A thread in the middle of the first start; the line of the board of the nth start has level n. */
+/** A thread in the middle of the first start of its process. */
 class HeldStart {
 public:
     HeldStart() {
         configuration = [this](Board& board) {
             inside_ = true;
             if (configurations == 1) wait_until([this] { return go_on_.load(); });
-            add_line(board, configurations);
+            add_line(board);
         };
         starter_ = std::thread([this] { output_ = query_line(); });
         wait_until([this] { return inside_.load(); });
     }
 
-    /** Let it end: the output of its call. */
+    /** Let it go on to the end: the output of its call. */
     std::string finish() {
         go_on_ = true;
         starter_.join();
@@ -101,63 +101,56 @@ private:
     std::thread starter_;
 };
 
-TEST(ForkWithinAStart, OfAnotherThreadNeitherWaitsNorIsWaitedFor) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(20);
+TEST(ForkWithinAStart, ByAnotherThreadLetsBothProcessesStart) {
+    const auto calls = [] {
         HeldStart start;
-        const std::string child = run_forked([] { return query_line() == "0: 2" && query_line() == "0: 2"; });
+        const std::string child =
+            run_forked([] { return queries_line_of_second_start() && queries_line_of_second_start(); });
         const std::string first = start.finish();
         return joined({child, first, query_line(), std::to_string(configurations)});
-    });
-    EXPECT_EQ(result.output, "success, 0: 1, 0: 1, 1");
-    EXPECT_EQ(result.error_text, "");
+    };
+    expect_run(calls, joined({"success", of_first_start, of_first_start, "1"}));
 }
 
 TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
 #if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "g++'s thread sanitizer takes a thread of such a child for one of its parent's: clang's runs this";
 #endif
-    if (testing_support::emulated)
-        GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
-    const ChildResult result = run_in_child([] {
-        no_longer_than(20);
+    if (emulated) GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
+    const auto calls = [] {
         HeldStart start;
         const std::string child = run_forked([] {
-            std::string answers[4];
+            std::atomic<int> successes = 0;
             std::thread threads[4];
-            for (int i = 0; i < 4; ++i) threads[i] = std::thread([&answers, i] { answers[i] = query_line(); });
+            for (std::thread& thread : threads)
+                thread = std::thread([&] { successes += queries_line_of_second_start() ? 1 : 0; });
             for (std::thread& thread : threads) thread.join();
-            for (const std::string& text : answers)
-                if (text != "0: 2") return false;
-            return configurations == 2;
+            return successes == 4 && configurations == 2;
         });
         start.finish();
         return child;
-    });
-    EXPECT_EQ(result.output, "success");
+    };
+    expect_run(calls, "success");
 }
 
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(20);
+    const auto calls = [] {
         std::string child;
         configuration = [&child](Board& board) {
-            if (configurations == 1)
-                in_signal_handler([&] { child = run_forked([] { return query_line() == "0: 2"; }); });
-            add_line(board, configurations);
+            if (configurations == 1) in_signal_handler([&] { child = run_forked(queries_line_of_second_start); });
+            add_line(board);
         };
         const std::string first = query_line();
         return joined({child, first, query_line()});
-    });
-    EXPECT_EQ(result.output, "success, 0: 1, 0: 1");
-    EXPECT_EQ(result.error_text, "");
+    };
+    expect_run(calls, joined({"success", of_first_start, of_first_start}));
 }
 
-// The child goes on with its copy of the start. What its handler's calls have started by then, if any, stays.
+// The child continues its copy of the start. If the handler's call has started a board before that, this one stays.
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
     for (const bool child_calls : {false, true}) {
-        const ChildResult result = run_in_child([child_calls] {
-            no_longer_than(20);
+        SCOPED_TRACE(child_calls);
+        const auto calls = [child_calls] {
             pid_t child = -1;
             configuration = [&](Board& board) {
                 if (configurations == 1) {
@@ -166,22 +159,22 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
                         if (child == 0 && child_calls) query_line();
                     });
                 }
-                add_line(board, configurations);
+                add_line(board);
             };
             const std::string first = query_line();
-            if (child == 0) end_child(joined({first, query_line()}) == (child_calls ? "0: 2, 0: 2" : "0: 1, 0: 1"));
+            const std::string& expected = child_calls ? of_second_start : of_first_start;
+            if (child == 0) end_child(first == expected && query_line() == expected);
             return joined({ending_of(child), first});
-        });
-        EXPECT_EQ(result.output, "success, 0: 1") << child_calls;
+        };
+        expect_run(calls, joined({"success", of_first_start}));
     }
 }
 
 pid_t child_of_a_waiting_thread = -1;
 
-// The thread waits in the parent for the start of another. In the child there is none to wait for.
+// In the parent, the thread waits for a start by another thread. The child has no such thread.
 TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(20);
+    const auto calls = [] {
         HeldStart start;
         std::atomic<bool> waits = false;
         std::atomic<bool> forked = false;
@@ -205,19 +198,19 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
         const std::string first = start.finish();
         waiter.join();
         return joined({child, first, std::to_string(second)});
-    });
-    EXPECT_EQ(result.output, "success, 0: 1, 1");
+    };
+    expect_run(calls, joined({"success", of_first_start, "1"}));
 }
 
-TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
-    const ChildResult result = run_in_child([] {
-        configuration = [](Board& board) {
-            add_line(board, configurations);
-            throw 42;
-        };
-        return joined({query_line(), run_forked([] { return query_line() == "0: 1"; }), query_line()});
-    });
-    EXPECT_EQ(result.output, "-1: untouched, success, 0: 1");
+TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
+    configuration = [](Board& board) {
+        add_line(board);
+        throw 42;
+    };
+    const auto calls = [] {
+        return joined({query_line(), run_forked([] { return query_line() == of_first_start; }), query_line()});
+    };
+    expect_run(calls, joined({refuses(untouched), "success", of_first_start}), "io_get unhandled exception\n");
 }
 
 // ---- Fork handlers of the application ------------------------------------------------------------------------------
@@ -225,57 +218,60 @@ TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardGoesOnWithIt) {
 int calls_of_handlers = 0;
 
 void call_in_handler() {
-    if (query_line() == "0: 1") ++calls_of_handlers;
+    if (query_line() == of_first_start) ++calls_of_handlers;
 }
 
 class ForkHandlers : public testing::TestWithParam<bool> {};
 
 TEST_P(ForkHandlers, MayCallTheLibrary) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(10);
-        configuration = [](Board& board) { add_line(board, 1); };
+    configuration = add_line;
+    const auto calls = [] {
         const bool registered_first = GetParam();
         if (registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
         const std::string first = query_line();
         if (!registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
-        const std::string child = run_forked([] { return calls_of_handlers == 2 && query_line() == "0: 1"; });
+        const std::string child = run_forked([] { return calls_of_handlers == 2 && query_line() == of_first_start; });
         return joined({first, child, std::to_string(calls_of_handlers)});
-    });
-    EXPECT_EQ(result.output, "0: 1, success, 2");
+    };
+    expect_run(calls, joined({of_first_start, "success", "2"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
                          [](const auto& test) { return test.param ? "BeforeTheFirstCall" : "AfterIt"; });
 
 TEST(ForkHandlers, MayMakeTheFirstCall) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(10);
-        configuration = [](Board& board) { add_line(board, 1); };
+    configuration = add_line;
+    const auto calls = [] {
         pthread_atfork(nullptr, nullptr, call_in_handler);
-        const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == "0: 1"; });
+        const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == of_first_start; });
         return joined({child, query_line()});
-    });
-    EXPECT_EQ(result.output, "success, 0: 1");
+    };
+    expect_run(calls, joined({"success", of_first_start}));
 }
 
 // ---- Calls within a start ------------------------------------------------------------------------------------------
 
-TEST(CallWithinAStart, OfTheSameThreadFailsInsteadOfWaitingForItself) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(10);
-        std::string nested;
-        configuration = [&nested](Board& board) {
-            in_signal_handler([&] { nested = query_line(); });
-            add_line(board, 1);
-        };
+TEST(CallWithinAStart, ByTheSameThreadFailsInsteadOfWaitingForItself) {
+    std::string nested;
+    configuration = [&nested](Board& board) {
+        in_signal_handler([&] { nested = query_line(); });
+        add_line(board);
+    };
+    const auto calls = [&nested] {
         const std::string first = query_line();
         return joined({nested, first, query_line()});
-    });
-    EXPECT_EQ(result.output, "-35 errno 35: untouched, 0: 1, 0: 1");
-    EXPECT_EQ(result.error_text, failed("io_get", "Resource deadlock avoided"));
+    };
+    expect_run(calls, joined({fails_with(EDEADLK, untouched), of_first_start, of_first_start}),
+               failed("io_get", "Resource deadlock avoided"));
 }
 
-/** Standard error that calls the library for each text, but not for one that this call prints. */
+/** The first start fails. */
+void fail_once(Board& board) {
+    if (configurations == 1) throw std::runtime_error("no board");
+    add_line(board);
+}
+
+/** A buffer of standard error that calls the library for each text, except those of that call. */
 class CallingBuffer : public std::streambuf {
 public:
     std::string output;
@@ -284,7 +280,7 @@ private:
     std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
         if (!calling_) {
             calling_ = true;
-            output += query_line() + ", ";
+            output += ", " + query_line();
             calling_ = false;
         }
         return length;
@@ -293,31 +289,27 @@ private:
     bool calling_ = false;
 };
 
-TEST(CallWithinAStart, OfStandardErrorsOwnBufferMeetsNoLock) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(10);
-        configuration = [](Board& board) {
-            if (configurations == 1) throw std::runtime_error("no board");
-            add_line(board, configurations);
-        };
+TEST(CallWithinAStart, ByTheBufferOfStandardErrorMeetsNoLock) {
+    configuration = fail_once;
+    const auto calls = [] {
         CallingBuffer buffer;
         std::streambuf* const before = std::cerr.rdbuf(&buffer);
         const std::string first = query_line();
         std::cerr.rdbuf(before);
-        return first + ", " + buffer.output;
-    });
-    // The line of the start and that of the call.
-    EXPECT_EQ(result.output, "-1: untouched, 0: 2, 0: 2, ");
+        return first + buffer.output;
+    };
+    // One for the line of the start, one for the line of the call.
+    expect_run(calls, joined({refuses(untouched), of_second_start, of_second_start}));
 }
 
 TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
-    const ChildResult result = run_in_child([] {
+    std::atomic<bool> fails = false;
+    configuration = [&fails](Board& board) {
+        fails = true;
+        fail_once(board);
+    };
+    const ChildResult result = run_in_child([&fails] {
         no_longer_than(20);
-        std::atomic<bool> fails = false;
-        configuration = [&fails](Board& board) {
-            if (configurations == 1) fails = true, throw std::runtime_error("no board");
-            add_line(board, configurations);
-        };
         const int standard_error = dup(STDERR_FILENO);
         int pipe_ends[2] = {};
         if (pipe2(pipe_ends, O_NONBLOCK) != 0) return std::string("no pipe");
@@ -330,33 +322,32 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         std::thread starter([&] { returned = (query_line(), true); });
         wait_until([&] { return fails.load(); });
         const std::string other = query_line();
-        const std::string child = run_forked([] { return query_line() == "0: 2"; });
+        const std::string child = run_forked(queries_line_of_second_start);
         const std::string held_up = returned ? "not held up" : "held up";
-        char text[4096];
+        std::array<char, 4096> text = {};
         while (!returned) {
-            if (read(pipe_ends[0], text, sizeof text) < 0) std::this_thread::yield();
+            if (read(pipe_ends[0], text.data(), text.size()) < 0) std::this_thread::yield();
         }
         starter.join();
         dup2(standard_error, STDERR_FILENO);
         return joined({held_up, other, child});
     });
-    EXPECT_EQ(result.output, "held up, 0: 2, success");
+    EXPECT_EQ(result.output, joined({"held up", of_second_start, "success"}));
 }
 
 // ---- Calls within a call -------------------------------------------------------------------------------------------
 
-/** A signal handler calls the library between the program's start and the wait for the end of the system. */
+/** Between the end of the program and the endless wait, a signal handler calls the library. */
 class InterruptedPower : public Power {
     void run_program(const std::string& /*path*/) override { in_signal_handler(query_line); }
 };
 
 TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
-    const ChildResult result = run_in_child([] {
-        no_longer_than(10);
-        configuration = [](Board& board) {
-            add_line(board, 1);
-            board.add(Resource::type::power, new InterruptedPower);
-        };
+    configuration = [](Board& board) {
+        add_line(board);
+        board.add(Resource::type::power, new InterruptedPower);
+    };
+    const auto calls = [] {
         query_line();
         pthread_t thread = {};
         pthread_create(
@@ -365,8 +356,8 @@ TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
         void* status = nullptr;
         pthread_join(thread, &status);
         return status == PTHREAD_CANCELED ? "cancelled" : "returned";
-    });
-    EXPECT_EQ(result.output, "cancelled");
+    };
+    expect_run(calls, "cancelled");
 }
 
 }  // namespace
