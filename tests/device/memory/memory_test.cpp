@@ -55,7 +55,7 @@ struct alignas(std::max_align_t) Header {
 bool counting = false;
 Memory in_use;
 long allocations = 0;
-long failing_allocation = 0;  // 1 is the first that is in_use, -1 is every one
+long failing_allocation = 0;  // 1 is the first that is counted, -1 is every one
 bool failing_as_malloc = false;
 
 void* allocate(std::size_t size) {
