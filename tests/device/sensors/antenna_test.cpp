@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <string>
 
 #include "support/device.h"
@@ -57,6 +58,13 @@ TEST_F(AntennaTest, LineThatCannotBeWrittenIsAStreamFailure) {
     EXPECT_EQ(content(gpio("unexport")), "") << "a line whose direction could not be set stays exported";
     testing_support::remove("/sys/class/gpio");
     EXPECT_EQ(thrown(set), "stream failure");
+}
+
+TEST_F(AntennaTest, LineWhoseLevelIsRefusedIsUnexported) {
+    VELMOR_NEEDS_RECORDER();
+    Acts acts = set_gpio_acts(37, "1");
+    acts[7] += " = EPERM";
+    expect_acts(Recorder().fail("write " + gpio(37, "value"), EPERM), set, acts, "stream failure");
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The exported functions of the families that this device lacks, and others whose resources fail.
+// The exported functions of the families that this device lacks.
 
 #include <gmock/gmock.h>
 #include <linux/input.h>
 #include <sys/ioctl.h>
 #include <cerrno>
 #include <cstdarg>
-#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,7 +15,6 @@
 #include "core/board.h"
 #include "lighting/led_group_sysfs.h"
 #include "mrfi/mrfi.h"
-#include "platform/power.h"
 #include "sensors/antenna.h"
 #include "sensors/attitude.h"
 #include "sensors/car_motion.h"
@@ -24,13 +22,10 @@
 #include "serial/serial_mux.h"
 #include "support/calls.h"
 #include "support/device.h"
-#include "support/fifo.h"
 #include "velmor.h"
 
 using namespace testing_support;
 using namespace Velmor;
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -72,7 +67,6 @@ void equip(Board& board) {
     board.add(type::io + 2, new GPIO(37, GPIO::in()));
     board.add(type::wifi_antenna, new Antenna(37));
     board.add(type::bluetooth_antenna, new Antenna(38));
-    board.add(type::power, new Power);
     board.add(type::mrfi + 1, new MRFI("/sys/devices/platform/radio.0"));
     board.add(type::attitude, new Attitude("/dev/attitude"));
     board.add(type::car_motion, new CarMotion("/dev/motion"));
@@ -99,15 +93,6 @@ protected:
         put(disabled_keys, "114\n");
     }
 };
-
-/** Put an attribute whose driver refuses every write with ENOSPC. */
-void put_refusing(const std::string& path) {
-    remove(path);
-    fs::create_directories(fs::path(path).parent_path());
-    fs::create_symlink("/dev/full", path);
-}
-
-// ---- Every family --------------------------------------------------------------------------------------------------
 
 struct Call {
     std::string function;
@@ -141,6 +126,10 @@ TEST_P(Families, ReachTheirResources) {
     for (const Call& each : GetParam().calls) lines += each.cause.empty() ? "" : failed(each.function, each.cause);
     expect_in_child(run, "as expected", lines);
     for (const auto& [file, text] : GetParam().files) EXPECT_EQ(content(file), text) << file;
+}
+
+void remove_nodes() {
+    for (const char* node : {"/dev/attitude", "/dev/motion"}) testing_support::remove(node);
 }
 
 mrfi_enum_ctx* list = nullptr;
@@ -221,10 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
         Calls{.name = "MotionSensorsWithoutNodes",
               .calls = {{"attitude_get", call(attitude_get), no_node, no_entry},
                         {"car_motion_get", call(car_motion_get), no_node, no_entry}},
-              .prepare =
-                  [] {
-                      for (const std::string node : {"/dev/attitude", "/dev/motion"}) remove(node);
-                  }},
+              .prepare = remove_nodes},
         Calls{.name = "SerialMultiplexer",
               .calls = {{"serial_mux", call(serial_mux, 2, 5)},
                         {"serial_mux", call(serial_mux, 2, 6), refuses(), "Unsupported port"}},
@@ -235,103 +221,8 @@ INSTANTIATE_TEST_SUITE_P(
                       {"serial_alt_func_has", call(serial_alt_func_has, 3, 2), succeeds("false")},
                       {"serial_alt_func_set", call(serial_alt_func_set, 3, 1)},
                       {"serial_alt_func_set", call(serial_alt_func_set, 3, 2), fails_with(EINVAL), "Invalid argument"}},
-            .files = {{disabled_keys, "0,"}}},
-        Calls{.name = "GpsThatTheBoardLacks",
-              .calls = {{"gps_info_get", call(gps_info_get), fails_with(EOPNOTSUPP, untouched), not_supported}}}),
+            .files = {{disabled_keys, "0,"}}}),
     [](const auto& instance) { return instance.param.name; });
-
-// ---- Antennas and power --------------------------------------------------------------------------------------------
-
-void expect_failing_antennas(const CallResult& result) {
-    const auto calls = [] { return joined({result_of(wifi_antenna_set, 1), result_of(bluetooth_antenna_set, 1)}); };
-    expect_in_child(calls, joined({result, result}),
-                    failed("wifi_antenna_set", stream_failure) + failed("bluetooth_antenna_set", stream_failure));
-}
-
-TEST_F(EquippedBoard, AntennasWithoutGpioLinesAreAStreamFailure) {
-    testing_support::remove("/sys/class/gpio");
-    expect_failing_antennas(file_fails_with(ENOENT));
-    EXPECT_FALSE(exists("/sys/class/gpio"));
-}
-
-TEST_F(EquippedBoard, AntennasWhoseLineRefusesAWriteAreAStreamFailure) {
-    for (const char* file : {"direction", "value"}) {
-        SCOPED_TRACE(file);
-        SetUp();
-        for (const int pin : {37, 38}) put_refusing(gpio(pin, file));
-        expect_failing_antennas(file_fails_with(ENOSPC));
-    }
-    for (const char* file : {"export", "unexport"}) {
-        SCOPED_TRACE(file);
-        SetUp();
-        put_refusing(gpio(file));
-        expect_failing_antennas(file_fails_with(ENOSPC));
-    }
-}
-
-std::string shut_down() {
-    no_longer_than(20);  // success waits forever
-    return result_of(power_shutdown);
-}
-
-// HAZARD: the program is a script of the test's own. It takes the place of the link to the system's.
-TEST_F(EquippedBoard, PowerOffProgramThatFailsIsItsExitCode) {
-    put_program("/sbin/poweroff", "echo \"$0 $#\" >/sys/ran; exit 3");
-    expect_in_child(shut_down, fails_with(ESRCH), failed("power_shutdown", "No such process"));
-    EXPECT_EQ(content("/sys/ran"), "/sbin/poweroff 0\n");
-}
-
-TEST_F(EquippedBoard, PowerOffProgramThatIsMissingIsNoEntry) {
-    testing_support::remove("/sbin/poweroff");
-    expect_in_child(shut_down, fails_with(ENOENT), failed("power_shutdown", no_entry));
-}
-
-// ---- MRFI ----------------------------------------------------------------------------------------------------------
-
-struct MrfiFunction {
-    std::string name;
-    std::string attribute;
-    Scenario call;
-    bool reads = false;
-};
-
-class FailingMrfi : public EquippedBoard, public testing::WithParamInterface<MrfiFunction> {
-protected:
-    static void expect_failure(int error) {
-        expect_in_child(GetParam().call, file_fails_with(error, GetParam().reads ? untouched : ""),
-                        failed(GetParam().name, stream_failure));
-    }
-};
-
-TEST_P(FailingMrfi, MissingAttribute) {
-    remove(radio);
-    expect_failure(ENOENT);
-    EXPECT_FALSE(exists(radio));
-}
-
-TEST_P(FailingMrfi, AttributeThatHoldsNoValueOrRefusesOne) {
-    const std::string path = radio + GetParam().attribute;
-    if (!GetParam().reads) {
-        put_refusing(path);
-        expect_failure(ENOSPC);
-        return;
-    }
-    for (const char* text : {"", "\n", "none\n"}) {
-        put(path, text);
-        expect_failure(untouched_errno);
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Functions, FailingMrfi,
-                         testing::Values(MrfiFunction{"mrfi_rssi_get", "rssi", call(mrfi_rssi_get, 1), true},
-                                         MrfiFunction{"mrfi_type_get", "type", call(mrfi_type_get, 1), true},
-                                         MrfiFunction{"mrfi_address_get", "address", call(mrfi_address_get, 1), true},
-                                         MrfiFunction{"mrfi_autolink_get", "autolink", call(mrfi_autolink_get, 1),
-                                                      true},
-                                         MrfiFunction{"mrfi_autolink_set", "autolink", call(mrfi_autolink_set, 1, 1)},
-                                         MrfiFunction{"mrfi_link", "link", call(mrfi_link, 1, peer)},
-                                         MrfiFunction{"mrfi_unlink", "unlink", call(mrfi_unlink, 1, peer)}),
-                         [](const auto& instance) { return instance.param.name; });
 
 // errno is not compared after the opens: a missing file leaves it unspecified.
 TEST_F(EquippedBoard, MrfiListsThatAreMissingOrUnreadableAreEmpty) {
