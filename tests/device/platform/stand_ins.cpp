@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -14,19 +15,10 @@
 namespace stand_ins {
 
 State state;
-std::atomic<int> sleeps = 0;
-
-bool reset() {
-    // If this call did reach the kernel, it would be refused for its magic numbers.
-    state = State();
-    state.restart_result = 4711;
-    const bool caught = syscall(SYS_reboot, 0, 0, 0, "") == 4711;
-    state = State();
-    sleeps = 0;
-    return caught;
-}
 
 namespace {
+
+std::atomic<int> sleeps = 0;  // that have begun
 
 /** What sleep() throws to end a wait. */
 struct Woken {};
@@ -52,6 +44,16 @@ void* run(void* argument) {
 }
 
 }  // namespace
+
+bool reset() {
+    // If this call did reach the kernel, it would be refused for its magic numbers.
+    state = State();
+    state.restart_result = 4711;
+    const bool caught = syscall(SYS_reboot, 0, 0, 0, "") == 4711;
+    state = State();
+    sleeps = 0;
+    return caught;
+}
 
 bool is_woken(const std::function<void()>& code) {
     try {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,23 +18,21 @@ namespace stand_ins {
 
 struct State {
     std::vector<std::string> calls;  // "sync", "sleep <seconds>", "reboot 0x<...> 0x<...> 0x<...> <text>"
-    int woken_by = 1;                // the sleep() that ends the wait by an exception
-    bool really_sleeps = false;      // the others; otherwise they return at once
+    int woken_by = 1;                // the number of the sleep() that throws, to end the wait
+    bool really_sleeps = false;      // the other ones; otherwise they return at once
     long restart_result = -1;
     int restart_error = 1;
 };
 
 extern State state;
-/** How many sleep() have begun. Any thread may read it. */
-extern std::atomic<int> sleeps;
 
-/** Sets the state back. False if the restart call would reach the kernel: the test must end then. */
+/** Resets the state. False if the restart call would reach the kernel: the test must end then. */
 bool reset();
 
-/** Runs this until it is woken from a wait; whether it was. */
+/** Runs this. True if a sleep() has ended it. */
 bool is_woken(const std::function<void()>& code);
 
-/** Runs this in a thread, and cancels the thread once it waits; whether the thread ended by that. */
+/** Runs this in a thread and cancels the thread once it sleeps. True if that has ended it. */
 bool is_cancelled(const std::function<void()>& code);
 
 /** A test that begins with the device's files and with stand-ins that have not been called. */

@@ -33,7 +33,7 @@ using namespace Velmor;
 
 namespace {
 
-/** A board with a line whose level says which start of its process has made it: 1 is the first. */
+/** Add a line whose level is the number of this start in its process. */
 void add_line(Board& board) {
     const int start = configurations;
     ::add_line(board, 3, [start] { return start; });
@@ -43,14 +43,14 @@ std::string query_line() {
     return result_of(io_get, 3);
 }
 
-const std::string of_first_start = succeeds("1");
-const std::string of_second_start = succeeds("2");
+const std::string level_1 = succeeds("1");
+const std::string level_2 = succeeds("2");
 
-bool queries_line_of_second_start() {
-    return query_line() == of_second_start;
+bool level_is_2() {
+    return query_line() == level_2;
 }
 
-/** Runs this in a process of its own and expects these results and lines. A process that hangs is killed. */
+/** As expect_in_child(), but a process that hangs is killed. */
 void expect_run(const Scenario& scenario, const std::string& output, const std::string& lines = "") {
     const auto run = [&] {
         no_longer_than(20);
@@ -61,7 +61,7 @@ void expect_run(const Scenario& scenario, const std::string& output, const std::
 
 std::function<void()> on_signal;
 
-/** Have a signal handler of this thread do this, at once. */
+/** Run this in a signal handler of this thread, at once. */
 void in_signal_handler(const std::function<void()>& code) {
     on_signal = code;
     std::signal(SIGUSR1, [](int) {
@@ -83,33 +83,32 @@ public:
             if (configurations == 1) wait_until([this] { return go_on_.load(); });
             add_line(board);
         };
-        starter_ = std::thread([this] { output_ = query_line(); });
+        starter_ = std::thread([this] { result_ = query_line(); });
         wait_until([this] { return inside_.load(); });
     }
 
-    /** Let it go on to the end: the output of its call. */
+    /** Let the start finish, and return the result of its call. */
     std::string finish() {
         go_on_ = true;
         starter_.join();
-        return output_;
+        return result_;
     }
 
 private:
     std::atomic<bool> inside_ = false;
     std::atomic<bool> go_on_ = false;
-    std::string output_;
+    std::string result_;
     std::thread starter_;
 };
 
 TEST(ForkWithinAStart, ByAnotherThreadLetsBothProcessesStart) {
     const auto calls = [] {
         HeldStart start;
-        const std::string child =
-            run_forked([] { return queries_line_of_second_start() && queries_line_of_second_start(); });
+        const std::string child = run_forked([] { return level_is_2() && level_is_2(); });
         const std::string first = start.finish();
         return joined({child, first, query_line(), std::to_string(configurations)});
     };
-    expect_run(calls, joined({"success", of_first_start, of_first_start, "1"}));
+    expect_run(calls, joined({"success", level_1, level_1, "1"}));
 }
 
 TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
@@ -122,8 +121,7 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
         const std::string child = run_forked([] {
             std::atomic<int> successes = 0;
             std::thread threads[4];
-            for (std::thread& thread : threads)
-                thread = std::thread([&] { successes += queries_line_of_second_start() ? 1 : 0; });
+            for (std::thread& thread : threads) thread = std::thread([&] { successes += level_is_2() ? 1 : 0; });
             for (std::thread& thread : threads) thread.join();
             return successes == 4 && configurations == 2;
         });
@@ -137,16 +135,16 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
     const auto calls = [] {
         std::string child;
         configuration = [&child](Board& board) {
-            if (configurations == 1) in_signal_handler([&] { child = run_forked(queries_line_of_second_start); });
+            if (configurations == 1) in_signal_handler([&] { child = run_forked(level_is_2); });
             add_line(board);
         };
         const std::string first = query_line();
         return joined({child, first, query_line()});
     };
-    expect_run(calls, joined({"success", of_first_start, of_first_start}));
+    expect_run(calls, joined({"success", level_1, level_1}));
 }
 
-// The child continues its copy of the start. If the handler's call has started a board before that, this one stays.
+// The child continues its copy of the start. If the handler has started a board by then, that board stays.
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
     for (const bool child_calls : {false, true}) {
         SCOPED_TRACE(child_calls);
@@ -162,11 +160,11 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
                 add_line(board);
             };
             const std::string first = query_line();
-            const std::string& expected = child_calls ? of_second_start : of_first_start;
+            const std::string& expected = child_calls ? level_2 : level_1;
             if (child == 0) end_child(first == expected && query_line() == expected);
             return joined({ending_of(child), first});
         };
-        expect_run(calls, joined({"success", of_first_start}));
+        expect_run(calls, joined({"success", level_1}));
     }
 }
 
@@ -199,7 +197,7 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
         waiter.join();
         return joined({child, first, std::to_string(second)});
     };
-    expect_run(calls, joined({"success", of_first_start, "1"}));
+    expect_run(calls, joined({"success", level_1, "1"}));
 }
 
 TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
@@ -208,9 +206,9 @@ TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
         throw 42;
     };
     const auto calls = [] {
-        return joined({query_line(), run_forked([] { return query_line() == of_first_start; }), query_line()});
+        return joined({query_line(), run_forked([] { return query_line() == level_1; }), query_line()});
     };
-    expect_run(calls, joined({refuses(untouched), "success", of_first_start}), "io_get unhandled exception\n");
+    expect_run(calls, joined({refuses(untouched), "success", level_1}), "io_get unhandled exception\n");
 }
 
 // ---- Fork handlers of the application ------------------------------------------------------------------------------
@@ -218,7 +216,7 @@ TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
 int calls_of_handlers = 0;
 
 void call_in_handler() {
-    if (query_line() == of_first_start) ++calls_of_handlers;
+    if (query_line() == level_1) ++calls_of_handlers;
 }
 
 class ForkHandlers : public testing::TestWithParam<bool> {};
@@ -230,10 +228,10 @@ TEST_P(ForkHandlers, MayCallTheLibrary) {
         if (registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
         const std::string first = query_line();
         if (!registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
-        const std::string child = run_forked([] { return calls_of_handlers == 2 && query_line() == of_first_start; });
+        const std::string child = run_forked([] { return calls_of_handlers == 2 && query_line() == level_1; });
         return joined({first, child, std::to_string(calls_of_handlers)});
     };
-    expect_run(calls, joined({of_first_start, "success", "2"}));
+    expect_run(calls, joined({level_1, "success", "2"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
@@ -243,10 +241,10 @@ TEST(ForkHandlers, MayMakeTheFirstCall) {
     configuration = add_line;
     const auto calls = [] {
         pthread_atfork(nullptr, nullptr, call_in_handler);
-        const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == of_first_start; });
+        const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == level_1; });
         return joined({child, query_line()});
     };
-    expect_run(calls, joined({"success", of_first_start}));
+    expect_run(calls, joined({"success", level_1}));
 }
 
 // ---- Calls within a start ------------------------------------------------------------------------------------------
@@ -261,7 +259,7 @@ TEST(CallWithinAStart, ByTheSameThreadFailsInsteadOfWaitingForItself) {
         const std::string first = query_line();
         return joined({nested, first, query_line()});
     };
-    expect_run(calls, joined({fails_with(EDEADLK, untouched), of_first_start, of_first_start}),
+    expect_run(calls, joined({fails_with(EDEADLK, untouched), level_1, level_1}),
                failed("io_get", "Resource deadlock avoided"));
 }
 
@@ -299,7 +297,7 @@ TEST(CallWithinAStart, ByTheBufferOfStandardErrorMeetsNoLock) {
         return first + buffer.output;
     };
     // One for the line of the start, one for the line of the call.
-    expect_run(calls, joined({refuses(untouched), of_second_start, of_second_start}));
+    expect_run(calls, joined({refuses(untouched), level_2, level_2}));
 }
 
 TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
@@ -322,7 +320,7 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         std::thread starter([&] { returned = (query_line(), true); });
         wait_until([&] { return fails.load(); });
         const std::string other = query_line();
-        const std::string child = run_forked(queries_line_of_second_start);
+        const std::string child = run_forked(level_is_2);
         const std::string held_up = returned ? "not held up" : "held up";
         std::array<char, 4096> text = {};
         while (!returned) {
@@ -332,7 +330,7 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         dup2(standard_error, STDERR_FILENO);
         return joined({held_up, other, child});
     });
-    EXPECT_EQ(result.output, joined({"held up", of_second_start, "success"}));
+    EXPECT_EQ(result.output, joined({"held up", level_2, "success"}));
 }
 
 // ---- Calls within a call -------------------------------------------------------------------------------------------
