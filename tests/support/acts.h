@@ -25,6 +25,15 @@ inline Acts read_to_end_acts(const std::string& path) {
     return {"open " + path + " r", "read " + path, "read " + path, "close " + path};
 }
 
+/** Those of these acts that begin with this, without it. */
+inline Acts acts_after(const std::string& beginning, const Acts& acts) {
+    Acts rests;
+    for (const std::string& act : acts) {
+        if (act.starts_with(beginning)) rests.push_back(act.substr(beginning.size()));
+    }
+    return rests;
+}
+
 inline Acts in_order(std::initializer_list<Acts> parts) {
     Acts all;
     for (const Acts& part : parts) all.insert(all.end(), part.begin(), part.end());

@@ -39,7 +39,9 @@ inline std::string system_error(int error) {
     return "system_error " + std::to_string(error) + " " + std::system_category().message(error);
 }
 
-/** For its lifetime the global locale writes and reads 1234567 as "1,234,567", as an application's may. */
+/** For its lifetime the global locale writes and reads 1234567 as "1,234,567" and true as "ja", as an application's
+ * may.
+ */
 class GroupingLocale {
 public:
     GroupingLocale() : before_(std::locale::global(std::locale(std::locale::classic(), new Thousands))) {}
@@ -51,6 +53,8 @@ private:
     struct Thousands : std::numpunct<char> {
         char do_thousands_sep() const override { return ','; }
         std::string do_grouping() const override { return "\3"; }
+        std::string do_truename() const override { return "ja"; }
+        std::string do_falsename() const override { return "nein"; }
     };
 
     std::locale before_;

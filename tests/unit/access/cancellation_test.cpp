@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <atomic>
-#include <string>
+#include <stdexcept>
 #include <utility>
 
 using Velmor::CancellationAsCaller;
@@ -12,73 +12,67 @@ using Velmor::CancellationOff;
 
 namespace {
 
-/** Cancellation state and type of this thread. Leaves them as they are. */
-std::pair<int, int> cancellation() {
-    int state = 0;
-    int type = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type);
-    pthread_setcanceltype(type, nullptr);
-    pthread_setcancelstate(state, nullptr);
-    return {state, type};
+/** A thread's cancellation state and type. */
+using Setting = std::pair<int, int>;
+
+constexpr Setting on_deferred(PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DEFERRED);
+constexpr Setting on_asynchronous(PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_ASYNCHRONOUS);
+constexpr Setting off_deferred(PTHREAD_CANCEL_DISABLE, PTHREAD_CANCEL_DEFERRED);
+constexpr Setting off_asynchronous(PTHREAD_CANCEL_DISABLE, PTHREAD_CANCEL_ASYNCHRONOUS);
+
+/** Sets this thread's and returns what it was. */
+Setting set_cancellation(const Setting& setting) {
+    Setting before;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before.first);
+    pthread_setcanceltype(setting.second, &before.second);
+    pthread_setcancelstate(setting.first, nullptr);
+    return before;
 }
 
-constexpr std::pair<int, int> on_deferred(PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DEFERRED);
-constexpr std::pair<int, int> on_asynchronous(PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_ASYNCHRONOUS);
-constexpr std::pair<int, int> off_deferred(PTHREAD_CANCEL_DISABLE, PTHREAD_CANCEL_DEFERRED);
-constexpr std::pair<int, int> off_asynchronous(PTHREAD_CANCEL_DISABLE, PTHREAD_CANCEL_ASYNCHRONOUS);
+/** This thread's setting, which stays as it is. */
+Setting cancellation() {
+    const Setting setting = set_cancellation(off_deferred);
+    set_cancellation(setting);
+    return setting;
+}
 
-/** Sets the application's own choice for one test. */
+/** Tests whose thread ends with the setting of a new thread. */
 class Cancellation : public testing::Test {
 protected:
-    ~Cancellation() override { application(on_deferred); }
-
-    static void application(const std::pair<int, int>& choice) {
-        pthread_setcanceltype(choice.second, nullptr);
-        pthread_setcancelstate(choice.first, nullptr);
-    }
+    ~Cancellation() override { set_cancellation(on_deferred); }
 };
 
-struct Scope {
-    const char* name;
-    std::pair<int, int> callers;
-    std::pair<int, int> off;        // in a CancellationOff
-    std::pair<int, int> as_caller;  // in a CancellationAsCaller within it
-};
-
-class CancellationScope : public Cancellation, public testing::WithParamInterface<Scope> {};
-
-TEST_P(CancellationScope, IsOffButForThePartThatIsAsTheCallerAndRestoredAfterIt) {
-    application(GetParam().callers);
-    {
-        const CancellationOff off;
-        EXPECT_EQ(cancellation(), GetParam().off);
-    }
-    EXPECT_EQ(cancellation(), GetParam().callers);
-    {
-        const CancellationOff off;
+TEST_F(Cancellation, IsOffExceptAsTheCallerAndRestoredAtTheEndOfTheScope) {
+    const struct {
+        Setting callers;
+        Setting as_caller;  // never asynchronous
+        Setting off;
+    } rows[] = {
+        {.callers = on_deferred, .as_caller = on_deferred, .off = off_deferred},
+        {.callers = off_deferred, .as_caller = off_deferred, .off = off_deferred},
+        {.callers = off_asynchronous, .as_caller = off_deferred, .off = off_asynchronous},
+    };
+    for (const auto& row : rows) {
+        set_cancellation(row.callers);
         {
-            const CancellationAsCaller as_caller;
-            EXPECT_EQ(cancellation(), GetParam().as_caller);
+            const CancellationOff off;
+            EXPECT_EQ(cancellation(), row.off);
         }
-        EXPECT_EQ(cancellation(), GetParam().off);
+        EXPECT_EQ(cancellation(), row.callers);
+        {
+            const CancellationOff off;
+            {
+                const CancellationAsCaller as_caller;
+                EXPECT_EQ(cancellation(), row.as_caller);
+            }
+            EXPECT_EQ(cancellation(), row.off);
+        }
+        EXPECT_EQ(cancellation(), row.callers);
     }
-    EXPECT_EQ(cancellation(), GetParam().callers);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Callers, CancellationScope,
-    testing::Values(Scope{.name = "On", .callers = on_deferred, .off = off_deferred, .as_caller = on_deferred},
-                    Scope{.name = "Off", .callers = off_deferred, .off = off_deferred, .as_caller = off_deferred},
-                    // Also as the caller it is never asynchronous.
-                    Scope{.name = "OffAsynchronous",
-                          .callers = off_asynchronous,
-                          .off = off_asynchronous,
-                          .as_caller = off_deferred}),
-    [](const auto& instance) { return std::string(instance.param.name); });
-
-// A signal handler's call within a call.
-TEST_F(Cancellation, NestedScopeLeavesTheCallersStateToTheOuterOne) {
+// A signal handler may call the library during a call.
+TEST_F(Cancellation, NestedScopeDoesNotChangeTheCallersStateOfTheOuterOne) {
     {
         const CancellationOff outer;
         {
@@ -93,7 +87,7 @@ TEST_F(Cancellation, NestedScopeLeavesTheCallersStateToTheOuterOne) {
     EXPECT_EQ(cancellation(), on_deferred);
 }
 
-TEST_F(Cancellation, RestoredWhenAnExceptionPasses) {
+TEST_F(Cancellation, IsRestoredByAnException) {
     try {
         const CancellationOff off;
         const CancellationAsCaller as_caller;
@@ -103,10 +97,10 @@ TEST_F(Cancellation, RestoredWhenAnExceptionPasses) {
     }
 }
 
-TEST_F(Cancellation, AsCallerFollowsEachScopesCaller) {
-    application(off_deferred);
+TEST_F(Cancellation, EachScopeHasItsOwnCallersState) {
+    set_cancellation(off_deferred);
     { const CancellationOff off; }
-    application(on_deferred);
+    set_cancellation(on_deferred);
     const CancellationOff off;
     const CancellationAsCaller as_caller;
     EXPECT_EQ(cancellation(), on_deferred);
@@ -116,26 +110,29 @@ TEST_F(Cancellation, AsCallerFollowsEachScopesCaller) {
 struct CancelledThread {
     explicit CancelledThread(void (*code)(CancelledThread&)) : operation(code) {}
 
-    /** Cancels it before its operation begins, or in the middle: when the operation sets `cancellable`. */
-    void run(bool in_the_middle = false) {
+    /**
+     * Cancels it before its operation begins, or in the middle, once the operation sets `cancellable`. Returns whether
+     * it was ended by the cancellation.
+     */
+    bool run(bool in_the_middle = false) {
         cancellable = !in_the_middle;
         pthread_t thread = {};
-        ASSERT_EQ(pthread_create(&thread, nullptr, in_the_middle ? operate : operate_when_cancelled, this), 0);
+        if (pthread_create(&thread, nullptr, in_the_middle ? operate : operate_when_cancelled, this) != 0)
+            throw std::runtime_error("pthread_create");
         while (!cancellable) {
         }
         EXPECT_EQ(pthread_cancel(thread), 0);
         cancelled = true;
         void* result = nullptr;
         EXPECT_EQ(pthread_join(thread, &result), 0);
-        ended_by_cancellation = result == PTHREAD_CANCELED;
+        return result == PTHREAD_CANCELED;
     }
 
     void (*operation)(CancelledThread&);
     std::atomic<bool> cancellable = false;
     std::atomic<bool> cancelled = false;
-    bool passed = false;   // got past the cancellation point
-    bool unwound = false;  // the objects of the scope have been destroyed
-    bool ended_by_cancellation = false;
+    bool passed = false;   // it got past the cancellation point
+    bool unwound = false;  // the objects of its scope have been destroyed
 
 private:
     static void* operate(void* self) {
@@ -154,18 +151,12 @@ private:
     }
 };
 
-class OnUnwinding {
-public:
-    explicit OnUnwinding(bool& flag) : flag_(flag) {}
-    OnUnwinding(const OnUnwinding&) = delete;
-    OnUnwinding& operator=(const OnUnwinding&) = delete;
-    ~OnUnwinding() { flag_ = true; }
-
-private:
-    bool& flag_;
+struct OnUnwinding {
+    bool& flag;
+    ~OnUnwinding() { flag = true; }
 };
 
-TEST_F(Cancellation, WaitsForTheEndOfTheScope) {
+TEST_F(Cancellation, IsDelayedToTheEndOfTheScope) {
     CancelledThread thread([](CancelledThread& self) {
         {
             const CancellationOff off;
@@ -175,42 +166,39 @@ TEST_F(Cancellation, WaitsForTheEndOfTheScope) {
         pthread_testcancel();
         self.passed = false;
     });
-    thread.run();
-    EXPECT_TRUE(thread.ended_by_cancellation);
+    EXPECT_TRUE(thread.run());
     EXPECT_TRUE(thread.passed);
 }
 
-TEST_F(Cancellation, StrikesWhereItIsAsTheCallers) {
+TEST_F(Cancellation, UnwindsTheThreadWhereItIsAsTheCaller) {
     CancelledThread thread([](CancelledThread& self) {
         const CancellationOff off;
-        const OnUnwinding unwinding(self.unwound);
+        const OnUnwinding unwinding{self.unwound};
         const CancellationAsCaller as_caller;
         pthread_testcancel();
         self.passed = true;
     });
-    thread.run();
-    EXPECT_TRUE(thread.ended_by_cancellation);
+    EXPECT_TRUE(thread.run());
     EXPECT_FALSE(thread.passed);
     EXPECT_TRUE(thread.unwound);
 }
 
-TEST_F(Cancellation, NeverStrikesAThreadThatHasItOff) {
+TEST_F(Cancellation, NeverEndsAThreadThatHasDisabledIt) {
     CancelledThread thread([](CancelledThread& self) {
-        application(off_deferred);
+        set_cancellation(off_deferred);
         const CancellationOff off;
         const CancellationAsCaller as_caller;
         pthread_testcancel();
         self.passed = true;
     });
-    thread.run();
-    EXPECT_FALSE(thread.ended_by_cancellation);
+    EXPECT_FALSE(thread.run());
     EXPECT_TRUE(thread.passed);
 }
 
-TEST_F(Cancellation, AsynchronousStrikesAtTheEndOfTheScope) {
+TEST_F(Cancellation, AsynchronousCancellationUnwindsTheThreadAtTheEndOfTheScope) {
     CancelledThread thread([](CancelledThread& self) {
-        application(on_asynchronous);
-        const OnUnwinding unwinding(self.unwound);
+        set_cancellation(on_asynchronous);
+        const OnUnwinding unwinding{self.unwound};
         {
             const CancellationOff off;
             self.cancellable = true;
@@ -220,21 +208,20 @@ TEST_F(Cancellation, AsynchronousStrikesAtTheEndOfTheScope) {
         }
         self.passed = false;
     });
-    thread.run(/*in_the_middle=*/true);  // its result is not checked: some C libraries leave it null here
+    thread.run(/*in_the_middle=*/true);  // what it returns is not checked: some C libraries leave the result null here
     EXPECT_TRUE(thread.passed);
     EXPECT_TRUE(thread.unwound);
 }
 
-TEST_F(Cancellation, EveryThreadHasItsOwn) {
-    application(off_deferred);
+TEST_F(Cancellation, EveryThreadHasItsOwnCallersState) {
+    set_cancellation(off_deferred);
     const CancellationOff off;
     CancelledThread thread([](CancelledThread&) {
         const CancellationOff others_off;
         const CancellationAsCaller others;
         pthread_testcancel();
     });
-    thread.run();
-    EXPECT_TRUE(thread.ended_by_cancellation);
+    EXPECT_TRUE(thread.run());
     const CancellationAsCaller as_caller;
     EXPECT_EQ(cancellation(), off_deferred);
 }

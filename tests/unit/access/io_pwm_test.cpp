@@ -4,9 +4,8 @@
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <string>
 
-#include "support/files_test.h"
+#include "support/pwm_channel_test.h"
 
 using Velmor::IO;
 using Velmor::IOPWM;
@@ -16,74 +15,50 @@ using namespace testing_support;
 
 namespace {
 
-class IOPWMTest : public FilesTest {
+class IOPWMTest : public PwmChannelTest {
 protected:
-    IOPWMTest() : line_(make_channel(), 1000, 25) {}
-
-    const std::string& make_channel() const {
-        for (const char* attribute : {"period", "duty", "status"}) put(directory_ / attribute, "0\n");
-        return directory_.path();
-    }
-
-    std::string attribute(const std::string& name) const { return content(directory_ / name); }
-
-    const std::string status_ = directory_ / "status";
-    IOPWM line_;
+    IOPWM line_{path_, 1000, 25};
     IO& io_ = line_;
     PWM& pwm_ = line_;
 };
 
+using IOPWMActs = Recorded<IOPWMTest>;
+
 TEST_F(IOPWMTest, ConstructionProgramsTheChannelAndLeavesTheStatus) {
-    EXPECT_EQ(attribute("period"), "1000000");
-    EXPECT_EQ(attribute("duty"), "250000");
-    EXPECT_EQ(attribute("status"), "0\n");
+    expect_channel("1000000", "250000", "0\n");
 }
 
-TEST_F(IOPWMTest, ConstructionThrowsWhatProgrammingThrows) {
-    EXPECT_EQ(thrown([&] { IOPWM(directory_.path(), 0, 50); }), "range_error PWM frequency out of range");
+TEST_F(IOPWMTest, ConstructionThrowsWhatSettingTheFrequencyThrows) {
+    EXPECT_EQ(thrown([&] { IOPWM(path_, 0, 50); }), bad_frequency);
     EXPECT_EQ(thrown([&] { IOPWM(directory_ / "absent", 1000, 50); }), "stream failure");
 }
 
-TEST_F(IOPWMTest, IsAResourceThatIsLineAndChannel) {
+TEST_F(IOPWMTest, IsAResourceAndAnIOLineAndAPWMChannel) {
     Resource& resource = line_;
     EXPECT_EQ(dynamic_cast<IO*>(&resource), &io_);
     EXPECT_EQ(dynamic_cast<PWM*>(&resource), &pwm_);
 }
 
-TEST_F(IOPWMTest, SetOneStartsAndSetZeroStops) {
+TEST_F(IOPWMTest, LevelOneStartsAndLevelZeroStopsAndAnyOtherDoesNothing) {
     io_.set(1);
-    EXPECT_EQ(attribute("status"), "1");
+    expect_channel("1000000", "250000", "1");
     io_.set(0);
-    EXPECT_EQ(attribute("status"), "0");
-    EXPECT_EQ(attribute("period"), "1000000");
-    EXPECT_EQ(attribute("duty"), "250000");
-}
-
-TEST_F(IOPWMTest, SetOfAnotherLevelDoesNothing) {
+    expect_channel("1000000", "250000", "0");
+    put(status_, "0\n");
     for (const io_value_t level : {2, -1, 256, INT_MAX, INT_MIN}) {
         EXPECT_EQ(thrown([&] { io_.set(level); }), "nothing");
-        EXPECT_EQ(attribute("status"), "0\n");
+        expect_channel("1000000", "250000", "0\n");
     }
 }
 
-TEST_F(IOPWMTest, SetOfAnotherLevelTouchesNoFile) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(IOPWMActs, LevelIsOneAccessToTheStatus) {
+    put(status_, "1\n");
+    expect_acts([&] { return io_.get(); }, read_acts(status_), "1");
+    expect_acts([&] { io_.set(0); }, write_acts(status_, "0"));
     expect_acts([&] { io_.set(2); }, {});
 }
 
-TEST_F(IOPWMTest, SetAndGetAreOneAccessToTheStatus) {
-    VELMOR_NEEDS_RECORDER();
-    put(status_, "1\n");
-    const ChildResult child = run_in_child(recorder(), [&] {
-        const io_value_t level = io_.get();
-        io_.set(0);
-        return std::to_string(level);
-    });
-    EXPECT_EQ(child.output, "1");
-    EXPECT_EQ(child.acts, in_order({read_acts(status_), write_acts(status_, "0")}));
-}
-
-TEST_F(IOPWMTest, GetIsOneForStatusOneOnly) {
+TEST_F(IOPWMTest, LevelIsOneOnlyIfTheStatusIsOne) {
     put(status_, "1\n");
     EXPECT_EQ(io_.get(), 1);
     for (const char* status : {"0\n", "2\n", "-1\n", "2147483647\n"}) {
@@ -92,32 +67,27 @@ TEST_F(IOPWMTest, GetIsOneForStatusOneOnly) {
     }
 }
 
-TEST_F(IOPWMTest, UnusableStatusIsTheStreamFailure) {
+TEST_F(IOPWMTest, StatusThatIsNoNumberOrIsMissingIsAStreamFailure) {
     put(status_, "on\n");
     EXPECT_THROW(io_.get(), std::ios_base::failure);
-    remove(directory_.path());
+    remove(path_);
     EXPECT_THROW(io_.set(1), std::ios_base::failure);
     EXPECT_THROW(io_.set(0), std::ios_base::failure);
 }
 
-TEST_F(IOPWMTest, ChannelOperationsReachTheChannel) {
+TEST_F(IOPWMTest, ChannelOperationsReachTheChannelAndTheirFailuresPassUnchanged) {
     pwm_.set_frequency(2000, -1);
-    EXPECT_EQ(attribute("period"), "500000");
-    EXPECT_EQ(attribute("duty"), "125000");
+    expect_channel("500000", "125000");
     pwm_.set_duty(50);
-    EXPECT_EQ(attribute("duty"), "250000");
     EXPECT_EQ(pwm_.get_duty(), 50U);
     EXPECT_EQ(pwm_.get_frequency(), 2000);
     pwm_.enable();
-    EXPECT_EQ(attribute("status"), "1");
+    expect_channel("500000", "250000", "1");
     pwm_.disable();
-    EXPECT_EQ(attribute("status"), "0");
-}
-
-TEST_F(IOPWMTest, ChannelFailuresPassUnchanged) {
-    EXPECT_EQ(thrown([&] { pwm_.set_duty(101); }), "range_error PWM duty out of range");
-    EXPECT_EQ(thrown([&] { pwm_.set_frequency(2000001, 1); }), "range_error PWM frequency out of range");
-    put(directory_ / "period", "");
+    expect_channel("500000", "250000", "0");
+    EXPECT_EQ(thrown([&] { pwm_.set_duty(101); }), bad_duty);
+    EXPECT_EQ(thrown([&] { pwm_.set_frequency(2000001, 1); }), bad_frequency);
+    put(period_, "");
     EXPECT_THROW(pwm_.get_frequency(), std::ios_base::failure);
     EXPECT_THROW(pwm_.get_duty(), std::ios_base::failure);
 }

@@ -14,22 +14,19 @@ using Velmor::named_info;
 
 namespace {
 
-/** All 16 bytes of the name. */
+/** The whole field, 16 bytes. */
 std::string name_of(const std::string& name) {
     const auto info = named_info<wifi_info_t>(name, 3U);
     return {info.name, sizeof info.name};
 }
 
-TEST(NamedInfo, ShortNameIsFilledUpWithNul) {
+TEST(NamedInfo, NameOfUpTo15CharactersIsPaddedWithNul) {
     EXPECT_EQ(name_of("wlan0"), std::string("wlan0").append(11, '\0'));
     EXPECT_EQ(name_of(""), std::string(16, '\0'));
-}
-
-TEST(NamedInfo, FifteenCharactersFitWithTheirNul) {
     EXPECT_EQ(name_of("123456789abcdef"), std::string("123456789abcdef\0", 16));
 }
 
-TEST(NamedInfo, SixteenCharactersAndMoreAreRefused) {
+TEST(NamedInfo, NameOf16CharactersOrMoreIsRefused) {
     for (const std::size_t length : {16U, 17U, 1000U})
         EXPECT_EQ(thrown([length] { name_of(std::string(length, 'x')); }), "invalid_argument device name is too long");
 }

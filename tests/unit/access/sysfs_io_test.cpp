@@ -13,11 +13,12 @@ using namespace testing_support;
 
 namespace {
 
-class SysFSIOTest : public FilesTest {
+class SysFSIOTest : public OneFileTest {
 protected:
-    const std::string path_ = directory_ / "enable";
     SysFSIO line_ = SysFSIO(path_);
 };
+
+using SysFSIOActs = Recorded<SysFSIOTest>;
 
 TEST_F(SysFSIOTest, ConstructionTouchesNoFile) {
     EXPECT_FALSE(exists(path_));
@@ -33,33 +34,21 @@ TEST_F(SysFSIOTest, AnyLevelIsWrittenAndReadUnchanged) {
     }
 }
 
-TEST_F(SysFSIOTest, MissingAttributeIsTheStreamFailure) {
-    SysFSIO line(directory_ / "absent/enable");
-    EXPECT_THROW(line.set(1), std::ios_base::failure);
-    EXPECT_THROW(line.get(), std::ios_base::failure);
-}
-
-TEST_F(SysFSIOTest, TextWithoutNumberIsTheStreamFailure) {
+TEST_F(SysFSIOTest, AttributeThatIsMissingOrNoNumberOrRefusesTheLevelIsAStreamFailure) {
+    SysFSIO missing(directory_ / "absent/enable");
+    EXPECT_THROW(missing.set(1), std::ios_base::failure);
+    EXPECT_THROW(missing.get(), std::ios_base::failure);
     for (const char* text : {"", "on\n"}) {
         put(path_, text);
         EXPECT_THROW(line_.get(), std::ios_base::failure) << text;
     }
-}
-
-TEST_F(SysFSIOTest, RefusedLevelIsTheStreamFailure) {
     EXPECT_THROW(SysFSIO("/dev/full").set(1), std::ios_base::failure);
 }
 
-TEST_F(SysFSIOTest, AccessIsOneWriteOrOneRead) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(SysFSIOActs, AccessIsOneReadOrOneWrite) {
     put(path_, "1\n");
-    const ChildResult child = run_in_child(recorder(), [&] {
-        const io_value_t level = line_.get();
-        line_.set(5);
-        return std::to_string(level);
-    });
-    EXPECT_EQ(child.output, "1");
-    EXPECT_EQ(child.acts, in_order({read_acts(path_), write_acts(path_, "5")}));
+    expect_acts([&] { return line_.get(); }, read_acts(path_), "1");
+    expect_acts([&] { line_.set(5); }, write_acts(path_, "5"));
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <initializer_list>
 #include <iterator>
-#include <locale>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -30,22 +29,7 @@ namespace {
 
 using StreamFailure = std::ios_base::failure;
 
-// The records of the C interface cannot be compared; their numbers can.
-
-template <typename T>
-const T& comparable(const T& value) {
-    return value;
-}
-
-std::vector<int> comparable(const led_color_t& color) {
-    return {color.red, color.green, color.blue};
-}
-
-std::vector<int> comparable(const mrfi_addr_t& address) {
-    return {std::begin(address.byte), std::end(address.byte)};
-}
-
-class SysFSTest : public FilesTest {
+class SysFSTest : public OneFileTest {
 protected:
     template <typename T>
     T value_of(const std::string& text) const {
@@ -67,7 +51,9 @@ protected:
 
     template <typename T>
     void expect_read(std::initializer_list<std::pair<std::string, T>> rows) const {
-        for (const auto& [text, value] : rows) EXPECT_EQ(comparable(value_of<T>(text)), comparable(value)) << text;
+        // Records of the C interface cannot be compared, but what is printed of them can.
+        for (const auto& [text, value] : rows)
+            EXPECT_EQ(testing::PrintToString(value_of<T>(text)), testing::PrintToString(value)) << text;
     }
 
     template <typename T>
@@ -77,7 +63,6 @@ protected:
 
     template <typename T>
     void expect_one_write(const T& value, const std::string& text) const {
-        put(path_, "");
         expect_acts([&] { SysFS<T>(path_).write(value); }, write_acts(path_, text));
     }
 
@@ -87,7 +72,7 @@ protected:
         expect_acts([&] { SysFS<T>(path_).read(); }, read_acts(path_));
     }
 
-    /** Where this act fails, so does the access, with the stream failure, and these are its acts. */
+    /** If this act of an access fails, these are its acts, and it is a stream failure. */
     void expect_failed_read(const std::string& act, int error, const Acts& acts) const {
         put(path_, "1\n");
         expect_acts(
@@ -98,60 +83,39 @@ protected:
         expect_acts(
             recorder().fail(act, error), [&] { SysFS<int>(path_).write(2); }, acts, "stream failure");
     }
-
-    const std::string path_ = directory_ / "attribute";
-    const std::string open_to_read_ = "open " + path_ + " r";
-    const std::string open_to_write_ = "open " + path_ + " w";
-    const std::string read_ = "read " + path_;
-    const std::string write_ = "write " + path_;
-    const std::string close_ = "close " + path_;
 };
+
+using SysFSActs = Recorded<SysFSTest>;
 
 std::ptrdiff_t open_descriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-/** Groups by thousands with '.', marks decimals with ',' and calls the truth values names. */
-class OtherNumbers : public std::numpunct<char> {
-    char do_thousands_sep() const override { return '.'; }
-    char do_decimal_point() const override { return ','; }
-    std::string do_grouping() const override { return "\3"; }
-    std::string do_truename() const override { return "ja"; }
-    std::string do_falsename() const override { return "nein"; }
-};
-
 class SysFSInOtherLocale : public SysFSTest {
-protected:
-    ~SysFSInOtherLocale() override { std::locale::global(before_); }
-
 private:
-    const std::locale before_ = std::locale::global(std::locale(std::locale::classic(), new OtherNumbers));
+    const GroupingLocale locale_;
 };
 
-/** A value that tells when it is formatted. */
-struct Telling {
+/** A value that notes when it is formatted. */
+struct NotingValue {
     bool* formatted = nullptr;
 };
 
-std::string text_of(const Telling& value) {
+std::string text_of(const NotingValue& value) {
     *value.formatted = true;
     return "output";
 }
 
-bool take_value(Velmor::TextFile& /*file*/, Telling& /*value*/) {
+bool take_value(Velmor::TextFile& /*file*/, NotingValue& /*value*/) {
     return true;
 }
 
-TEST_F(SysFSTest, ConstructionCopyAndDestructionTouchNoFile) {
+TEST_F(SysFSTest, ConstructionTouchesNoFileAndEveryAccessIsToTheCurrentContent) {
     const SysFS<int> attribute(path_);
     const SysFS<int> copy(attribute);  // NOLINT(performance-unnecessary-copy-initialization)
     EXPECT_FALSE(exists(path_));
     put(path_, "5\n");
     EXPECT_EQ(copy.read(), 5);
-}
-
-TEST_F(SysFSTest, EveryAccessIsAboutThePresentContent) {
-    const SysFS<int> attribute(path_);
     put(path_, "1\n");
     EXPECT_EQ(attribute.read(), 1);
     put(path_, "2\n");
@@ -161,33 +125,21 @@ TEST_F(SysFSTest, EveryAccessIsAboutThePresentContent) {
     EXPECT_EQ(attribute.read(), 3);
 }
 
-// ---- What is written, for every type that stands in an attribute ---------------------------------------------------
+// ---- The text of every type ----------------------------------------------------------------------------------------
 
-TEST_F(SysFSTest, NumbersAreWrittenAsDecimals) {
+TEST_F(SysFSTest, ValuesOfEveryTypeAreWrittenAsText) {
     expect_written<int>({{0, "0"}, {42, "42"}, {INT_MAX, "2147483647"}, {INT_MIN, "-2147483648"}});
     expect_written<unsigned long>(
         {{0, "0"}, {2147483648UL, "2147483648"}, {4294967295UL, "4294967295"}, {ULONG_MAX, std::to_string(ULONG_MAX)}});
     expect_written<Pin>({{37, "37"}, {-1, "-1"}});
     expect_written<io_value_t>({{1, "1"}, {-7, "-7"}});
     expect_written<mrfi_device_type_t>({{3, "3"}, {-3, "-3"}});
-}
-
-TEST_F(SysFSTest, BoolIsWrittenAsDigit) {
     expect_written<bool>({{false, "0"}, {true, "1"}});
-}
-
-TEST_F(SysFSTest, StringIsWrittenAsItIs) {
-    for (const std::string& text :
-         {std::string("out"), std::string(" two  words\t\n"), std::string("nul\0nul", 7), std::string()})
-        EXPECT_EQ(text_of<std::string>(text), text);
-}
-
-TEST_F(SysFSTest, ColorIsWrittenAsThreeDecimalsAndTwoBlanks) {
+    const std::string with_nul("nul\0nul", 7);
+    expect_written<std::string>(
+        {{"out", "out"}, {" two  words\t\n", " two  words\t\n"}, {with_nul, with_nul}, {"", ""}});
     expect_written<led_color_t>(
         {{{1, 2, 3}, "1 2 3"}, {{255, 0, 16}, "255 0 16"}, {{-1, INT_MIN, INT_MAX}, "-1 -2147483648 2147483647"}});
-}
-
-TEST_F(SysFSTest, AddressIsWrittenInHexadecimalWithItsPrefix) {
     expect_written<mrfi_addr_t>({{{{0x4d, 0x3c, 0x2b, 0x1a}}, "0x1a2b3c4d"},
                                  {{{0, 0, 0, 0}}, "0"},
                                  {{{1, 0, 0, 0}}, "0x1"},
@@ -195,9 +147,7 @@ TEST_F(SysFSTest, AddressIsWrittenInHexadecimalWithItsPrefix) {
                                  {{{0xff, 0xff, 0xff, 0xff}}, "0xffffffff"}});
 }
 
-// ---- What is read --------------------------------------------------------------------------------------------------
-
-TEST_F(SysFSTest, NumberIsReadUpToWhatCannotBelongToIt) {
+TEST_F(SysFSTest, ValuesOfEveryTypeAreReadUpToTheFirstCharacterThatIsNotPartOfThem) {
     expect_read<int>({{"42\n", 42},
                       {"42", 42},
                       {" 7 and further words\n", 7},
@@ -210,21 +160,10 @@ TEST_F(SysFSTest, NumberIsReadUpToWhatCannotBelongToIt) {
     expect_read<Pin>({{"37\n", 37}});
     expect_read<io_value_t>({{"-1\n", -1}});
     expect_read<mrfi_device_type_t>({{"2147483647\n", INT_MAX}});
-}
-
-TEST_F(SysFSTest, BoolIsReadFromItsDigit) {
     expect_read<bool>({{"0\n", false}, {"1\n", true}});
-}
-
-TEST_F(SysFSTest, StringIsReadAsOneWord) {
+    // A string is one word.
     expect_read<std::string>({{"critical\n", "critical"}, {" \t first second\n", "first"}, {"0-1,3", "0-1,3"}});
-}
-
-TEST_F(SysFSTest, ColorIsReadAsThreeInts) {
     expect_read<led_color_t>({{"255 0 16\n", {255, 0, 16}}, {"1\n-2\n300 4", {1, -2, 300}}});
-}
-
-TEST_F(SysFSTest, AddressIsReadInHexadecimal) {
     expect_read<mrfi_addr_t>({{"0x1a2b3c4d\n", {{0x4d, 0x3c, 0x2b, 0x1a}}},
                               {"1A2B3C4D\n", {{0x4d, 0x3c, 0x2b, 0x1a}}},
                               {"10\n", {{0x10, 0, 0, 0}}},
@@ -239,7 +178,7 @@ TEST_F(SysFSTest, AddressIsReadBackAsWritten) {
     }
 }
 
-TEST_F(SysFSTest, TextThatHoldsNoSuchValueFailsToRead) {
+TEST_F(SysFSTest, TextWithoutSuchAValueIsAFailure) {
     expect_unreadable<int>({"", "\n", " ", "word", "x7", "-", "2147483648", "-2147483649", "99999999999999999999"});
     expect_unreadable<unsigned long>({"", "word", "18446744073709551616"});
     expect_unreadable<Pin>({"", "high\n", "2147483648"});
@@ -251,35 +190,29 @@ TEST_F(SysFSTest, TextThatHoldsNoSuchValueFailsToRead) {
     expect_unreadable<mrfi_addr_t>({"", "none\n", "0x100000000\n"});
 }
 
-// ---- A file that does not take part --------------------------------------------------------------------------------
+// ---- Failures ------------------------------------------------------------------------------------------------------
 
-TEST_F(SysFSTest, MissingAttributeFails) {
+TEST_F(SysFSTest, AttributeThatIsMissingOrRefusesTheAccessIsAFailure) {
     const SysFS<int> attribute(directory_ / "absent/attribute");
     EXPECT_THROW(attribute.read(), StreamFailure);
     EXPECT_THROW(attribute.write(1), StreamFailure);
     EXPECT_THROW(SysFS<int>(path_).read(), StreamFailure);
     EXPECT_FALSE(exists(path_));
-}
-
-TEST_F(SysFSTest, FailureToOpenComesBeforeTheValueIsFormatted) {
-    bool formatted = false;
-    EXPECT_THROW(SysFS<Telling>(directory_ / "absent/attribute").write({&formatted}), StreamFailure);
-    EXPECT_FALSE(formatted);
-    SysFS<Telling>(path_).write({&formatted});
-    EXPECT_TRUE(formatted);
-    EXPECT_EQ(content(path_), "output");
-}
-
-TEST_F(SysFSTest, RefusedTextIsAFailure) {
     EXPECT_THROW(SysFS<int>("/dev/full").write(1), StreamFailure);
     EXPECT_THROW(SysFS<std::string>("/dev/full").write("mem"), StreamFailure);
     EXPECT_THROW(SysFS<led_color_t>("/dev/full").write({1, 2, 3}), StreamFailure);
-}
-
-TEST_F(SysFSTest, ReadErrorIsAFailure) {
-    // A directory can be opened for reading; reading it is the error EISDIR.
+    // A directory can be opened for reading, but read() fails with EISDIR.
     EXPECT_THROW(SysFS<int>(directory_.path()).read(), StreamFailure);
     EXPECT_THROW(SysFS<std::string>(directory_.path()).read(), StreamFailure);
+}
+
+TEST_F(SysFSTest, ValueIsFormattedAfterTheFileHasBeenOpened) {
+    bool formatted = false;
+    EXPECT_THROW(SysFS<NotingValue>(directory_ / "absent/attribute").write({&formatted}), StreamFailure);
+    EXPECT_FALSE(formatted);
+    SysFS<NotingValue>(path_).write({&formatted});
+    EXPECT_TRUE(formatted);
+    EXPECT_EQ(content(path_), "output");
 }
 
 TEST_F(SysFSTest, NoDescriptorStaysOpen) {
@@ -293,38 +226,25 @@ TEST_F(SysFSTest, NoDescriptorStaysOpen) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(SysFSTest, RefusedOpenIsAFailureAndTheOnlyAct) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(SysFSActs, FailureIsNotRetriedAndClosesTheFile) {
     expect_failed_write(open_to_write_, EACCES, {open_to_write_ + " = EACCES"});
-    expect_failed_read(open_to_read_, EACCES, {open_to_read_ + " = EACCES"});
-}
-
-TEST_F(SysFSTest, FailedTransferIsNotRepeatedAndTheFileClosed) {
-    VELMOR_NEEDS_RECORDER();
     expect_failed_write(write_, EINVAL, {open_to_write_, write_ + " 2 = EINVAL", close_});
-    expect_failed_read(read_, EIO, {open_to_read_, read_ + " = EIO", close_});
-}
-
-TEST_F(SysFSTest, FailedCloseIsAFailure) {
-    VELMOR_NEEDS_RECORDER();
     expect_failed_write(close_, EIO, {open_to_write_, write_ + " 2", close_ + " = EIO"});
+    expect_failed_read(open_to_read_, EACCES, {open_to_read_ + " = EACCES"});
+    expect_failed_read(read_, EIO, {open_to_read_, read_ + " = EIO", close_});
     expect_failed_read(close_, EIO, {open_to_read_, read_, close_ + " = EIO"});
-}
-
-TEST_F(SysFSTest, UnparsableTextClosesTheFile) {
-    VELMOR_NEEDS_RECORDER();
     put(path_, "word\n");
     expect_acts([&] { SysFS<int>(path_).read(); }, read_acts(path_), "stream failure");
 }
 
-// ---- One act of each kind per access: a driver acts on every write, and its text may change between two reads
-// --------
+// ---- One system call per access: a driver acts on every write, and its text may change between two reads -----------
 
-TEST_F(SysFSTest, EveryTypeIsWrittenOnce) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(SysFSActs, ValueOfAnyTypeIsOneWrite) {
     expect_one_write<int>(-42, "-42");
     expect_one_write<unsigned long>(4294967295UL, "4294967295");
-    expect_one_write<std::string>("out", "out");
+    for (const std::string& text : {std::string("out"), std::string(1, 'k'), std::string(1023, 'k'),
+                                    std::string(1024, 'k'), std::string(4096, 'k')})
+        expect_one_write<std::string>(text, text);
     expect_one_write<Pin>(37, "37");
     expect_one_write<io_value_t>(1, "1");
     expect_one_write<led_color_t>({255, 0, 16}, "255 0 16");
@@ -333,11 +253,11 @@ TEST_F(SysFSTest, EveryTypeIsWrittenOnce) {
     expect_one_write<mrfi_addr_t>({{0x4d, 0x3c, 0x2b, 0x1a}}, "0x1a2b3c4d");
 }
 
-TEST_F(SysFSTest, EveryTypeIsReadOnce) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(SysFSActs, ValueOfAnyTypeIsOneRead) {
     expect_one_read<int>("-42\n");
     expect_one_read<unsigned long>("4294967295\n");
     expect_one_read<std::string>("critical\n");
+    expect_one_read<std::string>(std::string(4095, 'k') + "\n");  // a page
     expect_one_read<Pin>("37\n");
     expect_one_read<io_value_t>("1\n");
     expect_one_read<led_color_t>("255 0 16\n");
@@ -346,20 +266,12 @@ TEST_F(SysFSTest, EveryTypeIsReadOnce) {
     expect_one_read<mrfi_addr_t>("0x1a2b3c4d\n");
 }
 
-TEST_F(SysFSTest, StringsUpToAWholePageAreWrittenAndReadOnce) {
-    VELMOR_NEEDS_RECORDER();
-    for (const std::size_t length : {1U, 1023U, 1024U, 4096U})
-        expect_one_write<std::string>(std::string(length, 'k'), std::string(length, 'k'));
-    expect_one_read<std::string>(std::string(4095, 'k') + "\n");
-}
-
-// ---- The kernel's text is its own, whatever language the application speaks
-// ------------------------------------------
+// ---- The application's locale changes nothing ----------------------------------------------------------------------
 
 TEST_F(SysFSInOtherLocale, WritesTheSameBytes) {
     std::ostringstream application;
     application << 1234567;
-    ASSERT_EQ(application.str(), "1.234.567");
+    ASSERT_EQ(application.str(), "1,234,567");
 
     expect_written<int>({{1234567, "1234567"}, {INT_MIN, "-2147483648"}});
     expect_written<unsigned long>({{4294967295UL, "4294967295"}});
@@ -372,12 +284,12 @@ TEST_F(SysFSInOtherLocale, WritesTheSameBytes) {
 }
 
 TEST_F(SysFSInOtherLocale, ReadsTheSameValues) {
-    expect_read<int>({{"1234567\n", 1234567}, {"1.234\n", 1}, {"12.34\n", 12}});
-    expect_read<unsigned long>({{"4.294.967.295\n", 4UL}});
-    expect_read<io_value_t>({{"1.000\n", 1}});
-    expect_unreadable<led_color_t>({"1.000 2 3\n"});
+    expect_read<int>({{"1234567\n", 1234567}, {"1,234\n", 1}, {"12.34\n", 12}});
+    expect_read<unsigned long>({{"4,294,967,295\n", 4UL}});
+    expect_read<io_value_t>({{"1,000\n", 1}});
+    expect_unreadable<led_color_t>({"1,000 2 3\n"});
     expect_read<led_color_t>({{"1000 2 3\n", {1000, 2, 3}}});
-    expect_read<mrfi_addr_t>({{"0x1.234\n", {{1, 0, 0, 0}}}});
+    expect_read<mrfi_addr_t>({{"0x1,234\n", {{1, 0, 0, 0}}}});
     expect_read<bool>({{"1\n", true}});
     expect_unreadable<bool>({"ja\n"});
 }

@@ -17,7 +17,7 @@ using Velmor::take_word;
 
 namespace {
 
-/** What is taken off a text as a number, whether it was one, and what is left: "42 fits, left: ab". */
+/** The number at the front of a text, whether it is one, and what is left of the text: "42 fits, left: ab". */
 template <typename Number>
 std::string taken(std::string_view text, int base = 10) {
     Number number = 77;
@@ -25,7 +25,7 @@ std::string taken(std::string_view text, int base = 10) {
     return std::to_string(number) + (fits ? " fits" : " fails") + ", left: " + std::string(text);
 }
 
-TEST(TakeNumber, DecimalEndsBeforeWhatCannotBelongToIt) {
+TEST(TakeNumber, DecimalEndsBeforeTheFirstOtherCharacter) {
     EXPECT_EQ(taken<int>("42"), "42 fits, left: ");
     EXPECT_EQ(taken<int>(" \t\n\v\f\r42\n"), "42 fits, left: \n");
     EXPECT_EQ(taken<int>("-7 8"), "-7 fits, left:  8");
@@ -36,7 +36,7 @@ TEST(TakeNumber, DecimalEndsBeforeWhatCannotBelongToIt) {
     EXPECT_EQ(taken<int>("1.5"), "1 fits, left: .5");
 }
 
-TEST(TakeNumber, HexadecimalHasAPrefixOrNone) {
+TEST(TakeNumber, HexadecimalMayHaveAPrefix) {
     EXPECT_EQ(taken<int>("1a", 16), "26 fits, left: ");
     EXPECT_EQ(taken<int>("0x1Ag", 16), "26 fits, left: g");
     EXPECT_EQ(taken<int>("0XfF", 16), "255 fits, left: ");
@@ -56,12 +56,12 @@ TEST(TakeNumber, TextWithoutDigitsIsZeroAndFails) {
     EXPECT_EQ(taken<unsigned>("--5"), "0 fails, left: -5");
 }
 
-TEST(TakeNumber, EndOfTheTextFailsAndLeavesTheValue) {
+TEST(TakeNumber, EmptyTextFailsAndLeavesTheValue) {
     EXPECT_EQ(taken<int>(""), "77 fails, left: ");
     EXPECT_EQ(taken<int>(" \n"), "77 fails, left: ");
 }
 
-TEST(TakeNumber, NumberThatDoesNotFitIsTheNearestAndFails) {
+TEST(TakeNumber, NumberOutOfRangeIsTheNearestAndFails) {
     EXPECT_EQ(taken<int>("2147483647"), "2147483647 fits, left: ");
     EXPECT_EQ(taken<int>("2147483648 1"), "2147483647 fails, left:  1");
     EXPECT_EQ(taken<int>("-2147483648"), "-2147483648 fits, left: ");
@@ -78,7 +78,7 @@ TEST(TakeNumber, NumberThatDoesNotFitIsTheNearestAndFails) {
     EXPECT_EQ(taken<unsigned long>(std::to_string(ULONG_MAX) + "0"), std::to_string(ULONG_MAX) + " fails, left: ");
 }
 
-TEST(TakeNumber, UnsignedNumberWithAMinusSignCountsDownFromTheLargest) {
+TEST(TakeNumber, UnsignedNumberWithAMinusSignWrapsAround) {
     EXPECT_EQ(taken<unsigned>("-1"), "4294967295 fits, left: ");
     EXPECT_EQ(taken<unsigned>("-4294967295"), "1 fits, left: ");
     EXPECT_EQ(taken<unsigned>("-4294967296"), "4294967295 fails, left: ");
@@ -99,10 +99,10 @@ TEST(TakeWord, EndsAtWhiteSpace) {
         "a\xA0"
         "b\x1F"
         "c\x85");
-    EXPECT_EQ(take_word(other).size(), 6U) << "white space in other locales alone";
+    EXPECT_EQ(take_word(other).size(), 6U) << "these are white space in other locales only";
 }
 
-TEST(TakeUntil, LeavesWhatItEndsAt) {
+TEST(TakeUntil, LeavesTheSeparator) {
     std::string_view rest = "1.2";
     EXPECT_EQ(take_until(rest, "."), "1");
     EXPECT_EQ(rest, ".2");
@@ -110,14 +110,11 @@ TEST(TakeUntil, LeavesWhatItEndsAt) {
     EXPECT_EQ(take_until(rest, "/"), "");
 }
 
-TEST(NumberOrZero, NumberThatDoesNotFitIsZero) {
+TEST(NumberOrZero, PieceWithoutANumberOfTheTypeIsZero) {
     EXPECT_EQ(number_or_zero<int>("2147483647"), INT_MAX);
     EXPECT_EQ(number_or_zero<int>("2147483648"), 0);
     EXPECT_EQ(number_or_zero<int>("80000000", 16), 0);
     EXPECT_EQ(number_or_zero<std::uint16_t>("65536"), 0);
-}
-
-TEST(NumberOrZero, PieceWithoutANumberIsZero) {
     for (const char* piece : {"", " ", "x", "-", "word", "\n"}) {
         EXPECT_EQ(number_or_zero<int>(piece), 0) << piece;
         EXPECT_EQ(number_or_zero<int>(piece, 16), 0) << piece;
