@@ -5,18 +5,12 @@
 #include "support/null_calls.h"
 #include "support/scenario.h"
 
-using testing_support::fails_with;
-using testing_support::NullCall;
+using namespace testing_support;
 
 namespace {
 
-class NullPointer : public testing::TestWithParam<NullCall> {};
-
-TEST_P(NullPointer, IsInvalid) {
-    EXPECT_EQ(GetParam().call(), fails_with(EINVAL));
+TEST(NullPointer, IsInvalid) {
+    for (const NullCall& null_call : null_calls()) EXPECT_EQ(null_call.call(), fails_with(EINVAL)) << null_call.name();
 }
-
-INSTANTIATE_TEST_SUITE_P(Functions, NullPointer, testing::ValuesIn(testing_support::null_calls()),
-                         [](const auto& instance) { return instance.param.name(); });
 
 }  // namespace

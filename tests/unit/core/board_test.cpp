@@ -4,10 +4,12 @@
 #include <gmock/gmock.h>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "access/io.h"
@@ -33,7 +35,7 @@
 
 using testing::ElementsAre;
 using testing::InSequence;
-using testing::Ref;
+using testing::Pair;
 using testing::Return;
 using testing::StrictMock;
 using testing::Throw;
@@ -44,7 +46,7 @@ namespace {
 
 using type = Resource::type;
 
-/** A board that takes everything: the rules of the hardware table are tested apart. */
+/** A board that accepts every resource: the rules of the hardware table have tests of their own. */
 class OpenBoard : public Board {
 public:
     bool supported(const type& /*key*/) override { return true; }
@@ -56,286 +58,327 @@ type key(int number) {
 
 const std::string missing = system_error(EOPNOTSUPP);
 
-struct BacklightMock : Backlight {
-    MOCK_METHOD(void, set, (std::uint32_t), (override));
-    MOCK_METHOD(std::uint32_t, get, (), (override));
+/** Counts its destructions. */
+template <typename Base>
+class Counted : public Base {
+public:
+    using Base::Base;
+    ~Counted() override { ++destroyed; }
+
+    inline static int destroyed = 0;
 };
 
-struct DisplayMock : Display {
-    MOCK_METHOD(void, set, (std::uint32_t), (override));
-    MOCK_METHOD(bool, get, (), (override));
+// ---- Stand-ins for resources, which note their calls ---------------------------------------------------------------
+
+/** The calls that have reached stand-ins, such as "set 200". */
+std::vector<std::pair<const Resource*, std::string>> calls;
+
+/** What the stand-ins return. */
+std::uint32_t answer = 0;
+
+/** An operation and its arguments. A record is passed, and shown, as its address. */
+template <typename... Arguments>
+std::string call_text(std::string operation, const Arguments&... arguments) {
+    ((operation += " " + testing::PrintToString(arguments)), ...);
+    return operation;
+}
+
+template <typename... Arguments>
+std::uint32_t note(const Resource* resource, const std::string& operation, const Arguments&... arguments) {
+    calls.emplace_back(resource, call_text(operation, arguments...));
+    return answer;
+}
+
+struct BacklightStandIn : Backlight {
+    void set(std::uint32_t level) override { note(this, "set", level); }
+    std::uint32_t get() override { return note(this, "get"); }
 };
 
-struct LedGroupMock : LedGroup {
-    MOCK_METHOD(void, set, (const led_color_t&), (override));
-    MOCK_METHOD(void, get, (led_color_t&), (override));
+struct DisplayStandIn : Display {
+    void set(std::uint32_t on) override { note(this, "set", on); }
+    bool get() override { return note(this, "get") != 0; }
 };
 
-struct IOMock : IO {
-    MOCK_METHOD(void, set, (const io_value_t&), (override));
-    MOCK_METHOD(io_value_t, get, (), (override));
+struct LedGroupStandIn : LedGroup {
+    void set(const led_color_t& color) override { note(this, "set", &color); }
+    void get(led_color_t& color) override { note(this, "get", &color); }
 };
 
-struct IOPWMMock : IOMock, PWM {
-    MOCK_METHOD(void, set_duty, (std::uint32_t), (override));
-    MOCK_METHOD(void, set_frequency, (int, int), (override));
-    MOCK_METHOD(std::uint32_t, get_duty, (), (const, override));
-    MOCK_METHOD(int, get_frequency, (), (const, override));
-    MOCK_METHOD(void, enable, (), (override));
-    MOCK_METHOD(void, disable, (), (override));
+struct IOStandIn : IO {
+    void set(const io_value_t& value) override { note(this, "set", value); }
+    io_value_t get() override { return static_cast<io_value_t>(note(this, "get")); }
 };
 
-struct ThermalMock : Thermal {
-    ThermalMock() : Thermal("/nowhere") {}
-    MOCK_METHOD(void, state_get, (thermal_state_t&), (override));
+struct IOPWMStandIn : IOStandIn, PWM {
+    void set_duty(std::uint32_t percent) override { note(this, "set_duty", percent); }
+    void set_frequency(int hertz, int percent) override { note(this, "set_frequency", hertz, percent); }
+    std::uint32_t get_duty() const override { return note(this, "get_duty"), 56; }
+    int get_frequency() const override { return note(this, "get_frequency"), 1234; }
+    void enable() override { note(this, "enable"); }
+    void disable() override { note(this, "disable"); }
 };
 
-struct AntennaMock : Antenna {
-    AntennaMock() : Antenna(0) {}
-    MOCK_METHOD(void, set, (const antenna_t&), (override));
+struct ThermalStandIn : Thermal {
+    ThermalStandIn() : Thermal("/nowhere") {}
+    void state_get(thermal_state_t& state) override { note(this, "state_get", &state); }
 };
 
-struct WifiMock : Wifi {
-    WifiMock() : Wifi("wlan7", 0) {}
-    MOCK_METHOD(void, info_get, (wifi_info_t&), (override));
+struct AntennaStandIn : Antenna {
+    AntennaStandIn() : Antenna(0) {}
+    void set(const antenna_t& antenna) override { note(this, "set", antenna); }
 };
 
-struct BluetoothMock : Bluetooth {
-    BluetoothMock() : Bluetooth("hci7", 0) {}
-    MOCK_METHOD(void, info_get, (bluetooth_info_t&), (override));
+template <typename Info>
+struct RadioStandIn : Radio<Info> {
+    RadioStandIn() : Radio<Info>("name", 0) {}
+    void info_get(Info& info) override { note(this, "info_get", &info); }
 };
 
-// HAZARD: every operation is replaced, none may reach the machine.
-struct PowerMock : Power {
-    MOCK_METHOD(void, shutdown, (), (override));
-    MOCK_METHOD(void, suspend, (), (override));
-    MOCK_METHOD(void, reboot, (), (override));
-    MOCK_METHOD(void, run_program, (const std::string&), (override));
+// HAZARD: every operation is overridden, none may reach the machine.
+struct PowerStandIn : Power {
+    void shutdown() override { note(this, "shutdown"); }
+    void suspend() override { note(this, "suspend"); }
+    void reboot() override { note(this, "reboot"); }
+    void run_program(const std::string& path) override { note(this, "run_program", path); }
 };
 
-struct WatchdogMock : Watchdog {
-    WatchdogMock() : Watchdog("/nowhere") {}
-    MOCK_METHOD(void, enable, (int), (override));
-    MOCK_METHOD(void, disable, (), (override));
-    MOCK_METHOD(void, refresh, (), (override));
+struct WatchdogStandIn : Watchdog {
+    WatchdogStandIn() : Watchdog("/nowhere") {}
+    void enable(int timeout_s) override { note(this, "enable", timeout_s); }
+    void disable() override { note(this, "disable"); }
+    void refresh() override { note(this, "refresh"); }
 };
 
-struct AttitudeMock : Attitude {
-    AttitudeMock() : Attitude("/nowhere") {}
-    MOCK_METHOD(void, get, (attitude_t&), (override));
+struct AttitudeStandIn : Attitude {
+    AttitudeStandIn() : Attitude("/nowhere") {}
+    void get(attitude_t& attitude) override { note(this, "get", &attitude); }
 };
 
-struct CarMotionMock : CarMotion {
-    CarMotionMock() : CarMotion("/nowhere") {}
-    MOCK_METHOD(void, get, (car_motion_t&), (override));
+struct CarMotionStandIn : CarMotion {
+    CarMotionStandIn() : CarMotion("/nowhere") {}
+    void get(car_motion_t& motion) override { note(this, "get", &motion); }
 };
 
-struct SerialMuxMock : SerialMux {
-    SerialMuxMock() : SerialMux({}, {}) {}
-    MOCK_METHOD(void, mux, (serial_mux_port_t), (override));
+struct SerialMuxStandIn : SerialMux {
+    SerialMuxStandIn() : SerialMux({}, {}) {}
+    void mux(serial_mux_port_t port) override { note(this, "mux", port); }
 };
 
-struct SerialDeviceMock : SerialDevice {
-    SerialDeviceMock() : SerialDevice("/dev/null", 0, 0) {}
-    MOCK_METHOD(void, get_info, (serial_device_info_t&), (override));
+struct SerialDeviceStandIn : SerialDevice {
+    SerialDeviceStandIn() : SerialDevice("/dev/null", 0, 0) {}
+    void get_info(serial_device_info_t& info) override { note(this, "get_info", &info); }
 };
 
-struct SerialAltFuncMock : SerialAltFunc {
-    SerialAltFuncMock() : SerialAltFunc({}) {}
-    MOCK_METHOD(void, set, (const serial_alt_func_t&), (override));
-    MOCK_METHOD(bool, has, (const serial_alt_func_t&), (override));
+struct SerialAltFuncStandIn : SerialAltFunc {
+    SerialAltFuncStandIn() : SerialAltFunc({}) {}
+    void set(const serial_alt_func_t& function) override { note(this, "set", function); }
+    bool has(const serial_alt_func_t& function) override { return note(this, "has", function) != 0; }
 };
 
-struct GpsMock : Gps {
-    GpsMock() : Gps(0, 0) {}
-    MOCK_METHOD(void, info_get, (gps_info_t&), (override));
+struct GpsStandIn : Gps {
+    GpsStandIn() : Gps(0, 0) {}
+    void info_get(gps_info_t& info) override { note(this, "info_get", &info); }
 };
 
-/** A board with one mock registered under each of two keys: the call must reach the second. */
-template <typename Mock>
-struct Registered {
-    Registered(int other_key, int mock_key) {
-        board.add(key(other_key), &other);
-        board.add(key(mock_key), &mock);
+// ---- The operations that look for a resource -----------------------------------------------------------------------
+
+/** A board with a resource of no family at every key, including those that an index outside its family leads to. */
+struct MarkedBoard : OpenBoard {
+    MarkedBoard() {
+        for (int number = -2; number <= 60; ++number) add(key(number), &marker);
+        add(key(INT_MAX), &marker);
+        add(key(INT_MIN), &marker);
     }
-    OpenBoard board;
-    StrictMock<Mock> other;
-    StrictMock<Mock> mock;
+    Resource marker;
 };
 
-// ---- Every operation reaches its key, its operation and its arguments ----------------------------------------------
-
-TEST(Board, BacklightOperationsReachTheBacklightOfTheIndex) {
-    Registered<BacklightMock> at(16, 18);
-    EXPECT_CALL(at.mock, set(200));
-    at.board.backlight_set(2, 200);
-    EXPECT_CALL(at.mock, get()).WillOnce(Return(77));
-    EXPECT_EQ(at.board.backlight_get(2), 77U);
+/** The operation finds its resource neither on an empty board nor among resources of no family. */
+void expect_missing(const std::string& name, const std::function<void(Board&)>& operation) {
+    Board empty;
+    MarkedBoard marked;
+    EXPECT_EQ(thrown([&] { operation(empty); }), missing) << name;
+    EXPECT_EQ(thrown([&] { operation(marked); }), missing) << name;
 }
 
-TEST(Board, DisplayOperationsReachTheDisplayOfTheIndex) {
-    Registered<DisplayMock> at(41, 42);
-    EXPECT_CALL(at.mock, set(2));
-    at.board.display_set(1, 2);
-    EXPECT_CALL(at.mock, get()).WillOnce(Return(true)).WillOnce(Return(false));
-    EXPECT_TRUE(at.board.display_get(1));
-    EXPECT_FALSE(at.board.display_get(1));
+void expect_missing_at_any_index(const std::string& name,
+                                 const std::function<void(Board&, const int& index)>& operation) {
+    for (const int index : {0, 1, -1, 43, INT_MAX, INT_MAX - 15, INT_MIN})
+        expect_missing(name + " " + std::to_string(index), [&](Board& board) { operation(board, index); });
 }
 
-TEST(Board, LedColorOperationsReachTheGroupWithTheCallersRecord) {
-    Registered<LedGroupMock> at(39, 40);
-    const led_color_t wanted = {1, 2, 3};
-    EXPECT_CALL(at.mock, set(Ref(wanted)));
-    at.board.led_color_set(0, &wanted);
-    led_color_t color = {};
-    EXPECT_CALL(at.mock, get(Ref(color)));
-    at.board.led_color_get(0, &color);
-}
-
-TEST(Board, IoOperationsReachTheLineOfTheNumber) {
-    Registered<IOMock> at(0, 11);
-    EXPECT_CALL(at.mock, set(-3));
-    at.board.io_set(11, -3);
-    EXPECT_CALL(at.mock, get()).WillOnce(Return(5));
-    EXPECT_EQ(at.board.io_get(11), 5);
-}
-
-TEST(Board, IoOperationsReachALineThatIsAlsoAPwmChannel) {
-    Registered<IOPWMMock> at(0, 1);
-    EXPECT_CALL(at.mock, set(1));
-    at.board.io_set(1, 1);
-    EXPECT_CALL(at.mock, get()).WillOnce(Return(1));
-    EXPECT_EQ(at.board.io_get(1), 1);
-}
-
-TEST(Board, IoConfigSetHandsFrequencyAndDutyToThePwmChannel) {
-    Registered<IOPWMMock> at(0, 3);
-    const io_config_t config = {-1, 2700};
-    EXPECT_CALL(at.mock, set_frequency(2700, -1));
-    at.board.io_config_set(3, &config);
-}
-
-TEST(Board, IoConfigGetReadsFrequencyBeforeDuty) {
-    Registered<IOPWMMock> at(0, 3);
-    const InSequence in_order;
-    EXPECT_CALL(at.mock, get_frequency()).WillOnce(Return(1234));
-    EXPECT_CALL(at.mock, get_duty()).WillOnce(Return(56U));
-    const io_config_t config = at.board.io_config_get(3);
-    EXPECT_EQ(config.frequency, 1234);
-    EXPECT_EQ(config.duty, 56);
-}
-
-TEST(Board, IoConfigOfALineThatIsNoPwmIsNotSupported) {
-    Registered<IOMock> at(0, 9);
-    io_config_t config = {50, 1000};
-    EXPECT_EQ(thrown([&] { at.board.io_config_set(9, &config); }), missing);
-    EXPECT_EQ(thrown([&] { config = at.board.io_config_get(9); }), missing);
-}
-
-TEST(Board, ThermalStateGetReachesTheZoneWithTheCallersRecord) {
-    Registered<ThermalMock> at(43, 44);
-    thermal_state_t state = {};
-    EXPECT_CALL(at.mock, state_get(Ref(state)));
-    at.board.thermal_state_get(1, &state);
-}
-
-TEST(Board, AntennaOperationsReachTheirOwnAntenna) {
-    Registered<AntennaMock> at(13, 15);
-    EXPECT_CALL(at.other, set(1));
-    at.board.wifi_antenna_set(1);
-    EXPECT_CALL(at.mock, set(7));
-    at.board.bluetooth_antenna_set(7);
-}
-
-TEST(Board, RadioInfoReachesTheRadioWithTheCallersRecord) {
+/** The operation makes this call of the stand-in at this key, and none of the stand-ins at the other keys. */
+template <typename StandIn>
+void expect_call(const char* name, int number, const std::string& call, const std::function<void(Board&)>& operation) {
+    StandIn resource;
+    StandIn other;
     OpenBoard board;
-    StrictMock<WifiMock> wifi;
-    StrictMock<BluetoothMock> bluetooth;
-    board.add(key(12), &wifi);
-    board.add(key(14), &bluetooth);
-    wifi_info_t wifi_info = {};
-    EXPECT_CALL(wifi, info_get(Ref(wifi_info)));
-    board.wifi_info_get(&wifi_info);
-    bluetooth_info_t bluetooth_info = {};
-    EXPECT_CALL(bluetooth, info_get(Ref(bluetooth_info)));
-    board.bluetooth_info_get(&bluetooth_info);
+    for (int others = -2; others <= 60; ++others) board.add(key(others), &other);
+    board.add(key(number), &resource);
+    calls.clear();
+    EXPECT_EQ(thrown([&] { operation(board); }), "nothing") << name;
+    EXPECT_THAT(calls, ElementsAre(Pair(&resource, call))) << name;
 }
 
-TEST(Board, PowerOperationsReachEachItsOwn) {
-    Registered<PowerMock> at(20, 19);
-    EXPECT_CALL(at.mock, shutdown());
-    at.board.power_shutdown();
-    testing::Mock::VerifyAndClearExpectations(&at.mock);
-    EXPECT_CALL(at.mock, reboot());
-    at.board.power_reboot();
-    testing::Mock::VerifyAndClearExpectations(&at.mock);
-    EXPECT_CALL(at.mock, suspend());
-    at.board.power_suspend();
+/** An operation with an index, the first key of its family, and the resource's operation with the same arguments. */
+template <typename StandIn, typename Result, typename... Parameters>
+void expect_indexed(const char* name, Result (Board::*operation)(const int&, Parameters...), int first_key,
+                    const char* resources, std::type_identity_t<Parameters>... arguments) {
+    const auto run = [&](Board& board, const int& index) { (board.*operation)(index, arguments...); };
+    expect_missing_at_any_index(name, run);
+    expect_call<StandIn>(name, first_key + 2, call_text(resources, arguments...), [&](Board& board) { run(board, 2); });
 }
 
-TEST(Board, WatchdogOperationsReachTheWatchdog) {
-    Registered<WatchdogMock> at(19, 20);
-    EXPECT_CALL(at.mock, enable(-30));
-    at.board.watchdog_enable(-30);
-    testing::Mock::VerifyAndClearExpectations(&at.mock);
-    EXPECT_CALL(at.mock, disable());
-    at.board.watchdog_disable();
-    testing::Mock::VerifyAndClearExpectations(&at.mock);
-    EXPECT_CALL(at.mock, refresh());
-    at.board.watchdog_refresh();
+template <typename StandIn, typename Result, typename... Parameters>
+void expect_single(const char* name, Result (Board::*operation)(Parameters...), int number, const char* resources,
+                   std::type_identity_t<Parameters>... arguments) {
+    const auto run = [&](Board& board) { (board.*operation)(arguments...); };
+    expect_missing(name, run);
+    expect_call<StandIn>(name, number, call_text(resources, arguments...), run);
 }
 
-TEST(Board, MotionSensorsAreHandedTheCallersRecord) {
+/** The caller's record of each type. */
+template <typename Record>
+Record record = {};
+
+TEST(Board, OperationCallsTheResourceAtItsKeyAndIsNotSupportedWithoutOne) {
+    expect_indexed<BacklightStandIn>("backlight_set", &Board::backlight_set, 16, "set", 200);
+    expect_indexed<BacklightStandIn>("backlight_get", &Board::backlight_get, 16, "get");
+    expect_indexed<DisplayStandIn>("display_set", &Board::display_set, 41, "set", 2);
+    expect_indexed<DisplayStandIn>("display_get", &Board::display_get, 41, "get");
+    expect_indexed<LedGroupStandIn>("led_color_set", &Board::led_color_set, 40, "set", &record<led_color_t>);
+    expect_indexed<LedGroupStandIn>("led_color_get", &Board::led_color_get, 40, "get", &record<led_color_t>);
+    expect_indexed<IOStandIn>("io_set", &Board::io_set, 0, "set", -3);
+    expect_indexed<IOStandIn>("io_get", &Board::io_get, 0, "get");
+    expect_indexed<ThermalStandIn>("thermal_state_get", &Board::thermal_state_get, 43, "state_get",
+                                   &record<thermal_state_t>);
+    expect_single<AntennaStandIn>("wifi_antenna_set", &Board::wifi_antenna_set, 13, "set", 1);
+    expect_single<RadioStandIn<wifi_info_t>>("wifi_info_get", &Board::wifi_info_get, 12, "info_get",
+                                             &record<wifi_info_t>);
+    expect_single<AntennaStandIn>("bluetooth_antenna_set", &Board::bluetooth_antenna_set, 15, "set", 7);
+    expect_single<RadioStandIn<bluetooth_info_t>>("bluetooth_info_get", &Board::bluetooth_info_get, 14, "info_get",
+                                                  &record<bluetooth_info_t>);
+    expect_single<PowerStandIn>("power_shutdown", &Board::power_shutdown, 19, "shutdown");
+    expect_single<PowerStandIn>("power_reboot", &Board::power_reboot, 19, "reboot");
+    expect_single<PowerStandIn>("power_suspend", &Board::power_suspend, 19, "suspend");
+    expect_single<WatchdogStandIn>("watchdog_enable", &Board::watchdog_enable, 20, "enable", -30);
+    expect_single<WatchdogStandIn>("watchdog_disable", &Board::watchdog_disable, 20, "disable");
+    expect_single<WatchdogStandIn>("watchdog_refresh", &Board::watchdog_refresh, 20, "refresh");
+    expect_single<AttitudeStandIn>("attitude_get", &Board::attitude_get, 24, "get", &record<attitude_t>);
+    expect_single<CarMotionStandIn>("car_motion_get", &Board::car_motion_get, 25, "get", &record<car_motion_t>);
+    expect_indexed<SerialMuxStandIn>("serial_mux", &Board::serial_mux, 31, "mux", -2);
+    expect_indexed<SerialDeviceStandIn>("serial_device_info_get", &Board::serial_device_info_get, 36, "get_info",
+                                        &record<serial_device_info_t>);
+    expect_indexed<SerialAltFuncStandIn>("serial_alt_func_has", &Board::serial_alt_func_has, 26, "has", 1);
+    expect_indexed<SerialAltFuncStandIn>("serial_alt_func_set", &Board::serial_alt_func_set, 26, "set", 3);
+    expect_single<GpsStandIn>("gps_info_get", &Board::gps_info_get, 38, "info_get", &record<gps_info_t>);
+}
+
+TEST(Board, OperationOfPwmChannelPlatformOrMrfiIsNotSupportedWithoutAResource) {
+    const auto io_config_set = [](Board& board, const int& io) { board.io_config_set(io, &record<io_config_t>); };
+    const auto info_get = [](Board& board) {
+        board.platform_info_get(&record<platform_info_t>, sizeof(platform_info_t));
+    };
+    const auto autolink_set = [](Board& board, const int& index) { board.mrfi_autolink_set(index, true); };
+    const auto link = [](Board& board, const int& index) { board.mrfi_link(index, &record<mrfi_addr_t>); };
+    const auto unlink = [](Board& board, const int& index) { board.mrfi_unlink(index, &record<mrfi_addr_t>); };
+    expect_missing_at_any_index("io_config_set", io_config_set);
+    expect_missing_at_any_index("io_config_get", &Board::io_config_get);
+    expect_missing("platform_info_get", info_get);
+    expect_missing("platform_uid_get", &Board::platform_uid_get);
+    expect_missing("platform_oemid_get", &Board::platform_oemid_get);
+    expect_missing("platform_mid_get", &Board::platform_mid_get);
+    expect_missing("platform_can_manuf_code_get", &Board::platform_can_manuf_code_get);
+    expect_missing("platform_can_unique_num_get", &Board::platform_can_unique_num_get);
+    expect_missing_at_any_index("mrfi_rssi_get", &Board::mrfi_rssi_get);
+    expect_missing_at_any_index("mrfi_type_get", &Board::mrfi_type_get);
+    expect_missing_at_any_index("mrfi_address_get", &Board::mrfi_address_get);
+    expect_missing_at_any_index("mrfi_autolink_set", autolink_set);
+    expect_missing_at_any_index("mrfi_autolink_get", &Board::mrfi_autolink_get);
+    expect_missing_at_any_index("mrfi_link", link);
+    expect_missing_at_any_index("mrfi_unlink", unlink);
+    expect_missing_at_any_index("mrfi_connection_list_open", &Board::mrfi_connection_list_open);
+    expect_missing_at_any_index("mrfi_device_list_open", &Board::mrfi_device_list_open);
+}
+
+TEST(Board, AnswersOfResourcesAreReturned) {
     OpenBoard board;
-    StrictMock<AttitudeMock> attitude_sensor;
-    StrictMock<CarMotionMock> motion_sensor;
-    board.add(key(24), &attitude_sensor);
-    board.add(key(25), &motion_sensor);
-    attitude_t attitude = {};
-    EXPECT_CALL(attitude_sensor, get(Ref(attitude)));
-    board.attitude_get(&attitude);
-    car_motion_t motion = {};
-    EXPECT_CALL(motion_sensor, get(Ref(motion)));
-    board.car_motion_get(&motion);
+    BacklightStandIn backlight;
+    DisplayStandIn display;
+    IOStandIn line;
+    SerialAltFuncStandIn port;
+    board.add(key(16), &backlight);
+    board.add(key(41), &display);
+    board.add(key(0), &line);
+    board.add(key(26), &port);
+    for (const std::uint32_t each : {0U, 1U, 77U}) {
+        answer = each;
+        EXPECT_EQ(board.backlight_get(0), each);
+        EXPECT_EQ(board.display_get(0), each != 0);
+        EXPECT_EQ(board.io_get(0), static_cast<io_value_t>(each));
+        EXPECT_EQ(board.serial_alt_func_has(0, 1), each != 0);
+    }
 }
 
-TEST(Board, SerialMuxReachesThePort) {
-    Registered<SerialMuxMock> at(31, 35);
-    EXPECT_CALL(at.mock, mux(-2));
-    at.board.serial_mux(4, -2);
+TEST(Board, IndexIntoTheNextFamilyOrBeyondTheLargestKeyIsNotSupported) {
+    OpenBoard board;
+    LedGroupStandIn group;
+    DisplayStandIn display;
+    BacklightStandIn backlight;
+    board.add(key(40), &group);
+    board.add(key(41), &display);
+    board.add(key(16), &backlight);
+    board.add(key(INT_MIN + 15), &backlight);
+    EXPECT_EQ(thrown([&] { board.display_get(-1); }), missing);
+    EXPECT_EQ(thrown([&] { board.led_color_get(1, &record<led_color_t>); }), missing);
+    EXPECT_EQ(thrown([&] { board.backlight_get(INT_MAX); }), missing) << "the key must not wrap around";
 }
 
-TEST(Board, SerialDeviceInfoReachesThePortWithTheCallersRecord) {
-    Registered<SerialDeviceMock> at(36, 37);
-    serial_device_info_t info = {};
-    EXPECT_CALL(at.mock, get_info(Ref(info)));
-    at.board.serial_device_info_get(1, &info);
+TEST(Board, PwmChannelIsALineWithFrequencyAndDuty) {
+    OpenBoard board;
+    IOPWMStandIn channel;
+    board.add(key(3), &channel);
+    answer = 5;
+    calls.clear();
+    board.io_set(3, 1);
+    EXPECT_EQ(board.io_get(3), 5);
+    const io_config_t config = {.duty = -1, .frequency = 2700};
+    board.io_config_set(3, &config);
+    const io_config_t current = board.io_config_get(3);
+    EXPECT_EQ(current.frequency, 1234);
+    EXPECT_EQ(current.duty, 56);
+    EXPECT_THAT(calls,
+                ElementsAre(Pair(&channel, "set 1"), Pair(&channel, "get"), Pair(&channel, "set_frequency 2700 -1"),
+                            Pair(&channel, "get_frequency"), Pair(&channel, "get_duty")));
 }
 
-TEST(Board, SerialAltFuncOperationsReachThePort) {
-    Registered<SerialAltFuncMock> at(26, 30);
-    EXPECT_CALL(at.mock, has(1)).WillOnce(Return(true)).WillOnce(Return(false));
-    EXPECT_TRUE(at.board.serial_alt_func_has(4, 1));
-    EXPECT_FALSE(at.board.serial_alt_func_has(4, 1));
-    EXPECT_CALL(at.mock, set(3));
-    at.board.serial_alt_func_set(4, 3);
+TEST(Board, FrequencyAndDutyOfALineThatIsNoPwmChannelAreNotSupported) {
+    OpenBoard board;
+    IOStandIn line;
+    board.add(key(9), &line);
+    EXPECT_EQ(thrown([&] { board.io_config_set(9, &record<io_config_t>); }), missing);
+    EXPECT_EQ(thrown([&] { board.io_config_get(9); }), missing);
 }
 
-TEST(Board, GpsInfoReachesTheReceiverWithTheCallersRecord) {
-    Registered<GpsMock> at(37, 38);
-    gps_info_t info = {};
-    EXPECT_CALL(at.mock, info_get(Ref(info)));
-    at.board.gps_info_get(&info);
+TEST(Board, ExceptionsOfResourcesPassUnchanged) {
+    struct ThrowingBacklight : Backlight {
+        void set(std::uint32_t /*level*/) override { throw std::range_error("out of range"); }
+        std::uint32_t get() override { throw 42; }
+    };
+    OpenBoard board;
+    ThrowingBacklight backlight;
+    board.add(key(17), &backlight);
+    EXPECT_THROW(board.backlight_set(1, 0), std::range_error);
+    EXPECT_THROW(board.backlight_get(1), int);
 }
 
-TEST(Board, PresenceIsARegisteredKeyWhateverTheClass) {
+TEST(Board, AnyResourceAtItsKeyIsPresent) {
     OpenBoard board;
     EXPECT_FALSE(board.wifi_present());
     EXPECT_FALSE(board.bluetooth_present());
     EXPECT_FALSE(board.es_present());
 
     Resource marker;
-    GpsMock other;
+    GpsStandIn other;
     board.add(key(12), &marker);
     EXPECT_TRUE(board.wifi_present());
     EXPECT_FALSE(board.bluetooth_present());
@@ -344,13 +387,6 @@ TEST(Board, PresenceIsARegisteredKeyWhateverTheClass) {
     EXPECT_FALSE(board.es_present());
     board.add(key(39), &other);
     EXPECT_TRUE(board.es_present());
-}
-
-TEST(Board, ExceptionsOfResourcesPassUnchanged) {
-    Registered<BacklightMock> at(16, 17);
-    EXPECT_CALL(at.mock, get()).WillOnce(Throw(42)).WillOnce(Throw(std::range_error("out of range")));
-    EXPECT_THROW(at.board.backlight_get(1), int);
-    EXPECT_THROW(at.board.backlight_get(1), std::range_error);
 }
 
 // ---- MRFI ----------------------------------------------------------------------------------------------------------
@@ -368,7 +404,7 @@ protected:
     OpenBoard board;
 };
 
-TEST_F(MrfiOnBoard, OperationsReachTheInterfaceOfTheIndex) {
+TEST_F(MrfiOnBoard, OperationsReachTheInterfaceAtTheIndex) {
     put(directory / "first/rssi", "1\n");
     put(directory / "second/rssi", "-61\n");
     put(directory / "second/type", "9\n");
@@ -393,7 +429,7 @@ TEST_F(MrfiOnBoard, OperationsReachTheInterfaceOfTheIndex) {
     EXPECT_EQ(content(directory / "second/unlink"), "0xab0001");
 }
 
-TEST_F(MrfiOnBoard, ListsAreOpenedOnTheInterfaceOfTheIndexAndReadOnTheirOwner) {
+TEST_F(MrfiOnBoard, ListsAreOpenedOnTheInterfaceAtTheIndexAndReadThroughTheirOwner) {
     put(directory / "second/connections", "0x12340001 1f 2 -60 1 0\n");
     put(directory / "second/devices", "0x12340001 3 7 probe\n");
     mrfi_enum_ctx* const connections = board.mrfi_connection_list_open(1);
@@ -401,7 +437,7 @@ TEST_F(MrfiOnBoard, ListsAreOpenedOnTheInterfaceOfTheIndexAndReadOnTheirOwner) {
     EXPECT_EQ(connections->owner(), &second);
     EXPECT_EQ(devices->owner(), &second);
 
-    // The owner of the context is asked, whatever the board holds.
+    // A list is read through its owner, whatever the board holds.
     Board empty;
     mrfi_connection_t connection = {};
     EXPECT_TRUE(empty.mrfi_connection_list_read(connections, &connection));
@@ -415,23 +451,13 @@ TEST_F(MrfiOnBoard, ListsAreOpenedOnTheInterfaceOfTheIndexAndReadOnTheirOwner) {
     empty.mrfi_device_list_close(devices);
 }
 
-/** A context that tells of its end. */
-class WatchedContext : public mrfi_enum_ctx {
-public:
-    WatchedContext(MRFI* owner, bool& gone) : mrfi_enum_ctx("/nowhere", owner), gone_(gone) {}
-    ~WatchedContext() override { gone_ = true; }
-
-private:
-    bool& gone_;
-};
-
 TEST_F(MrfiOnBoard, ClosingDestroysTheContext) {
-    bool gone = false;
-    board.mrfi_connection_list_close(new WatchedContext(&first, gone));
-    EXPECT_TRUE(gone);
-    gone = false;
-    board.mrfi_device_list_close(new WatchedContext(&first, gone));
-    EXPECT_TRUE(gone);
+    using Context = Counted<mrfi_enum_ctx>;
+    Context::destroyed = 0;
+    board.mrfi_connection_list_close(new Context("/nowhere", &first));
+    EXPECT_EQ(Context::destroyed, 1);
+    board.mrfi_device_list_close(new Context("/nowhere", &first));
+    EXPECT_EQ(Context::destroyed, 2);
 }
 
 TEST_F(MrfiOnBoard, ContextsThatAreNullOrHaveNoOwnerAreNotValid) {
@@ -450,7 +476,7 @@ TEST_F(MrfiOnBoard, ContextsThatAreNullOrHaveNoOwnerAreNotValid) {
             EXPECT_EQ(thrown(operation), "invalid_argument enumeration context not valid");
     }
     std::string line;
-    EXPECT_TRUE(ownerless.next(line)) << "a refused read has taken the line";
+    EXPECT_TRUE(ownerless.next(line)) << "a refused read must not take the line";
 }
 
 TEST(Board, MrfiClassGetNeedsNoInterface) {
@@ -459,169 +485,34 @@ TEST(Board, MrfiClassGetNeedsNoInterface) {
     EXPECT_EQ(board.mrfi_class_get(&address), 0x1234U);
 }
 
-// ---- What is missing -----------------------------------------------------------------------------------------------
-
-struct Operation {
-    const char* name;
-    std::function<void(Board&, const int& index)> call;
-    bool indexed = true;
-};
-
-Operation without_index(const char* name, void (*call)(Board&)) {
-    return {.name = name, .call = [call](Board& board, const int&) { call(board); }, .indexed = false};
-}
-
-std::vector<Operation> keyed_operations() {
-    static led_color_t color;
-    static io_config_t config;
-    static thermal_state_t thermal;
-    static wifi_info_t wifi;
-    static bluetooth_info_t bluetooth;
-    static platform_info_t platform;
-    static mrfi_addr_t address;
-    static attitude_t attitude;
-    static car_motion_t motion;
-    static serial_device_info_t device;
-    static gps_info_t gps;
-    return {
-        {"backlight_set", [](Board& b, const int& i) { b.backlight_set(i, 0); }},
-        {"backlight_get", [](Board& b, const int& i) { b.backlight_get(i); }},
-        {"display_set", [](Board& b, const int& i) { b.display_set(i, 0); }},
-        {"display_get", [](Board& b, const int& i) { b.display_get(i); }},
-        {"led_color_set", [](Board& b, const int& i) { b.led_color_set(i, &color); }},
-        {"led_color_get", [](Board& b, const int& i) { b.led_color_get(i, &color); }},
-        {"io_set", [](Board& b, const int& i) { b.io_set(i, 0); }},
-        {"io_get", [](Board& b, const int& i) { b.io_get(i); }},
-        {"io_config_set", [](Board& b, const int& i) { b.io_config_set(i, &config); }},
-        {"io_config_get", [](Board& b, const int& i) { b.io_config_get(i); }},
-        {"thermal_state_get", [](Board& b, const int& i) { b.thermal_state_get(i, &thermal); }},
-        without_index("wifi_antenna_set", [](Board& b) { b.wifi_antenna_set(0); }),
-        without_index("wifi_info_get", [](Board& b) { b.wifi_info_get(&wifi); }),
-        without_index("bluetooth_antenna_set", [](Board& b) { b.bluetooth_antenna_set(0); }),
-        without_index("bluetooth_info_get", [](Board& b) { b.bluetooth_info_get(&bluetooth); }),
-        without_index("power_shutdown", [](Board& b) { b.power_shutdown(); }),
-        without_index("power_reboot", [](Board& b) { b.power_reboot(); }),
-        without_index("power_suspend", [](Board& b) { b.power_suspend(); }),
-        without_index("watchdog_enable", [](Board& b) { b.watchdog_enable(1); }),
-        without_index("watchdog_disable", [](Board& b) { b.watchdog_disable(); }),
-        without_index("watchdog_refresh", [](Board& b) { b.watchdog_refresh(); }),
-        without_index("platform_info_get", [](Board& b) { b.platform_info_get(&platform, sizeof platform); }),
-        without_index("platform_uid_get", [](Board& b) { b.platform_uid_get(); }),
-        without_index("platform_oemid_get", [](Board& b) { b.platform_oemid_get(); }),
-        without_index("platform_mid_get", [](Board& b) { b.platform_mid_get(); }),
-        without_index("platform_can_manuf_code_get", [](Board& b) { b.platform_can_manuf_code_get(); }),
-        without_index("platform_can_unique_num_get", [](Board& b) { b.platform_can_unique_num_get(); }),
-        {"mrfi_rssi_get", [](Board& b, const int& i) { b.mrfi_rssi_get(i); }},
-        {"mrfi_type_get", [](Board& b, const int& i) { b.mrfi_type_get(i); }},
-        {"mrfi_address_get", [](Board& b, const int& i) { b.mrfi_address_get(i); }},
-        {"mrfi_autolink_set", [](Board& b, const int& i) { b.mrfi_autolink_set(i, true); }},
-        {"mrfi_autolink_get", [](Board& b, const int& i) { b.mrfi_autolink_get(i); }},
-        {"mrfi_link", [](Board& b, const int& i) { b.mrfi_link(i, &address); }},
-        {"mrfi_unlink", [](Board& b, const int& i) { b.mrfi_unlink(i, &address); }},
-        {"mrfi_connection_list_open", [](Board& b, const int& i) { b.mrfi_connection_list_open(i); }},
-        {"mrfi_device_list_open", [](Board& b, const int& i) { b.mrfi_device_list_open(i); }},
-        without_index("attitude_get", [](Board& b) { b.attitude_get(&attitude); }),
-        without_index("car_motion_get", [](Board& b) { b.car_motion_get(&motion); }),
-        {"serial_mux", [](Board& b, const int& i) { b.serial_mux(i, 0); }},
-        {"serial_device_info_get", [](Board& b, const int& i) { b.serial_device_info_get(i, &device); }},
-        {"serial_alt_func_has", [](Board& b, const int& i) { b.serial_alt_func_has(i, 0); }},
-        {"serial_alt_func_set", [](Board& b, const int& i) { b.serial_alt_func_set(i, 0); }},
-        without_index("gps_info_get", [](Board& b) { b.gps_info_get(&gps); }),
-    };
-}
-
-class KeyedOperation : public testing::TestWithParam<Operation> {
-protected:
-    /** With these indices, or with the only one where the operation has none. */
-    static void expect_missing(Board& board, std::initializer_list<int> indices) {
-        for (const int index : indices) {
-            if (!GetParam().indexed && index != 0) continue;
-            EXPECT_EQ(thrown([&] { GetParam().call(board, index); }), missing) << "index " << index;
-        }
-    }
-};
-
-TEST_P(KeyedOperation, OnAnEmptyBoardIsNotSupported) {
-    Board board;
-    expect_missing(board, {0, 1, -1, 43, INT_MAX, INT_MIN});
-}
-
-// Every key holds something, but nothing of the family: an index outside the family must not be followed.
-TEST_P(KeyedOperation, OnAResourceOfAnotherFamilyIsNotSupported) {
-    OpenBoard board;
-    Resource marker;
-    for (int number = -2; number <= 60; ++number) board.add(key(number), &marker);
-    board.add(key(INT_MAX), &marker);
-    board.add(key(INT_MIN), &marker);
-    expect_missing(board, {0, 1, -1, INT_MAX, INT_MAX - 15, INT_MIN});
-}
-
-INSTANTIATE_TEST_SUITE_P(Board, KeyedOperation, testing::ValuesIn(keyed_operations()),
-                         [](const auto& instance) { return std::string(instance.param.name); });
-
-TEST(Board, IndexIntoANeighbouringFamilyIsNotSupported) {
-    OpenBoard board;
-    StrictMock<LedGroupMock> group;
-    StrictMock<DisplayMock> display;
-    board.add(key(40), &group);
-    board.add(key(41), &display);
-    led_color_t color = {};
-    EXPECT_EQ(thrown([&] { board.display_get(-1); }), missing);
-    EXPECT_EQ(thrown([&] { board.led_color_get(1, &color); }), missing);
-}
-
-TEST(Board, IndexThatOverflowsDoesNotWrapToTheSmallestKeys) {
-    Registered<BacklightMock> at(16, INT_MIN + 15);
-    EXPECT_EQ(thrown([&] { at.board.backlight_get(INT_MAX); }), missing);
-}
-
 // ---- The registry --------------------------------------------------------------------------------------------------
 
-TEST(Board, FindOnAnEmptyBoardIsNull) {
+TEST(Board, EmptyBoardHasNoResourceAndNoHardwareTable) {
     Board board;
     for (int number = -1; number <= 60; ++number) {
         EXPECT_EQ(board.find(key(number)), nullptr);
         EXPECT_FALSE(board.present(key(number)));
     }
-}
-
-TEST(Board, AddReplacesAndDestroysNothing) {
-    class Watched : public Resource {
-    public:
-        explicit Watched(int& destroyed) : destroyed_(destroyed) {}
-        ~Watched() override { ++destroyed_; }
-
-    private:
-        int& destroyed_;
-    };
-
-    int destroyed = 0;
-    {
-        Watched first(destroyed);
-        Watched second(destroyed);
-        auto* const board = new Board;
-        board->add(key(38), &first);
-        EXPECT_EQ(board->find(key(38)), &first);
-        EXPECT_TRUE(board->present(key(38)));
-        board->add(key(38), &second);
-        EXPECT_EQ(board->find(key(38)), &second);
-        EXPECT_EQ(board->find(key(37)), nullptr);
-        EXPECT_EQ(board->find(key(39)), nullptr);
-        delete board;
-        EXPECT_EQ(destroyed, 0);
-    }
-    EXPECT_EQ(destroyed, 2);
-}
-
-TEST(Board, AddingNullIsNotPresent) {
-    Board board;
-    board.add(key(38), nullptr);
-    EXPECT_FALSE(board.present(key(38)));
-}
-
-TEST(Board, HardwareTableOfABoardWithoutPlatformIsInvalid) {
-    Board board;
     EXPECT_EQ(thrown([&] { board.platform_hw_get(27); }), system_error(EINVAL));
+}
+
+TEST(Board, AddReplacesAResourceAndDestroysNone) {
+    Counted<Resource> first;
+    Counted<Resource> second;
+    Counted<Resource>::destroyed = 0;
+    {
+        Board board;
+        board.add(key(38), &first);
+        EXPECT_EQ(board.find(key(38)), &first);
+        EXPECT_TRUE(board.present(key(38)));
+        board.add(key(38), &second);
+        EXPECT_EQ(board.find(key(38)), &second);
+        EXPECT_EQ(board.find(key(37)), nullptr);
+        EXPECT_EQ(board.find(key(39)), nullptr);
+        board.add(key(38), nullptr);
+        EXPECT_FALSE(board.present(key(38)));
+    }
+    EXPECT_EQ(Counted<Resource>::destroyed, 0);
 }
 
 bool needs_hardware_table(int number) {
@@ -640,7 +531,6 @@ TEST(Board, UnreadableHardwareTableLeavesAllOtherResourcesInPlace) {
     EXPECT_TRUE(board.supported(key(INT_MIN)));
 }
 
-/** A board whose hardware table answers what the test says, and counts the questions. */
 class BoardWithTable : public Board {
 public:
     MOCK_METHOD(int, platform_hw_get, (int), (override));
@@ -666,7 +556,7 @@ TEST(Board, SupportedReadsOneFieldForSixKeysAndNoneForTheOthers) {
     }
 }
 
-TEST(Board, AddAsksSupportedAndDropsWhatIsNot) {
+TEST(Board, AddIgnoresWhatIsNotSupported) {
     class ClosedBoard : public Board {
     public:
         MOCK_METHOD(bool, supported, (const type&), (override));
@@ -683,29 +573,30 @@ TEST(Board, AddAsksSupportedAndDropsWhatIsNot) {
     EXPECT_EQ(board.find(key(3)), &marker);
 }
 
-TEST(Board, PresenceDispatchAndHardwareTableAskFind) {
-    class LostBoard : public Board {
+TEST(Board, PresenceDispatchAndHardwareTableCallAnOverriddenFind) {
+    class FindingBoard : public Board {
     public:
         MOCK_METHOD(Resource*, find, (const type&), (override));
     };
-    StrictMock<LostBoard> board;
+    StrictMock<FindingBoard> board;
     Resource marker;
     EXPECT_CALL(board, find(key(39))).WillOnce(Return(&marker));
     EXPECT_TRUE(board.es_present());
-    StrictMock<BacklightMock> backlight;
+    BacklightStandIn backlight;
+    calls.clear();
     EXPECT_CALL(board, find(key(17))).WillOnce(Return(&backlight));
-    EXPECT_CALL(backlight, set(3));
     board.backlight_set(1, 3);
+    EXPECT_THAT(calls, ElementsAre(Pair(&backlight, "set 3")));
     EXPECT_CALL(board, find(key(21))).WillOnce(Return(nullptr));
     EXPECT_EQ(thrown([&] { board.platform_hw_get(27); }), system_error(EINVAL));
 }
 
-TEST(Board, PresenceOfAFamilyAsksPresent) {
-    class AskedBoard : public Board {
+TEST(Board, PresenceOfAFamilyCallsAnOverriddenPresent) {
+    class PresentingBoard : public Board {
     public:
         MOCK_METHOD(bool, present, (const type&), (override));
     };
-    StrictMock<AskedBoard> board;
+    StrictMock<PresentingBoard> board;
     const InSequence in_order;
     EXPECT_CALL(board, present(key(12))).WillOnce(Return(true));
     EXPECT_CALL(board, present(key(14))).WillOnce(Return(true));
@@ -717,33 +608,30 @@ TEST(Board, PresenceOfAFamilyAsksPresent) {
 
 TEST(ResourceType, KeysAreThoseOfTheCInterface) {
     EXPECT_EQ(sizeof(type), 4U);
-    const struct {
-        type name;
-        int number;
-    } keys[] = {{type::io, 0},
-                {type::wifi, 12},
-                {type::wifi_antenna, 13},
-                {type::bluetooth, 14},
-                {type::bluetooth_antenna, 15},
-                {type::backlight, 16},
-                {type::power, 19},
-                {type::watchdog, 20},
-                {type::platform, 21},
-                {type::mrfi, 22},
-                {type::attitude, 24},
-                {type::car_motion, 25},
-                {type::serial_alt_func, 26},
-                {type::serial_mux, 31},
-                {type::serial_device, 36},
-                {type::gps, 38},
-                {type::echosounder, 39},
-                {type::led_group, 40},
-                {type::display, 41},
-                {type::thermal, 43}};
-    for (const auto& key : keys) EXPECT_EQ(static_cast<int>(key.name), key.number);
+    const std::pair<type, int> keys[] = {{type::io, 0},
+                                         {type::wifi, 12},
+                                         {type::wifi_antenna, 13},
+                                         {type::bluetooth, 14},
+                                         {type::bluetooth_antenna, 15},
+                                         {type::backlight, 16},
+                                         {type::power, 19},
+                                         {type::watchdog, 20},
+                                         {type::platform, 21},
+                                         {type::mrfi, 22},
+                                         {type::attitude, 24},
+                                         {type::car_motion, 25},
+                                         {type::serial_alt_func, 26},
+                                         {type::serial_mux, 31},
+                                         {type::serial_device, 36},
+                                         {type::gps, 38},
+                                         {type::echosounder, 39},
+                                         {type::led_group, 40},
+                                         {type::display, 41},
+                                         {type::thermal, 43}};
+    for (const auto& [name, number] : keys) EXPECT_EQ(static_cast<int>(name), number);
 }
 
-TEST(ResourceType, ResourceHoldsNothingButItsVirtualTable) {
+TEST(ResourceType, ResourceHasNoFields) {
     EXPECT_EQ(sizeof(Resource), sizeof(void*));
 }
 

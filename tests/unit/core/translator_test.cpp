@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "support/scenario.h"
@@ -26,7 +27,7 @@ using namespace testing_support;
 
 namespace {
 
-/** Standard error as a socket that keeps the bounds of what is written: one message is one write. */
+/** Standard error as a socket on which every write is a message of its own. */
 class StandardError {
 public:
     StandardError() {
@@ -66,10 +67,8 @@ private:
     int saved_ = -1;
 };
 
-struct Translation {
-    int result;
-    int error;
-};
+/** A result and errno. */
+using Translation = std::pair<int, int>;
 
 template <typename Name>
 Translation translated(const Name& name, const std::function<void()>& thrower) {
@@ -84,90 +83,74 @@ Translation translated(const Name& name, const std::function<void()>& thrower) {
 }
 
 struct Row {
-    const char* name;
+    std::string name;
     std::function<void()> thrower;
-    std::string line;
-    Translation seen = {.result = -1, .error = untouched_errno};
+    std::string cause;
+    Translation translation = {-1, untouched_errno};
+    std::string line = failed("io_get", cause);
 };
 
-std::error_code system_code(int code) {
-    return {code, std::system_category()};
+std::error_code code(int number) {
+    return {number, std::system_category()};
 }
 
 std::vector<Row> rows() {
-    const auto text_of = [](int code) { return "io_get failed: " + system_code(code).message() + "\n"; };
+    const std::string unhandled = "io_get unhandled exception\n";
+    const Translation other = {-1, untouched_errno};
     return {
-        {"NotSupported",
-         [] { throw std::system_error(system_code(95)); },
-         "io_get failed: Operation not supported\n",
-         {.result = -95, .error = 95}},
+        {"NotSupported", [] { throw std::system_error(code(95)); }, "Operation not supported", {-95, 95}},
         {"NoDevice",
-         [] { throw std::system_error(system_code(19), "Invalid PHT table version 4"); },
-         "io_get failed: Invalid PHT table version 4: No such device\n",
-         {.result = -19, .error = 19}},
-        {"CodeZeroLooksLikeSuccess",
-         [] { throw std::system_error(system_code(0)); },
-         "io_get failed: Success\n",
-         {.result = 0, .error = 0}},
-        {"NegativeCode", [] { throw std::system_error(system_code(-5)); }, text_of(-5), {.result = 5, .error = -5}},
-        {"SmallestCode",
-         [] { throw std::system_error(system_code(INT_MIN)); },
-         text_of(INT_MIN),
-         {.result = INT_MIN, .error = INT_MIN}},
-        {"LargestCode",
-         [] { throw std::system_error(system_code(INT_MAX)); },
-         text_of(INT_MAX),
-         {.result = -INT_MAX, .error = INT_MAX}},
+         [] { throw std::system_error(code(19), "Invalid PHT table version 4"); },
+         "Invalid PHT table version 4: No such device",
+         {-19, 19}},
+        {"CodeZeroLooksLikeSuccess", [] { throw std::system_error(code(0)); }, "Success", {0, 0}},
+        {"NegativeCode", [] { throw std::system_error(code(-5)); }, code(-5).message(), {5, -5}},
+        {"SmallestCode", [] { throw std::system_error(code(INT_MIN)); }, code(INT_MIN).message(), {INT_MIN, INT_MIN}},
+        {"LargestCode", [] { throw std::system_error(code(INT_MAX)); }, code(INT_MAX).message(), {-INT_MAX, INT_MAX}},
         {"CodeOfAnotherCategory",
          [] { throw std::system_error(EINVAL, std::generic_category()); },
-         "io_get failed: Invalid argument\n",
-         {.result = -22, .error = 22}},
+         "Invalid argument",
+         {-22, 22}},
         {"DerivedFromSystemError",
-         [] { throw std::filesystem::filesystem_error("cannot", system_code(2)); },
-         "io_get failed: filesystem error: cannot: No such file or directory\n",
-         {.result = -2, .error = 2}},
-        {"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); },
-         "io_get failed: basic_ios::clear: iostream error\n"},
-        {"StreamFailureWithSystemCode", [] { throw std::ios_base::failure("reading", system_code(5)); },
-         "io_get failed: reading: Input/output error\n"},
-        {"RangeError", [] { throw std::range_error("PWM duty out of range"); },
-         "io_get failed: PWM duty out of range\n"},
-        {"InvalidArgument", [] { throw std::invalid_argument("Unsupported port"); },
-         "io_get failed: Unsupported port\n"},
+         [] { throw std::filesystem::filesystem_error("cannot", code(2)); },
+         "filesystem error: cannot: No such file or directory",
+         {-2, 2}},
+        {"StreamFailure", [] { throw std::ios_base::failure("basic_ios::clear"); }, "basic_ios::clear: iostream error"},
+        {"StreamFailureWithSystemCode", [] { throw std::ios_base::failure("reading", code(5)); },
+         "reading: Input/output error"},
+        {"RangeError", [] { throw std::range_error("PWM duty out of range"); }, "PWM duty out of range"},
+        {"InvalidArgument", [] { throw std::invalid_argument("Unsupported port"); }, "Unsupported port"},
         {"RuntimeError", [] { throw std::runtime_error("cannot initialize board data"); },
-         "io_get failed: cannot initialize board data\n"},
-        {"NoMemory", [] { throw std::bad_alloc(); }, "io_get failed: std::bad_alloc\n"},
-        {"PlainException", [] { throw std::exception(); }, "io_get failed: std::exception\n"},
-        {"Number", [] { throw 42; }, "io_get unhandled exception\n"},
-        {"Text", [] { throw "text"; }, "io_get unhandled exception\n"},
-        {"String", [] { throw std::string("text"); }, "io_get unhandled exception\n"},
+         "cannot initialize board data"},
+        {"NoMemory", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
+        {"PlainException", [] { throw std::exception(); }, "std::exception"},
+        {"Number", [] { throw 42; }, "", other, unhandled},
+        {"Text", [] { throw "text"; }, "", other, unhandled},
+        {"String", [] { throw std::string("text"); }, "", other, unhandled},
     };
 }
 
-class Translator : public testing::TestWithParam<Row> {};
-
-TEST_P(Translator, GivesResultErrnoAndOneLineInOneWrite) {
-    for (const bool as_string : {true, false}) {
-        StandardError standard_error;
-        const Translation seen = as_string ? translated(std::string("io_get"), GetParam().thrower)
-                                           : translated<const char*>("io_get", GetParam().thrower);
-        EXPECT_THAT(standard_error.writes(), ElementsAre(GetParam().line));
-        EXPECT_EQ(seen.result, GetParam().seen.result);
-        EXPECT_EQ(seen.error, GetParam().seen.error);
+TEST(Translator, GivesResultErrnoAndOneLineInOneWrite) {
+    for (const Row& row : rows()) {
+        for (const bool as_string : {true, false}) {
+            SCOPED_TRACE(row.name);
+            StandardError standard_error;
+            const Translation translation = as_string ? translated(std::string("io_get"), row.thrower)
+                                                      : translated<const char*>("io_get", row.thrower);
+            EXPECT_THAT(standard_error.writes(), ElementsAre(row.line));
+            EXPECT_EQ(translation, row.translation);
+        }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, Translator, testing::ValuesIn(rows()),
-                         [](const auto& instance) { return std::string(instance.param.name); });
-
-TEST(TranslatorText, LongLineIsStillOneWrite) {
+TEST(Translator, LongLineIsStillOneWrite) {
     const std::string cause(20000, 'x');
     StandardError standard_error;
     translated(std::string("io_get"), [&] { throw std::runtime_error(cause); });
-    EXPECT_THAT(standard_error.writes(), ElementsAre("io_get failed: " + cause + "\n"));
+    EXPECT_THAT(standard_error.writes(), ElementsAre(failed("io_get", cause)));
 }
 
-TEST(TranslatorText, StartupFailureIsOneLineInOneWriteAndKeepsErrno) {
+TEST(Translator, StartupFailureIsOneLineInOneWriteAndKeepsErrno) {
     StandardError standard_error;
     errno = untouched_errno;
     report_startup_failure("no table");
@@ -175,22 +158,21 @@ TEST(TranslatorText, StartupFailureIsOneLineInOneWriteAndKeepsErrno) {
     EXPECT_THAT(standard_error.writes(), ElementsAre("cannot set board resources: no table\n"));
 }
 
-// ---- Whatever the application has done to standard error -----------------------------------------------------------
+// ---- An application that has changed its standard error ------------------------------------------------------------
 
-/** Two system errors and two others in turn, and a failure to start: result and errno must be the same as ever. */
+/** Translates system errors and others in turn and reports a failed start. Returns what went wrong. */
 std::string translate_both_kinds() {
-    const auto translate = [](const char* function, auto error, int result, int errno_afterwards) {
-        const Translation seen = translated(function, [&] { throw error; });
-        return seen.result == result && seen.error == errno_afterwards;
+    const auto translate = [](const char* function, auto error, const Translation& expected) {
+        return translated(function, [&] { throw error; }) == expected;
     };
     for (int i = 0; i < 2; ++i) {
-        if (!translate("io_get", std::system_error(system_code(95)), -95, 95)) return "another system error";
-        if (!translate("io_set", std::range_error("PWM duty out of range"), -1, untouched_errno))
-            return "another error";
+        if (!translate("io_get", std::system_error(code(95)), {-95, 95})) return "system error";
+        if (!translate("io_set", std::range_error("PWM duty out of range"), {-1, untouched_errno}))
+            return "range error";
     }
     errno = untouched_errno;
     report_startup_failure("no table");
-    return errno == untouched_errno ? "as ever" : "errno of the start is lost";
+    return errno == untouched_errno ? "nothing" : "errno of the failed start";
 }
 
 constexpr char both_kinds[] =
@@ -198,47 +180,43 @@ constexpr char both_kinds[] =
     "io_get failed: Operation not supported\nio_set failed: PWM duty out of range\n"
     "cannot set board resources: no table\n";
 
-void arm_stream() {
+void let_stream_throw() {
     std::cerr.exceptions(std::ios_base::badbit | std::ios_base::failbit);
 }
 
-struct Condition {
-    const char* name;
-    void (*apply)();
-    std::string printed;
-};
-
-class StandardErrorThat : public testing::TestWithParam<Condition> {};
-
-TEST_P(StandardErrorThat, ChangesNoResultAndNoErrno) {
-    const ChildResult child = run_in_child([] {
-        GetParam().apply();
-        return translate_both_kinds();
-    });
-    EXPECT_EQ(child.wait_status, 0);
-    EXPECT_EQ(child.output, "as ever");
-    EXPECT_EQ(child.error_text, GetParam().printed);
+TEST(Translator, ResultAndErrnoDoNotDependOnStandardError) {
+    const struct {
+        const char* what_it_is;
+        void (*change)();
+        std::string printed = both_kinds;
+    } rows[] = {
+        {.what_it_is = "unchanged", .change = [] {}},
+        {.what_it_is = "formatting",
+         .change = [] { std::cerr << std::setw(40) << std::setfill('*') << std::left << std::hex << std::showbase; }},
+        {.what_it_is = "throwing", .change = let_stream_throw},
+        {.what_it_is = "closed", .change = [] { close(STDERR_FILENO); }, .printed = ""},
+        {.what_it_is = "throwing and closed",
+         .change = [] { let_stream_throw(), close(STDERR_FILENO); },
+         .printed = ""},
+        {.what_it_is = "without a buffer", .change = [] { std::cerr.rdbuf(nullptr); }, .printed = ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what_it_is);
+        const ChildResult child = run_in_child([&row] {
+            row.change();
+            return translate_both_kinds();
+        });
+        EXPECT_EQ(child.wait_status, 0);
+        EXPECT_EQ(child.output, "nothing");
+        EXPECT_EQ(child.error_text, row.printed);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Application, StandardErrorThat,
-    testing::Values(
-        Condition{.name = "IsAsItWas", .apply = [] {}, .printed = both_kinds},
-        Condition{
-            .name = "HasWidthFillAndFlags",
-            .apply = [] { std::cerr << std::setw(40) << std::setfill('*') << std::left << std::hex << std::showbase; },
-            .printed = both_kinds},
-        Condition{.name = "IsArmed", .apply = arm_stream, .printed = both_kinds},
-        Condition{.name = "IsClosed", .apply = [] { close(STDERR_FILENO); }, .printed = ""},
-        Condition{.name = "IsArmedAndClosed", .apply = [] { arm_stream(), close(STDERR_FILENO); }, .printed = ""},
-        Condition{.name = "HasNoBuffer", .apply = [] { std::cerr.rdbuf(nullptr); }, .printed = ""}),
-    [](const auto& instance) { return std::string(instance.param.name); });
-
-TEST(TranslatorText, IsOutBeforeTheCallReturnsAlsoOnABufferedStream) {
+TEST(Translator, LineIsPrintedBeforeTheCallReturnsEvenIfTheStreamIsBuffered) {
     const ChildResult child = run_in_child([]() -> std::string {
         std::ios_base::sync_with_stdio(false);
         std::cerr << std::nounitbuf;
-        _exit(translate_both_kinds() == "as ever" ? 77 : 78);  // nothing is flushed any more
+        _exit(translate_both_kinds() == "nothing" ? 77 : 78);  // without flushing
     });
     EXPECT_EQ(WEXITSTATUS(child.wait_status), 77);
     EXPECT_EQ(child.error_text, both_kinds);
