@@ -24,7 +24,7 @@ using namespace testing_support;
 
 namespace {
 
-/** What running it throws. */
+/** What it throws. */
 std::string running(const std::string& program) {
     return thrown([&] { Velmor::Power().run_program(program); });
 }
@@ -39,12 +39,13 @@ protected:
 
     const std::string& script(const std::string& body) { return program("#!/bin/sh\n" + body + "\n"); }
 
-    /** A script that can be met while it runs; its process number stands in the file "pid" by then. */
+    /** A script that writes its process ID to the file "pid" first. */
     const std::string& script_with_pid(const std::string& body) {
         return script("echo $$ >" + directory_ / "new" + " && mv " + directory_ / "new" + " " + directory_ / "pid" +
                       "\n" + body);
     }
 
+    /** Waits until the script runs. */
     int pid_of_script() {
         for (int i = 0; i < 10000 && !exists(directory_ / "pid"); ++i) usleep(1000);
         return std::stoi(content(directory_ / "pid"));
@@ -64,30 +65,22 @@ TEST_F(PowerRunProgram, ExitCodeIsTheError) {
     EXPECT_EQ(running(script("exit 1")), system_error(1));
     EXPECT_EQ(running(script("exit 3")), system_error(3));
     EXPECT_EQ(running(script("exit 255")), system_error(255));
-}
-
-TEST_F(PowerRunProgram, DeathBySignalCountsAsSuccess) {
+    // Being killed by a signal counts as success.
     EXPECT_EQ(running(script("kill -KILL $$")), "nothing");
     EXPECT_EQ(running(script("kill -TERM $$")), "nothing");
 }
 
-TEST_F(PowerRunProgram, MissingProgramIsNoEntry) {
+TEST_F(PowerRunProgram, ProgramThatTheKernelCannotExecuteIsTheErrno) {
     EXPECT_EQ(running(directory_ / "none"), system_error(ENOENT));
-}
-
-TEST_F(PowerRunProgram, ProgramThatMayNotBeExecutedIsAccessDenied) {
     EXPECT_EQ(running(program("#!/bin/sh\n", fs::perms::owner_read)), system_error(EACCES));
     EXPECT_EQ(running(directory_.path()), system_error(EACCES));
-}
-
-// No shell stands in where the kernel knows no interpreter, and PATH is not searched.
-TEST_F(PowerRunProgram, ProgramIsExecutedByTheKernelOnly) {
+    // A file without an interpreter is not given to a shell, and PATH is not searched.
     EXPECT_EQ(running(program("exit 0\n")), system_error(ENOEXEC));
     EXPECT_EQ(running("true"), system_error(ENOENT));
 }
 
 TEST_F(PowerRunProgram, PathIsTheOnlyArgument) {
-    // The system's sleep says who it thinks it is, and that it has been given no argument.
+    // The system's sleep prints the name it was called by and that it has no operand.
     fs::create_symlink("/bin/sleep", program_);
     setenv("LC_ALL", "C", 1);
     const ChildResult child = run_in_child([&] { return running(program_); });
@@ -96,11 +89,11 @@ TEST_F(PowerRunProgram, PathIsTheOnlyArgument) {
 }
 
 TEST_F(PowerRunProgram, EnvironmentIsInherited) {
-    const std::string said = directory_ / "said";
-    setenv("VELMOR_TEST_VARIABLE", "of the application's", 1);
-    EXPECT_EQ(running(script("echo \"$# $VELMOR_TEST_VARIABLE\" >" + said)), "nothing");
+    const std::string output = directory_ / "output";
+    setenv("VELMOR_TEST_VARIABLE", "the application's", 1);
+    EXPECT_EQ(running(script("echo \"$# $VELMOR_TEST_VARIABLE\" >" + output)), "nothing");
     unsetenv("VELMOR_TEST_VARIABLE");
-    EXPECT_EQ(content(said), "0 of the application's\n");
+    EXPECT_EQ(content(output), "0 the application's\n");
 }
 
 TEST_F(PowerRunProgram, NoChildIsLeftBehind) {
@@ -122,7 +115,7 @@ TEST_F(PowerRunProgram, AnyChildThatEndsIsWaitedFor) {
     EXPECT_EQ(child.output, system_error(7));
 }
 
-TEST_F(PowerRunProgram, IgnoredChildSignalIsNoChild) {
+TEST_F(PowerRunProgram, IgnoredChildSignalIsECHILD) {
     const ChildResult child = run_in_child([&] {
         std::signal(SIGCHLD, SIG_IGN);
         return running(script("exit 0"));
@@ -130,7 +123,7 @@ TEST_F(PowerRunProgram, IgnoredChildSignalIsNoChild) {
     EXPECT_EQ(child.output, system_error(ECHILD));
 }
 
-TEST_F(PowerRunProgram, SignalDuringTheWaitIsInterrupted) {
+TEST_F(PowerRunProgram, SignalDuringTheWaitIsEINTR) {
     const ChildResult child = run_in_child([&] {
         struct sigaction action = {};
         action.sa_handler = [](int) {};
@@ -148,7 +141,7 @@ TEST_F(PowerRunProgram, RefusedProcessIsTheError) {
     fs::permissions(directory_.path(), fs::perms::all);
     fs::permissions(program, fs::perms::all);
     const ChildResult child = run_in_child([&] {
-        // The limit holds for users without privileges only; a name service would not make 65534 another "nobody".
+        // The limit applies to unprivileged users only. 65534 is "nobody" whatever the name service says.
         if (getuid() == 0 && setuid(65534) != 0) return std::string("cannot become another user");
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_NPROC, &none);
@@ -157,7 +150,7 @@ TEST_F(PowerRunProgram, RefusedProcessIsTheError) {
     EXPECT_EQ(child.output, system_error(EAGAIN));
 }
 
-// The wait within the frame of an exported function, which keeps cancellation off everywhere else.
+/** A thread that waits for a program. As in an exported function, cancellation is off everywhere else. */
 struct Waiter {
     explicit Waiter(std::string path, int cancel_state = PTHREAD_CANCEL_ENABLE)
         : program(std::move(path)), state(cancel_state) {
@@ -173,7 +166,7 @@ struct Waiter {
             this);
     }
 
-    /** Whether the thread ended by its cancellation. */
+    /** Waits for the thread to end; whether it was cancelled. */
     bool joined_as_cancelled() const {
         void* result = nullptr;
         pthread_join(thread, &result);
@@ -196,7 +189,7 @@ TEST_F(PowerRunProgram, ThreadCanBeCancelledInTheWait) {
     EXPECT_EQ(waitpid(program, nullptr, 0), program);
 }
 
-TEST_F(PowerRunProgram, ThreadThatLetsNobodyCancelItIsNotCancelled) {
+TEST_F(PowerRunProgram, ThreadThatHasDisabledCancellationIsNotCancelled) {
     const Waiter waiter(script_with_pid("sleep 0.3; exit 3"), PTHREAD_CANCEL_DISABLE);
     pid_of_script();
     pthread_cancel(waiter.thread);

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "platform/watchdog.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/ioctl.h>
 
 #include <cerrno>
 #include <climits>
-#include <cstdarg>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "support/files_test.h"
+#include "support/ioctl_stand_in.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -22,61 +21,26 @@ using namespace testing_support;
 
 namespace {
 
-constexpr unsigned long set_timeout = 0xC0045706;
-constexpr unsigned long keepalive = 0x80045705;
+/** Notes the requests, "set timeout 30", and accepts them unless it is given an error. */
+class Driver : public IoctlStandIn {
+public:
+    int ioctl(int fd, unsigned long request, void* argument) override {
+        int& number = *static_cast<int*>(argument);
+        const std::string name = request == 0xC0045706 ? "set timeout" : request == 0x80045705 ? "keepalive" : "other";
+        requests.push_back(name + " " + std::to_string(number));
+        last_fd = fd;
+        if (error == 0) number = 127;  // the kernel's drivers report the timeout that they have set
+        return error;
+    }
 
-/** Stands for the watchdog's driver, which the temporary file has not. */
-struct Driver {
-    struct Call {
-        unsigned long request;
-        int argument;
-        bool operator==(const Call&) const = default;
-    };
-
-    std::vector<Call> calls;
-    int error = 0;  // of the next calls
-    int fd = -1;    // the last one that was used
+    std::vector<std::string> requests;
+    int error = 0;
+    int last_fd = -1;
 };
 
-Driver* driver = nullptr;
-
-void PrintTo(const Driver::Call& call, std::ostream* text) {
-    *text << std::hex << call.request << " " << std::dec << call.argument;
-}
-
-}  // namespace
-
-// With a Driver it answers as the kernel's would; else (where a Recorder answers) it is the C library's.
-extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, request);
-    int* const argument = va_arg(arguments, int*);
-    va_end(arguments);
-    if (driver == nullptr) {
-        static const auto real = reinterpret_cast<int (*)(int, unsigned long, ...)>(dlsym(RTLD_NEXT, "ioctl"));
-        return real(fd, request, argument);
-    }
-    driver->calls.push_back({request, *argument});
-    driver->fd = fd;
-    if (driver->error != 0) {
-        errno = driver->error;
-        return -1;
-    }
-    *argument = 127;  // a driver tells what it has made of the value
-    return 0;
-}
-
-namespace {
-
-class WatchdogTest : public FilesTest {
+class WatchdogTest : public OneFileTest {
 protected:
-    WatchdogTest() {
-        put(node_, "");
-        driver = &driver_;
-    }
-    ~WatchdogTest() override { driver = nullptr; }
-    WatchdogTest(const WatchdogTest&) = delete;
-    WatchdogTest& operator=(const WatchdogTest&) = delete;
+    WatchdogTest() { put(path_, ""); }
 
     // What these throw.
     std::string enable(int timeout_s) {
@@ -89,225 +53,195 @@ protected:
         return thrown([&] { watchdog_->disable(); });
     }
 
-    const std::string node_ = directory_ / "watchdog";
     Driver driver_;
-    std::unique_ptr<Watchdog> watchdog_ = std::make_unique<Watchdog>(node_);
-};
-
-/** Its node opens but takes no bytes: the magic is refused. */
-class WatchdogThatRefusesTheMagic : public WatchdogTest {
-protected:
-    WatchdogThatRefusesTheMagic() {
-        watchdog_ = std::make_unique<Watchdog>("/dev/full");
-        watchdog_->enable(30);
-    }
+    std::unique_ptr<Watchdog> watchdog_ = std::make_unique<Watchdog>(path_);
 };
 
 const std::string invalid = system_error(EINVAL);
 
-TEST_F(WatchdogTest, ConstructionTouchesNothing) {
+TEST_F(WatchdogTest, ConstructionOpensAndCreatesNothing) {
     const Watchdog watchdog(directory_ / "none");
     EXPECT_FALSE(exists(directory_ / "none"));
-    EXPECT_THAT(driver_.calls, IsEmpty());
+    EXPECT_THAT(driver_.requests, IsEmpty());
 }
 
 TEST_F(WatchdogTest, EnableOpensForWritingAndSetsTheTimeout) {
-    put(node_, "kept");
+    put(path_, "kept");
     watchdog_->enable(30);
-    EXPECT_THAT(driver_.calls, ElementsAre(Driver::Call{set_timeout, 30}));
-    EXPECT_EQ(fcntl(driver_.fd, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK | O_SYNC), O_WRONLY);
-    EXPECT_EQ(fcntl(driver_.fd, F_GETFD), FD_CLOEXEC);
-    EXPECT_EQ(content(node_), "kept");
+    EXPECT_THAT(driver_.requests, ElementsAre("set timeout 30"));
+    EXPECT_EQ(fcntl(driver_.last_fd, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK | O_SYNC), O_WRONLY);
+    EXPECT_EQ(fcntl(driver_.last_fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(content(path_), "kept");
 }
 
-TEST_F(WatchdogTest, TimeoutsFromZeroOnArePassedAsTheyAre) {
+TEST_F(WatchdogTest, TimeoutsArePassedOnAndRefreshIsAKeepaliveWithZero) {
     watchdog_->enable(0);
     watchdog_->enable(INT_MAX);
-    EXPECT_THAT(driver_.calls, ElementsAre(Driver::Call{set_timeout, 0}, Driver::Call{set_timeout, INT_MAX}));
+    watchdog_->refresh();
+    watchdog_->refresh();
+    EXPECT_THAT(driver_.requests, ElementsAre("set timeout 0", "set timeout 2147483647", "keepalive 0", "keepalive 0"));
 }
 
-TEST_F(WatchdogTest, NegativeTimeoutOpensNothing) {
+TEST_F(WatchdogTest, NegativeTimeoutNeitherOpensTheNodeNorDisarmsAnArmedWatchdog) {
     for (const int timeout_s : {-1, INT_MIN}) EXPECT_EQ(enable(timeout_s), invalid);
-    EXPECT_THAT(driver_.calls, IsEmpty());
+    EXPECT_THAT(driver_.requests, IsEmpty());
     EXPECT_EQ(refresh(), invalid) << "it is open";
-}
-
-TEST_F(WatchdogTest, NegativeTimeoutLeavesAnArmedWatchdogArmed) {
     watchdog_->enable(30);
     EXPECT_EQ(enable(-1), invalid);
-    EXPECT_EQ(content(node_), "");
+    EXPECT_EQ(content(path_), "");
     watchdog_->refresh();
-    EXPECT_EQ(driver_.calls.size(), 2U);
+    EXPECT_EQ(driver_.requests.size(), 2U);
 }
 
-TEST_F(WatchdogTest, RefreshPassesZero) {
-    watchdog_->enable(30);
-    watchdog_->refresh();
-    watchdog_->refresh();
-    EXPECT_THAT(driver_.calls,
-                ElementsAre(Driver::Call{set_timeout, 30}, Driver::Call{keepalive, 0}, Driver::Call{keepalive, 0}));
-}
-
-TEST_F(WatchdogTest, RefreshAndDisableBeforeEnableAreInvalid) {
+TEST_F(WatchdogTest, DisableWritesTheMagicAndClosesAndIsInvalidUnlessEnabled) {
     EXPECT_EQ(refresh(), invalid);
     EXPECT_EQ(disable(), invalid);
-    EXPECT_THAT(driver_.calls, IsEmpty());
-    EXPECT_EQ(content(node_), "");
-}
-
-TEST_F(WatchdogTest, DisableWritesTheMagicAndCloses) {
+    EXPECT_THAT(driver_.requests, IsEmpty());
+    EXPECT_EQ(content(path_), "");
     watchdog_->enable(30);
     watchdog_->disable();
-    EXPECT_EQ(content(node_), "V");
-    EXPECT_FALSE(is_open(driver_.fd));
+    EXPECT_EQ(content(path_), "V");
+    EXPECT_FALSE(is_open(driver_.last_fd));
     EXPECT_EQ(refresh(), invalid);
     EXPECT_EQ(disable(), invalid);
-    EXPECT_EQ(content(node_), "V");
+    EXPECT_EQ(content(path_), "V");
 }
 
-TEST_F(WatchdogTest, SecondEnableDisarmsFirstAndSetsTheNewTimeout) {
+TEST_F(WatchdogTest, SecondEnableFirstDisarmsAndThenSetsTheNewTimeout) {
     watchdog_->enable(30);
-    const int first = driver_.fd;
+    const int first = driver_.last_fd;
     watchdog_->enable(60);
-    EXPECT_EQ(driver_.fd, first) << "the first descriptor was still open when the node was opened again";
-    EXPECT_EQ(content(node_), "V");
-    EXPECT_THAT(driver_.calls, ElementsAre(Driver::Call{set_timeout, 30}, Driver::Call{set_timeout, 60}));
-    EXPECT_EQ(fcntl(driver_.fd, F_GETFL) & O_ACCMODE, O_WRONLY) << "it is not armed again";
-    put(node_, "");
+    EXPECT_EQ(driver_.last_fd, first) << "the first descriptor was still open when the node was opened again";
+    EXPECT_EQ(content(path_), "V");
+    EXPECT_THAT(driver_.requests, ElementsAre("set timeout 30", "set timeout 60"));
+    EXPECT_EQ(fcntl(driver_.last_fd, F_GETFL) & O_ACCMODE, O_WRONLY) << "it is not armed again";
+    put(path_, "");
     watchdog_->disable();
-    EXPECT_EQ(content(node_), "V");
-    EXPECT_FALSE(is_open(driver_.fd));
+    EXPECT_EQ(content(path_), "V");
+    EXPECT_FALSE(is_open(driver_.last_fd));
 }
 
-TEST_F(WatchdogTest, SecondEnableGoesThroughAnOverriddenDisable) {
+TEST_F(WatchdogTest, SecondEnableCallsAnOverriddenDisable) {
     struct Counting : Watchdog {
         using Watchdog::Watchdog;
         void disable() override { ++disabled; }
         int disabled = 0;
     };
-    Counting watchdog(node_);
+    Counting watchdog(path_);
     watchdog.enable(30);
     EXPECT_EQ(watchdog.disabled, 0);
     watchdog.enable(30);
     EXPECT_EQ(watchdog.disabled, 1);
 }
 
-TEST_F(WatchdogTest, MissingNodeIsNoEntryAndIsNotCreated) {
-    remove(node_);
+TEST_F(WatchdogTest, MissingNodeIsENOENTAndNotCreated) {
+    remove(path_);
     EXPECT_EQ(enable(30), system_error(ENOENT));
-    EXPECT_FALSE(exists(node_));
-    EXPECT_THAT(driver_.calls, IsEmpty());
+    EXPECT_FALSE(exists(path_));
+    EXPECT_THAT(driver_.requests, IsEmpty());
     EXPECT_EQ(refresh(), invalid);
 }
 
 TEST_F(WatchdogTest, FailedSecondOpenLeavesItDisarmedAndClosed) {
     watchdog_->enable(30);
     const std::string moved = directory_ / "moved";
-    ASSERT_EQ(rename(node_.c_str(), moved.c_str()), 0);
+    ASSERT_EQ(rename(path_.c_str(), moved.c_str()), 0);
     EXPECT_EQ(enable(30), system_error(ENOENT));
     EXPECT_EQ(content(moved), "V");
     EXPECT_EQ(refresh(), invalid);
 }
 
 // Opening has armed the hardware, so the application must still be able to feed and to disarm it.
-TEST_F(WatchdogTest, FailedTimeoutLeavesItOpen) {
+TEST_F(WatchdogTest, FailedTimeoutOrRefreshLeavesItOpen) {
     driver_.error = EINVAL;
     EXPECT_EQ(enable(100000), invalid);
     driver_.error = 0;
     EXPECT_EQ(refresh(), "nothing");
-    EXPECT_EQ(disable(), "nothing");
-    EXPECT_EQ(content(node_), "V");
-}
-
-TEST_F(WatchdogTest, FailedRefreshIsItsErrorAndLeavesItOpen) {
-    watchdog_->enable(30);
     driver_.error = EIO;
     EXPECT_EQ(refresh(), system_error(EIO));
     driver_.error = 0;
     EXPECT_EQ(refresh(), "nothing");
+    EXPECT_EQ(disable(), "nothing");
+    EXPECT_EQ(content(path_), "V");
 }
 
-TEST_F(WatchdogThatRefusesTheMagic, StaysOpen) {
+TEST_F(WatchdogTest, StaysOpenWithItsTimeoutIfTheNodeRefusesTheMagic) {
+    watchdog_ = std::make_unique<Watchdog>("/dev/full");
+    watchdog_->enable(30);
     EXPECT_EQ(disable(), system_error(ENOSPC));
     EXPECT_EQ(refresh(), "nothing");
-}
-
-TEST_F(WatchdogThatRefusesTheMagic, IsNotEnabledAgain) {
     EXPECT_EQ(enable(60), system_error(ENOSPC));
-    EXPECT_THAT(driver_.calls, ElementsAre(Driver::Call{set_timeout, 30}));
     EXPECT_EQ(refresh(), "nothing");
+    EXPECT_THAT(driver_.requests, ElementsAre("set timeout 30", "keepalive 0", "keepalive 0"));
 }
 
 TEST_F(WatchdogTest, DestructionClosesWithoutTheMagic) {
     watchdog_->enable(30);
     watchdog_.reset();
-    EXPECT_FALSE(is_open(driver_.fd));
-    EXPECT_EQ(content(node_), "");
+    EXPECT_FALSE(is_open(driver_.last_fd));
+    EXPECT_EQ(content(path_), "");
 }
 
-class WatchdogActs : public FilesTest {
-protected:
-    void SetUp() override {
-        VELMOR_NEEDS_RECORDER();
-        put(node_, "");
-    }
+// ---- The system calls, without a stand-in --------------------------------------------------------------------------
 
-    /** A driver that takes every timeout and every refresh. */
+class WatchdogFile : public OneFileTest {
+protected:
+    WatchdogFile() { put(path_, ""); }
+
+    /** A driver that accepts every timeout and every refresh. */
     Recorder any_driver() const { return recorder().answer(set_timeout_, 0).answer(keepalive_, 0); }
 
-    const std::string node_ = directory_ / "watchdog";
-    const std::string open_ = "open " + node_ + " w";
-    const std::string set_timeout_ = "ioctl " + node_ + " 0xc0045706";
-    const std::string keepalive_ = "ioctl " + node_ + " 0x80045705";
-    const std::string magic_ = "write " + node_ + " V";
-    const std::string close_ = "close " + node_;
+    const std::string set_timeout_ = "ioctl " + path_ + " 0xc0045706";
+    const std::string keepalive_ = "ioctl " + path_ + " 0x80045705";
+    const std::string magic_ = write_ + " V";
 };
+
+using WatchdogActs = Recorded<WatchdogFile>;
 
 TEST_F(WatchdogActs, MagicAndCloseComeBeforeTheSecondOpen) {
     const auto code = [this] {
-        Watchdog watchdog(node_);
+        Watchdog watchdog(path_);
         watchdog.enable(30);
         watchdog.refresh();
         watchdog.enable(60);
         watchdog.disable();
     };
-    expect_acts(any_driver(), code,
-                {open_, set_timeout_, keepalive_, magic_, close_, open_, set_timeout_, magic_, close_}, "nothing");
+    expect_acts(
+        any_driver(), code,
+        {open_to_write_, set_timeout_, keepalive_, magic_, close_, open_to_write_, set_timeout_, magic_, close_});
 }
 
-TEST_F(WatchdogActs, NothingIsAskedWithoutEnable) {
-    Watchdog watchdog(node_);
+TEST_F(WatchdogActs, NoSystemCallIsMadeBeforeEnableNorAfterAFailedOpen) {
+    Watchdog watchdog(path_);
     expect_acts([&] { watchdog.refresh(); }, {}, invalid);
     expect_acts([&] { watchdog.disable(); }, {}, invalid);
     expect_acts([&] { watchdog.enable(-1); }, {}, invalid);
-}
-
-TEST_F(WatchdogActs, RefusedOpenIsItsError) {
     expect_acts(
-        any_driver().fail(open_, EBUSY), [this] { Watchdog(node_).enable(30); }, {open_ + " = EBUSY"},
+        any_driver().fail(open_to_write_, EBUSY), [this] { Watchdog(path_).enable(30); }, {open_to_write_ + " = EBUSY"},
         system_error(EBUSY));
 }
 
-TEST_F(WatchdogActs, MagicThatIsNotTakenLeavesItOpen) {
-    const ChildResult child = run_in_child(any_driver().answer("write " + node_, 0, 1), [this] {
-        Watchdog watchdog(node_);
+TEST_F(WatchdogActs, MagicThatIsNotWrittenLeavesItOpen) {
+    const auto code = [this] {
+        Watchdog watchdog(path_);
         watchdog.enable(30);
         std::string failure = thrown([&] { watchdog.disable(); });
         watchdog.refresh();
         return failure;
-    });
-    EXPECT_EQ(child.output, system_error(EIO));
-    EXPECT_THAT(child.acts, ElementsAre(open_, set_timeout_, magic_, keepalive_, close_));
+    };
+    expect_acts(any_driver().answer(write_, 0, 1), code, {open_to_write_, set_timeout_, magic_, keepalive_, close_},
+                system_error(EIO));
 }
 
-TEST_F(WatchdogActs, FailedCloseIsNotReported) {
+TEST_F(WatchdogActs, FailedCloseIsIgnored) {
     const auto code = [this] {
-        Watchdog watchdog(node_);
+        Watchdog watchdog(path_);
         watchdog.enable(30);
         watchdog.disable();
         watchdog.refresh();
     };
-    expect_acts(any_driver().fail(close_, EIO), code, {open_, set_timeout_, magic_, close_ + " = EIO"}, invalid);
+    expect_acts(any_driver().fail(close_, EIO), code, {open_to_write_, set_timeout_, magic_, close_ + " = EIO"},
+                invalid);
 }
 
 }  // namespace

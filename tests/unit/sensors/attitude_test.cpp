@@ -12,21 +12,14 @@
 
 using testing::ElementsAre;
 using testing::FieldsAre;
-using testing_support::thrown;
 using Velmor::Attitude;
+using namespace testing_support;
 
 namespace {
 
-constexpr unsigned long x = 0x80184540;
-constexpr unsigned long y = 0x80184541;
-constexpr unsigned long z = 0x80184542;
-
-constexpr char io_error[] = "system_error 5 Input/output error";
-constexpr char no_entry[] = "system_error 2 No such file or directory";
-
 class AttitudeTest : public testing::Test {
 protected:
-    AttitudeTest() { input_.values = {{x, 100}, {y, -200}, {z, 300}}; }
+    AttitudeTest() { input_.values = {{axis_x, 100}, {axis_y, -200}, {axis_z, 300}}; }
 
     /** What a query throws. */
     std::string query() {
@@ -41,13 +34,13 @@ protected:
 TEST_F(AttitudeTest, AxesXYZAreQueriedInOrder) {
     sensor_.get(attitude_);
     EXPECT_THAT(attitude_, FieldsAre(100, -200, 300));
-    EXPECT_THAT(input_.requests(), ElementsAre(x, y, z));
+    EXPECT_THAT(input_.requests(), ElementsAre(axis_x, axis_y, axis_z));
 }
 
-TEST_F(AttitudeTest, EveryCallAsksTheNodeThatTheFirstHasOpened) {
+TEST_F(AttitudeTest, LaterCallsUseTheOpenNode) {
     sensor_.get(attitude_);
-    testing_support::remove(input_.node());
-    input_.values = {{x, 4}, {y, 5}, {z, 6}};
+    remove(input_.node());
+    input_.values = {{axis_x, 4}, {axis_y, 5}, {axis_z, 6}};
     sensor_.get(attitude_);
     EXPECT_THAT(attitude_, FieldsAre(4, 5, 6));
     EXPECT_EQ(input_.queries.front().fd, input_.queries.back().fd);
@@ -56,23 +49,23 @@ TEST_F(AttitudeTest, EveryCallAsksTheNodeThatTheFirstHasOpened) {
 TEST_F(AttitudeTest, FailureKeepsTheAxesBeforeIt) {
     input_.error = EIO;
     input_.values = {};
-    EXPECT_EQ(query(), io_error);
+    EXPECT_EQ(query(), system_error(EIO));
     EXPECT_THAT(attitude_, FieldsAre(-7, -8, -9));
-    input_.values = {{x, 1}, {z, 3}};
-    EXPECT_EQ(query(), io_error);
+    input_.values = {{axis_x, 1}, {axis_z, 3}};
+    EXPECT_EQ(query(), system_error(EIO));
     EXPECT_THAT(attitude_, FieldsAre(1, -8, -9));
-    input_.values = {{x, 4}, {y, 5}};
-    EXPECT_EQ(query(), io_error);
+    input_.values = {{axis_x, 4}, {axis_y, 5}};
+    EXPECT_EQ(query(), system_error(EIO));
     EXPECT_THAT(attitude_, FieldsAre(4, 5, -9));
 }
 
-// Construction opens nothing: the node may appear later.
-TEST_F(AttitudeTest, NodeThatIsMissingIsNoEntryAndOpenedWhenItAppears) {
-    testing_support::remove(input_.node());
+// Construction opens nothing, so the node may appear later.
+TEST_F(AttitudeTest, MissingNodeIsENOENTAndIsOpenedOnceItAppears) {
+    remove(input_.node());
     EXPECT_EQ(thrown([this] { Attitude(input_.node()); }), "nothing");
-    EXPECT_EQ(query(), no_entry);
+    EXPECT_EQ(query(), system_error(ENOENT));
     EXPECT_THAT(attitude_, FieldsAre(-7, -8, -9));
-    testing_support::put(input_.node(), "");
+    put(input_.node(), "");
     EXPECT_EQ(query(), "nothing");
 }
 

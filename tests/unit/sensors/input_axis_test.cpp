@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <climits>
 #include <string>
 
@@ -23,23 +24,19 @@ protected:
     DeviceFile file_ = DeviceFile(input_.node());
 };
 
-class InputAxisActs : public FilesTest {
-protected:
-    const std::string node_ = directory_ / "event0";
-    DeviceFile file_ = DeviceFile(node_);
-};
+using InputAxisActs = Recorded<OneFileTest>;
 
 TEST_F(InputAxis, RequestIsThatOfTheAxis) {
-    input_.values = {{0x80184540, 10}, {0x80184541, -20}, {0x80184542, INT_MAX}, {0x80184543, INT_MIN}};
+    input_.values = {{axis_x, 10}, {axis_y, -20}, {axis_z, INT_MAX}, {axis_rx, INT_MIN}};
     EXPECT_EQ(read_axis(file_, 0), 10);
     EXPECT_EQ(read_axis(file_, 1), -20);
     EXPECT_EQ(read_axis(file_, 2), INT_MAX);
     EXPECT_EQ(read_axis(file_, 3), INT_MIN);
-    EXPECT_THAT(input_.requests(), ElementsAre(0x80184540, 0x80184541, 0x80184542, 0x80184543));
+    EXPECT_THAT(input_.requests(), ElementsAre(axis_x, axis_y, axis_z, axis_rx));
 }
 
 TEST_F(InputAxis, NodeIsOpenedOnceForReadingAndCloseOnExec) {
-    input_.values = {{0x80184540, 1}, {0x80184543, 2}};
+    input_.values = {{axis_x, 1}, {axis_rx, 2}};
     EXPECT_FALSE(file_.is_open());
     read_axis(file_, 0);
     ASSERT_TRUE(file_.is_open());
@@ -54,44 +51,42 @@ TEST_F(InputAxis, NodeIsOpenedOnceForReadingAndCloseOnExec) {
     }
 }
 
-TEST_F(InputAxis, MissingNodeIsNoEntryAndIsNotCreated) {
+TEST_F(InputAxis, MissingNodeIsENOENTAndNotCreated) {
     remove(input_.node());
-    EXPECT_EQ(thrown([&] { read_axis(file_, 0); }), "system_error 2 No such file or directory");
+    EXPECT_EQ(thrown([&] { read_axis(file_, 0); }), system_error(ENOENT));
     EXPECT_FALSE(exists(input_.node()));
     EXPECT_TRUE(input_.queries.empty());
 }
 
-TEST_F(InputAxis, FailedQueryIsItsErrorAndLeavesTheNodeOpen) {
+TEST_F(InputAxis, FailedQueryIsThrownAndLeavesTheNodeOpen) {
     input_.error = ENODEV;
-    EXPECT_EQ(thrown([&] { read_axis(file_, 0); }), "system_error 19 No such device");
+    EXPECT_EQ(thrown([&] { read_axis(file_, 0); }), system_error(ENODEV));
     EXPECT_TRUE(file_.is_open());
-    input_.values = {{0x80184540, 5}};
+    input_.values = {{axis_x, 5}};
     EXPECT_EQ(read_axis(file_, 0), 5);
 }
 
 TEST_F(InputAxisActs, EventsAreNeverRead) {
-    VELMOR_NEEDS_RECORDER();
-    put(node_, "");
-    const std::string query_x = "ioctl " + node_ + " 0x80184540";
-    const std::string query_y = "ioctl " + node_ + " 0x80184541";
+    put(path_, "");
+    const std::string query_x = "ioctl " + path_ + " 0x80184540";
+    const std::string query_y = "ioctl " + path_ + " 0x80184541";
     const auto two_queries = [this] {
-        DeviceFile file(node_);
+        DeviceFile file(path_);
         read_axis(file, 0);
         read_axis(file, 1);
     };
     expect_acts(recorder().answer(query_x, 0).answer(query_y, 0), two_queries,
-                {"open " + node_ + " r", query_x, query_y, "close " + node_}, "nothing");
+                {open_to_read_, query_x, query_y, close_});
 }
 
-TEST_F(InputAxisActs, RefusedOpenIsItsError) {
-    VELMOR_NEEDS_RECORDER();
-    const std::string open = "open " + node_ + " r";
-    const ChildResult child = run_in_child(recorder().fail(open, EACCES), [this] {
-        const std::string failure = thrown([this] { read_axis(file_, 0); });
-        return failure + (file_.is_open() ? ", and open" : ", and closed");
-    });
-    EXPECT_EQ(child.output, "system_error 13 Permission denied, and closed");
-    EXPECT_THAT(child.acts, ElementsAre(open + " = EACCES"));
+TEST_F(InputAxisActs, FailedOpenIsThrownAndLeavesItClosed) {
+    const auto query = [this] {
+        DeviceFile file(path_);
+        const std::string failure = thrown([&] { read_axis(file, 0); });
+        return failure + (file.is_open() ? ", open" : ", closed");
+    };
+    expect_acts(recorder().fail(open_to_read_, EACCES), query, {open_to_read_ + " = EACCES"},
+                system_error(EACCES) + ", closed");
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ class ThermalTest : public FilesTest {
 protected:
     ThermalTest() { make_zone({"critical", "hot", "active", "very_hot"}); }
 
-    /** A zone of these trip points: the ith has the ith type and the temperature 1000 * (i + 1). */
+    /** A zone with trip points of these types; trip point i has the temperature 1000 * (i + 1). */
     void make_zone(const std::vector<std::string>& types) const {
         remove(zone_);
         put(temperature_, "45000\n");
@@ -59,26 +59,20 @@ protected:
         EXPECT_THAT(state, FieldsAre(-1, -2, -3, -4, -5));
     }
 
-    /** The files of the zone that this opens, in order: the name, the mode and a failure. */
+    /** The files of the zone that this opens, in order: "temp r", with " = ENOENT" after it for a failure. */
     Acts opened(const std::function<void()>& code) const {
-        const std::string open = "open " + zone_ + "/";
         const ChildResult child = run_in_child(recorder(), [&code] { return thrown(code); });
-        Acts files;
-        for (const std::string& act : child.acts) {
-            if (act.starts_with(open)) files.push_back(act.substr(open.size()));
-        }
-        return files;
+        return acts_after("open " + zone_ + "/", child.acts);
     }
 
     const std::string zone_ = directory_ / "thermal_zone0";
     const std::string temperature_ = zone_ + "/temp";
 };
 
-TEST_F(ThermalTest, TripPointsAreReportedInTheRecordsOrder) {
-    EXPECT_THAT(query(), FieldsAre(45000, 3000, 2000, 4000, 1000));
-}
+using ThermalActs = Recorded<ThermalTest>;
 
-TEST_F(ThermalTest, TemperaturesAreNotScaled) {
+TEST_F(ThermalTest, TemperaturesAreReportedByTypeAndNotScaled) {
+    EXPECT_THAT(query(), FieldsAre(45000, 3000, 2000, 4000, 1000));
     put(temperature_, "-2147483648\n");
     put(file(2, "_temp"), "2147483647\n");
     put(file(1, "_temp"), "0\n");
@@ -87,23 +81,19 @@ TEST_F(ThermalTest, TemperaturesAreNotScaled) {
     EXPECT_THAT(query(), FieldsAre(INT_MIN, INT_MAX, 0, -1, 7));
 }
 
-TEST_F(ThermalTest, EveryQueryReadsAfresh) {
+TEST_F(ThermalTest, EveryQueryReadsTheCurrentTemperatures) {
     Thermal thermal(zone_);
     EXPECT_THAT(query(thermal), FieldsAre(45000, 3000, 2000, 4000, 1000));
     put(temperature_, "46000\n");
     put(file(0, "_temp"), "99000\n");
     EXPECT_THAT(query(thermal), FieldsAre(46000, 3000, 2000, 4000, 99000));
-}
-
-TEST_F(ThermalTest, TypesAreLearntAtConstructionOnly) {
-    Thermal thermal(zone_);
-    trip(0, "active");
+    // Types are read only at construction.
+    put(file(0, "_type"), "active\n");
     remove(file(1, "_type"));
-    EXPECT_THAT(query(thermal), FieldsAre(45000, 3000, 2000, 4000, 1000));
+    EXPECT_THAT(query(thermal), FieldsAre(46000, 3000, 2000, 4000, 99000));
 }
 
-TEST_F(ThermalTest, FilesAreReadInTheRecordsOrder) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(ThermalActs, FilesAreReadInTheOrderOfTheRecord) {
     put(zone_ + "/trip_point_4_type", "hot\n");
     EXPECT_THAT(opened([this] { query(); }),
                 ElementsAre("trip_point_0_type r", "trip_point_1_type r", "trip_point_2_type r", "trip_point_3_type r",
@@ -130,36 +120,32 @@ TEST_F(ThermalTest, AnyUnreadableTemperatureFailsAndStoresNothing) {
 
 TEST_F(ThermalTest, TypeWithoutATripPointFailsTheQuery) {
     trip(3, "hot");
-    EXPECT_EQ(failure(), "stream failure") << "very_hot has no trip point left";
+    EXPECT_EQ(failure(), "stream failure") << "very_hot has no trip point now";
     trip(0, "very_hot");
     trip(1, "critical");
     EXPECT_THAT(query(), FieldsAre(45000, 3000, 4000, 1000, 2000));
 }
 
-TEST_F(ThermalTest, LaterTripPointOfATypeWins) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(ThermalActs, LastTripPointOfATypeCounts) {
     trip(3, "hot");
     Thermal thermal(zone_);
     EXPECT_THAT(opened([&] { query(thermal); }), ElementsAre("temp r", "trip_point_2_temp r", "trip_point_3_temp r"));
 }
 
-TEST_F(ThermalTest, TypeThatCannotBeReadFailsTheQueriesOnly) {
+TEST_F(ThermalTest, TypeThatCannotBeReadFailsOnlyTheQueries) {
     put(file(2, "_type"), "\n");
     Thermal thermal(zone_);
     put(file(2, "_type"), "active\n");
     EXPECT_EQ(thrown([&] { query(thermal); }), "stream failure");
 }
 
-TEST_F(ThermalTest, ScanStopsAtATypeThatCannotBeRead) {
-    VELMOR_NEEDS_RECORDER();
+TEST_F(ThermalActs, ScanStopsAtATypeThatIsMissingOrCannotBeRead) {
     put(file(1, "_type"), "\n");
     EXPECT_THAT(opened([this] { Thermal thermal(zone_); }), ElementsAre("trip_point_0_type r", "trip_point_1_type r"));
-}
-
-TEST_F(ThermalTest, MissingZoneIsNoErrorAtConstruction) {
-    EXPECT_EQ(thrown([this] { Thermal(directory_ / "none"); }), "nothing");
-    Thermal thermal(directory_ / "none");
-    EXPECT_EQ(thrown([&] { query(thermal); }), "stream failure");
+    make_zone({"active", "hot"});
+    trip(3, "critical");
+    EXPECT_THAT(opened([this] { Thermal thermal(zone_); }),
+                ElementsAre("trip_point_0_type r", "trip_point_1_type r", "trip_point_2_type r = ENOENT"));
 }
 
 TEST_F(ThermalTest, GlobalLocaleChangesNothing) {
@@ -168,33 +154,24 @@ TEST_F(ThermalTest, GlobalLocaleChangesNothing) {
     EXPECT_THAT(query(), FieldsAre(45000, 3000, 2000, 4000, 1000));
 }
 
-TEST_F(ThermalTest, FifthTripPointIsNeverLookedAt) {
+TEST_F(ThermalTest, TripPointsAfterTheFourthAreIgnored) {
     make_zone({"active", "passive", "hot", "critical", "very_hot"});
     EXPECT_EQ(failure(), "stream failure");
     trip(1, "very_hot");
     EXPECT_THAT(query(), FieldsAre(45000, 1000, 3000, 2000, 4000));
-}
-
-TEST_F(ThermalTest, OtherTypesDoNotExtendTheScan) {
     make_zone({"a", "b", "c", "d", "active", "hot", "very_hot", "critical"});
     EXPECT_EQ(failure(), "stream failure");
 }
 
-TEST_F(ThermalTest, ZoneOfTwoTripPointsIsConstructedAndFailsEveryQuery) {
+TEST_F(ThermalTest, IncompleteOrMissingZoneFailsEveryQueryButNotConstruction) {
     make_zone({"active", "hot"});
     Thermal thermal(zone_);
     for (int i = 0; i < 3; ++i) expect_failure_that_stores_nothing(thermal);
+    Thermal missing(directory_ / "none");
+    expect_failure_that_stores_nothing(missing);
 }
 
-TEST_F(ThermalTest, ScanStopsAtTheGap) {
-    VELMOR_NEEDS_RECORDER();
-    make_zone({"active", "hot"});
-    trip(3, "critical");
-    EXPECT_THAT(opened([this] { Thermal thermal(zone_); }),
-                ElementsAre("trip_point_0_type r", "trip_point_1_type r", "trip_point_2_type r = ENOENT"));
-}
-
-// For the thread sanitizer: a query must not change the map, above all not where it fails.
+// For the thread sanitizer: a query must not change the map, not even when it fails.
 TEST_F(ThermalTest, QueriesMayOverlap) {
     make_zone({"active", "hot"});
     Thermal thermal(zone_);

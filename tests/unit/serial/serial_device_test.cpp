@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -20,7 +22,7 @@ serial_device_info_t info_of(const std::string& name, std::uint32_t baud_rate, s
     return info;
 }
 
-TEST(SerialDevice, DescriptionIsPassedThrough) {
+TEST(SerialDevice, NameAndNumbersAreReported) {
     const serial_device_info_t info = info_of("/dev/ttymxc4", 9600, 0);
     EXPECT_EQ(std::string(info.name, 16), std::string("/dev/ttymxc4\0\0\0\0", 16));
     EXPECT_EQ(info.baud_rate, 9600U);
@@ -29,15 +31,11 @@ TEST(SerialDevice, DescriptionIsPassedThrough) {
     EXPECT_EQ(info_of("", 4294967295U, 4294967294U).options, 4294967294U);
 }
 
-TEST(SerialDevice, NodeOfFifteenCharactersFits) {
+TEST(SerialDevice, NameOfMoreThan15CharactersIsRefused) {
     EXPECT_EQ(std::string(info_of("/dev/tty2345678", 1, 2).name, 16), std::string("/dev/tty2345678\0", 16));
-}
-
-TEST(SerialDevice, LongerNodeIsRefused) {
-    for (const std::size_t length : {16U, 17U, 1000U}) {
+    for (const std::size_t length : {16U, 17U, 1000U})
         EXPECT_EQ(thrown([length] { SerialDevice(std::string(length, 't'), 9600, 0); }),
                   "invalid_argument device name is too long");
-    }
 }
 
 TEST(SerialDevice, NodeIsNotOpened) {
