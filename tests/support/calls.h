@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "support/scenario.h"
 
@@ -11,6 +12,15 @@ namespace testing_support {
 template <typename Function, typename... Arguments>
 std::string result_of(Function function, const Arguments&... arguments) {
     return call(function, arguments...)();
+}
+
+/** These calls, one after the other in one process: their results as joined() lists them. */
+inline Scenario in_turn(const std::vector<Scenario>& calls) {
+    return [calls] {
+        std::string results;
+        for (const Scenario& call : calls) results = joined({results, call()});
+        return results;
+    };
 }
 
 /** A call that touches nothing but the board. */
