@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Calls one function of the library by name, with index 0 where it takes one, and prints its result:
-// "-95 errno 95: untouched". Which library, and so which board, LD_LIBRARY_PATH says.
+// Calls one function of the library by name, with index 0 if it takes one, and prints its result, such as
+// "-95 errno 95: untouched". LD_LIBRARY_PATH selects the library and thereby the board.
 #include <cstdio>
 #include <exception>
 

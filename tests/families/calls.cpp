@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "families/calls.h"
 
+#include <cerrno>
 #include <stdexcept>
 
 #include "support/files.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-/** A context without an owner. The library's own class is opaque here; its virtual table is as this one's. */
+/** A context without an owner. The library's own class is opaque here, but has the same virtual table. */
 struct mrfi_enum_ctx {
     mrfi_enum_ctx() = default;
     mrfi_enum_ctx(const mrfi_enum_ctx&) = delete;
@@ -36,7 +37,7 @@ Call single(Function function, const Arguments&... arguments) {
     return [=](int) { return call(function, arguments...)(); };
 }
 
-/** HAZARD: on a machine that is not virtual these act on it. */
+/** HAZARD: outside of a virtual device these act on the machine itself. */
 Call ending(int (*function)()) {
     return [function](int) {
         if (!testing_support::in_namespaces_of_its_own()) throw std::runtime_error("refused outside of a device");
@@ -121,6 +122,12 @@ const std::map<std::string, Call>& calls() {
 
 testing_support::Scenario call_of(const std::string& function, int index) {
     return [function, index] { return calls().at(function)(index); };
+}
+
+testing_support::CallResult not_supported_result(const std::string& function) {
+    const bool has_output = (function.ends_with("_get") || function.ends_with("_has") || function.ends_with("_open")) &&
+                            function != "platform_info_get";
+    return testing_support::fails_with(EOPNOTSUPP, has_output ? testing_support::untouched : "");
 }
 
 }  // namespace families

@@ -58,11 +58,11 @@ const std::map<std::string, std::function<void(Board&)>>& boards() {
 
 }  // namespace
 
-/** A board that exists for the tests: what VELMOR_TEST_BOARD says. Without it, it carries nothing. */
+/** The board that VELMOR_TEST_BOARD names. If it is not set, the board has no resource. */
 void configure_board(Board& board) {
     const char* const chosen = std::getenv("VELMOR_TEST_BOARD");  // NOLINT(concurrency-mt-unsafe): nobody sets it
     if (chosen == nullptr) return;
-    // Whether there are radios is said by the hardware table.
+    // The radios are added only if the hardware table has them.
     board.add(type::platform, new Platform);
     boards().at(chosen)(board);
 }

@@ -1,39 +1,23 @@
 // SPDX-License-Identifier: MIT
-// The failures that the public header documents for each function, against those that the function is seen to have: on
-// the board of all families with each of its acts failing, with arguments that do not fit, and on boards without its
-// hardware. What the header says once for all functions is not provoked here: lack of memory, a board that does not
-// start, a mutex that cannot be locked.
+// Compares the failures that the public header documents for each function with those that are observed: on the board
+// of all families with each act failing in turn, with bad arguments, and on boards without the hardware. The failures
+// that the header documents once for all functions are not provoked here: lack of memory, a board that does not start,
+// a mutex that cannot be locked.
 
-#include <gmock/gmock.h>
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "families/calls.h"
-#include "families/recording.h"
-#include "families/table.h"
-#include "families/virtual_device.h"
-#include "support/acts.h"
+#include "families/families_test.h"
 #include "support/exported_functions.h"
+#include "support/files.h"
 #include "support/null_calls.h"
-#include "support/recorder.h"
-#include "support/scenario.h"
-#include "velmor.h"
 
-using families::call_of;
-using families::Fault;
-using families::hardware;
-using families::output_of;
-using families::Recording;
+using namespace families;
 using namespace testing_support;
 
 namespace {
@@ -41,19 +25,17 @@ namespace {
 using Kinds = std::set<std::string>;
 
 constexpr char null[] = "-22 for null";
-constexpr char invalid[] = "-22";
-constexpr char absent[] = "-95";
 constexpr char refused[] = "-1";
 constexpr char file[] = "-1 of a file";
 constexpr char passed_on[] = "-errno";
-const std::vector<std::string> all_kinds = {null, invalid, absent, refused, file, passed_on};
+const Kinds all_kinds = {null, "-22", "-95", refused, file, passed_on};
 
-// ---- What is documented --------------------------------------------------------------------------------------------
+// ---- Documented ----------------------------------------------------------------------------------------------------
 
-/** The text of each function's result, on one line. */
+/** The "@return" text of each function, on one line. */
 std::map<std::string, std::string> documented_results() {
     std::map<std::string, std::string> results;
-    std::ifstream header(std::filesystem::path(__FILE__).parent_path() / "../../include/velmor.h");
+    std::istringstream header(content(VELMOR_HEADER));
     const std::regex declaration(R"(VELMOR_API int (\w+)\(.*)");
     std::string result;
     bool within = false;
@@ -89,13 +71,13 @@ Kinds documented(const std::string& result) {
     return kinds;
 }
 
-// ---- What is observed ----------------------------------------------------------------------------------------------
+// ---- Observed ------------------------------------------------------------------------------------------------------
 
 bool failed(const std::string& act) {
     return act.find(" = E") != std::string::npos;
 }
 
-/** What a call has returned and printed: a kind of failure, or none. Of the kernel's errors only EIO is provoked. */
+/** The kind of failure that a call has returned and printed, or none. EIO is the only kernel error that is provoked. */
 Kinds kind_of(const std::string& function, const std::string& output, const std::string& printed, bool act_failed) {
     const int result = std::stoi(output);
     const bool line = ("\n" + printed).find("\n" + function + " failed: ") != std::string::npos;
@@ -113,9 +95,9 @@ std::string bare(const std::string& act) {
     std::istringstream words(act);
     std::string kind;
     std::string path;
-    std::string more;
-    words >> kind >> path >> more;
-    return kind + " " + path + (kind == "open" || kind == "ioctl" ? " " + more : "");
+    std::string detail;
+    words >> kind >> path >> detail;
+    return kind + " " + path + (kind == "open" || kind == "ioctl" ? " " + detail : "");
 }
 
 /** Makes this act of a recording fail. */
@@ -133,25 +115,21 @@ Scenario with_list(int (*open)(int, mrfi_enum_ctx**), Function function) {
     return [=] {
         mrfi_enum_ctx* list = nullptr;
         open(0, &list);
-        return call(function, list)();
+        return result_of(function, list);
     };
 }
 
-const led_color_t too_green = {0, 256, 0};
-const io_config_t duty_of_101 = {101, 1000};
-const io_config_t without_frequency = {50, 0};
-
-/** Calls beside the known ones: with arguments that do not fit, and where something must come before. */
+/** Calls in addition to call_of(): with bad arguments, and those that need a call before them. */
 std::multimap<std::string, Scenario> more_calls() {
     return {
         {"backlight_set", call(backlight_set, 0, 256U)},
         {"backlight_set", call(backlight_set, 1, 256U)},
-        {"led_color_set", call(led_color_set, 0, too_green)},
-        {"io_config_set", call(io_config_set, 0, duty_of_101)},
-        {"io_config_set", call(io_config_set, 0, without_frequency)},
+        {"led_color_set", call(led_color_set, 0, led_color_t{0, 256, 0})},
+        {"io_config_set", call(io_config_set, 0, io_config_t{101, 1000})},
+        {"io_config_set", call(io_config_set, 0, io_config_t{50, 0})},
         {"watchdog_enable", call(watchdog_enable, -1)},
-        {"watchdog_disable", [] { return watchdog_enable(30), answer(watchdog_disable); }},
-        {"watchdog_refresh", [] { return watchdog_enable(30), answer(watchdog_refresh); }},
+        {"watchdog_disable", [] { return watchdog_enable(30), result_of(watchdog_disable); }},
+        {"watchdog_refresh", [] { return watchdog_enable(30), result_of(watchdog_refresh); }},
         {"mrfi_connection_list_read", with_list(mrfi_connection_list_open, mrfi_connection_list_read)},
         {"mrfi_connection_list_close", with_list(mrfi_connection_list_open, mrfi_connection_list_close)},
         {"mrfi_device_list_read", with_list(mrfi_device_list_open, mrfi_device_list_read)},
@@ -163,7 +141,7 @@ std::multimap<std::string, Scenario> more_calls() {
 
 std::vector<Scenario> calls_of(const std::string& function) {
     std::vector<Scenario> all;
-    // 1, 2 and 9 are other kinds of backlights and lines than 0; most families have none of these.
+    // Backlights and lines 1, 2 and 9 are of other kinds than 0. Most families have none of these indices.
     for (const int index : {0, 1, 2, 9}) all.push_back(call_of(function, index));
     const auto more = more_calls();
     for (auto [each, end] = more.equal_range(function); each != end; ++each) all.push_back(each->second);
@@ -175,12 +153,12 @@ std::vector<Scenario> calls_of(const std::string& function) {
 class Observation {
 public:
     explicit Observation(const std::string& function) : function_(function) {
-        // HAZARD: the programs that succeed end the unit, and the tests with it.
-        hardware({"set", "poweroff.exit", std::to_string(EIO)});
-        hardware({"set", "reboot.exit", std::to_string(EIO)});
+        // HAZARD: a program that succeeds ends the unit, and the tests with it.
+        const std::string status = std::to_string(EIO);
+        set_hardware("poweroff.exit=" + status + ", reboot.exit=" + status);
     }
 
-    /** Each call as it is, and with each of its acts failing. */
+    /** Each call undisturbed, and with each of its acts failing. */
     void of_all_families() {
         std::set<Acts> seen;
         for (const Scenario& call : calls_of(function_)) {
@@ -188,12 +166,12 @@ public:
             if (!seen.insert(undisturbed.acts).second) continue;
             for (std::size_t act = 0; act < undisturbed.acts.size(); ++act) {
                 observe(call, failing(undisturbed, act));
-                if (undisturbed.acts[act].starts_with("exec ")) break;  // what follows are the program's own
+                if (undisturbed.acts[act].starts_with("exec ")) break;  // the acts after it are the program's
             }
         }
     }
 
-    /** The call on another board, which has no such hardware or is restarted in another way. */
+    /** The call on another board, which lacks the hardware or restarts in another way. */
     void of_board(const std::string& library_directory) {
         const Fault fault("restart:call:EIO");
         std::string output = output_of(library_directory, {VELMOR_CALL_FUNCTION, function_});
@@ -206,13 +184,13 @@ public:
 
 private:
     Recording observe(const Scenario& call, const Recorder& recorder) {
-        families::Values before;
-        // Without a number in the table the serial number is needed.
-        if (function_ == "platform_can_unique_num_get") before = {{"platform.pht", table_without_can_number_}};
-        Recording recording = families::record(before, call, recorder);
-        families::give_lines_back();
-        if (function_.starts_with("watchdog_")) families::disarm_watchdog();
-        hardware({"set", "platform.pht", table_});
+        std::string before;
+        // Without a number in the table the call reads the serial number.
+        if (function_ == "platform_can_unique_num_get") before = "platform.pht=" + table_without_can_number_;
+        Recording recording = record(before, call, recorder);
+        give_lines_back();
+        if (function_.starts_with("watchdog_")) disarm_watchdog();
+        set_hardware("platform.pht=" + table_);
         kinds_.merge(
             kind_of(function_, recording.output, recording.error_text, std::ranges::any_of(recording.acts, failed)));
         return recording;
@@ -224,19 +202,11 @@ private:
     const std::string table_without_can_number_ = table_.substr(0, 16) + "000000" + table_.substr(22);
 };
 
-// ---- Both ----------------------------------------------------------------------------------------------------------
+// ---- Comparison ----------------------------------------------------------------------------------------------------
 
 class Documentation : public testing::TestWithParam<std::string> {
 protected:
-    static void SetUpTestSuite() { print("function", {all_kinds.begin(), all_kinds.end()}); }
     void SetUp() override { VELMOR_NEEDS_RECORDER(); }
-
-    static void print(const std::string& function, const Kinds& kinds) {
-        std::printf("%-28s", function.c_str());
-        for (const std::string& kind : all_kinds)
-            std::printf(" | %*s", static_cast<int>(kind.size()), kinds.contains(kind) ? kind.c_str() : "");
-        std::printf("\n");
-    }
 };
 
 TEST_P(Documentation, NamesTheFailuresOfTheFunction) {
@@ -244,13 +214,14 @@ TEST_P(Documentation, NamesTheFailuresOfTheFunction) {
     observation.of_all_families();
     observation.of_board(VELMOR_DEVICES_OWN_BOARD);
     observation.of_board(VELMOR_CHOSEN_BOARD);
-    print(GetParam(), observation.kinds());
-    const Kinds& observed = observation.kinds();
-    const Kinds expected = documented(documented_results().at(GetParam()));
-    EXPECT_EQ(observed, expected);
+    std::printf("%-28s", GetParam().c_str());
+    for (const std::string& kind : all_kinds)
+        std::printf(" | %*s", static_cast<int>(kind.size()), observation.kinds().contains(kind) ? kind.c_str() : "");
+    std::printf("\n");
+    EXPECT_EQ(observation.kinds(), documented(documented_results().at(GetParam())));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Documentation, testing::ValuesIn(testing_support::exported_functions()),
+INSTANTIATE_TEST_SUITE_P(Of, Documentation, testing::ValuesIn(exported_functions()),
                          [](const auto& instance) { return instance.param; });
 
 }  // namespace

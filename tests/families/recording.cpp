@@ -7,8 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "families/virtual_device.h"
-#include "velmor.h"
+#include "support/calls.h"
 
 namespace families {
 
@@ -16,7 +15,7 @@ namespace {
 
 constexpr char started[] = "/sys/the/board/has/started";
 
-/** The board's start programmes the PWMs by steps that depend on what they were. */
+/** The acts of the board's start depend on what the PWMs were set to. */
 void reset_pwms() {
     for (const std::string pwm : {"/sys/devices/platform/mxc_pwm.1/", "/sys/devices/platform/mxc_pwm.2/"}) {
         std::ofstream(pwm + "duty") << 0;
@@ -27,18 +26,16 @@ void reset_pwms() {
 
 }  // namespace
 
-Recording record(const Values& before, const testing_support::Scenario& call,
+Recording record(const std::string& before, const testing_support::Scenario& call,
                  const testing_support::Recorder& recorder) {
     reset_pwms();
-    for (const auto& [name, value] : before) hardware({"set", name, value});
-    Recording recording = {testing_support::run_in_child(recorder,
-                                                         [&call] {
-                                                             bool ignored = false;
-                                                             es_present(&ignored);
-                                                             const std::ifstream mark(started);
-                                                             return call();
-                                                         }),
-                           {}};
+    set_hardware(before);
+    const auto start_and_call = [&call] {
+        testing_support::query_es();
+        const std::ifstream mark(started);
+        return call();
+    };
+    Recording recording = {testing_support::run_in_child(recorder, start_and_call), {}};
     const auto mark = std::ranges::find(recording.acts, std::string("open ") + started + " r = ENOENT");
     EXPECT_NE(mark, recording.acts.end());
     recording.start.assign(recording.acts.begin(), mark);
@@ -50,8 +47,7 @@ void give_lines_back() {
     const std::string gpio = "/sys/class/gpio/";
     for (int pin = 37; pin <= 43; ++pin) {
         if (access((gpio + "gpio" + std::to_string(pin)).c_str(), F_OK) != 0) continue;
-        std::ofstream unexport(gpio + "unexport");
-        unexport << pin << std::flush;
+        std::ofstream(gpio + "unexport") << pin << std::flush;
     }
 }
 

@@ -6,13 +6,13 @@
 
 namespace families {
 
-/** What a test shows of a function: that it works, what it makes of bad input or of a failure, and without hardware. */
+/** What a test shows: the function works, how it handles bad input or a failure, or its behaviour without hardware. */
 enum class Kind { good, bad_input, absent };
 
-/** Say, in a test, what it shows: it is counted in the table when it passes. */
-void proves(const std::string& function, Kind kind);
+/** The current test shows this of these functions: the table counts it if it passes. Not every test needs to say so. */
+void proves(Kind kind, const std::vector<std::string>& functions);
 
-/** Count the passing tests from here on, and have a last test print the table and fail for an empty cell. */
+/** Count the tests that pass from now on. A last test prints the table and fails if a cell is empty. */
 void keep_table();
 
 }  // namespace families

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -47,6 +48,22 @@ std::string hardware(const std::vector<std::string>& words) {
     if (status != 0) throw std::runtime_error(quoted(words) + ": " + output);
     if (output.ends_with('\n')) output.pop_back();
     return output;
+}
+
+std::vector<std::pair<std::string, std::string>> values_of(const std::string& text) {
+    std::vector<std::pair<std::string, std::string>> values;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find(", ", begin), text.size());
+        const std::size_t equals = text.find('=', begin);
+        if (equals > end) throw std::invalid_argument(text);
+        values.emplace_back(text.substr(begin, equals - begin), text.substr(equals + 1, end - equals - 1));
+        begin = end + 2;
+    }
+    return values;
+}
+
+void set_hardware(const std::string& values) {
+    for (const auto& [name, value] : values_of(values)) hardware({"set", name, value});
 }
 
 std::string output_of(const std::string& library_directory, const std::vector<std::string>& command) {

@@ -2,21 +2,30 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace families {
 
-/** Act on the virtual device that this program runs on, as a second terminal does: hardware({"set", "motion.x", "5"}).
- * Returns what is printed, without the newline at its end. */
+/**
+ * Run a command of velmor-sim on the virtual device that this program runs on, such as hardware({"get", "motion.x"}).
+ * Returns what it prints, without the newline at the end.
+ */
 std::string hardware(const std::vector<std::string>& words);
 
-/** Both outputs of a program that meets the library in this directory, and "exit N" where that is not 0. */
+/** Set values of the hardware: "display.blank=1, keypad.color=1 2 3". */
+void set_hardware(const std::string& values);
+
+/** The names and values in such a text. */
+std::vector<std::pair<std::string, std::string>> values_of(const std::string& text);
+
+/** Both outputs of a program that uses the library in this directory, followed by "exit N" unless N is 0. */
 std::string output_of(const std::string& library_directory, const std::vector<std::string>& command);
 
-/** A watchdog that was left armed would end the unit in the middle of the tests. */
+/** A watchdog that stays armed would end the unit in the middle of the tests. */
 void disarm_watchdog();
 
-/** Makes acts fail for its lifetime: "/sys/power/state:write:EBUSY". */
+/** Makes an act fail for its lifetime: "/sys/power/state:write:EBUSY". */
 class Fault {
 public:
     explicit Fault(const std::string& act) { hardware({"fault", act}); }

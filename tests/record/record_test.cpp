@@ -1,35 +1,35 @@
 // SPDX-License-Identifier: MIT
-// What the library does to the device, as the virtual device has seen it: the start-up, every function, and
-// every function with each of its acts failing.
+// What the library does to the device, as the virtual device records it: the start, every function, and every function
+// with each of its acts failing.
 
 #include <gmock/gmock.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
-#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "families/calls.h"
-#include "families/table.h"
 #include "families/virtual_device.h"
 #include "record/trace.h"
 #include "support/acts.h"
+#include "support/calls.h"
 #include "support/exported_functions.h"
 #include "support/files.h"
+#include "support/matchers.h"
 #include "support/scenario.h"
 #include "velmor.h"
 
-using families::call_of;
-using families::calls;
-using families::Fault;
-using families::hardware;
 using record::Target;
 using record::target_of;
 using record::Trace;
+using testing::Each;
 using testing::ElementsAreArray;
+using testing::EndsWith;
+using testing::Not;
+using namespace families;
 using namespace testing_support;
 
 namespace {
@@ -47,30 +47,23 @@ const std::string watchdog = "/dev/watchdog";
 const std::string set_timeout = "ioctl /dev/watchdog 0xc0045706";
 const std::string keep_alive = "ioctl /dev/watchdog 0x80045705";
 
-/** A value read: each of these files is opened, read once and closed. */
-Acts reads(std::initializer_list<std::string> paths) {
+/** Each of these files opened, read once and closed. */
+Acts reads(const std::vector<std::string>& paths) {
     Acts acts;
     for (const std::string& path : paths) acts = in_order({acts, read_acts(path)});
     return acts;
 }
 
-// ---- The acts
-// -----------------------------------------------------------------------------------------------------------
+// ---- The acts ------------------------------------------------------------------------------------------------------
 
-std::string start_board() {
-    return call_of("es_present")();
-}
+/** The hardware table, the backlight's range, the beeper's channel, and the kinds of the trip points. */
+const Acts start = in_order(
+    {reads({platform + "pht_version", platform + "pht", backlight + "max_brightness", pwm + "period", pwm + "duty"}),
+     write_acts(pwm + "period", "370370"), reads({pwm + "period"}), write_acts(pwm + "duty", "185185"),
+     reads({zone + "trip_point_0_type", zone + "trip_point_1_type", zone + "trip_point_2_type",
+            zone + "trip_point_3_type"})});
 
-/** The hardware table, the backlight's range, the beeper's programme, and the kinds of the trip points. */
-Acts start() {
-    return in_order({reads({platform + "pht_version", platform + "pht", backlight + "max_brightness", pwm + "period",
-                            pwm + "duty"}),
-                     write_acts(pwm + "period", "370370"), reads({pwm + "period"}), write_acts(pwm + "duty", "185185"),
-                     reads({zone + "trip_point_0_type", zone + "trip_point_1_type", zone + "trip_point_2_type",
-                            zone + "trip_point_3_type"})});
-}
-
-/** One piece of software's build date and version. */
+/** The build date and the version of this software. */
 Acts version_records(const std::string& software) {
     const std::string date = platform + software + "_date_";
     const std::string version = platform + software + "_version_";
@@ -78,7 +71,7 @@ Acts version_records(const std::string& software) {
                   version + "revision", version + "status", version + "build", version + "development"});
 }
 
-/** The acts of each function after the start, called as in families/calls.cpp; the others have none. */
+/** The acts of each function after the start, called as in families/calls.cpp. The other functions have none. */
 const std::map<std::string, Acts>& acts_of_functions() {
     static const std::map<std::string, Acts> acts = {
         {"backlight_set", write_acts(backlight + "brightness", "7")},
@@ -97,76 +90,69 @@ const std::map<std::string, Acts>& acts_of_functions() {
         {"power_shutdown", {"restart wdt = EPERM"}},
         {"power_suspend", write_acts(power_state, "mem")},
         {"watchdog_enable", {"open " + watchdog + " w", set_timeout}},
-        {
-            "platform_info_get",
-            in_order({version_records("boot"), version_records("splash"), version_records("os"),
-                      reads({fs_version, platform + "serial_number", platform + "compatibility_version"})}),
-        },
+        {"platform_info_get",
+         in_order({version_records("boot"), version_records("splash"), version_records("os"),
+                   reads({fs_version, platform + "serial_number", platform + "compatibility_version"})})},
     };
     return acts;
 }
 
-Acts acts_of(const std::string& function) {
+/** The acts of the start and of this function. */
+Acts all_acts_of(const std::string& function) {
     const auto found = acts_of_functions().find(function);
-    return found == acts_of_functions().end() ? Acts() : found->second;
+    return found == acts_of_functions().end() ? start : in_order({start, found->second});
 }
 
 class OnTheDevice : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(in_namespaces_of_its_own()) << "HAZARD: run this through tests/record/run";
-        // The programs and the restart call end the unit, and the tests with it.
-        hardware({"set", "reboot.exit", "5"});
+        // A program that succeeds and the restart call end the unit, and the tests with it.
+        set_hardware("reboot.exit=5");
         reset();
     }
     void TearDown() override {
         hardware({"clear"});
         if (hardware({"get", "watchdog.running"}) == "0") return;
-        families::disarm_watchdog();
+        disarm_watchdog();
         Trace().acts();  // waits until this close is recorded, which the next test must not see
     }
 
-    /** The values that these tests change are as in the beginning, and the kernel refuses the restart. */
+    /** Reset the values that these tests change, and let the kernel refuse the restart. */
     static void reset() {
         hardware({"clear"});
         hardware({"fault", "restart:call:EPERM"});
-        for (const auto& [name, value] : std::map<std::string, std::string>{{"backlight.brightness", "4"},
-                                                                            {"display.blank", "0"},
-                                                                            {"pwm1.period", "1000000"},
-                                                                            {"pwm1.duty", "0"},
-                                                                            {"pwm1.status", "0"}})
-            hardware({"set", name, value});
+        set_hardware("backlight.brightness=4, display.blank=0, pwm1.duty=0, pwm1.period=1000000, pwm1.status=0");
     }
 };
 
+const Scenario query_twice = in_turn({query_es, query_es});
+
 TEST_F(OnTheDevice, StartMakesExactlyTheseActs) {
     const Trace trace;
-    const ChildResult child = run_in_child([] { return joined({start_board(), start_board()}); });
-    EXPECT_EQ(child.output, joined({succeeds("true"), succeeds("true")}));
-    EXPECT_THAT(trace.acts(), ElementsAreArray(start()));
+    EXPECT_THAT(run_in_child(query_twice), returns({succeeds("true"), succeeds("true")}));
+    EXPECT_THAT(trace.acts(), ElementsAreArray(start));
 }
 
 class Function : public OnTheDevice, public testing::WithParamInterface<std::string> {
 protected:
-    /** Start the board and make the call. */
-    static std::string scenario() { return start_board(), call_of(GetParam())(); }
+    static std::string start_and_call() { return query_es(), call_of(GetParam())(); }
 };
 
 TEST_P(Function, MakesExactlyTheseActs) {
     const Trace trace;
-    run_in_child(scenario);
-    Acts expected = in_order({start(), acts_of(GetParam())});
-    // What the process has open when it ends, the kernel closes.
-    if (GetParam() == "watchdog_enable") expected.push_back("close " + watchdog);
+    run_in_child(start_and_call);
+    Acts expected = all_acts_of(GetParam());
+    if (GetParam() == "watchdog_enable") expected.push_back("close " + watchdog);  // by the end of the process
     EXPECT_THAT(trace.acts(), ElementsAreArray(expected));
 }
 
 struct Failure {
     CallResult result;
-    std::string cause;  // of the failure line; none where the failure is forgiven
+    std::string cause;  // of the failure line; empty if the failure is forgiven
 };
 
-/** What becomes of a call that succeeds like this, when its act of this kind on this file fails with EIO. */
+/** The result of a call that otherwise succeeds like this, if its act of this kind on this file fails with EIO. */
 Failure failure(const CallResult& good, const Target& target) {
     const bool forgiven = target.path == power_state || target.path == platform + "serial_number" ||
                           (target.path == watchdog && target.kind == "close");
@@ -184,42 +170,37 @@ std::string fault_of(const Acts& acts, std::size_t act) {
 }
 
 TEST_P(Function, EachOfItsActsMayFail) {
-    const std::string output = run_in_child(scenario).output;
+    const std::string output = run_in_child(start_and_call).output;
     const CallResult good = succeeds(output.starts_with("0: ") ? output.substr(3) : "");
-    const Acts acts = in_order({start(), acts_of(GetParam())});
-    for (std::size_t i = start().size(); i < acts.size(); ++i) {
+    const Acts acts = all_acts_of(GetParam());
+    for (std::size_t i = start.size(); i < acts.size(); ++i) {
         const Target target = target_of(acts[i]);
         if (target.kind == "restart") continue;  // is refused in any case
         reset();
         const Fault fault(fault_of(acts, i));
-        const ChildResult child = run_in_child(scenario);
         const auto [result, cause] = failure(good, target);
-        EXPECT_EQ(child.output, result) << acts[i];
-        EXPECT_EQ(child.error_text, cause.empty() ? "" : failed(GetParam(), cause)) << acts[i];
+        EXPECT_THAT(run_in_child(start_and_call), returns(result, cause.empty() ? "" : failed(GetParam(), cause)))
+            << acts[i];
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Function, testing::ValuesIn(testing_support::exported_functions()),
+INSTANTIATE_TEST_SUITE_P(Of, Function, testing::ValuesIn(exported_functions()),
                          [](const auto& instance) { return instance.param; });
 
+// Without the kind of a trip point the board starts all the same. After any other failure the next call starts it.
 TEST_F(OnTheDevice, EachActOfTheStartMayFail) {
-    const Acts acts = start();
-    for (std::size_t i = 0; i < acts.size(); ++i) {
-        const Target target = target_of(acts[i]);
+    for (std::size_t i = 0; i < start.size(); ++i) {
+        const Target target = target_of(start[i]);
         reset();
-        const Fault fault(fault_of(acts, i));
-        const ChildResult child = run_in_child([] { return joined({start_board(), start_board()}); });
+        const Fault fault(fault_of(start, i));
+        auto [result, cause] = failure(succeeds("true"), target);
+        std::string lines =
+            "cannot set board resources: " + cause + "\n" + failed("es_present", "cannot initialize board data");
         if (target.path.starts_with(zone)) {
-            EXPECT_EQ(child.output, joined({success_that_leaves(EIO, "true"), succeeds("true")})) << acts[i];
-            EXPECT_EQ(child.error_text, "") << acts[i];
-            continue;
+            result = success_that_leaves(EIO, "true");
+            lines = "";
         }
-        // The next call starts the board.
-        const auto [result, cause] = failure(succeeds("true"), target);
-        EXPECT_EQ(child.output, joined({result, succeeds("true")})) << acts[i];
-        EXPECT_EQ(child.error_text,
-                  "cannot set board resources: " + cause + "\n" + failed("es_present", "cannot initialize board data"))
-            << acts[i];
+        EXPECT_THAT(run_in_child(query_twice), returns({result, succeeds("true")}, lines)) << start[i];
     }
 }
 
@@ -231,55 +212,49 @@ bool is_query(const std::string& function) {
 TEST_F(OnTheDevice, QueriesOpenNothingForWriting) {
     const Trace trace;
     run_in_child([] {
-        start_board();
+        query_es();
         for (const auto& [function, call] : calls())
             if (is_query(function)) call(0);
         return std::string();
     });
-    const Acts acts = trace.acts();
-    ASSERT_GT(acts.size(), start().size());
-    for (std::size_t i = start().size(); i < acts.size(); ++i)
-        EXPECT_THAT(acts[i], testing::Not(testing::EndsWith(" w")));
+    Acts acts = trace.acts();
+    ASSERT_GT(acts.size(), start.size());
+    acts.erase(acts.begin(), acts.begin() + static_cast<std::ptrdiff_t>(start.size()));
+    EXPECT_THAT(acts, Each(Not(EndsWith(" w"))));
 }
 
 // ---- Sequences of calls --------------------------------------------------------------------------------------------
 
-TEST_F(OnTheDevice, WatchdogIsArmedFedAndDisarmed) {
+TEST_F(OnTheDevice, WatchdogIsArmedFedArmedAgainAndDisarmed) {
     const Trace trace;
-    const ChildResult child = run_in_child([] {
-        return joined({start_board(), call_of("watchdog_enable")(), call_of("watchdog_refresh")(),
-                       call_of("watchdog_disable")()});
-    });
-    EXPECT_EQ(child.output, joined({succeeds("true"), succeeds(), succeeds(), succeeds()}));
-    EXPECT_THAT(trace.acts(), ElementsAreArray(in_order({start(),
-                                                         {"open " + watchdog + " w", set_timeout, keep_alive,
-                                                          "write " + watchdog + " V", "close " + watchdog}})));
+    const ChildResult child = run_in_child(in_turn({query_es, call(watchdog_enable, 30), call(watchdog_refresh),
+                                                    call(watchdog_enable, 60), call(watchdog_disable)}));
+    EXPECT_THAT(child, returns({succeeds("true"), succeeds(), succeeds(), succeeds(), succeeds()}));
+    const Acts arm = {"open " + watchdog + " w", set_timeout};
+    const Acts disarm = {"write " + watchdog + " V", "close " + watchdog};
+    EXPECT_THAT(trace.acts(), ElementsAreArray(in_order({start, arm, {keep_alive}, disarm, arm, disarm})));
     EXPECT_EQ(hardware({"get", "watchdog.running"}), "0");
 }
 
 TEST_F(OnTheDevice, LinesOfTheGpsAndTheEchosounder) {
     const Trace trace;
-    const ChildResult child = run_in_child([] {
-        return joined(
-            {call_of("io_set", 9)(), call_of("io_get", 9)(), call_of("io_set", 11)(), call_of("io_get", 11)()});
-    });
-    EXPECT_EQ(child.output, joined({succeeds(), succeeds("1"), succeeds(), succeeds("1")}));
+    const ChildResult child =
+        run_in_child(in_turn({call(io_set, 9, 1), call(io_get, 9), call(io_set, 11, 1), call(io_get, 11)}));
+    EXPECT_THAT(child, returns({succeeds(), succeeds("1"), succeeds(), succeeds("1")}));
     EXPECT_THAT(trace.acts(),
-                ElementsAreArray(in_order({start(), write_acts(gps_enable, "1"), reads({gps_enable}),
+                ElementsAreArray(in_order({start, write_acts(gps_enable, "1"), reads({gps_enable}),
                                            write_acts(echosounder_reset, "1"), reads({echosounder_reset})})));
-    hardware({"set", "echosounder.reset", "0"});
+    set_hardware("echosounder.reset=0");
 }
 
 TEST_F(OnTheDevice, RefusedRestartAndFailingProgramAreReported) {
-    const ChildResult child = run_in_child([] {
-        return joined({call_of("power_shutdown")(), call_of("power_reboot")()});
-    });
-    EXPECT_EQ(child.output, joined({fails_with(EPERM), fails_with(EIO)}));
-    EXPECT_EQ(child.error_text,
-              failed("power_shutdown", "Operation not permitted") + failed("power_reboot", "Input/output error"));
+    EXPECT_THAT(run_in_child(call_of("power_shutdown")),
+                returns(fails_with(EPERM), failed("power_shutdown", "Operation not permitted")));
+    EXPECT_THAT(run_in_child(call_of("power_reboot")),
+                returns(fails_with(EIO), failed("power_reboot", "Input/output error")));
 }
 
-// The restart itself is caught by the virtual device, whose run it ends.
+// The restart has ended a run of its own: see tests/record/run.
 TEST_F(OnTheDevice, ShutdownRestartsTheUnit) {
     EXPECT_STREQ(std::getenv("VELMOR_ENDED_BY_SHUTDOWN"), "status 121, 1 restart with wdt");
 }

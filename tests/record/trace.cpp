@@ -34,7 +34,7 @@ Trace::Trace() {
 }
 
 Acts Trace::acts() const {
-    // The kernel passes on a last close without waiting for the device: it handles what comes now after it.
+    // The kernel does not wait for the device to handle a last close. A further request is handled after it.
     if (std::filesystem::is_empty("/sys/power")) throw std::runtime_error("not on the virtual device");
     std::ifstream lines(file_);
     lines.seekg(begin_);

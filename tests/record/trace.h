@@ -10,9 +10,9 @@ namespace record {
 using Acts = testing_support::Acts;
 
 /**
- * What the virtual device has recorded since this object was made: all that anybody has done to any file of the device,
- * each act as "open PATH r", "read PATH", "write PATH <bytes>", "ioctl PATH 0x<request>", "close PATH", "restart
- * <text>", followed by " = EIO" or the like where it failed.
+ * The acts that the virtual device has recorded since this object was made: those of any process on any file of the
+ * device, as "open PATH r", "read PATH", "write PATH <bytes>", "ioctl PATH 0x<request>", "close PATH" and
+ * "restart <text>", followed by " = EIO" or the like if the act failed.
  */
 class Trace {
 public:
@@ -24,7 +24,7 @@ private:
     long begin_;
 };
 
-/** An act without what it wrote and what came of it: its kind and path. */
+/** The kind and the path of an act. */
 struct Target {
     std::string kind;
     std::string path;
