@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The shared object as it lies on the disk: what it exports, what it needs and what it does when it is loaded.
+// The shared object on the disk: what it exports, what it needs and what it does when it is loaded.
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "support/exported_functions.h"
+#include "support/files.h"
 #include "support/instrumented.h"
 #include "velmor.h"
 
@@ -27,10 +28,11 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
+using testing::UnorderedElementsAreArray;
 
 namespace {
 
-const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
+using Words = std::vector<std::string>;
 
 std::string library_path() {
     Dl_info info = {};
@@ -38,8 +40,15 @@ std::string library_path() {
     return std::filesystem::canonical(info.dli_fname).string();
 }
 
-/** What readelf says of the library, as lines of words. */
-std::vector<std::vector<std::string>> readelf(const std::string& options) {
+Words split(const std::string& text, char separator) {
+    Words parts;
+    std::istringstream stream(text);
+    for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
+    return parts;
+}
+
+/** What readelf prints of the library: the words of each line. Empty if it fails. */
+std::vector<Words> readelf(const std::string& options) {
     const std::string command = "readelf --wide " + options + " '" + library_path() + "' 2>/dev/null";
     std::FILE* const output = popen(command.c_str(), "r");
     if (output == nullptr) throw std::runtime_error("popen");
@@ -48,14 +57,19 @@ std::vector<std::vector<std::string>> readelf(const std::string& options) {
     for (std::size_t n = 0; (n = std::fread(buffer.data(), 1, buffer.size(), output)) > 0;)
         text.append(buffer.data(), n);
     if (pclose(output) != 0) return {};
-    std::vector<std::vector<std::string>> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
+    std::vector<Words> lines;
+    for (const std::string& line : split(text, '\n')) {
         std::istringstream words(line);
-        std::vector<std::string>& pieces = lines.emplace_back();
-        for (std::string word; words >> word;) pieces.push_back(word);
+        lines.emplace_back(std::istream_iterator<std::string>(words), std::istream_iterator<std::string>());
     }
     return lines;
+}
+
+/** Whether readelf prints one of these words. */
+bool shows(const std::string& options, const std::set<std::string>& wanted) {
+    for (const Words& words : readelf(options))
+        if (std::ranges::any_of(words, [&](const std::string& word) { return wanted.contains(word); })) return true;
+    return false;
 }
 
 struct Symbol {
@@ -64,12 +78,16 @@ struct Symbol {
     std::string section;
     std::string name;
     std::string source;  // of a local symbol
+
+    bool is_imported() const { return section == "UND"; }
+    bool is_exported() const { return !is_imported() && binding != "LOCAL"; }
+    std::string name_without_version() const { return name.substr(0, name.find('@')); }
 };
 
-std::vector<Symbol> symbols(const std::string& option) {
+std::vector<Symbol> symbols(const std::string& option = "--dyn-syms") {
     std::vector<Symbol> result;
     std::string source;
-    for (const auto& words : readelf(option)) {
+    for (const Words& words : readelf(option)) {
         // "12: 0000000000001234 56 FUNC GLOBAL DEFAULT 11 io_get"
         if (words.size() == 7 && words[3] == "FILE") source.clear();  // what link-time optimisation has made of all
         if (words.size() < 8 || words[0].back() != ':' || words[0] == "Num:") continue;
@@ -79,21 +97,9 @@ std::vector<Symbol> symbols(const std::string& option) {
     return result;
 }
 
-std::set<std::string> exported() {
-    std::set<std::string> names;
-    for (const Symbol& symbol : symbols("--dyn-syms"))
-        if (symbol.section != "UND" && symbol.binding != "LOCAL") names.insert(symbol.name);
-    return names;
-}
-
-std::set<std::string> declared() {
-    const auto functions = testing_support::exported_functions();
-    return {functions.begin(), functions.end()};
-}
-
-std::vector<std::string> dynamic_entries(const std::string& tag) {
-    std::vector<std::string> values;
-    for (const auto& words : readelf("--dynamic")) {
+Words dynamic_entries(const std::string& tag) {
+    Words values;
+    for (const Words& words : readelf("--dynamic")) {
         // "0x... (NEEDED) Shared library: [libc.so.6]"
         if (words.size() < 3 || words[1] != "(" + tag + ")") continue;
         values.push_back(words.back().substr(1, words.back().size() - 2));
@@ -106,7 +112,7 @@ protected:
     void SetUp() override { ASSERT_FALSE(readelf("--file-header").empty()) << "readelf, of binutils, is needed"; }
 };
 
-/** What holds of the library that ships: a sanitizer's or a coverage build needs, starts and binds its instrument. */
+/** What holds for the library that ships. Sanitizers and coverage need, start and bind code of their own. */
 class ShippedFile : public BuiltFile {
 protected:
     void SetUp() override {
@@ -116,18 +122,17 @@ protected:
     }
 };
 
-TEST_F(BuiltFile, ExportsExactlyTheDeclaredFunctions) {
-    EXPECT_EQ(exported(), declared());
-    EXPECT_FALSE(exported().empty());
-}
-
-TEST_F(BuiltFile, ExportsAreFunctionsWithoutAVersion) {
-    for (const Symbol& symbol : symbols("--dyn-syms")) {
-        if (symbol.section == "UND" || symbol.binding == "LOCAL") continue;
+TEST_F(BuiltFile, ExportsExactlyTheDeclaredFunctionsWithoutAVersion) {
+    Words exported;
+    for (const Symbol& symbol : symbols()) {
+        if (!symbol.is_exported()) continue;
+        exported.push_back(symbol.name);
         EXPECT_EQ(symbol.type, "FUNC") << symbol.name;
         EXPECT_EQ(symbol.binding, "GLOBAL") << symbol.name;
         EXPECT_EQ(symbol.name.find('@'), std::string::npos) << symbol.name;
     }
+    EXPECT_THAT(exported, Not(IsEmpty()));
+    EXPECT_THAT(exported, UnorderedElementsAreArray(testing_support::exported_functions()));
 }
 
 TEST_F(BuiltFile, SonameIsThatOfMajorVersion3) {
@@ -140,13 +145,13 @@ TEST_F(ShippedFile, NeedsTheLanguagesAndTheSystemsLibrariesOnly) {
                 Each(MatchesRegex("libstdc\\+\\+\\.so\\.6|libgcc_s\\.so\\.1|libc\\.so\\.6|ld-linux.*")));
 }
 
-// The streams and locales that a symbol stands for; the exception that a stream throws is neither.
+/** The imported symbols of streams and locales, except for the exception that a stream throws. */
 std::set<std::string> streams_and_locales() {
     std::set<std::string> names;
     const std::regex stream_or_locale(R"(.*(stream|streambuf|ios|locale|facet|ctype|numpunct|num_get|num_put)\b.*)");
-    for (const Symbol& symbol : symbols("--dyn-syms")) {
-        if (symbol.section != "UND") continue;
-        const std::string mangled = symbol.name.substr(0, symbol.name.find('@'));
+    for (const Symbol& symbol : symbols()) {
+        if (!symbol.is_imported()) continue;
+        const std::string mangled = symbol.name_without_version();
         char* const demangled = abi::__cxa_demangle(mangled.c_str(), nullptr, nullptr, nullptr);
         const std::string name = demangled == nullptr ? mangled : demangled;
         std::free(demangled);
@@ -164,15 +169,15 @@ TEST_F(ShippedFile, UsesNoStreamButStandardErrorAndNoLocale) {
 
 TEST_F(BuiltFile, HasNoTextRelocationsAndNoExecutableStack) {
     EXPECT_THAT(dynamic_entries("TEXTREL"), IsEmpty());
-    for (const auto& words : readelf("--program-headers")) {
+    for (const Words& words : readelf("--program-headers")) {
         if (words.empty() || words[0] != "GNU_STACK") continue;
         EXPECT_EQ(words[6], "RW");
     }
 }
 
-/** Entries of one of the tables of functions that are run at load and at exit. */
-std::size_t table_entries(const std::string& section) {
-    for (auto words : readelf("--section-headers")) {
+/** The number of functions in a section of those that run at load or at exit. */
+std::size_t functions_in(const std::string& section) {
+    for (Words words : readelf("--section-headers")) {
         // "[21] .init_array INIT_ARRAY 0000000000014c70 013c70 000010 ..." and "[ 1] ..."
         while (!words.empty() && words[0].front() == '[' && words[0].back() != ']') words.erase(words.begin());
         if (words.size() > 5 && words[1] == section) return std::stoul(words[5], nullptr, 16) / sizeof(void*);
@@ -181,8 +186,8 @@ std::size_t table_entries(const std::string& section) {
     return 0;
 }
 
-// Nothing of the library's own is constructed or destroyed with the process: applications may call it from their own
-// static objects, and until the end. What runs at exit gives up the standard streams, if a line has been printed.
+// Applications may call the library from their own static objects and until the process ends, so it constructs and
+// destroys nothing with the process. The function at exit releases the standard streams if a line has been printed.
 TEST_F(ShippedFile, RunsNothingOfItsOwnAtLoadAndAtExit) {
     std::vector<std::string> initialisers;
     bool has_symbols = false;
@@ -192,60 +197,53 @@ TEST_F(ShippedFile, RunsNothingOfItsOwnAtLoadAndAtExit) {
             symbol.name.starts_with("_GLOBAL__sub_D_") || symbol.name.starts_with("__tcf_"))
             initialisers.push_back(symbol.source);
     }
-    ASSERT_TRUE(has_symbols) << "the library is stripped: its initialisers cannot be seen";
+    ASSERT_TRUE(has_symbols) << "the library is stripped: its initialisers do not show";
     EXPECT_THAT(initialisers, IsEmpty());
-    EXPECT_LE(table_entries(".init_array"), 1U);  // the compiler's frame_dummy
-    EXPECT_LE(table_entries(".fini_array"), 2U);  // the compiler's own, and the streams'
+    EXPECT_LE(functions_in(".init_array"), 1U);  // the compiler's frame_dummy
+    EXPECT_LE(functions_in(".fini_array"), 2U);  // the compiler's own, and that of the streams
 }
 
 TEST_F(ShippedFile, IsHardened) {
-    bool relro = false;
-    for (const auto& words : readelf("--program-headers")) relro = relro || (!words.empty() && words[0] == "GNU_RELRO");
-    bool now = false;
-    for (const auto& words : readelf("--dynamic")) {
-        for (const std::string& word : words) now = now || word == "(BIND_NOW)" || word == "NOW" || word == "BIND_NOW";
-    }
-    std::set<std::string> imported;
-    for (const Symbol& symbol : symbols("--dyn-syms")) imported.insert(symbol.name.substr(0, symbol.name.find('@')));
-    EXPECT_TRUE(relro);
-    EXPECT_TRUE(now);
-    EXPECT_EQ(imported.count("__stack_chk_fail"), 1U);
+    EXPECT_TRUE(shows("--program-headers", {"GNU_RELRO"}));
+    EXPECT_TRUE(shows("--dynamic", {"(BIND_NOW)", "NOW", "BIND_NOW"}));
+    EXPECT_TRUE(std::ranges::any_of(
+        symbols(), [](const Symbol& symbol) { return symbol.name_without_version() == "__stack_chk_fail"; }));
 }
 
 TEST_F(BuiltFile, HoldsItsRelease) {
-    bool found = false;
-    for (const auto& words : readelf("--string-dump .velmor.release"))
-        found = found ||
-                (words.size() > 1 && words[words.size() - 2] == "libvelmor" && words.back() == VELMOR_VERSION_STRING);
-    EXPECT_TRUE(found);
+    EXPECT_TRUE(std::ranges::any_of(readelf("--string-dump .velmor.release"), [](const Words& words) {
+        return words.size() > 1 && words[words.size() - 2] == "libvelmor" && words.back() == VELMOR_VERSION_STRING;
+    }));
 }
+
+using Version = std::vector<int>;
 
 /** "GLIBC_2.34" as {2, 34}. */
-std::vector<int> numbers_of(const std::string& version) {
-    std::vector<int> numbers;
-    std::istringstream text(version.substr(version.find_last_of('_') + 1));
-    for (std::string number; std::getline(text, number, '.');) numbers.push_back(std::stoi(number));
-    return numbers;
+Version version_in(const std::string& text) {
+    Version version;
+    for (const std::string& number : split(text.substr(text.find_last_of('_') + 1), '.'))
+        version.push_back(std::stoi(number));
+    return version;
 }
 
-/** The table of docs/integration.md. */
-std::vector<int> documented_version(const std::string& package) {
-    std::ifstream document(here / "../../docs/integration.md");
-    for (std::string line; std::getline(document, line);) {
+/** The version of this package in the table of docs/integration.md. */
+Version documented_version(const std::string& package) {
+    const auto document = std::filesystem::path(__FILE__).parent_path() / "../../docs/integration.md";
+    for (std::string line : split(testing_support::content(document), '\n')) {
         if (!line.starts_with("| " + package + " |")) continue;
         line.erase(0, line.find('|', 2) + 2);
-        return numbers_of(line.substr(0, line.find(' ')));
+        return version_in(line.substr(0, line.find(' ')));
     }
     return {};
 }
 
 TEST_F(ShippedFile, NeedsNoNewerLibrariesThanDocumented) {
-    std::map<std::string, std::vector<int>> newest;
-    for (const auto& words : readelf("--version-info")) {
+    std::map<std::string, Version> newest;
+    for (const Words& words : readelf("--version-info")) {
         // "0x0010: Name: GLIBC_2.34 Flags: none Version: 5"
         if (words.size() < 3 || words[1] != "Name:") continue;
-        std::vector<int>& known = newest[words[2].substr(0, words[2].find('_'))];
-        known = std::max(known, numbers_of(words[2]));
+        Version& known = newest[words[2].substr(0, words[2].find('_'))];
+        known = std::max(known, version_in(words[2]));
     }
     ASSERT_FALSE(newest["GLIBC"].empty());
     EXPECT_LE(newest["GLIBC"], documented_version("glibc"));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // usage: dlclose_check LIBRARY, on the virtual device
-// A plug-in that uses the library is loaded and unloaded again and again: the library stays, with the watchdog that it
-// has armed, and nothing is lost.
+// A plug-in that uses the library is loaded and unloaded again and again. The library stays loaded, the watchdog that
+// it has armed can still be fed, and no memory is lost.
 #include <dlfcn.h>
 #include <malloc.h>
 #include <cstddef>
@@ -13,11 +13,11 @@ int failures = 0;
 
 void expect(bool good, const char* what) {
     if (good) return;
-    std::printf("not so: %s\n", what);
+    std::printf("not true: %s\n", what);
     ++failures;
 }
 
-/** A round of dlopen(), one call and dlclose(). */
+/** Load the library, make one call and unload the library. */
 template <typename Function, typename... Arguments>
 int call(const char* library, const char* name, Arguments... arguments) {
     void* const handle = dlopen(library, RTLD_NOW);
@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
     }
     const char* const library = argv[1];
     expect(call<int (*)(int)>(library, "watchdog_enable", 30) == 0, "the watchdog is armed");
-    expect(call<int (*)()>(library, "watchdog_refresh") == 0, "a library loaded again feeds it");
+    expect(call<int (*)()>(library, "watchdog_refresh") == 0, "the library feeds it after it was loaded again");
     expect(call<int (*)()>(library, "watchdog_disable") == 0, "and disarms it");
 
     bool present = false;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // usage: first_line_check, on the virtual device
-// In a process that has no standard streams yet, the first calls of several threads fail at once, or while another's
-// line is slow to construct them: each prints its line.
+// In a process that has no standard streams yet, the first calls of several threads fail, all at once or while another
+// thread's line is slow to construct the streams. Each prints its line.
 #include <dlfcn.h>
 #include <sched.h>
 #include <sys/wait.h>
@@ -20,7 +20,7 @@ namespace {
 constexpr int threads = 8;
 constexpr int rounds = 50;
 
-/** The next construction of the standard streams lasts until other threads have slept so long. */
+/** The next construction of the standard streams lasts until other threads have slept for slow_us. */
 std::atomic<bool> construction_is_slow = false;
 constexpr unsigned slow_us = 10000;
 std::atomic<unsigned> slept_us = 0;
@@ -32,7 +32,7 @@ Function* next(const char* name) {
 
 }  // namespace
 
-// Takes the place of the C library's, which the construction of the standard streams asks for every character.
+// Replaces the C library's function, which the construction of the standard streams calls for every character.
 extern "C" int wctob(wint_t character) noexcept {
     if (construction_is_slow.exchange(false)) {
         while (slept_us < slow_us) sched_yield();
@@ -40,7 +40,7 @@ extern "C" int wctob(wint_t character) noexcept {
     return next<int(wint_t)>("wctob")(character);
 }
 
-// Takes the place of the C library's.
+// Replaces the C library's function.
 extern "C" int usleep(useconds_t time_us) {
     slept_us += time_us;
     return next<int(useconds_t)>("usleep")(time_us);
@@ -67,7 +67,7 @@ void fail_at_once() {
 
 void fail_while_another_constructs() {
     std::uint32_t level = 0;
-    backlight_get(0, &level);  // the start is over: nobody sleeps for that
+    backlight_get(0, &level);  // starts the board, which no thread must then wait for
     alarm(10);
     construction_is_slow = true;
     std::thread other(fail);
@@ -77,7 +77,7 @@ void fail_while_another_constructs() {
     other.join();
 }
 
-/** What a process prints that does this. */
+/** The lines that a process prints which makes these calls. */
 std::string lines_of_a_process(void (*calls)()) {
     int ends[2];
     if (pipe(ends) != 0) return "no pipe";

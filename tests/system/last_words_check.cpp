@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // usage: last_words_check, on the virtual device
-// What an application has left in std::cout reaches its reader at exit, also after a failure line has been printed.
+// What an application leaves in std::cout is written at exit, even if a failure line has been printed.
 #include <sys/wait.h>
 #include <unistd.h>
 #include <velmor.h>

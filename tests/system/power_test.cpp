@@ -1,46 +1,26 @@
 // SPDX-License-Identifier: MIT
-// The functions that act on the whole device.
+// The functions that act on the whole device. The acts of a suspend are in tests/record.
 //
-// HAZARD: nothing in here may reach the machine. The programs are scripts of the tests' own at the device's paths, and
-// the restart call is answered by the Recorder.
+// HAZARD: no test here may affect the machine. The programs are the tests' own scripts at the device's paths, and the
+// Recorder answers the restart call.
 
-#include <gmock/gmock.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstddef>
-#include <cstdio>
 #include <filesystem>
-#include <string>
-#include <vector>
 
-#include "support/acts.h"
-#include "support/calls.h"
-#include "support/device.h"
-#include "support/fifo.h"
-#include "support/files.h"
-#include "support/forked.h"
-#include "support/recorder.h"
-#include "support/scenario.h"
-#include "velmor.h"
+#include "system/system_test.h"
 
+using testing::AnyOf;
+using testing::Contains;
 using testing::ElementsAre;
-using testing_support::ChildResult;
-using testing_support::content;
-using testing_support::exists;
-using testing_support::failed;
-using testing_support::no_longer_than;
-using testing_support::put_program;
-using testing_support::Recorder;
-using testing_support::result_of;
-using testing_support::run_in_child;
-using testing_support::wait_until;
+using testing::Not;
+using testing::StartsWith;
+using namespace testing_support;
 
 namespace fs = std::filesystem;
 
@@ -49,45 +29,42 @@ namespace {
 constexpr char reboot_program[] = "/sbin/reboot";
 constexpr char power_state[] = "/sys/power/state";
 
-std::string reboot() {
-    return result_of(power_reboot);
-}
+const Scenario reboot = call(power_reboot);
+const Scenario suspend = call(power_suspend);
+const Scenario shutdown = call(power_shutdown);
 
-/** What a reboot, a suspend and a shutdown might touch. */
+/** Records what a reboot, a suspend and a shutdown might touch. */
 Recorder power_recorder() {
     return Recorder().watch({"/sbin/", "/dev/", "/sys/power/"});
 }
 
-class PowerFunctions : public testing_support::DeviceTest {
-protected:
-    static void expect_failed_reboot(const std::string& output, const std::string& cause) {
-        const ChildResult child = run_in_child(reboot);
-        EXPECT_EQ(child.output, output);
-        EXPECT_EQ(child.error_text, failed("power_reboot", cause));
-    }
-};
+auto fails_to_reboot(int error, const std::string& cause) {
+    return returns(fails_with(error), failed("power_reboot", cause));
+}
+
+class PowerFunctions : public DeviceTest {};
 
 // ---- power_reboot --------------------------------------------------------------------------------------------------
 
 TEST_F(PowerFunctions, RebootReturnsTheExitCodeOfTheProgramNegated) {
     put_program(reboot_program, "exit 3");
-    expect_failed_reboot("-3 errno 3", "No such process");
+    EXPECT_THAT(run_in_child(reboot), fails_to_reboot(3, "No such process"));
 }
 
 TEST_F(PowerFunctions, RebootWithoutTheProgramIsItsExecsErrno) {
     testing_support::remove(reboot_program);
-    expect_failed_reboot("-2 errno 2", "No such file or directory");
+    EXPECT_THAT(run_in_child(reboot), fails_to_reboot(ENOENT, "No such file or directory"));
 }
 
 TEST_F(PowerFunctions, RebootWithAProgramThatMayNotRunIsItsExecsErrno) {
     put_program(reboot_program, "exit 0");
     fs::permissions(reboot_program, fs::perms::owner_read);
-    expect_failed_reboot("-13 errno 13", "Permission denied");
+    EXPECT_THAT(run_in_child(reboot), fails_to_reboot(EACCES, "Permission denied"));
 }
 
-/** From here on the kernel refuses this process every other process; false where there are no such filters. */
+/** From now on the kernel refuses this process any other process. Returns false if there are no such filters. */
 bool refuse_processes() {
-    // Load the number of the system call; these fail, the others pass. The sanitizers replace vfork() by a fork().
+    // Load the number of the system call; these fail, all others pass. The sanitizers replace vfork() with a fork().
     constexpr auto jump_if_equal = std::uint16_t{BPF_JMP | BPF_JEQ | BPF_K};
     constexpr auto result = std::uint16_t{BPF_RET | BPF_K};
     std::vector<sock_filter> program = {{BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)}};
@@ -108,18 +85,17 @@ TEST_F(PowerFunctions, RebootWithoutAProcessForTheProgramIsTheKernelsErrno) {
     });
     if (child.output == "no filters here" && !Recorder::available())
         GTEST_SKIP() << "qemu-arm knows no filters of system calls: run this test in a native build";
-    EXPECT_EQ(child.output, "-11 errno 11");
-    EXPECT_EQ(child.error_text, failed("power_reboot", "Resource temporarily unavailable"));
+    EXPECT_THAT(child, fails_to_reboot(EAGAIN, "Resource temporarily unavailable"));
     EXPECT_FALSE(exists("/sys/ran"));
 }
 
 TEST_F(PowerFunctions, RebootProgramGetsNoArguments) {
     put_program(reboot_program, "echo \"$0 $#\" >/sys/arguments; exit 1");
-    EXPECT_EQ(run_in_child(reboot).output, "-1 errno 1");
+    EXPECT_THAT(run_in_child(reboot), fails_to_reboot(1, "Operation not permitted"));
     EXPECT_EQ(content("/sys/arguments"), "/sbin/reboot 0\n");
 }
 
-/** Plays a reboot that waits for the end of the system, until the program has left its mark and a while after. */
+/** A reboot with this program waits for the end of the system: the call is given a while after the program has run. */
 void expect_endless_reboot(const std::string& commands) {
     put_program(reboot_program, "echo $$ >/sys/started; " + commands);
     const ChildResult child = run_in_child([] {
@@ -136,8 +112,7 @@ void expect_endless_reboot(const std::string& commands) {
         waitpid(caller, &status, 0);
         return std::string(waits ? "waits" : "has returned");
     });
-    EXPECT_EQ(child.output, "waits");
-    EXPECT_EQ(child.error_text, "");
+    EXPECT_THAT(child, returns("waits"));
 }
 
 TEST_F(PowerFunctions, SuccessfulRebootWaitsForTheEndOfTheSystem) {
@@ -152,35 +127,17 @@ TEST_F(PowerFunctions, RebootStartsTheProgramAndNothingElse) {
     VELMOR_NEEDS_RECORDER();
     put_program(reboot_program, "exit 3");
     const ChildResult child = run_in_child(power_recorder(), reboot);
-    EXPECT_EQ(child.output, "-3 errno 3");
-    // The program's shell opens it as its script.
+    EXPECT_THAT(child, fails_to_reboot(3, "No such process"));
     ASSERT_FALSE(child.acts.empty());
-    EXPECT_EQ(child.acts.front(), "exec /sbin/reboot");
-    for (const std::string& act : child.acts) EXPECT_FALSE(act.starts_with("reboot ") || act == "sync") << act;
+    EXPECT_EQ(child.acts.front(), "exec /sbin/reboot");  // the other acts are those of the program's shell
+    EXPECT_THAT(child.acts, Not(Contains(AnyOf(StartsWith("reboot "), "sync"))));
 }
 
 // ---- power_suspend -------------------------------------------------------------------------------------------------
 
-TEST_F(PowerFunctions, SuspendWritesItsWordOnce) {
-    VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(power_recorder(), [] { return result_of(power_suspend); });
-    EXPECT_EQ(child.output, "0");
-    EXPECT_EQ(child.acts, testing_support::write_acts(power_state, "mem"));
-}
-
-TEST_F(PowerFunctions, SuspendThatTheKernelRefusesIsNotReported) {
-    VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(Recorder().fail("write /sys/power/state", EBUSY, 0),
-                                           [] { return std::to_string(power_suspend()); });
-    EXPECT_EQ(child.output, "0");
-    EXPECT_EQ(child.error_text, "");
-}
-
 TEST_F(PowerFunctions, SuspendWithoutTheFileIsNotReported) {
     testing_support::remove("/sys/power");
-    const ChildResult child = run_in_child([] { return std::to_string(power_suspend()); });
-    EXPECT_EQ(child.output, "0");
-    EXPECT_EQ(child.error_text, "");
+    EXPECT_THAT(run_in_child(suspend), returns(success_that_leaves(ENOENT)));
     EXPECT_FALSE(exists(power_state));
 }
 
@@ -188,21 +145,20 @@ TEST_F(PowerFunctions, SuspendWithoutTheFileIsNotReported) {
 
 constexpr char restart[] = "reboot 0xa1b2c3d4 wdt";
 
-TEST_F(PowerFunctions, ShutdownSyncsAndAsksTheKernelForARestart) {
+TEST_F(PowerFunctions, ShutdownSyncsAndRequestsARestart) {
     VELMOR_NEEDS_RECORDER();
-    const ChildResult child = run_in_child(power_recorder(), [] { return result_of(power_shutdown); });
-    EXPECT_EQ(child.output, "-1 errno 1");
-    EXPECT_EQ(child.error_text, failed("power_shutdown", "Operation not permitted"));
+    const ChildResult child = run_in_child(power_recorder(), shutdown);
+    EXPECT_THAT(child, returns(fails_with(EPERM), failed("power_shutdown", "Operation not permitted")));
     EXPECT_THAT(child.acts, ElementsAre("sync", restart + std::string(" = EPERM")));
 }
 
 TEST_F(PowerFunctions, SuccessfulShutdownWaitsForTheEndOfTheSystem) {
     VELMOR_NEEDS_RECORDER();
     const ChildResult child = run_in_child(power_recorder().answer("reboot", 0), [] {
-        alarm(2);  // the end of the system
-        return result_of(power_shutdown);
+        alarm(2);  // stands for the end of the system
+        return shutdown();
     });
-    EXPECT_EQ(testing_support::ending(child.wait_status), "signal " + std::to_string(SIGALRM));
+    EXPECT_EQ(ending(child.wait_status), "signal " + std::to_string(SIGALRM));
     EXPECT_EQ(child.output, "");
     EXPECT_EQ(child.error_text, "");
     EXPECT_THAT(child.acts, ElementsAre("sync", restart));

@@ -29,7 +29,7 @@ StandInIoctl::~StandInIoctl() {
 
 }  // namespace testing_support
 
-// Takes the place of the C library's: plain files stand where the device has its nodes.
+// Replaces the C library's function: the device's nodes are plain files here.
 extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
     va_list arguments;
     va_start(arguments, request);

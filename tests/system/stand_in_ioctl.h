@@ -6,7 +6,7 @@
 
 namespace testing_support {
 
-/** While it lives, ioctls with an int argument do not reach the kernel: they are kept, and succeed or fail as set. */
+/** While it lives, ioctls with an int argument do not reach the kernel. They are kept, and succeed or fail as set. */
 class StandInIoctl {
 public:
     explicit StandInIoctl(int error = 0);
@@ -14,7 +14,7 @@ public:
     StandInIoctl(const StandInIoctl&) = delete;
     StandInIoctl& operator=(const StandInIoctl&) = delete;
 
-    /** "0x80045705 0": request and argument. */
+    /** Request and argument of each: "0x80045705 0". */
     static std::vector<std::string> seen;
 };
 
