@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Every exported function on the board that has every family. To the tests of the device's own board in tests/system
-// these add the families that it lacks, the acts of each call on the hardware, and what the hardware is left with when
-// an act fails, the driver refuses, the input is bad or the hardware is missing.
+// Every exported function on the board that has every family. These tests add to those of the device's own board, in
+// tests/system, the families that the device lacks, the acts of each call, and the state in which a call leaves the
+// hardware: also if an act fails, if the driver refuses, and on bad input.
 
 #include <algorithm>
 #include <climits>
@@ -175,7 +175,6 @@ constexpr char no_brightness[] = "backlight brightness out of range";
 constexpr char no_color[] = "color out of range";
 constexpr char no_direction[] = "GPIO direction not valid";
 constexpr char no_frequency[] = "PWM frequency out of range";
-constexpr char no_duty[] = "PWM duty out of range";
 constexpr char no_port[] = "Unsupported port";
 
 // ---- The table -----------------------------------------------------------------------------------------------------
@@ -272,7 +271,8 @@ std::vector<Row> lines() {
         row("io_config_set", "duty_0", program(0, 1000), sets_period("1000000")),
         // 50 x 1000000000 wraps in 32 bits.
         row("io_config_set", "slowest", program(50, 1), sets_period("1000000000"), sets_duty("27553597")),
-        row("io_config_set", "duty_too_high", program(101, 1000), fails(refuses(), no_duty), sets_period("1000000")),
+        row("io_config_set", "duty_too_high", program(101, 1000), fails(refuses(), "PWM duty out of range"),
+            sets_period("1000000")),
         row("io_config_set", "too_slow", program(50, 0), is_refused(no_frequency)),
         row("io_config_set", "too_fast", program(50, 2000001), is_refused(no_frequency),
             leaves("pwm1.period=370370, pwm1.duty=185185")),
@@ -349,7 +349,8 @@ std::vector<Row> sensors_and_radios() {
             leaves("mrfi0.connections=0x12340001 1f 2 -60 1 0, mrfi1.connections=" + two_connections_shown)),
         row("mrfi_unlink", "unknown_peer", call(mrfi_unlink, 0, peer), given("mrfi0.connections=" + two_connections),
             fails(file_fails_with(ENOENT), stream_failure), leaves("mrfi0.connections=" + two_connections_shown)),
-        row("mrfi_class_get", "of_an_address", call_of("mrfi_class_get"), gives("4660")),
+        row("mrfi_class_get", "upper_half_of_the_address", call_of("mrfi_class_get"), gives("4660")),
+        row("mrfi_class_get", "highest_address", call(mrfi_class_get, highest), gives("65535")),
         row("attitude_get", "axes", call(attitude_get), given("attitude.x=-2048, attitude.y=34, attitude.z=2047"),
             gives("-2048 34 2047")),
         row("attitude_get", "node_not_opened", call(attitude_get), meets_fault("/dev/input/event0:open", EACCES),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The short-range radio: the bytes of its attributes, its two lists and their contexts.
+// The lists of the short-range radio, and their contexts.
 
 #include <array>
 #include <cstdio>
@@ -21,13 +21,6 @@ const CallResult at_the_end = succeeds(untouched);
 
 CallResult listed(const std::string& entry) {
     return {1, untouched_errno, entry};
-}
-
-TEST(Mrfi, ClassIsTheUpperHalfOfTheAddress) {
-    constexpr mrfi_addr_t address = {{0x78, 0x56, 0x34, 0x12}};
-    constexpr mrfi_addr_t highest = {{0xff, 0xff, 0xff, 0xff}};
-    EXPECT_THAT(run_in_child(call(mrfi_class_get, address)), returns(succeeds("4660")));
-    EXPECT_THAT(run_in_child(call(mrfi_class_get, highest)), returns(succeeds("65535")));
 }
 
 // ---- Lists ---------------------------------------------------------------------------------------------------------
@@ -63,7 +56,7 @@ struct List {
 
     /** Opens this interface's list while the driver shows these lines, and reads it four times. */
     void expect_entries(int index, const std::string& lines, std::vector<std::string> results) const {
-        hardware({"set", "mrfi" + std::to_string(index) + "." + name, lines});
+        set_hardware("mrfi" + std::to_string(index) + "." + name + "=" + lines);
         const ChildResult child = run_in_child([this, index] {
             mrfi_enum_ctx* context = nullptr;
             return joined({result_of(open, index, &context), next(context), next(context), next(context), next(context),
