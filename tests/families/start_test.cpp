@@ -11,8 +11,6 @@ using namespace testing_support;
 
 namespace {
 
-constexpr char no_board[] = "cannot initialize board data";
-
 // ---- Chosen boards -------------------------------------------------------------------------------------------------
 
 struct Board {
@@ -50,11 +48,9 @@ class ChosenBoard : public testing::TestWithParam<Board> {};
 
 TEST_P(ChosenBoard, StartsOrPrintsWhyNot) {
     const auto& [name, function, result, cause, starts] = GetParam();
-    std::string expected;
-    if (!starts) expected = "cannot set board resources: " + cause + "\n";
-    if (!cause.empty()) expected += failed(function, starts ? cause : no_board);
+    const std::string lines = !starts ? start_failed(function, cause) : cause.empty() ? "" : failed(function, cause);
     EXPECT_EQ(output_of(VELMOR_CHOSEN_BOARD, {"env", "VELMOR_TEST_BOARD=" + name, VELMOR_CALL_FUNCTION, function}),
-              expected + std::string(result) + "\n");
+              lines + std::string(result) + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Boards, ChosenBoard, testing::ValuesIn(boards),
@@ -71,9 +67,8 @@ TEST(Start, ThatFailsIsReportedAndTriedAgain) {
         return joined({failed, result_of(backlight_get, 0)});
     });
     const CallResult failure = file_fails_with(EIO, untouched);
-    const std::string reason = std::string("cannot set board resources: ") + read_failure + "\n";
     EXPECT_THAT(child, returns({failure, failure, succeeds("128")},
-                               reason + failed("backlight_get", no_board) + reason + failed("es_present", no_board)));
+                               start_failed("backlight_get", read_failure) + start_failed("es_present", read_failure)));
 }
 
 const std::string zone = "/sys/class/thermal/thermal_zone0/";

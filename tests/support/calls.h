@@ -28,4 +28,9 @@ inline std::string query_es() {
     return result_of(es_present);
 }
 
+/** What a call prints if the board cannot start. */
+inline std::string start_failed(const std::string& function, const std::string& cause) {
+    return "cannot set board resources: " + cause + "\n" + failed(function, "cannot initialize board data");
+}
+
 }  // namespace testing_support

@@ -244,8 +244,8 @@ public:
     std::string output;
 
 private:
-    // What an application has on the stack of such a thread: on ARM the process would end at the first destructor, if a
-    // clean-up of the library's had left the unwinder's record behind.
+    // Stands for an application's object on the thread's stack. On ARM the process would end at its destructor if a
+    // clean-up in the library had left the unwinder's record behind.
     struct Unwound {
         Cancellable& thread;
         ~Unwound() { thread.unwound_ = true; }
@@ -306,7 +306,7 @@ TEST_F(HostProcess, FailingCallFinishesBeforeItsThreadIsCancelled) {
 
 TEST_F(HostProcess, ThreadInWhichTheStartFailedIsCancelled) {
     testing_support::remove("/proc/platform/pht");
-    const ChildResult result = run_in_child([] {
+    const ChildResult child = run_in_child([] {
         Cancellable thread([](Cancellable& self) {
             self.output = query_es();
             pthread_cancel(pthread_self());
@@ -314,8 +314,7 @@ TEST_F(HostProcess, ThreadInWhichTheStartFailedIsCancelled) {
         });
         return thread.join();
     });
-    EXPECT_EQ(result.wait_status, 0);
-    EXPECT_EQ(result.output, "-1 errno 2: untouched cancelled");
+    EXPECT_THAT(child, returns("-1 errno 2: untouched cancelled", start_failed("es_present", stream_failure)));
 }
 
 TEST_F(HostProcess, StartOfTheBoardFinishesBeforeItsThreadIsCancelled) {

@@ -27,10 +27,6 @@ constexpr char bad_table_cause[] = "platform hardware table has no \"x\" before 
 
 const CallResult present = succeeds("true");  // of query_es()
 
-std::string lines_of_failed_start(const std::string& cause, const std::string& function = "es_present") {
-    return "cannot set board resources: " + cause + "\n" + failed(function, "cannot initialize board data");
-}
-
 const Scenario query_twice = in_turn({query_es, query_es});
 
 class StartUp : public DeviceTest {};
@@ -81,9 +77,8 @@ TEST_P(FailingStartUp, PrintsTwoLinesForEachCallAndIsTriedAgainByTheNext) {
         return joined({text, query_es()});
     });
     const Failure& start = GetParam();
-    EXPECT_THAT(child,
-                returns({start.result, start.result, present},
-                        lines_of_failed_start(start.cause) + lines_of_failed_start(start.cause, "backlight_get")));
+    EXPECT_THAT(child, returns({start.result, start.result, present},
+                               start_failed("es_present", start.cause) + start_failed("backlight_get", start.cause)));
     EXPECT_EQ(content(period), "370370");
 }
 
@@ -170,7 +165,7 @@ ChildResult run_two_callers(const std::string& first_table, const std::string& s
     });
 }
 
-const CallResult failed_start = refuses(untouched);
+const CallResult not_started = refuses(untouched);
 
 // A second start would wait for the FIFO to be fed again.
 TEST_F(StartUp, IsMadeOnceForTwoThreads) {
@@ -179,13 +174,13 @@ TEST_F(StartUp, IsMadeOnceForTwoThreads) {
 
 TEST_F(StartUp, ThatFailsIsMadeByEachOfTwoThreads) {
     EXPECT_THAT(run_two_callers(bad_table, bad_table),
-                returns({failed_start, failed_start},
-                        lines_of_failed_start(bad_table_cause) + lines_of_failed_start(bad_table_cause)));
+                returns({not_started, not_started},
+                        start_failed("es_present", bad_table_cause) + start_failed("es_present", bad_table_cause)));
 }
 
 TEST_F(StartUp, IsMadeByTheSecondThreadIfTheFirstHasFailed) {
     EXPECT_THAT(run_two_callers(bad_table, content(table)),
-                returns({failed_start, present}, lines_of_failed_start(bad_table_cause)));
+                returns({not_started, present}, start_failed("es_present", bad_table_cause)));
 }
 
 TEST_F(StartUp, IsMadeOnceForManyThreads) {
@@ -219,7 +214,7 @@ TEST_F(StartUp, OfAForkedChildIsTriedAgainAfterItsParentsHasFailed) {
         return joined({text, query_in_a_forked_child(), query_es()});
     });
     EXPECT_THAT(child, returns(joined({file_fails_with(ENOENT, untouched), "success", present}),
-                               lines_of_failed_start(stream_failure)));
+                               start_failed("es_present", stream_failure)));
 }
 
 }  // namespace
