@@ -11,10 +11,10 @@ using namespace testing_support;
 
 namespace {
 
-const std::string gpio = "/sys/class/gpio/";
+const std::string gpio_class = "/sys/class/gpio/";
 
 bool is_exported(int pin) {
-    return std::filesystem::exists(gpio + "gpio" + std::to_string(pin));
+    return std::filesystem::exists(gpio_class + "gpio" + std::to_string(pin));
 }
 
 // Line 37 is an output, line 38 an input.
@@ -28,7 +28,7 @@ const CallResult failed_get = file_fails_with(EIO, untouched);
 
 TEST(GpioLine, StaysExportedIfItsDirectionIsRefused) {
     {
-        const Fault fault(gpio + "gpio37/direction:write:EIO");
+        const Fault fault(gpio_class + "gpio37/direction:write:EIO");
         EXPECT_THAT(run_in_child(set), returns(failed_set, failed("io_set", stream_failure)));
     }
     EXPECT_TRUE(is_exported(37));
@@ -42,7 +42,7 @@ TEST(GpioLine, IsGivenBackIfItsLevelIsRefused) {
     EXPECT_THAT(run_in_child(clear), returns(succeeds()));
     set_hardware("gpio.38=1");
     for (const std::string operation : {"open", "write", "read"}) {
-        const Fault fault(gpio + "gpio3[78]/value:" + operation + ":EIO");
+        const Fault fault(gpio_class + "gpio3[78]/value:" + operation + ":EIO");
         EXPECT_EQ(run_in_child(set_and_get).output, joined({operation == "read" ? succeeds() : failed_set,
                                                             operation == "write" ? succeeds("1") : failed_get}))
             << operation;
@@ -53,7 +53,7 @@ TEST(GpioLine, IsGivenBackIfItsLevelIsRefused) {
 TEST(GpioLine, IsGivenBackWithItsNewLevelIfTheCloseFails) {
     EXPECT_THAT(run_in_child(clear), returns(succeeds()));
     {
-        const Fault fault(gpio + "gpio*/value:close:EIO");
+        const Fault fault(gpio_class + "gpio*/value:close:EIO");
         EXPECT_THAT(run_in_child(set_and_get), returns({failed_set, failed_get}, failed("io_set", stream_failure) +
                                                                                      failed("io_get", stream_failure)));
     }
@@ -63,8 +63,8 @@ TEST(GpioLine, IsGivenBackWithItsNewLevelIfTheCloseFails) {
 
 TEST(GpioLine, ReportsTheFirstFailureIfItCannotBeGivenBackEither) {
     {
-        const Fault level(gpio + "gpio38/value:read:EIO");
-        const Fault unexport(gpio + "unexport:write:ENOSPC");
+        const Fault level(gpio_class + "gpio38/value:read:EIO");
+        const Fault unexport(gpio_class + "unexport:write:ENOSPC");
         EXPECT_THAT(run_in_child(get), returns(file_fails_with(ENOSPC, untouched), failed("io_get", read_failure)));
     }
     EXPECT_TRUE(is_exported(38));
@@ -74,7 +74,7 @@ TEST(GpioLine, ReportsTheFirstFailureIfItCannotBeGivenBackEither) {
 // The select lines before the failure keep their new levels, those after it their old ones.
 TEST(GpioLine, OfAMuxIsNotRolledBackIfTheNextOneFails) {
     EXPECT_THAT(run_in_child(call(serial_mux, 0, 0)), returns(succeeds()));
-    std::ofstream(gpio + "export") << 43 << std::flush;  // another program holds the second line
+    std::ofstream(gpio_class + "export") << 43 << std::flush;  // another program holds the second line
     const ChildResult child = run_in_child(call(serial_mux, 0, 2));
     give_lines_back();
     EXPECT_THAT(child, returns(file_fails_with(EBUSY), failed("serial_mux", stream_failure)));

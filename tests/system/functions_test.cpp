@@ -24,12 +24,9 @@ using namespace testing_support;
 
 namespace {
 
-constexpr char brightness[] = "/sys/class/backlight/pwm-backlight.0/brightness";
-constexpr char blank[] = "/sys/class/graphics/fb0/blank";
 constexpr char pwm_period[] = "/sys/devices/platform/mxc_pwm.1/period";
 constexpr char pwm_duty[] = "/sys/devices/platform/mxc_pwm.1/duty";
 constexpr char pwm_status[] = "/sys/devices/platform/mxc_pwm.1/status";
-constexpr char gps_enable[] = "/sys/devices/platform/gps.0/enable";
 constexpr char echosounder_reset[] = "/sys/devices/platform/echosounder.0/reset";
 constexpr char hardware_table[] = "/proc/platform/pht";
 constexpr char watchdog_node[] = "/dev/watchdog";

@@ -32,11 +32,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char brightness[] = "/sys/class/backlight/pwm-backlight.0/brightness";
-constexpr char blank[] = "/sys/class/graphics/fb0/blank";
-constexpr char gps_enable[] = "/sys/devices/platform/gps.0/enable";
-constexpr char reboot_program[] = "/sbin/reboot";
-
 /** A call that fails: the device has no LEDs. */
 std::string query_led() {
     return result_of(led_color_get, 0);
@@ -48,7 +43,6 @@ std::string query_display() {
 
 const std::string led_line = failed("led_color_get", not_supported);
 const CallResult no_led = fails_with(EOPNOTSUPP, untouched);
-const CallResult present = succeeds("true");  // of query_es()
 
 class HostProcess : public DeviceTest {};
 

@@ -26,7 +26,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char reboot_program[] = "/sbin/reboot";
 constexpr char power_state[] = "/sys/power/state";
 
 const Scenario reboot = call(power_reboot);

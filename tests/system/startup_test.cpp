@@ -25,8 +25,6 @@ constexpr char table_version[] = "/proc/platform/pht_version";
 constexpr char bad_table[] = "002912\n";
 constexpr char bad_table_cause[] = "platform hardware table has no \"x\" before its digits";
 
-const CallResult present = succeeds("true");  // of query_es()
-
 const Scenario query_twice = in_turn({query_es, query_es});
 
 class StartUp : public DeviceTest {};

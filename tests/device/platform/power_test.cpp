@@ -38,8 +38,8 @@ struct Operation {
     }
 };
 
-const Operation reboot = {"/sbin/reboot", [](Power& power) { power.reboot(); }};
-const Operation shutdown = {"/sbin/poweroff", [](Power& power) { power.shutdown(); }};
+const Operation reboot_call = {"/sbin/reboot", [](Power& power) { power.reboot(); }};
+const Operation shutdown_call = {"/sbin/poweroff", [](Power& power) { power.shutdown(); }};
 
 class PowerTest : public stand_ins::Test {
 protected:
@@ -52,20 +52,20 @@ protected:
 };
 
 TEST_F(PowerTest, RunsItsProgramAndWaitsForever) {
-    for (const Operation& each : {reboot, shutdown}) put_program(each.program, "echo \"$0 $#\" >/sys/ran");
-    for (const Operation& each : {reboot, shutdown}) {
+    for (const Operation& each : {reboot_call, shutdown_call}) put_program(each.program, "echo \"$0 $#\" >/sys/ran");
+    for (const Operation& each : {reboot_call, shutdown_call}) {
         expect_endless_wait(each);
         EXPECT_EQ(content("/sys/ran"), each.program + " 0\n");
     }
 }
 
 TEST_F(PowerTest, ProgramKilledByASignalCountsAsSuccess) {
-    put_program(reboot.program, "kill -KILL $$");
-    expect_endless_wait(reboot);
+    put_program(reboot_call.program, "kill -KILL $$");
+    expect_endless_wait(reboot_call);
 }
 
 TEST_F(PowerTest, ProgramThatIsMissingIsNoEntry) {
-    for (const Operation& each : {reboot, shutdown}) {
+    for (const Operation& each : {reboot_call, shutdown_call}) {
         remove(each.program);
         EXPECT_EQ(each.failure(), system_error(ENOENT));
     }
@@ -73,15 +73,15 @@ TEST_F(PowerTest, ProgramThatIsMissingIsNoEntry) {
 }
 
 TEST_F(PowerTest, ProgramThatMayNotBeExecutedIsAccessDenied) {
-    fs::permissions(reboot.program, fs::perms::owner_read);
-    EXPECT_EQ(reboot.failure(), system_error(EACCES));
+    fs::permissions(reboot_call.program, fs::perms::owner_read);
+    EXPECT_EQ(reboot_call.failure(), system_error(EACCES));
 }
 
 TEST_F(PowerTest, ExitCodeOfTheProgramIsTheError) {
-    put_program(reboot.program, "exit 1");
-    put_program(shutdown.program, "exit 3");
-    EXPECT_EQ(reboot.failure(), system_error(1));
-    EXPECT_EQ(shutdown.failure(), system_error(3));
+    put_program(reboot_call.program, "exit 1");
+    put_program(shutdown_call.program, "exit 3");
+    EXPECT_EQ(reboot_call.failure(), system_error(1));
+    EXPECT_EQ(shutdown_call.failure(), system_error(3));
     EXPECT_THAT(stand_ins::state.calls, IsEmpty());
 }
 
@@ -89,7 +89,7 @@ TEST_F(PowerTest, ProgramsAreRunByAnOverriddenRunProgram) {
     struct Refusing : Power {
         void run_program(const std::string& path) override { throw std::invalid_argument(path); }
     };
-    for (const Operation& each : {reboot, shutdown}) {
+    for (const Operation& each : {reboot_call, shutdown_call}) {
         Refusing power;
         EXPECT_EQ(thrown([&] { each.run(power); }), "invalid_argument " + each.program);
     }
@@ -145,9 +145,9 @@ TEST_F(PowerTest, ThreadThatLetsNobodyCancelItIsNotCancelled) {
 // ---- The exported functions ----------------------------------------------------------------------------------------
 
 TEST_F(PowerTest, RebootReturnsMinusTheErrorOfItsProgram) {
-    put_program(reboot.program, "exit 3");
+    put_program(reboot_call.program, "exit 3");
     expect_in_child(call(power_reboot), fails_with(ESRCH), failed("power_reboot", "No such process"));
-    remove(reboot.program);
+    remove(reboot_call.program);
     expect_in_child(call(power_reboot), fails_with(ENOENT), failed("power_reboot", "No such file or directory"));
 }
 

@@ -34,9 +34,9 @@ using namespace Velmor;
 namespace {
 
 /** Add a line whose level is the number of this start in its process. */
-void add_line(Board& board) {
+void add_numbered_line(Board& board) {
     const int start = configurations;
-    ::add_line(board, 3, [start] { return start; });
+    add_line(board, 3, [start] { return start; });
 }
 
 std::string query_line() {
@@ -81,7 +81,7 @@ public:
         configuration = [this](Board& board) {
             inside_ = true;
             if (configurations == 1) wait_until([this] { return go_on_.load(); });
-            add_line(board);
+            add_numbered_line(board);
         };
         starter_ = std::thread([this] { result_ = query_line(); });
         wait_until([this] { return inside_.load(); });
@@ -136,7 +136,7 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
         std::string child;
         configuration = [&child](Board& board) {
             if (configurations == 1) in_signal_handler([&] { child = run_forked(level_is_2); });
-            add_line(board);
+            add_numbered_line(board);
         };
         const std::string first = query_line();
         return joined({child, first, query_line()});
@@ -157,7 +157,7 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
                         if (child == 0 && child_calls) query_line();
                     });
                 }
-                add_line(board);
+                add_numbered_line(board);
             };
             const std::string first = query_line();
             const std::string& expected = child_calls ? level_2 : level_1;
@@ -202,7 +202,7 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
 
 TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
     configuration = [](Board& board) {
-        add_line(board);
+        add_numbered_line(board);
         throw 42;
     };
     const auto calls = [] {
@@ -222,7 +222,7 @@ void call_in_handler() {
 class ForkHandlers : public testing::TestWithParam<bool> {};
 
 TEST_P(ForkHandlers, MayCallTheLibrary) {
-    configuration = add_line;
+    configuration = add_numbered_line;
     const auto calls = [] {
         const bool registered_first = GetParam();
         if (registered_first) pthread_atfork(call_in_handler, call_in_handler, call_in_handler);
@@ -238,7 +238,7 @@ INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
                          [](const auto& test) { return test.param ? "BeforeTheFirstCall" : "AfterIt"; });
 
 TEST(ForkHandlers, MayMakeTheFirstCall) {
-    configuration = add_line;
+    configuration = add_numbered_line;
     const auto calls = [] {
         pthread_atfork(nullptr, nullptr, call_in_handler);
         const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == level_1; });
@@ -253,7 +253,7 @@ TEST(CallWithinAStart, ByTheSameThreadFailsInsteadOfWaitingForItself) {
     std::string nested;
     configuration = [&nested](Board& board) {
         in_signal_handler([&] { nested = query_line(); });
-        add_line(board);
+        add_numbered_line(board);
     };
     const auto calls = [&nested] {
         const std::string first = query_line();
@@ -266,7 +266,7 @@ TEST(CallWithinAStart, ByTheSameThreadFailsInsteadOfWaitingForItself) {
 /** The first start fails. */
 void fail_once(Board& board) {
     if (configurations == 1) throw std::runtime_error("no board");
-    add_line(board);
+    add_numbered_line(board);
 }
 
 /** A buffer of standard error that calls the library for each text, except those of that call. */
@@ -342,7 +342,7 @@ class InterruptedPower : public Power {
 
 TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
     configuration = [](Board& board) {
-        add_line(board);
+        add_numbered_line(board);
         board.add(Resource::type::power, new InterruptedPower);
     };
     const auto calls = [] {
