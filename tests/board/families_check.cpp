@@ -199,8 +199,9 @@ void check_plain_files() {
     expect("mrfi_address_get(0)", call(mrfi_address_get, 0), succeeds("4d 3c 2b 1a "));
     mrfi_enum_ctx* list = nullptr;
     expect("mrfi_connection_list_open(0)", call(mrfi_connection_list_open, 0, &list));
+    // 22: the reserved bits are not written.
     expect("mrfi_connection_list_read()", call(mrfi_connection_list_read, list),
-           CallResult{.result = 1, .value = "31 2 196 10 0 1 0 34 12 "});
+           CallResult{.result = 1, .value = "31 2 196 10 22 1 0 34 12 "});
     expect("mrfi_connection_list_read()", call(mrfi_connection_list_read, list), succeeds(untouched));
     expect("mrfi_connection_list_close()", call(mrfi_connection_list_close, list));
     expect("mrfi_device_list_open(0)", call(mrfi_device_list_open, 0, &list));
