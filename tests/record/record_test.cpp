@@ -72,35 +72,32 @@ Acts version_records(const std::string& software) {
 }
 
 /** The acts of each function after the start, called as in families/calls.cpp. The other functions have none. */
-const std::map<std::string, Acts>& acts_of_functions() {
-    static const std::map<std::string, Acts> acts = {
-        {"backlight_set", write_acts(backlight + "brightness", "7")},
-        {"backlight_get", reads({backlight + "brightness"})},
-        {"display_set", write_acts(blank, "0")},
-        {"display_get", reads({blank})},
-        {"io_set", write_acts(pwm + "status", "1")},
-        {"io_get", reads({pwm + "status"})},
-        // The running channel is silenced before its period changes.
-        {"io_config_set", in_order({reads({pwm + "period", pwm + "duty", pwm + "period"}),
-                                    write_acts(pwm + "duty", "0"), write_acts(pwm + "period", "1000000"),
-                                    reads({pwm + "period"}), write_acts(pwm + "duty", "250000")})},
-        {"io_config_get", reads({pwm + "period", pwm + "period", pwm + "duty"})},
-        {"thermal_state_get", reads({zone + "temp", zone + "trip_point_0_temp", zone + "trip_point_1_temp",
-                                     zone + "trip_point_2_temp", zone + "trip_point_3_temp"})},
-        {"power_shutdown", {"restart wdt = EPERM"}},
-        {"power_suspend", write_acts(power_state, "mem")},
-        {"watchdog_enable", {"open " + watchdog + " w", set_timeout}},
-        {"platform_info_get",
-         in_order({version_records("boot"), version_records("splash"), version_records("os"),
-                   reads({fs_version, platform + "serial_number", platform + "compatibility_version"})})},
-    };
-    return acts;
-}
+const std::map<std::string, Acts> acts_of_functions = {
+    {"backlight_set", write_acts(backlight + "brightness", "7")},
+    {"backlight_get", reads({backlight + "brightness"})},
+    {"display_set", write_acts(blank, "0")},
+    {"display_get", reads({blank})},
+    {"io_set", write_acts(pwm + "status", "1")},
+    {"io_get", reads({pwm + "status"})},
+    // The running channel is silenced before its period changes.
+    {"io_config_set",
+     in_order({reads({pwm + "period", pwm + "duty", pwm + "period"}), write_acts(pwm + "duty", "0"),
+               write_acts(pwm + "period", "1000000"), reads({pwm + "period"}), write_acts(pwm + "duty", "250000")})},
+    {"io_config_get", reads({pwm + "period", pwm + "period", pwm + "duty"})},
+    {"thermal_state_get", reads({zone + "temp", zone + "trip_point_0_temp", zone + "trip_point_1_temp",
+                                 zone + "trip_point_2_temp", zone + "trip_point_3_temp"})},
+    {"power_shutdown", {"restart wdt = EPERM"}},
+    {"power_suspend", write_acts(power_state, "mem")},
+    {"watchdog_enable", {"open " + watchdog + " w", set_timeout}},
+    {"platform_info_get",
+     in_order({version_records("boot"), version_records("splash"), version_records("os"),
+               reads({fs_version, platform + "serial_number", platform + "compatibility_version"})})},
+};
 
 /** The acts of the start and of this function. */
 Acts all_acts_of(const std::string& function) {
-    const auto found = acts_of_functions().find(function);
-    return found == acts_of_functions().end() ? start : in_order({start, found->second});
+    const auto found = acts_of_functions.find(function);
+    return found == acts_of_functions.end() ? start : in_order({start, found->second});
 }
 
 class OnTheDevice : public testing::Test {
