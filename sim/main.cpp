@@ -42,7 +42,7 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
     run->add_option("--set", options.set, "Set a value at the start; may be repeated")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
-    run->add_option("--raw", options.raw, "Show exactly this text; \\n, \\t and \\xHH are escapes")
+    run->add_option("--raw", options.raw, R"(Show exactly this text; \n, \t and \xHH are escapes)")
         ->type_name("NAME=TEXT")
         ->allow_extra_args(false);
     run->add_option("--trace", options.trace, "Record every act as a JSON line in this file")->type_name("FILE");

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -29,6 +30,9 @@ const char* mode_text(int flags) {
     const int access = flags & O_ACCMODE;
     return access == O_RDONLY ? "r" : access == O_WRONLY ? "w" : "rw";
 }
+
+// At the end of a run the kernel aborts the connection. If the FUSE library is reading just then, it reports an error.
+void print_nothing(fuse_log_level /*level*/, const char* /*format*/, std::va_list /*arguments*/) {}
 
 }  // namespace
 
@@ -170,6 +174,7 @@ void FileSystem::attach(Descriptor fuse) {
     std::array<char*, 1> words = {program.data()};
     fuse_args arguments = FUSE_ARGS_INIT(static_cast<int>(words.size()), words.data());
     const fuse_lowlevel_ops operations = Operations::all();
+    fuse_set_log_func(print_nothing);
     session_ = fuse_session_new(&arguments, &operations, sizeof operations, this);
     fuse_opt_free_args(&arguments);
     if (session_ == nullptr) throw std::runtime_error("the FUSE library cannot make a session");
