@@ -83,7 +83,9 @@ TEST_F(DescriptorTest, NoStandardDescriptorIsUsedAndTheyStayClosed) {
         });
         std::string once = "above close-on-exec above close-on-exec ";
         for (std::size_t i = 0; i < closed.size(); ++i) once += "closed ";
-        EXPECT_EQ(child.output, once + once + once);
+        std::string three_times;
+        for (int i = 0; i < 3; ++i) three_times += once;
+        EXPECT_EQ(child.output, three_times);
     }
 }
 
