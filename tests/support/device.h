@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <cstddef>
 #include <filesystem>
 #include <string>
 
 #include "support/acts.h"
 #include "support/files.h"
+#include "support/matchers.h"
 #include "support/recorder.h"
 #include "support/scenario.h"
 #include "support/thrown.h"
@@ -32,14 +33,6 @@ protected:
         expect_acts(Recorder(), code, acts, throws);
     }
 };
-
-/** Runs this in a process of its own, in which the board has not started, and expects these results and lines. */
-inline void expect_in_child(const Scenario& scenario, const std::string& output, const std::string& lines = "") {
-    const ChildResult child = run_in_child(scenario);
-    EXPECT_EQ(child.wait_status, 0);
-    EXPECT_EQ(child.output, output);
-    EXPECT_EQ(child.error_text, lines);
-}
 
 /** Put a directory in place of a file: it can be neither read nor written. */
 inline void put_directory(const std::string& path) {

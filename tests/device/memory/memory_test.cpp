@@ -233,7 +233,7 @@ TEST(NoMemory, CallWithoutAnyFailsWithoutALine) {
         fail_allocation(-1);
         return joined({call(led_color_get, 0)(), call(mrfi_connection_list_open, 0)()});
     };
-    expect_in_child(calls, joined({refuses(untouched), refuses(untouched)}));
+    EXPECT_THAT(run_in_child(calls), returns({refuses(untouched), refuses(untouched)}));
 }
 
 TEST(NoMemory, StartWithoutAnyFailsWithoutALine) {
@@ -244,7 +244,7 @@ TEST(NoMemory, StartWithoutAnyFailsWithoutALine) {
         fail_allocation(0);
         return joined({failed, call(es_present)()});
     };
-    expect_in_child(calls, joined({refuses(untouched), succeeds("true")}));
+    EXPECT_THAT(run_in_child(calls), returns({refuses(untouched), succeeds("true")}));
 }
 
 // Without memory the stream failure, which is not reported, cannot be made: std::bad_alloc, which is, takes its place.
@@ -257,7 +257,7 @@ TEST(NoMemory, SuspendReportsItAndNotTheRefusedWrite) {
         fail_allocation(-1);
         return joined({refused, call(power_suspend)()});
     };
-    expect_in_child(calls, joined({success_that_leaves(EISDIR), file_fails_with(EISDIR)}));
+    EXPECT_THAT(run_in_child(calls), returns({success_that_leaves(EISDIR), file_fails_with(EISDIR)}));
 }
 
 // The first allocation is the function's name, the second the line.
@@ -274,7 +274,7 @@ TEST(NoMemory, LineThatCannotBeComposedChangesNoErrno) {
                 return joined({result, std::to_string(allocations)});
             }
         };
-        expect_in_child(translate, joined({refuses(), std::to_string(number)}));
+        EXPECT_THAT(run_in_child(translate), returns(joined({refuses(), std::to_string(number)})));
     }
 }
 

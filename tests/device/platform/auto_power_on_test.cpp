@@ -71,13 +71,14 @@ TEST_F(AutoPowerOnTest, ThreadCanBeCancelledInTheEndlessWait) {
 }
 
 TEST_F(AutoPowerOnTest, ExportedShutdownReturnsMinusTheError) {
-    expect_in_child(call(power_shutdown), fails_with(EPERM), failed("power_shutdown", "Operation not permitted"));
+    EXPECT_THAT(run_in_child(call(power_shutdown)),
+                returns(fails_with(EPERM), failed("power_shutdown", "Operation not permitted")));
 }
 
 TEST_F(AutoPowerOnTest, ProcessLivesOnAfterACancelledShutdown) {
     stand_ins::state.restart_result = 0;
-    expect_in_child([] { return stand_ins::is_cancelled(power_shutdown) ? call(power_suspend)() : "not cancelled"; },
-                    succeeds());
+    const auto calls = [] { return stand_ins::is_cancelled(power_shutdown) ? call(power_suspend)() : "not cancelled"; };
+    EXPECT_THAT(run_in_child(calls), returns(succeeds()));
 }
 
 }  // namespace

@@ -628,14 +628,16 @@ TEST_F(PlatformTest, UnreadableFileReturnsMinusOneAndTheErrnoOfItsOpen) {
         platform_info_t result = {};
         return answer([&] { return platform_info_get(&result, sizeof result); });
     };
-    expect_in_child(get_info, file_fails_with(ENOENT), failed("platform_info_get", stream_failure));
+    EXPECT_THAT(run_in_child(get_info), returns(file_fails_with(ENOENT), failed("platform_info_get", stream_failure)));
 }
 
 TEST_F(PlatformTest, CanNumbersAreNotSupportedInVersion2) {
     put_table(2, {{5, 1}, {6, 1}, {7, 1}, {8, 1}, {9, 1}});
     const CallResult result = fails_with(EOPNOTSUPP, untouched);
-    expect_in_child(call(platform_can_manuf_code_get), result, failed("platform_can_manuf_code_get", not_supported));
-    expect_in_child(call(platform_can_unique_num_get), result, failed("platform_can_unique_num_get", not_supported));
+    EXPECT_THAT(run_in_child(call(platform_can_manuf_code_get)),
+                returns(result, failed("platform_can_manuf_code_get", not_supported)));
+    EXPECT_THAT(run_in_child(call(platform_can_unique_num_get)),
+                returns(result, failed("platform_can_unique_num_get", not_supported)));
 }
 
 }  // namespace

@@ -146,19 +146,21 @@ TEST_F(PowerTest, ThreadThatLetsNobodyCancelItIsNotCancelled) {
 
 TEST_F(PowerTest, RebootReturnsMinusTheErrorOfItsProgram) {
     put_program(reboot_call.program, "exit 3");
-    expect_in_child(call(power_reboot), fails_with(ESRCH), failed("power_reboot", "No such process"));
+    EXPECT_THAT(run_in_child(call(power_reboot)),
+                returns(fails_with(ESRCH), failed("power_reboot", "No such process")));
     remove(reboot_call.program);
-    expect_in_child(call(power_reboot), fails_with(ENOENT), failed("power_reboot", "No such file or directory"));
+    EXPECT_THAT(run_in_child(call(power_reboot)),
+                returns(fails_with(ENOENT), failed("power_reboot", "No such file or directory")));
 }
 
 TEST_F(PowerTest, SuspendThatCannotBeWrittenSucceeds) {
     testing_support::remove("/sys/power");
-    expect_in_child(call(power_suspend), success_that_leaves(ENOENT));
+    EXPECT_THAT(run_in_child(call(power_suspend)), returns(success_that_leaves(ENOENT)));
 }
 
 TEST_F(PowerTest, ProcessLivesOnAfterACancelledReboot) {
-    expect_in_child([] { return stand_ins::is_cancelled(power_reboot) ? call(power_suspend)() : "not cancelled"; },
-                    succeeds());
+    const auto calls = [] { return stand_ins::is_cancelled(power_reboot) ? call(power_suspend)() : "not cancelled"; };
+    EXPECT_THAT(run_in_child(calls), returns(succeeds()));
 }
 
 }  // namespace

@@ -50,13 +50,12 @@ bool level_is_2() {
     return query_line() == level_2;
 }
 
-/** As expect_in_child(), but a process that hangs is killed. */
-void expect_run(const Scenario& scenario, const std::string& output, const std::string& lines = "") {
-    const auto run = [&] {
+/** As run_in_child(), but a process that hangs is killed. */
+ChildResult run_briefly(const Scenario& scenario) {
+    return run_in_child([&scenario] {
         no_longer_than(20);
         return scenario();
-    };
-    expect_in_child(run, output, lines);
+    });
 }
 
 std::function<void()> on_signal;
@@ -108,7 +107,7 @@ TEST(ForkWithinAStart, ByAnotherThreadLetsBothProcessesStart) {
         const std::string first = start.finish();
         return joined({child, first, query_line(), std::to_string(configurations)});
     };
-    expect_run(calls, joined({"success", level_1, level_1, "1"}));
+    EXPECT_THAT(run_briefly(calls), returns(joined({"success", level_1, level_1, "1"})));
 }
 
 TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
@@ -128,7 +127,7 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
         start.finish();
         return child;
     };
-    expect_run(calls, "success");
+    EXPECT_THAT(run_briefly(calls), returns("success"));
 }
 
 TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
@@ -141,7 +140,7 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildCallInTheHandler) {
         const std::string first = query_line();
         return joined({child, first, query_line()});
     };
-    expect_run(calls, joined({"success", level_1, level_1}));
+    EXPECT_THAT(run_briefly(calls), returns(joined({"success", level_1, level_1})));
 }
 
 // The child continues its copy of the start. If the handler has started a board by then, that board stays.
@@ -164,7 +163,7 @@ TEST(ForkWithinAStart, BySignalHandlerLetsTheChildReturnFromTheHandler) {
             if (child == 0) end_child(first == expected && query_line() == expected);
             return joined({ending_of(child), first});
         };
-        expect_run(calls, joined({"success", level_1}));
+        EXPECT_THAT(run_briefly(calls), returns(joined({"success", level_1})));
     }
 }
 
@@ -197,7 +196,7 @@ TEST(ForkWithinAStart, BySignalHandlerOfAWaitingThreadLetsTheChildReturn) {
         waiter.join();
         return joined({child, first, std::to_string(second)});
     };
-    expect_run(calls, joined({"success", level_1, "1"}));
+    EXPECT_THAT(run_briefly(calls), returns(joined({"success", level_1, "1"})));
 }
 
 TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
@@ -208,7 +207,8 @@ TEST(ForkWithinAStart, ChildOfAHalfBuiltBoardUsesIt) {
     const auto calls = [] {
         return joined({query_line(), run_forked([] { return query_line() == level_1; }), query_line()});
     };
-    expect_run(calls, joined({refuses(untouched), "success", level_1}), "io_get unhandled exception\n");
+    EXPECT_THAT(run_briefly(calls),
+                returns(joined({refuses(untouched), "success", level_1}), "io_get unhandled exception\n"));
 }
 
 // ---- Fork handlers of the application ------------------------------------------------------------------------------
@@ -231,7 +231,7 @@ TEST_P(ForkHandlers, MayCallTheLibrary) {
         const std::string child = run_forked([] { return calls_of_handlers == 2 && query_line() == level_1; });
         return joined({first, child, std::to_string(calls_of_handlers)});
     };
-    expect_run(calls, joined({level_1, "success", "2"}));
+    EXPECT_THAT(run_briefly(calls), returns(joined({level_1, "success", "2"})));
 }
 
 INSTANTIATE_TEST_SUITE_P(Registered, ForkHandlers, testing::Values(true, false),
@@ -244,7 +244,7 @@ TEST(ForkHandlers, MayMakeTheFirstCall) {
         const std::string child = run_forked([] { return calls_of_handlers == 1 && query_line() == level_1; });
         return joined({child, query_line()});
     };
-    expect_run(calls, joined({"success", level_1}));
+    EXPECT_THAT(run_briefly(calls), returns(joined({"success", level_1})));
 }
 
 // ---- Calls within a start ------------------------------------------------------------------------------------------
@@ -259,8 +259,8 @@ TEST(CallWithinAStart, ByTheSameThreadFailsInsteadOfWaitingForItself) {
         const std::string first = query_line();
         return joined({nested, first, query_line()});
     };
-    expect_run(calls, joined({fails_with(EDEADLK, untouched), level_1, level_1}),
-               failed("io_get", "Resource deadlock avoided"));
+    EXPECT_THAT(run_briefly(calls), returns(joined({fails_with(EDEADLK, untouched), level_1, level_1}),
+                                            failed("io_get", "Resource deadlock avoided")));
 }
 
 /** The first start fails. */
@@ -297,7 +297,7 @@ TEST(CallWithinAStart, ByTheBufferOfStandardErrorMeetsNoLock) {
         return first + buffer.output;
     };
     // One for the line of the start, one for the line of the call.
-    expect_run(calls, joined({refuses(untouched), level_2, level_2}));
+    EXPECT_THAT(run_briefly(calls), returns(joined({refuses(untouched), level_2, level_2})));
 }
 
 TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
@@ -306,8 +306,7 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         fails = true;
         fail_once(board);
     };
-    const ChildResult result = run_in_child([&fails] {
-        no_longer_than(20);
+    const auto calls = [&fails] {
         const int standard_error = dup(STDERR_FILENO);
         int pipe_ends[2] = {};
         if (pipe2(pipe_ends, O_NONBLOCK) != 0) return std::string("no pipe");
@@ -329,8 +328,8 @@ TEST(CallWithinAStart, IsNotHeldUpByAFullStandardError) {
         starter.join();
         dup2(standard_error, STDERR_FILENO);
         return joined({held_up, other, child});
-    });
-    EXPECT_EQ(result.output, joined({"held up", level_2, "success"}));
+    };
+    EXPECT_EQ(run_briefly(calls).output, joined({"held up", level_2, "success"}));
 }
 
 // ---- Calls within a call -------------------------------------------------------------------------------------------
@@ -355,7 +354,7 @@ TEST(CallWithinACall, OfASignalHandlerLeavesTheEndlessWaitCancellable) {
         pthread_join(thread, &status);
         return status == PTHREAD_CANCELED ? "cancelled" : "returned";
     };
-    expect_run(calls, "cancelled");
+    EXPECT_THAT(run_briefly(calls), returns("cancelled"));
 }
 
 }  // namespace

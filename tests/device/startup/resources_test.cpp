@@ -2,10 +2,7 @@
 // The exported functions of the families that this device lacks.
 
 #include <gmock/gmock.h>
-#include <linux/input.h>
-#include <sys/ioctl.h>
 #include <cerrno>
-#include <cstdarg>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,31 +19,11 @@
 #include "serial/serial_mux.h"
 #include "support/calls.h"
 #include "support/device.h"
+#include "unit/sensors/input_device.h"
 #include "velmor.h"
 
 using namespace testing_support;
 using namespace Velmor;
-
-namespace {
-
-/** The errno of EVIOCGABS. If it is 0, axis n has the value -n - 1. */
-int axes_error = 0;
-
-}  // namespace
-
-// Takes the place of the C library's: there are plain files where the device has its input nodes.
-extern "C" int ioctl(int /*fd*/, unsigned long request, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, request);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-    if (axes_error != 0) {
-        errno = axes_error;
-        return -1;
-    }
-    static_cast<input_absinfo*>(argument)->value = -static_cast<int>(request & 0x3FU) - 1;
-    return 0;
-}
 
 namespace {
 
@@ -59,27 +36,11 @@ constexpr char no_entry[] = "No such file or directory";
 constexpr mrfi_addr_t peer = {{1, 0, 0xab, 0}};
 constexpr mrfi_addr_t nobody = {{0, 0, 0, 0}};
 
-/** A board with resources of every kind that this device lacks. */
-void equip(Board& board) {
-    using type = Resource::type;
-    board.add(type::led_group, new LedGroupSysFS("/sys/leds"));
-    board.add(type::io + 1, new GPIO(37, GPIO::out()));
-    board.add(type::io + 2, new GPIO(37, GPIO::in()));
-    board.add(type::wifi_antenna, new Antenna(37));
-    board.add(type::bluetooth_antenna, new Antenna(38));
-    board.add(type::mrfi + 1, new MRFI("/sys/devices/platform/radio.0"));
-    board.add(type::attitude, new Attitude("/dev/attitude"));
-    board.add(type::car_motion, new CarMotion("/dev/motion"));
-    board.add(type::serial_mux + 2, new SerialMux({GPIO(39, GPIO::out())}, {{5, {1}}}));
-    board.add(type::serial_alt_func + 3, new SerialAltFunc({0, 1}, 114));
-}
-
+/** A board with resources of every family that this device lacks, and two lines. */
 class EquippedBoard : public DeviceTest {
 protected:
     void SetUp() override {
         DeviceTest::SetUp();
-        configuration = equip;
-        axes_error = 0;
         put("/sys/leds", "1 2 3\n");
         for (const int pin : {37, 38, 39}) put_gpio_line(pin, "0\n");
         for (const char* name : {"type", "autolink", "link", "unlink"}) put(radio + name, "1\n");
@@ -87,11 +48,25 @@ protected:
         put(radio + "address", "0x12345678\n");
         put(radio + "connections", "0x12340001 1f 2 -60 1 0\n");
         put(radio + "devices", "0x12340001 3 7 probe\n");
-        put("/dev/attitude", "");
-        put("/dev/motion", "");
         put("/sys/devices/platform/gpio-keys/keys", "114\n");
         put(disabled_keys, "114\n");
+        input_.values = {{axis_x, -1}, {axis_y, -2}, {axis_z, -3}, {axis_rx, -4}};
+        configuration = [this](Board& board) {
+            using type = Resource::type;
+            board.add(type::led_group, new LedGroupSysFS("/sys/leds"));
+            board.add(type::io + 1, new GPIO(37, GPIO::out()));
+            board.add(type::io + 2, new GPIO(37, GPIO::in()));
+            board.add(type::wifi_antenna, new Antenna(37));
+            board.add(type::bluetooth_antenna, new Antenna(38));
+            board.add(type::mrfi + 1, new MRFI("/sys/devices/platform/radio.0"));
+            board.add(type::attitude, new Attitude(input_.node()));
+            board.add(type::car_motion, new CarMotion(input_.node()));
+            board.add(type::serial_mux + 2, new SerialMux({GPIO(39, GPIO::out())}, {{5, {1}}}));
+            board.add(type::serial_alt_func + 3, new SerialAltFunc({0, 1}, 114));
+        };
     }
+
+    InputDevice input_;
 };
 
 struct Call {
@@ -106,30 +81,28 @@ struct Calls {
     std::string name;
     std::vector<Call> calls;
     std::map<std::string, std::string> files = {};
-    void (*prepare)() = [] {};
+    void (*prepare)(InputDevice&) = [](InputDevice&) {};
 };
 
 class Families : public EquippedBoard, public testing::WithParamInterface<Calls> {};
 
 TEST_P(Families, ReachTheirResources) {
-    GetParam().prepare();
-    const auto run = [] {
-        std::string surprises;
-        for (const Call& each : GetParam().calls) {
-            const std::string result = each.call();
-            if (result != std::string(each.result))
-                surprises += each.function + ": " + result + " instead of " + std::string(each.result) + "\n";
-        }
-        return surprises.empty() ? "as expected" : surprises;
-    };
+    GetParam().prepare(input_);
+    std::vector<Scenario> calls;
+    std::string results;
     std::string lines;
-    for (const Call& each : GetParam().calls) lines += each.cause.empty() ? "" : failed(each.function, each.cause);
-    expect_in_child(run, "as expected", lines);
+    for (const Call& each : GetParam().calls) {
+        calls.push_back(each.call);
+        results = joined({results, each.result});
+        if (!each.cause.empty()) lines += failed(each.function, each.cause);
+    }
+    EXPECT_THAT(run_in_child(in_turn(calls)), returns(results, lines));
     for (const auto& [file, text] : GetParam().files) EXPECT_EQ(content(file), text) << file;
 }
 
-void remove_nodes() {
-    for (const char* node : {"/dev/attitude", "/dev/motion"}) testing_support::remove(node);
+void fail_queries(InputDevice& input) {
+    input.values.clear();
+    input.error = ENODEV;
 }
 
 mrfi_enum_ctx* list = nullptr;
@@ -206,11 +179,11 @@ INSTANTIATE_TEST_SUITE_P(
         Calls{.name = "MotionSensorsThatFail",
               .calls = {{"attitude_get", call(attitude_get), no_device, "No such device"},
                         {"car_motion_get", call(car_motion_get), no_device, "No such device"}},
-              .prepare = [] { axes_error = ENODEV; }},
-        Calls{.name = "MotionSensorsWithoutNodes",
+              .prepare = fail_queries},
+        Calls{.name = "MotionSensorsWithoutANode",
               .calls = {{"attitude_get", call(attitude_get), no_node, no_entry},
                         {"car_motion_get", call(car_motion_get), no_node, no_entry}},
-              .prepare = remove_nodes},
+              .prepare = [](InputDevice& input) { remove(input.node()); }},
         Calls{.name = "SerialMultiplexer",
               .calls = {{"serial_mux", call(serial_mux, 2, 5)},
                         {"serial_mux", call(serial_mux, 2, 6), refuses(), "Unsupported port"}},
@@ -237,9 +210,9 @@ TEST_F(EquippedBoard, MrfiListsThatAreMissingOrUnreadableAreEmpty) {
     };
     const std::string empty = joined({"0", "0", end, end, end, end, succeeds(), succeeds()});
     remove(radio);
-    expect_in_child(calls, empty);
+    EXPECT_THAT(run_in_child(calls), returns(empty));
     for (const char* name : {"connections", "devices"}) put_directory(radio + name);
-    expect_in_child(calls, empty);
+    EXPECT_THAT(run_in_child(calls), returns(empty));
 }
 
 }  // namespace

@@ -84,11 +84,6 @@ void configure_line(Board& board) {
 
 const CallResult absent = fails_with(EOPNOTSUPP, untouched);
 
-/** What the first call prints when the start fails. */
-std::string failed_start(const std::string& cause, const std::string& function) {
-    return "cannot set board resources: " + cause + "\n" + failed(function, "cannot initialize board data");
-}
-
 // ---- Configurations ------------------------------------------------------------------------------------------------
 
 TEST(BoardStart, ConfigurationIsRunOnceOnAnEmptyBoard) {
@@ -100,7 +95,7 @@ TEST(BoardStart, ConfigurationIsRunOnceOnAnEmptyBoard) {
     const auto calls = [&empty] {
         return joined({query_io(3), query_io(3), empty ? "empty" : "not empty", std::to_string(configurations)});
     };
-    expect_in_child(calls, joined({succeeds("33"), succeeds("33"), "empty", "1"}));
+    EXPECT_THAT(run_in_child(calls), returns(joined({succeeds("33"), succeeds("33"), "empty", "1"})));
 }
 
 TEST(BoardStart, ExceptionOfAnotherKindIsReportedAndTheNextCallsUseThePartialBoard) {
@@ -111,8 +106,8 @@ TEST(BoardStart, ExceptionOfAnotherKindIsReportedAndTheNextCallsUseThePartialBoa
     const auto calls = [] {
         return joined({query_io(3), query_io(3), query_io(4), query_io(3), std::to_string(configurations)});
     };
-    expect_in_child(calls, joined({refuses(untouched), succeeds("33"), absent, succeeds("33"), "1"}),
-                    "io_get unhandled exception\n" + failed("io_get", not_supported));
+    EXPECT_THAT(run_in_child(calls), returns(joined({refuses(untouched), succeeds("33"), absent, succeeds("33"), "1"}),
+                                             "io_get unhandled exception\n" + failed("io_get", not_supported)));
 }
 
 struct Thrown {
@@ -135,9 +130,10 @@ TEST_P(FailingConfiguration, IsReportedAndTheNextCallStartsANewBoard) {
     const auto calls = [] {
         return joined({query_io(3), query_es(), query_io(3), query_io(4), std::to_string(configurations)});
     };
-    expect_in_child(calls, joined({refuses(untouched), refuses(untouched), succeeds("33"), absent, "3"}),
-                    failed_start(GetParam().text, "io_get") + failed_start(GetParam().text, "es_present") +
-                        failed("io_get", not_supported));
+    EXPECT_THAT(run_in_child(calls),
+                returns(joined({refuses(untouched), refuses(untouched), succeeds("33"), absent, "3"}),
+                        start_failed("io_get", GetParam().text) + start_failed("es_present", GetParam().text) +
+                            failed("io_get", not_supported)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -177,7 +173,8 @@ TEST(BoardStart, FailedStartDestroysNoResource) {
         throw std::runtime_error("no board");
     };
     const auto calls = [&destroyed] { return joined({query_es(), destroyed ? "destroyed" : "alive"}); };
-    expect_in_child(calls, joined({refuses(untouched), "alive"}), failed_start("no board", "es_present"));
+    EXPECT_THAT(run_in_child(calls),
+                returns(joined({refuses(untouched), "alive"}), start_failed("es_present", "no board")));
 }
 
 TEST(BoardStart, StartedBoardIsAlwaysTheSame) {
@@ -186,7 +183,7 @@ TEST(BoardStart, StartedBoardIsAlwaysTheSame) {
         const Board* const first = &started_board();
         return &started_board() == first ? "same" : "another";
     };
-    expect_in_child(compare, "same");
+    EXPECT_THAT(run_in_child(compare), returns("same"));
 }
 
 TEST(BoardStart, FailureLeavesTheErrnoOfTheConfiguration) {
@@ -194,7 +191,8 @@ TEST(BoardStart, FailureLeavesTheErrnoOfTheConfiguration) {
         errno = EXDEV;
         throw std::runtime_error("no board");
     };
-    expect_in_child(query_es, file_fails_with(EXDEV, untouched), failed_start("no board", "es_present"));
+    EXPECT_THAT(run_in_child(query_es),
+                returns(file_fails_with(EXDEV, untouched), start_failed("es_present", "no board")));
 }
 
 // ---- Exceptions of resources ---------------------------------------------------------------------------------------
@@ -215,7 +213,7 @@ TEST_P(FailingResource, IsTranslatedByTheFrame) {
             return 1;
         });
     };
-    expect_in_child(call(io_get, 3), GetParam().result, GetParam().line);
+    EXPECT_THAT(run_in_child(call(io_get, 3)), returns(GetParam().result, GetParam().line));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -244,7 +242,7 @@ TEST(Frame, OperationMayCallTheLibrary) {
         no_longer_than(10);
         return query_io(4);
     };
-    expect_in_child(query, succeeds("34"));
+    EXPECT_THAT(run_in_child(query), returns(succeeds("34")));
 }
 
 TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
@@ -268,7 +266,7 @@ TEST(Frame, OperationThatBlocksHoldsUpNobodyElse) {
         thread.join();
         return joined({other, blocked});
     };
-    expect_in_child(calls, joined({succeeds("33"), succeeds("44")}));
+    EXPECT_THAT(run_in_child(calls), returns({succeeds("33"), succeeds("44")}));
 }
 
 TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
@@ -279,7 +277,7 @@ TEST(Frame, MutexThatCannotBeLockedFailsTheCallAndStartsNothing) {
     };
     const CallResult again = fails_with(EAGAIN, untouched);
     const std::string line = failed("io_get", "Resource temporarily unavailable");
-    expect_in_child(calls, joined({again, again, "0", succeeds("33")}), line + line);
+    EXPECT_THAT(run_in_child(calls), returns(joined({again, again, "0", succeeds("33")}), line + line));
 }
 
 // The child has a copy of the parent's locked mutex. None of its threads waits for it.
@@ -318,7 +316,7 @@ TEST(Frame, StartedBoardNeedsNoMutex) {
         lock_is_refused = true;
         return joined({query_io(3), use_of_mutex()});
     };
-    expect_in_child(calls, joined({succeeds("33"), "mutex left alone"}));
+    EXPECT_THAT(run_in_child(calls), returns(joined({succeeds("33"), "mutex left alone"})));
 }
 
 TEST(Frame, NullPointerIsRefusedBeforeTheMutex) {
@@ -327,7 +325,7 @@ TEST(Frame, NullPointerIsRefusedBeforeTheMutex) {
         lock_is_refused = true;
         return joined({result_of(io_get, 3, nullptr), use_of_mutex(), std::to_string(configurations)});
     };
-    expect_in_child(calls, joined({fails_with(EINVAL), "mutex left alone", "0"}));
+    EXPECT_THAT(run_in_child(calls), returns(joined({fails_with(EINVAL), "mutex left alone", "0"})));
 }
 
 TEST(Frame, OperationRunsWithCancellationOff) {
@@ -338,7 +336,7 @@ TEST(Frame, OperationRunsWithCancellationOff) {
             return state == PTHREAD_CANCEL_DISABLE ? 1 : 0;
         });
     };
-    expect_in_child(call(io_get, 3), succeeds("1"));
+    EXPECT_THAT(run_in_child(call(io_get, 3)), returns(succeeds("1")));
 }
 
 }  // namespace
