@@ -42,7 +42,7 @@ TEST(GpioLine, IsGivenBackIfItsLevelIsRefused) {
     EXPECT_THAT(run_in_child(clear), returns(succeeds()));
     set_hardware("gpio.38=1");
     for (const std::string operation : {"open", "write", "read"}) {
-        const Fault fault(gpio_class + "gpio3[78]/value:" + operation + ":EIO");
+        const Fault fault(std::string(gpio_class).append("gpio3[78]/value:").append(operation).append(":EIO"));
         EXPECT_EQ(run_in_child(set_and_get).output, joined({operation == "read" ? succeeds() : failed_set,
                                                             operation == "write" ? succeeds("1") : failed_get}))
             << operation;

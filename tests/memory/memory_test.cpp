@@ -277,7 +277,8 @@ public:
             for (const bool alone : {true, false}) {
                 reset();
                 const std::string surprises = judge.surprises(run(each, number, alone ? number : LONG_MAX));
-                if (!surprises.empty()) report(name, place + (alone ? ": " : " and all after it: ") + surprises);
+                if (!surprises.empty())
+                    report(name, std::string(place).append(alone ? ": " : " and all after it: ").append(surprises));
             }
         }
     }

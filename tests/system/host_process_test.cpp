@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -497,9 +498,9 @@ TEST_P(ForkedChildren, OfCallingThreadsCanCall) {
         query_es();
         GetParam().after_it();
         std::atomic<bool> stop = false;
-        std::vector<std::thread> callers;
-        for (int i = 0; i < 3; ++i) {
-            callers.emplace_back([&] {
+        std::array<std::thread, 3> callers;
+        for (std::thread& caller : callers) {
+            caller = std::thread([&] {
                 while (!stop) {
                     {
                         const std::lock_guard lock(application_lock);

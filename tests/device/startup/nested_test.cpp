@@ -117,7 +117,7 @@ TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
     if (emulated) GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
     const auto calls = [] {
         HeldStart start;
-        const std::string child = run_forked([] {
+        std::string child = run_forked([] {
             std::atomic<int> successes = 0;
             std::thread threads[4];
             for (std::thread& thread : threads) thread = std::thread([&] { successes += level_is_2() ? 1 : 0; });
