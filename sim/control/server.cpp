@@ -82,7 +82,7 @@ void Server::receive(Client& client) {
 }
 
 void Server::command(Client& client, const Words& words) {
-    constexpr std::chrono::seconds patience(10);
+    constexpr std::chrono::seconds default_wait(10);
     if (words.empty()) throw std::invalid_argument("the command is empty");
     if (words[0] == "watch") {
         for (std::size_t i = 1; i < words.size(); i++) {
@@ -95,7 +95,7 @@ void Server::command(Client& client, const Words& words) {
     if (words[0] == "wait-for") {
         if (words.size() != 2 && words.size() != 3)
             throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
-        const auto most = words.size() == 3 ? duration(words[2]) : std::chrono::milliseconds(patience);
+        const auto most = words.size() == 3 ? duration(words[2]) : std::chrono::milliseconds(default_wait);
         client.awaited.emplace(commands_.model(), words[1]);
         client.deadline = commands_.model().timers.after(most, [&client, condition = words[1]] {
             client.deadline.reset();
