@@ -76,13 +76,13 @@ build() {
     local preset=$1 target targets=()
     shift
     for target in "$@"; do targets+=(--target "$target"); done
-    cmake --preset "$preset" -DCMAKE_UNITY_BUILD=ON -Wno-dev --log-level=WARNING >/dev/null
+    cmake --preset "$preset" -DCMAKE_UNITY_BUILD=ON -Wno-dev --log-level=WARNING >/dev/null || return
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet
 }
 
 # run_tests PRESET: build it and run its tests; their output is kept in build/PRESET/ctest.log.
 run_tests() {
-    build "$1"
+    build "$1" || return
     ctest --test-dir "build/$1" --output-on-failure --no-tests=error --parallel 2 | tee "build/$1/ctest.log" || return 1
 }
 
