@@ -3,11 +3,10 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -31,8 +30,9 @@ const char* mode_text(int flags) {
     return access == O_RDONLY ? "r" : access == O_WRONLY ? "w" : "rw";
 }
 
-// At the end of a run the kernel aborts the connection. If the FUSE library is reading just then, it reports an error.
-void print_nothing(fuse_log_level /*level*/, const char* /*format*/, std::va_list /*arguments*/) {}
+/** The longest write that the kernel may pass on at once, in bytes, and the room for the header of a request. */
+constexpr unsigned most_written = 1U << 20U;
+constexpr unsigned header_room = 4096;
 
 }  // namespace
 
@@ -47,6 +47,7 @@ struct FileSystem::Operations {
     static void init(void* /*self*/, fuse_conn_info* connection) {
         // Requests are small, so splicing them through a pipe would only cost time.
         connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ);
+        connection->max_write = most_written;
     }
     static void lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
         self(request).lookup(request, parent, name);
@@ -166,7 +167,6 @@ FileSystem::~FileSystem() {
         fuse_session_unmount(session_);
         fuse_session_destroy(session_);
     }
-    std::free(buffer_.mem);  // NOLINT: the FUSE library allocated it with malloc
 }
 
 void FileSystem::attach(Descriptor fuse) {
@@ -174,7 +174,6 @@ void FileSystem::attach(Descriptor fuse) {
     std::array<char*, 1> words = {program.data()};
     fuse_args arguments = FUSE_ARGS_INIT(static_cast<int>(words.size()), words.data());
     const fuse_lowlevel_ops operations = Operations::all();
-    fuse_set_log_func(print_nothing);
     session_ = fuse_session_new(&arguments, &operations, sizeof operations, this);
     fuse_opt_free_args(&arguments);
     if (session_ == nullptr) throw std::runtime_error("the FUSE library cannot make a session");
@@ -183,15 +182,22 @@ void FileSystem::attach(Descriptor fuse) {
         throw std::runtime_error("the FUSE library rejects the mount");
     // The session closes it.
     fuse.release();
+    buffer_.resize(most_written + header_room);
     fcntl(descriptor(), F_SETFL, fcntl(descriptor(), F_GETFL) | O_NONBLOCK);
 }
 
 void FileSystem::serve() {
     while (fuse_session_exited(session_) == 0) {
-        const int result = fuse_session_receive_buf(session_, &buffer_);
-        if (result == -EINTR) continue;
-        if (result <= 0) return;
-        fuse_session_process_buf(session_, &buffer_);
+        // The FUSE library's own function would print an error if the kernel ends the connection just now.
+        const auto length = ::read(descriptor(), buffer_.data(), buffer_.size());
+        // ENOENT: the request has been interrupted.
+        if (length < 0 && (errno == EINTR || errno == ENOENT)) continue;
+        if (length < 0 && errno == ENODEV) fuse_session_exit(session_);
+        if (length <= 0) return;
+        fuse_buf request{};
+        request.mem = buffer_.data();
+        request.size = static_cast<std::size_t>(length);
+        fuse_session_process_buf(session_, &request);
         settle();
     }
 }

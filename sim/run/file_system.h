@@ -9,6 +9,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "common/descriptor.h"
 #include "run/inner_proc.h"
@@ -89,7 +90,8 @@ private:
     Recorder& recorder_;
     Faults& faults_;
     fuse_session* session_ = nullptr;
-    fuse_buf buffer_{};
+    /** Of the request that is being served. */
+    std::vector<char> buffer_;
     std::list<std::unique_ptr<Handle>> handles_;
     std::list<Waiting> waiting_;
     bool ending_ = false;
