@@ -205,11 +205,14 @@ class Copy:
     def test(self, command, timeout):
         self.run([here / "enclosure", place, *command], timeout)
 
+    def commands(self):
+        """The command that compiles each source."""
+        entries = json.loads((self.path / "build/compile_commands.json").read_text())
+        return {entry["file"]: entry["command"] for entry in reversed(entries)}
+
     def optimised(self, source):
         """The bytes of the optimised object of this file."""
-        commands = json.loads((self.path / "build/compile_commands.json").read_text())
-        command = next(entry["command"] for entry in commands if entry["file"] == str(place / "tree" / source))
-        command = shlex.split(command.replace(" -O0 ", " -O2 "))
+        command = shlex.split(self.commands()[str(place / "tree" / source)].replace(" -O0 ", " -O2 "))
         command[command.index("-o") + 1] = str(place / "optimised.o")
         self.run(command)
         return (self.path / "optimised.o").read_bytes()
@@ -253,8 +256,11 @@ class Trial:
 
     def __init__(self, count, first, seed, tests, unchanged):
         self.count, self.next, self.tests, self.unchanged = count, first, tests, unchanged
-        files = sorted((unchanged.path / "tree").glob("src/*/*.[ch]*"))
-        self.sources = {str(file.relative_to(unchanged.path / "tree")): file.read_text().split("\n") for file in files}
+        tree, compiled = unchanged.path / "tree", unchanged.commands()
+        # Without the sources of another architecture, which no test here can notice.
+        files = [str(file.relative_to(tree)) for file in sorted(tree.glob("src/*/*.[ch]*"))]
+        files = [file for file in files if file.endswith(".h") or str(place / "tree" / file) in compiled]
+        self.sources = {file: (tree / file).read_text().split("\n") for file in files}
         self.sequence = mutants(self.sources, seed)
         self.equivalent = listed_as_equivalent()
         self.objects = {}
