@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -50,10 +51,10 @@ Start& start_of_this_process() {
     Start* start = latest_start;
     pid_t owner = 0;
     if (start->process.compare_exchange_strong(owner, process) || owner == process) return *start;
-    auto* const own = new Start;
+    auto own = std::make_unique<Start>();
     own->process = process;
-    if (latest_start.compare_exchange_strong(start, own)) return *own;
-    delete own;  // another thread was faster
+    // Otherwise another thread was faster.
+    if (latest_start.compare_exchange_strong(start, own.get())) return *own.release();
     return *start;
 }
 

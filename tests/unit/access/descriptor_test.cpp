@@ -89,6 +89,17 @@ TEST_F(DescriptorTest, NoStandardDescriptorIsUsedAndTheyStayClosed) {
     }
 }
 
+// The path names what occupies standard error while it is opened.
+TEST_F(DescriptorTest, AllThreeAreOccupiedDuringLaterOpens) {
+    const auto child = run_in_child([this] {
+        for (const int fd : {0, 1, 2}) close(fd);
+        open_repeatedly(1, O_RDONLY);
+        Descriptor file;
+        return std::string(file.open("/proc/self/fd/2", O_RDONLY) > 2 ? "occupied" : "free");
+    });
+    EXPECT_EQ(child.output, "occupied");
+}
+
 TEST_F(DescriptorTest, FailedOpenKeepsItsErrnoAndLeaksNothing) {
     const auto child = run_in_child([this] {
         close(0);
