@@ -35,8 +35,8 @@ public:
 
     /** Serve this open and mounted /dev/fuse. Throws std::runtime_error. */
     void attach(Descriptor fuse);
-    /** Serve the requests that have come. Does not wait. */
-    void serve();
+    /** Serve at most `most` of the requests that have come. Does not wait. */
+    void serve(int most);
     /** Call when the device may have changed: wakes readers and pollers. */
     void settle();
     /** The run ends: end every wait, with EINTR. */

@@ -25,6 +25,11 @@ namespace VelmorSim {
 
 namespace {
 
+/** Requests that are served in one turn of the loop, so that they do not hold up timers, commands and signals. */
+constexpr int most_requests = 64;
+/** Requests that are served after the program has ended: its last closes come between those of other processes. */
+constexpr int most_last_requests = 65536;
+
 std::pair<std::string, std::string> assignment(const std::string& option, const std::string& text) {
     const auto equals = text.find('=');
     if (equals == std::string::npos || equals == 0)
@@ -105,7 +110,7 @@ void Run::loop() {
         server_->settle();
         if (!program_status_ || leaving_) continue;
         // The program has ended. Serve the requests that are left, so that its closes are in the record.
-        files_.serve();
+        files_.serve(most_last_requests);
         leaving_ = true;
         release_waiting();
         channel_.send({.kind = Message::Kind::leave});
@@ -135,7 +140,7 @@ void Run::wait_for_events() {
     if (ppoll(events.data(), events.size(), next ? &timeout : nullptr, nullptr) < 0) return;
     // Serve what the program did before handling what happened to it.
     for (const auto& event : events) {
-        if (event.revents != 0 && event.fd == files_.descriptor()) files_.serve();
+        if (event.revents != 0 && event.fd == files_.descriptor()) files_.serve(most_requests);
     }
     for (const auto& event : events) {
         if (event.revents == 0) continue;
