@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <stdexcept>
 
 #include "common/text.h"
@@ -34,6 +35,15 @@ bool is_operation(const std::string& path, const std::string& op) {
     throw std::invalid_argument("\"" + text + "\" should be " + right);
 }
 
+/**
+ * From ENOSYS the kernel's FUSE concludes that an operation is never needed (open, close) or does not exist (ioctl, to
+ * which it returns ENOTTY). After ECHILD and ESTALE the kernel repeats an open.
+ */
+bool is_deliverable(const std::string& op, int error) {
+    if (op == "open") return error != ENOSYS && error != ECHILD && error != ESTALE;
+    return error != ENOSYS || (op != "close" && op != "ioctl");
+}
+
 bool matches(const std::string& pattern, const std::string& path) {
     return pattern == path || fnmatch(pattern.c_str(), path.c_str(), FNM_PATHNAME) == 0;
 }
@@ -55,6 +65,8 @@ void Faults::add_fault(const std::string& text) {
     const auto error = errno_number(last);
     const auto op = cut_last(rest);
     if (!error || !is_operation(rest, op) || (rest[0] != '/' && rest != "restart")) refuse(text, right);
+    if (!is_deliverable(op, *error))
+        throw std::invalid_argument("\"" + text + "\": FUSE cannot make " + op + " fail with " + last);
     faults_.push_back({rest, op, *error, which, 0});
 }
 

@@ -383,9 +383,10 @@ void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_
     OpenFile& open = handle.open;
     std::string text;
     int result = -faults_.next(open.file.path, "read");
+    const bool fault = result != 0;
     if (result == 0 && is_dead(open)) result = -ENODEV;
     if (result == 0) result = open.file.read(open, size, static_cast<std::size_t>(offset), text);
-    if (result == -EAGAIN && (open.flags & O_NONBLOCK) == 0 && !ending_) {
+    if (result == -EAGAIN && !fault && (open.flags & O_NONBLOCK) == 0 && !ending_) {
         waiting_.push_back({request, &open, size, false});
         fuse_req_interrupt_func(request, Operations::interrupted, &waiting_.back());
         return;

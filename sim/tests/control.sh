@@ -62,6 +62,7 @@ expect "is forgotten" 0 "" on clear
 expect "fast" 0 "6
 (0)" program "cat $light"
 expect "a wrong fault" 1 'velmor-sim: "x" should be PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N at least 1, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO' on fault x
+expect "a fault that cannot be" 1 "velmor-sim: \"$light:close:ENOSYS\": FUSE cannot make close fail with ENOSYS" on fault "$light:close:ENOSYS"
 expect "a wrong delay" 1 'velmor-sim: "x" should be PATH:OP:MS, with an absolute path, OP one of open, read, write, ioctl, close, and milliseconds up to 3600000, for example /sys/power/state:write:3000' on delay x
 expect "a wrong condition" 1 'velmor-sim: "backlight" should be NAME=VALUE, or with !=, <, <=, > or >=' on wait-for backlight
 expect "a condition on nothing" 1 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' on wait-for 'heat>3'

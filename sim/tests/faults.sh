@@ -9,6 +9,29 @@ for op in open read write close; do
     expect "a fault on $op" 0 "$op EIO" sh -c "grep -m1 EIO trace | sed 's/.*\"act\":\"\\([a-z]*\\)\".*\"errno\":\"\\([A-Z]*\\)\".*/\\1 \\2/'"
 done
 expect "a fault on ioctl" 1 EIO "$sim" run --fault /dev/watchdog:ioctl:EIO -- "$act" watchdog 5 0 - 0
+# Every error at every operation: it arrives, or it is refused because FUSE cannot pass it on.
+for op in open read write ioctl close; do
+    case $op in
+        open) refused=" ECHILD ENOSYS ESTALE " path=$file ;;
+        ioctl) refused=" ENOSYS " path=/dev/watchdog ;;
+        close) refused=" ENOSYS " path=$file ;;
+        *) refused="" path=$file ;;
+    esac
+    faults=()
+    "${act}_load" errors >all
+    : >passed
+    while read -r error; do
+        [[ $refused != *" $error "* ]] || continue
+        echo "$error" >>passed
+        faults+=(--fault "$path:$op:$error:$((${#faults[@]} / 2 + 1))")
+    done <all
+    timeout -s KILL 60 "$sim" run "${faults[@]}" -- "${act}_load" fail $op $path "$(wc -l <passed)" >got 2>&1
+    expect "every error of $op" 0 "" diff passed got
+    for error in $refused; do
+        expect "$op:$error" 125 "velmor-sim: \"$path:$op:$error\": FUSE cannot make $op fail with $error" \
+            "$sim" run --fault "$path:$op:$error" -- true
+    done
+done
 expect "the second one only" 2 "5" "$sim" run --fault /dev/watchdog:ioctl:EIO:2 -- "$act" watchdog 5 1 - 0
 expect "the second write only" 0 "bash: line 3: echo: write error: Input/output error
 3" "$sim" run --fault "/sys/class/backlight/*/brightness:write:EIO:2" -- bash -c "

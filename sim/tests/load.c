@@ -1,9 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /* Puts load on the device, which the tests cannot do from the shell. */
+#include <errno.h>
 #include <fcntl.h>
+#include <linux/watchdog.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 /* Reads the file again and again in that many processes, until they are killed. Prints a line after their start. */
@@ -19,7 +22,33 @@ static int busy(const char* path, int processes) {
     return 3;
 }
 
+/* Prints the names of all errors. */
+static int errors(void) {
+    for (int number = 1; number < 4096; number++) {
+        if (strerrorname_np(number) != NULL) printf("%s\n", strerrorname_np(number));
+    }
+    return 0;
+}
+
+/* Does the operation that often, and prints the error of each. */
+static int fail(const char* operation, const char* path, int times) {
+    char text[16];
+    const int kept = strcmp(operation, "open") == 0 ? -1 : open(path, O_RDWR | O_CLOEXEC);
+    for (int i = 0; i < times; i++) {
+        long result = 99;
+        if (strcmp(operation, "open") == 0) result = open(path, O_RDWR | O_CLOEXEC);
+        if (strcmp(operation, "read") == 0) result = pread(kept, text, sizeof text, 0);
+        if (strcmp(operation, "write") == 0) result = write(kept, "1", 1);
+        if (strcmp(operation, "ioctl") == 0) result = ioctl(kept, WDIOC_KEEPALIVE, 0);
+        if (strcmp(operation, "close") == 0) result = close(open(path, O_RDWR | O_CLOEXEC));
+        printf("%s\n", result == -1 ? strerrorname_np(errno) : "good");
+    }
+    return 0;
+}
+
 int main(int count, char** words) {
     if (count == 4 && strcmp(words[1], "busy") == 0) return busy(words[2], atoi(words[3]));
+    if (count == 2 && strcmp(words[1], "errors") == 0) return errors();
+    if (count == 5 && strcmp(words[1], "fail") == 0) return fail(words[2], words[3], atoi(words[4]));
     return 99;
 }
