@@ -49,6 +49,13 @@ public:
             return number >= chip.base && number < chip.base + chip.lines;
         });
     }
+    /** Nothing else may be where an export puts a line. */
+    void reserve_lines(const Chip& chip) {
+        for (auto number = chip.base; number < chip.base + chip.lines; number++) {
+            model_.tree.reserve(path_of(number));
+            if (path_ != place_) model_.tree.reserve(place_of(number));
+        }
+    }
     Line& line(std::int64_t number) { return lines_[number]; }
 
     int export_line(std::string_view text) {
@@ -169,6 +176,7 @@ const Kind gpio_kind("gpio", [](Model& model, const std::string& name, Settings&
         model.tree.add<NumberAttribute>(device, "base", mode_t{0444}, made.base, 0, most);
         model.tree.add<NumberAttribute>(device, "ngpio", mode_t{0444}, made.lines, 0, most);
         model.tree.add<TextAttribute>(device, "label", mode_t{0444}, chip.text("label", "gpio-mxc"));
+        gpio.reserve_lines(made);
         gpio.chips.push_back(made);
         chip.finish();
     }

@@ -90,7 +90,8 @@ void Recorder::record(const Act& act) const {
     line["result"] = act.result < 0 ? -1 : act.result;
     if (act.result < 0) line["errno"] = errno_name(static_cast<int>(-act.result));
     line["pid"] = act.pid;
-    write_line(trace_.get(), line.dump() + "\n");
+    // A path need not be UTF-8.
+    write_line(trace_.get(), line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
 void Recorder::explain(const Act& act) const {

@@ -7,6 +7,11 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -42,6 +47,22 @@ struct FileSystem::Operations {
     // open() gave the handle's address to the kernel.
     static Handle* handle(const fuse_file_info* info) {
         return reinterpret_cast<Handle*>(info->fh);  // NOLINT(performance-no-int-to-ptr)
+    }
+
+    /** Calls it. An exception must not reach the event loop: the request fails, and a message gives the reason. */
+    template <class Action>
+    static void perform(fuse_req_t request, const Action& action) {
+        try {
+            action();
+        } catch (const std::exception& error) {
+            std::cerr << "velmor-sim: a request failed: " << error.what() << std::endl;
+            fuse_reply_err(request, EIO);
+        }
+    }
+    /** The callback, guarded in this way. It replies last, so that there is one reply. */
+    template <auto callback, class... Arguments>
+    static void guarded(fuse_req_t request, Arguments... arguments) {
+        perform(request, [&] { callback(request, arguments...); });
     }
 
     static void init(void* /*self*/, fuse_conn_info* connection) {
@@ -93,13 +114,13 @@ struct FileSystem::Operations {
     static void read(fuse_req_t request, fuse_ino_t /*inode*/, std::size_t size, off_t offset, fuse_file_info* info) {
         Handle& file = *handle(info);
         file.open.flags = info->flags;
-        self(request).act(file.open.file.path, "read",
+        self(request).act(request, file.open.file.path, "read",
                           [request, &file, size, offset] { self(request).read(request, file, size, offset); });
     }
     static void write(fuse_req_t request, fuse_ino_t /*inode*/, const char* bytes, std::size_t size, off_t /*offset*/,
                       fuse_file_info* info) {
         Handle& file = *handle(info);
-        self(request).act(file.open.file.path, "write", [request, &file, text = std::string(bytes, size)] {
+        self(request).act(request, file.open.file.path, "write", [request, &file, text = std::string(bytes, size)] {
             self(request).write(request, file, text);
         });
     }
@@ -111,7 +132,7 @@ struct FileSystem::Operations {
         }
         Handle& file = *handle(info);
         self(request).act(
-            file.open.file.path, "ioctl",
+            request, file.open.file.path, "ioctl",
             [request, &file, command, out_size, bytes = std::string(static_cast<const char*>(in), in_size)] {
                 self(request).ioctl(request, file, command, bytes, out_size);
             });
@@ -121,7 +142,8 @@ struct FileSystem::Operations {
     }
     static void flush(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
         Handle& file = *handle(info);
-        self(request).act(file.open.file.path, "close", [request, &file] { self(request).flush(request, file); });
+        self(request).act(request, file.open.file.path, "close",
+                          [request, &file] { self(request).flush(request, file); });
     }
     static void release(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
         self(request).release(request, handle(info));
@@ -134,27 +156,27 @@ struct FileSystem::Operations {
     static fuse_lowlevel_ops all() {
         fuse_lowlevel_ops operations{};
         operations.init = init;
-        operations.lookup = lookup;
-        operations.getattr = getattr;
-        operations.setattr = setattr;
-        operations.readlink = readlink;
-        operations.readdir = readdir;
-        operations.open = open;
-        operations.create = create;
-        operations.mknod = mknod;
-        operations.mkdir = mkdir;
-        operations.symlink = symlink;
-        operations.link = link;
-        operations.unlink = unlink;
-        operations.rmdir = unlink;
-        operations.rename = rename;
-        operations.read = read;
-        operations.write = write;
-        operations.ioctl = ioctl;
-        operations.poll = poll;
-        operations.flush = flush;
-        operations.release = release;
-        operations.access = access;
+        operations.lookup = guarded<lookup>;
+        operations.getattr = guarded<getattr>;
+        operations.setattr = guarded<setattr>;
+        operations.readlink = guarded<readlink>;
+        operations.readdir = guarded<readdir>;
+        operations.open = guarded<open>;
+        operations.create = guarded<create>;
+        operations.mknod = guarded<mknod>;
+        operations.mkdir = guarded<mkdir>;
+        operations.symlink = guarded<symlink>;
+        operations.link = guarded<link>;
+        operations.unlink = guarded<unlink>;
+        operations.rmdir = guarded<unlink>;
+        operations.rename = guarded<rename>;
+        operations.read = guarded<read>;
+        operations.write = guarded<write>;
+        operations.ioctl = guarded<ioctl>;
+        operations.poll = guarded<poll>;
+        operations.flush = guarded<flush>;
+        operations.release = guarded<release>;
+        operations.access = guarded<access>;
         return operations;
     }
 };
@@ -196,14 +218,14 @@ void FileSystem::serve(int most) {
     }
 }
 
-void FileSystem::act(const std::string& path, const char* op, std::function<void()> perform) {
+void FileSystem::act(fuse_req_t request, const std::string& path, const char* op, std::function<void()> perform) {
     const auto delay = faults_.delay(path, op);
     if (delay.count() == 0 || ending_) {
         perform();
         return;
     }
-    model_.timers.after(delay, [this, perform = std::move(perform)] {
-        perform();
+    model_.timers.after(delay, [this, request, perform = std::move(perform)] {
+        Operations::perform(request, perform);
         settle();
     });
 }
@@ -320,7 +342,7 @@ void FileSystem::open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info)
         return;
     }
     const int pid = fuse_req_ctx(request)->pid;
-    act(file->path, "open", [this, request, file, info, pid]() mutable {
+    act(request, file->path, "open", [this, request, file, info, pid]() mutable {
         auto handle =
             std::make_unique<Handle>(Handle{.open = OpenFile{.file = *file, .flags = info.flags, .pid = pid}});
         handle->open.incarnation = file->incarnation;
@@ -466,21 +488,23 @@ void FileSystem::release(fuse_req_t request, Handle* handle) {
     fuse_reply_err(request, 0);
 }
 
+bool FileSystem::try_again(const Waiting& waiting) {
+    OpenFile& open = *waiting.open;
+    std::string text;
+    int result = waiting.interrupted || ending_ ? -EINTR : 0;
+    if (result == 0 && is_dead(open)) result = -ENODEV;
+    if (result == 0) result = open.file.read(open, waiting.size, 0, text);
+    if (result == -EAGAIN) return false;
+    fuse_req_interrupt_func(waiting.request, nullptr, nullptr);
+    answer_read(waiting.request, open, result, text);
+    return true;
+}
+
 void FileSystem::settle() {
     for (auto waiting = waiting_.begin(); waiting != waiting_.end();) {
-        std::string text;
-        int result = waiting->interrupted || ending_ ? -EINTR : 0;
-        if (result == 0 && is_dead(*waiting->open)) result = -ENODEV;
-        if (result == 0) result = waiting->open->file.read(*waiting->open, waiting->size, 0, text);
-        if (result == -EAGAIN) {
-            ++waiting;
-            continue;
-        }
-        auto* const request = waiting->request;
-        const OpenFile& open = *waiting->open;
-        fuse_req_interrupt_func(request, nullptr, nullptr);
-        waiting = waiting_.erase(waiting);
-        answer_read(request, open, result, text);
+        bool answered = true;
+        Operations::perform(waiting->request, [&] { answered = try_again(*waiting); });
+        waiting = answered ? waiting_.erase(waiting) : std::next(waiting);
     }
     for (const auto& handle : handles_) {
         if (handle->poller == nullptr) continue;

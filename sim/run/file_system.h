@@ -80,8 +80,10 @@ private:
     void flush(fuse_req_t request, Handle& handle);
     void release(fuse_req_t request, Handle* handle);
 
-    /** Perform it now, or after the path's delay. */
-    void act(const std::string& path, const char* op, std::function<void()> perform);
+    /** Perform it now, or after the path's delay. The request is the one that it answers. */
+    void act(fuse_req_t request, const std::string& path, const char* op, std::function<void()> perform);
+    /** Answers the read unless it must still wait. */
+    bool try_again(const Waiting& waiting);
     static bool is_dead(const OpenFile& open) { return open.incarnation != open.file.incarnation; }
     static unsigned poll_bits(OpenFile& open);
     void answer_read(fuse_req_t request, const OpenFile& open, int result, const std::string& text) const;

@@ -28,6 +28,15 @@ refuse '{"description":"x","base":"device","set":{"platform.pht":"0x12"}}' \
     '/set/platform.pht: "0x12" should be 0x and 128 hexadecimal digits'
 refuse '{"description":"x","base":"device","devices":[{'"$light"',"max_brightness":7,"brightness":2},{"kind":"attribute","name":"c","path":"/sys/class/backlight/b/brightness","value":1}]}' \
     '/devices/1: /sys/class/backlight/b/brightness already exists'
+# Nothing may be where an export puts a line, whichever of the two the board lists first.
+line='"kind":"attribute","name":"c","value":1,"path"'
+for place in /sys/class/gpio/gpio37 /sys/class/gpio/gpio37/value /sys/devices/virtual/gpio/gpio37; do
+    refuse '{"description":"x","base":"device","devices":[{'"$line:\"$place\""'}]}' \
+        "/devices/0: ${place%/value} must be free: an export puts a line there"
+done
+gpio='"kind":"gpio","name":"g","path":"/sys/class/gpio","chips":[{"base":32,"lines":32}]'
+refuse '{"description":"x","devices":[{'"$line"':"/sys/class/gpio/gpio37"},{'"$gpio"'}]}' \
+    '/devices/1: /sys/class/gpio/gpio37 already exists, but an export puts a line there'
 refuse '{"description":"x","device":[]}' '/device: unknown key; the keys here are base, description, devices, set, without'
 refuse '{"description":5}' '/description: 5 should be a string'
 refuse '{"devices":[]}' '/description: is missing; it should be a string'

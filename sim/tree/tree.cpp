@@ -63,6 +63,8 @@ Directory& Tree::directory(const std::string& path) {
 }
 
 Directory& Tree::class_device(const std::string& path, const std::string& place) {
+    require_unreserved(path);
+    require_unreserved(place);
     if (find(path) != nullptr || find(place) != nullptr) throw std::invalid_argument(path + " already exists");
     Directory& device = passing_class_device(path, place);
     make_lasting(device);
@@ -126,12 +128,21 @@ void Tree::show(const std::string& path, const std::string& place, Directory& de
         group.attach(name_of(path), *node);
         return;
     }
-    add<Link>(group, name_of(path), target).comes_and_goes = true;
+    put<Link>(group, name_of(path), target).comes_and_goes = true;
 }
 
 void Tree::hide(const std::string& path, const std::string& place) {
     directory(parent_of(place)).detach(name_of(place));
     directory(parent_of(path)).detach(name_of(path));
+}
+
+void Tree::reserve(const std::string& path) {
+    if (find(path) != nullptr || !reserved_.insert(path).second)
+        throw std::invalid_argument(path + " already exists, but an export puts a line there");
+}
+
+void Tree::require_unreserved(const std::string& path) const {
+    if (reserved_.contains(path)) throw std::invalid_argument(path + " must be free: an export puts a line there");
 }
 
 Node* Tree::by_inode(std::uint64_t inode) const {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -21,7 +22,7 @@ public:
 
     Tree();
 
-    // Adding a path twice throws std::invalid_argument.
+    // Adding a path twice, or one that is reserved, throws std::invalid_argument.
 
     /** The directory with this path. It and its parents are made if missing. */
     Directory& directory(const std::string& path);
@@ -34,20 +35,17 @@ public:
     Directory& passing_class_device(const std::string& path, const std::string& place);
     void show(const std::string& path, const std::string& place, Directory& device);
     void hide(const std::string& path, const std::string& place);
+    /** Keep this path free for show(). */
+    void reserve(const std::string& path);
     /** Call after adding everything: gives each platform device the files that the kernel adds to all of them. */
     void finish_platform();
 
     template <class T, class... Arguments>
     T& add(Directory& parent, const std::string& name, Arguments&&... arguments) {
         const auto path = parent.path + "/" + name;
+        require_unreserved(path);
         if (parent.child(name) != nullptr) throw std::invalid_argument(path + " already exists");
-        auto owned = std::make_unique<T>(std::forward<Arguments>(arguments)...);
-        T& node = *owned;
-        adopt(std::move(owned));
-        node.path = path;
-        node.comes_and_goes = parent.comes_and_goes;
-        parent.attach(name, node);
-        return node;
+        return put<T>(parent, name, std::forward<Arguments>(arguments)...);
     }
     template <class T, class... Arguments>
     T& add(const std::string& path, Arguments&&... arguments) {
@@ -61,10 +59,23 @@ public:
     Directory& root() const { return *root_; }
 
 private:
+    /** Add it without a check. */
+    template <class T, class... Arguments>
+    T& put(Directory& parent, const std::string& name, Arguments&&... arguments) {
+        auto owned = std::make_unique<T>(std::forward<Arguments>(arguments)...);
+        T& node = *owned;
+        adopt(std::move(owned));
+        node.path = parent.path + "/" + name;
+        node.comes_and_goes = parent.comes_and_goes;
+        parent.attach(name, node);
+        return node;
+    }
+    void require_unreserved(const std::string& path) const;
     void adopt(std::unique_ptr<Node> node);
     void add_common(Directory& device);
 
     std::vector<std::unique_ptr<Node>> nodes_;
+    std::unordered_set<std::string> reserved_;
     Directory* root_ = nullptr;
 };
 
