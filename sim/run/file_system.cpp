@@ -242,6 +242,8 @@ struct stat FileSystem::stat_of(const Node& node) const {
     }
     attributes.st_blksize = 4096;
     attributes.st_mtime = attributes.st_ctime = attributes.st_atime = started_;
+    attributes.st_uid = user_;
+    attributes.st_gid = group_;
     return attributes;
 }
 
@@ -251,6 +253,8 @@ struct stat FileSystem::stat_of_link(std::uint64_t inode) const {
     attributes.st_mode = S_IFLNK | 0777;
     attributes.st_nlink = 1;
     attributes.st_mtime = attributes.st_ctime = attributes.st_atime = started_;
+    attributes.st_uid = user_;
+    attributes.st_gid = group_;
     return attributes;
 }
 

@@ -3,6 +3,7 @@
 
 #define FUSE_USE_VERSION 312
 #include <fuse3/fuse_lowlevel.h>
+#include <unistd.h>
 
 #include <ctime>
 #include <functional>
@@ -98,6 +99,9 @@ private:
     std::list<Waiting> waiting_;
     bool ending_ = false;
     std::time_t started_ = std::time(nullptr);
+    // The program sees them as root.
+    uid_t user_ = geteuid();
+    gid_t group_ = getegid();
 };
 
 }  // namespace VelmorSim

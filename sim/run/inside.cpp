@@ -28,9 +28,28 @@ namespace VelmorSim {
 namespace {
 
 void write_map(const std::string& file, const std::string& text) {
-    const Descriptor map(open(("/proc/self/" + file).c_str(), O_WRONLY | O_CLOEXEC));
+    const Descriptor map(open(file.c_str(), O_WRONLY | O_CLOEXEC));
     if (!map.is_open() || write(map.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-        throw std::system_error(errno, std::system_category(), "write /proc/self/" + file);
+        throw std::system_error(errno, std::system_category(), "write " + file);
+}
+
+/** A user namespace has one user and one group. `as_root`: they are 0 in it, otherwise the same as in its parent. */
+void map_ids(const std::string& proc, uid_t user, gid_t group, bool as_root) {
+    write_map(proc + "/self/setgroups", "deny");
+    write_map(proc + "/self/uid_map", (as_root ? "0 " : std::to_string(user) + " ") + std::to_string(user) + " 1");
+    write_map(proc + "/self/gid_map", (as_root ? "0 " : std::to_string(group) + " ") + std::to_string(group) + " 1");
+}
+
+/**
+ * Lock the mounts: in another user and mount namespace the program can neither unmount what covers something nor make a
+ * read-only mount writable.
+ */
+void lock_mounts() {
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+        throw std::system_error(errno, std::system_category(), "a second user namespace");
+    map_ids(InnerProc::path, user, group, true);
 }
 
 /** Without a PID namespace, kill the children one by one. Their orphans become our children and are killed too. */
@@ -83,9 +102,8 @@ void Inside::fail(const std::string& text) const {
 
 void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
     try {
-        write_map("setgroups", "deny");
-        write_map("uid_map", "0 " + std::to_string(user) + " 1");
-        write_map("gid_map", "0 " + std::to_string(group) + " 1");
+        // Not as root: commands from inside find the machine's user in the map of the program's namespace.
+        map_ids("/proc", user, group, false);
         // Die with the simulator; our death ends the PID namespace. Set after the maps, because a change of credentials
         // clears it. Without a PID namespace our death would end nothing: reap() waits for the simulator to go instead.
         if (own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -126,9 +144,15 @@ void Inside::build_root(bool own_pids, bool as_root) const {
 }
 
 void Inside::program_process(bool own_pids) const {
+    try {
+        lock_mounts();
+    } catch (const std::system_error& error) {
+        fail(error.what());
+    }
     if (!own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
     auto listener = RestartCall::install();
-    // If the filter is missing, a PID namespace is enough: there the call ends only the first process.
+    // If the filter is missing, a PID namespace is enough: it belongs to another user namespace than the program, so
+    // the kernel fails the call with EPERM.
     if (!listener.is_open() && !own_pids)
         fail("the restart call cannot be intercepted: " + std::system_category().message(errno));
     if (listener.is_open()) channel_.send({.kind = Message::Kind::listener, .descriptor = std::move(listener)});

@@ -14,7 +14,10 @@ namespace VelmorSim {
 class Model;
 class Signals;
 
-/** The processes inside: the first one, which builds the root and reaps, and the one that executes the program. */
+/**
+ * The processes inside: the first one, which builds the root and reaps, and the one that executes the program in a user
+ * and mount namespace of its own, where it cannot change the root.
+ */
 class Inside {
 public:
     Inside(const Model& model, const Signals& signals, std::vector<std::string> program)

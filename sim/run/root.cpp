@@ -28,6 +28,8 @@ namespace fs = std::filesystem;
 const std::string root = "/sys";
 const std::string inner_proc = InnerProc::path;
 const std::string served = "/.vdev";
+/** An empty file. */
+const std::string nothing = "/.nothing";
 
 /** Parts of the machine's "/sys" that programs need: the number of processors, memory pages, control groups. */
 constexpr std::array<const char*, 3> kept_parts = {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"};
@@ -105,7 +107,9 @@ Descriptor Root::mount_fuse() {
         fail("/dev/fuse cannot be opened; allow it with \"chmod 666 /dev/fuse\", which udev normally does");
     }
     make_directory(root + served);
-    const std::string options = "fd=" + std::to_string(fuse.get()) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
+    const std::string options = "fd=" + std::to_string(fuse.get()) +
+                                ",rootmode=40000,user_id=" + std::to_string(geteuid()) +
+                                ",group_id=" + std::to_string(getegid()) + ",allow_other";
     if (mount("velmor-sim", (root + served).c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
         fail(
             "FUSE may not be mounted in a user namespace; it needs Linux 4.18 or later, and in a container "
@@ -148,6 +152,8 @@ void Root::fill() {
     fill_sys();
     make_directory(root + "/proc");
     must_bind(root + served + "/proc", root + "/proc");
+    make_file(root + nothing);
+    cover("/run/dbus/system_bus_socket");
     if (as_root_) protect();
 }
 
@@ -241,21 +247,22 @@ void Root::fill_sys() {
     kept_.clear();
 }
 
+void Root::cover(const std::string& file) {
+    const auto place = root + file;
+    if (access(place.c_str(), F_OK) == 0) must_bind(root + nothing, place);
+}
+
 // Otherwise root could restart the machine, or change its kernel settings, from inside.
 void Root::protect() {
     const auto proc = root + inner_proc;
-    make_file(root + "/.nothing");
     for (const char* name : {"/sysrq-trigger", "/kcore", "/kmsg"}) {
+        cover(inner_proc + name);
         const auto file = proc + name;
-        if (access(file.c_str(), F_OK) == 0) must_bind(root + "/.nothing", file);
         if (access(file.c_str(), F_OK) == 0 && !make_read_only(file)) fail("protect " + file);
     }
     must_bind(proc + "/sys", proc + "/sys");
     if (!make_read_only(proc + "/sys")) fail("protect " + proc + "/sys");
-    for (const char* name : {"/run/systemd/private", "/run/initctl", "/run/dbus/system_bus_socket"}) {
-        const auto file = root + name;
-        if (access(file.c_str(), F_OK) == 0) must_bind(root + "/.nothing", file);
-    }
+    for (const char* file : {"/run/systemd/private", "/run/initctl"}) cover(file);
 }
 
 void Root::enter() {

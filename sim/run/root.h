@@ -17,7 +17,8 @@ class Model;
  * in the private mount namespace of the first process and cannot be seen outside. Functions throw std::system_error.
  *
  * HAZARD: if root started the simulator, a program inside can do to the machine's files whatever root can. Only the
- * files that control the machine's power or kernel settings are covered or read-only.
+ * files that control the machine's power or kernel settings are covered or read-only. Whoever starts it, the machine's
+ * D-Bus is covered, because a user at the machine may ask it for a restart.
  */
 class Root {
 public:
@@ -46,6 +47,7 @@ private:
     void place_device_files(const Directory& device, const std::string& place);
     void fill_dev();
     void fill_sys();
+    void cover(const std::string& file);
     void protect();
 
     const Model& model_;
