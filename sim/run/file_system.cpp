@@ -185,10 +185,15 @@ FileSystem::~FileSystem() {
     for (const auto& handle : handles_) {
         if (handle->poller != nullptr) fuse_pollhandle_destroy(handle->poller);
     }
-    if (session_ != nullptr) {
-        fuse_session_unmount(session_);
-        fuse_session_destroy(session_);
-    }
+    detach();
+    std::free(buffer_.mem);  // NOLINT: the FUSE library allocated it with malloc
+}
+
+void FileSystem::detach() {
+    if (session_ == nullptr) return;
+    fuse_session_unmount(session_);
+    fuse_session_destroy(session_);
+    session_ = nullptr;
 }
 
 void FileSystem::attach(Descriptor fuse) {

@@ -36,6 +36,8 @@ public:
 
     /** Serve this open and mounted /dev/fuse. Throws std::runtime_error. */
     void attach(Descriptor fuse);
+    /** Serve nothing any more: every request fails. */
+    void detach();
     /** Serve at most `most` of the requests that have come. Does not wait. */
     void serve(int most);
     /** Call when the device may have changed: wakes readers and pollers. */

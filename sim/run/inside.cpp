@@ -15,9 +15,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fstream>
 #include <system_error>
 
+#include "run/children.h"
 #include "run/inner_proc.h"
 #include "run/restart_call.h"
 #include "run/root.h"
@@ -50,22 +50,6 @@ void lock_mounts() {
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         throw std::system_error(errno, std::system_category(), "a second user namespace");
     map_ids(InnerProc::path, user, group, true);
-}
-
-/** Without a PID namespace, kill the children one by one. Their orphans become our children and are killed too. */
-void kill_children() {
-    while (true) {
-        // Not the device's "/proc": whoever serves it may be dead already.
-        std::ifstream children(std::string(InnerProc::path) + "/thread-self/children");
-        pid_t child = 0;
-        bool any = false;
-        while (children >> child) {
-            kill(child, SIGKILL);
-            any = true;
-        }
-        if (!any) return;
-        waitpid(-1, nullptr, 0);
-    }
 }
 
 }  // namespace
@@ -105,7 +89,8 @@ void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
         // Not as root: commands from inside find the machine's user in the map of the program's namespace.
         map_ids("/proc", user, group, false);
         // Die with the simulator; our death ends the PID namespace. Set after the maps, because a change of credentials
-        // clears it. Without a PID namespace our death would end nothing: reap() waits for the simulator to go instead.
+        // clears it. Without a PID namespace our death would end nothing: reap() waits for the simulator to go instead,
+        // and the simulator for us.
         if (own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
         prctl(PR_SET_NAME, "velmor-sim init");
         if (!own_pids) prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -189,7 +174,8 @@ void Inside::reap(pid_t program, bool own_pids, const sigset_t& children) {
         if (message && message->kind == Message::Kind::leave) break;
         if (message && message->kind == Message::Kind::signal && program > 0) kill(program, message->number);
     }
-    if (!own_pids) kill_children();
+    // Not the device's "/proc": whoever serves it may be dead already.
+    if (!own_pids) kill_children(InnerProc::path, false);
     _exit(0);
 }
 

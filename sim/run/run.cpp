@@ -3,6 +3,7 @@
 
 #include <linux/reboot.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/syscall.h>
@@ -18,6 +19,7 @@
 
 #include "board/board.h"
 #include "common/text.h"
+#include "run/children.h"
 #include "run/inside.h"
 #include "run/restart_call.h"
 
@@ -89,12 +91,19 @@ int Run::execute() {
         failure_ = error.what();
         if (first_ > 0) kill(first_, SIGKILL);
     }
+    // The first process may have been killed before it could end the others.
+    if (!own_pids_) {
+        files_.detach();
+        kill_children("/proc", true);
+    }
     server_->finish();
     return status();
 }
 
 void Run::start(bool own_pids) {
     own_pids_ = own_pids;
+    // The processes inside become our children if the first one is killed.
+    if (!own_pids) prctl(PR_SET_CHILD_SUBREAPER, 1);
     Inside inside(model_, signals_, options_.program);
     first_ = inside.start(own_pids, channel_);
     first_handle_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, first_, 0)));

@@ -32,6 +32,24 @@ kill -KILL "$(pgrep -P $!)"
 wait $! 2>/dev/null
 expect "the first process inside is killed" 0 "125 velmor-sim: the device's first process was killed" echo "$?" "$(cat said)"
 expect "processes after that" 0 0 gone
+# As in a container that masks parts of /proc: the run has no PID namespace.
+if unshare -rm true 2>/dev/null; then
+    for target in first simulator; do
+        unshare -rm bash -c 'mount -t tmpfs none /proc/sys && exec "$@"' _ "$sim" run -- \
+            sh -c "(setsid sleep $mark &); sleep $mark & sleep $mark" 2>/dev/null &
+        device=$!
+        until [ "$(pgrep -cfx "sleep $mark")" = 3 ]; do sleep 0.05; done
+        case $target in
+            first) kill -KILL "$(pgrep -P $device)" ;;
+            simulator) kill -KILL $device ;;
+        esac
+        wait $device 2>/dev/null
+        expect "processes without a PID namespace, the $target killed" 0 0 gone
+        pgrep -fx "sleep $mark" | xargs -r kill -KILL
+    done
+else
+    echo "left out: unshare makes no namespaces here"
+fi
 if command -v script >/dev/null; then
     # The terminal is closed while the device leads the session, and then while a shell does.
     for leader in "exec" ""; do

@@ -51,7 +51,7 @@ expect "bytes that are not text" 0 \
     sh -c "sed -n 2p bytes | sed 's/,\"pid\".*//'"
 # The letter u with a diaeresis, in Latin-1.
 expect "a name that is not UTF-8" 2 "" "$sim" run --trace names -- sh -c "cat \"\$(printf '/sys/class/gr\374n')\" 2>/dev/null; exit 2"
-expect "the record of it" 0 '{"act":"lookup","path":"/sys/class/gr'$'\xef\xbf\xbd''n","result":-1,"errno":"ENOENT","pid":3}' cat names
+expect "the record of it" 0 '{"act":"lookup","path":"/sys/class/gr'$'\xef\xbf\xbd''n","result":-1,"errno":"ENOENT"' sed 's/,"pid".*//' names
 "$sim" run --trace closed -- "$act" dead-line >/dev/null
 expect "a missing name" 0 '{"act":"lookup","path":"/sys/class/gpio/gpio37","result":-1,"errno":"ENOENT","pid":2}' head -1 closed
 "$sim" run --explain -- cat /proc/platform/serial_number 2>explained >/dev/null
