@@ -60,9 +60,10 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
     run->prefix_command(false);
     run->positionals_at_end();
     run->footer(
-        "Exit status: that of the program, or 120 after the watchdog has bitten, 121 after a restart, 122 after a\n"
-        "power-off, 123 if the script failed, 125 if the device could not start, 126 or 127 if the program could not\n"
-        "be run.\n\n"
+        "Exit status: that of the program, or 119 if the record is incomplete, 120 after the watchdog has bitten, 121\n"
+        "after a restart, 122 after a power-off, 123 if the script failed, 125 if the device could not start, 126 or "
+        "127\n"
+        "if the program could not be run.\n\n"
         "Example:\n  velmor-sim run --explain --set thermal.temp=91000 -- ./my-app --verbose");
     return run;
 }

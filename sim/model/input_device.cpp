@@ -159,6 +159,7 @@ void InputDevice::happen(unsigned type, unsigned code, std::int32_t value) {
         if (queue.size() == most_events) queue.pop_front();
         queue.push_back(event);
     }
+    wake();
 }
 
 }  // namespace VelmorSim

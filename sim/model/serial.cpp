@@ -63,12 +63,12 @@ public:
     const std::string& node() const { return node_; }
     const std::string& sent() const { return sent_; }
 
+    // One read at a time: a program that never stops sending waits for the device's other work.
     void receive() {
         constexpr std::size_t most = 4096;
         std::array<char, most> bytes{};
-        for (auto length = read(descriptor(), bytes.data(), bytes.size()); length > 0;
-             length = read(descriptor(), bytes.data(), bytes.size()))
-            sent_.append(bytes.data(), static_cast<std::size_t>(length));
+        const auto length = read(descriptor(), bytes.data(), bytes.size());
+        if (length > 0) sent_.append(bytes.data(), static_cast<std::size_t>(length));
         if (sent_.size() > most) sent_.erase(0, sent_.size() - most);
     }
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <system_error>
@@ -27,14 +28,16 @@ bool is_printable(std::string_view text) {
         text, [](char c) { return std::isprint(static_cast<unsigned char>(c)) != 0 || c == '\n' || c == '\t'; });
 }
 
-void write_line(int file, const std::string& line) {
+/** False if it cannot be written; then errno is set. */
+bool write_line(int file, const std::string& line) {
     std::string_view rest = line;
     while (!rest.empty()) {
         const auto written = write(file, rest.data(), rest.size());
         if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
+        if (written <= 0) return false;
         rest.remove_prefix(static_cast<std::size_t>(written));
     }
+    return true;
 }
 
 std::string quoted(const std::string& text) {
@@ -58,6 +61,7 @@ void Recorder::trace_to(const std::string& file) {
     constexpr mode_t permissions = 0666;
     trace_ = Descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, permissions));
     if (!trace_.is_open()) throw std::system_error(errno, std::system_category(), file);
+    file_ = file;
 }
 
 void Recorder::explain() {
@@ -68,7 +72,7 @@ void Recorder::explain() {
         isatty(STDERR_FILENO) == 1 && !dumb && std::getenv("NO_COLOR") == nullptr;  // NOLINT(concurrency-mt-unsafe)
 }
 
-void Recorder::record(const Act& act) const {
+void Recorder::record(const Act& act) {
     if (stopped_) return;
     if (explain_) explain(act);
     if (!trace_.is_open()) return;
@@ -91,7 +95,12 @@ void Recorder::record(const Act& act) const {
     if (act.result < 0) line["errno"] = errno_name(static_cast<int>(-act.result));
     line["pid"] = act.pid;
     // A path need not be UTF-8.
-    write_line(trace_.get(), line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    if (write_line(trace_.get(), line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n")) return;
+    const int error = errno;
+    incomplete_ = true;
+    std::cerr << "velmor-sim: " << file_ << ": " << std::system_category().message(error)
+              << "; the record is incomplete" << std::endl;
+    trace_ = Descriptor();
 }
 
 void Recorder::explain(const Act& act) const {
@@ -118,7 +127,7 @@ void Recorder::explain(const Act& act) const {
         line += std::string("  ") + red + errno_name(error) + ": " + std::system_category().message(error) + plain;
     }
     if (!act.meaning.empty()) line += std::string("  ") + dim + "(" + act.meaning + ")" + plain;
-    write_line(STDERR_FILENO, line + "\n");
+    static_cast<void>(write_line(STDERR_FILENO, line + "\n"));
 }
 
 }  // namespace VelmorSim

@@ -20,14 +20,18 @@ public:
     /** Print lines for people on standard error, in colour on a terminal. */
     void explain();
 
-    void record(const Act& act) const;
+    void record(const Act& act);
     /** The unit is down: record nothing more. */
     void stop() { stopped_ = true; }
+    /** Whether a line could not be written to the file. A message has said so, and nothing more is written to it. */
+    bool is_incomplete() const { return incomplete_; }
 
 private:
     void explain(const Act& act) const;
 
     Descriptor trace_;
+    std::string file_;
+    bool incomplete_ = false;
     bool explain_ = false;
     bool colour_ = false;
     bool stopped_ = false;

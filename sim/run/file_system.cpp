@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -81,12 +81,29 @@ struct FileSystem::Operations {
         self(request).getattr(request, inode);
     }
     static void readlink(fuse_req_t request, fuse_ino_t inode) { self(request).readlink(request, inode); }
-    static void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset,
-                        fuse_file_info* /*info*/) {
-        self(request).readdir(request, inode, size, offset);
+    // opendir() gave the listing's address to the kernel.
+    static Listing* listing(const fuse_file_info* info) {
+        return reinterpret_cast<Listing*>(info->fh);  // NOLINT(performance-no-int-to-ptr)
+    }
+    static void opendir(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
+        self(request).opendir(request, *info);
+    }
+    static void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset, fuse_file_info* info) {
+        self(request).readdir(request, inode, size, offset, *listing(info));
+    }
+    static void releasedir(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
+        delete listing(info);  // NOLINT(cppcoreguidelines-owning-memory)
+        fuse_reply_err(request, 0);
     }
     static void open(fuse_req_t request, fuse_ino_t inode, fuse_file_info* info) {
-        self(request).open(request, inode, *info);
+        auto* file = dynamic_cast<File*>(self(request).model_.tree.by_inode(inode));
+        if (file == nullptr) {
+            fuse_reply_err(request, ENOENT);
+            return;
+        }
+        self(request).act(request, file->path, "open", [request, file, info = *info](int result) {
+            self(request).open(request, *file, info, result);
+        });
     }
     static void create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t /*mode*/,
                        fuse_file_info* /*info*/) {
@@ -114,15 +131,17 @@ struct FileSystem::Operations {
     static void read(fuse_req_t request, fuse_ino_t /*inode*/, std::size_t size, off_t offset, fuse_file_info* info) {
         Handle& file = *handle(info);
         file.open.flags = info->flags;
-        self(request).act(request, file.open.file.path, "read",
-                          [request, &file, size, offset] { self(request).read(request, file, size, offset); });
+        self(request).act(request, file.open.file.path, "read", [request, &file, size, offset](int result) {
+            self(request).read(request, file, size, offset, result);
+        });
     }
     static void write(fuse_req_t request, fuse_ino_t /*inode*/, const char* bytes, std::size_t size, off_t /*offset*/,
                       fuse_file_info* info) {
         Handle& file = *handle(info);
-        self(request).act(request, file.open.file.path, "write", [request, &file, text = std::string(bytes, size)] {
-            self(request).write(request, file, text);
-        });
+        self(request).act(request, file.open.file.path, "write",
+                          [request, &file, text = std::string(bytes, size)](int result) {
+                              self(request).write(request, file, text, result);
+                          });
     }
     static void ioctl(fuse_req_t request, fuse_ino_t /*inode*/, unsigned command, void* /*argument*/,
                       fuse_file_info* info, unsigned flags, const void* in, std::size_t in_size, std::size_t out_size) {
@@ -133,25 +152,23 @@ struct FileSystem::Operations {
         Handle& file = *handle(info);
         self(request).act(
             request, file.open.file.path, "ioctl",
-            [request, &file, command, out_size, bytes = std::string(static_cast<const char*>(in), in_size)] {
-                self(request).ioctl(request, file, command, bytes, out_size);
-            });
+            [request, &file, command, out_size, bytes = std::string(static_cast<const char*>(in), in_size)](
+                int result) { self(request).ioctl(request, file, command, bytes, out_size, result); });
     }
     static void poll(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info, fuse_pollhandle* poller) {
         self(request).poll(request, *handle(info), poller);
     }
     static void flush(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
         Handle& file = *handle(info);
+        // A signal only ends the delay: what has been closed is closed.
         self(request).act(request, file.open.file.path, "close",
-                          [request, &file] { self(request).flush(request, file); });
+                          [request, &file](int /*result*/) { self(request).flush(request, file); });
     }
     static void release(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
         self(request).release(request, handle(info));
     }
     static void access(fuse_req_t request, fuse_ino_t /*inode*/, int /*mask*/) { fuse_reply_err(request, 0); }
-    static void interrupted(fuse_req_t /*request*/, void* waiting) {
-        static_cast<Waiting*>(waiting)->interrupted = true;
-    }
+    static void interrupted(fuse_req_t request, void* /*data*/) { self(request).interrupted_.push_back(request); }
 
     static fuse_lowlevel_ops all() {
         fuse_lowlevel_ops operations{};
@@ -160,7 +177,9 @@ struct FileSystem::Operations {
         operations.getattr = guarded<getattr>;
         operations.setattr = guarded<setattr>;
         operations.readlink = guarded<readlink>;
+        operations.opendir = guarded<opendir>;
         operations.readdir = guarded<readdir>;
+        operations.releasedir = guarded<releasedir>;
         operations.open = guarded<open>;
         operations.create = guarded<create>;
         operations.mknod = guarded<mknod>;
@@ -183,7 +202,7 @@ struct FileSystem::Operations {
 
 FileSystem::~FileSystem() {
     for (const auto& handle : handles_) {
-        if (handle->poller != nullptr) fuse_pollhandle_destroy(handle->poller);
+        if (handle.poller != nullptr) fuse_pollhandle_destroy(handle.poller);
     }
     detach();
     std::free(buffer_.mem);  // NOLINT: the FUSE library allocated it with malloc
@@ -223,16 +242,27 @@ void FileSystem::serve(int most) {
     }
 }
 
-void FileSystem::act(fuse_req_t request, const std::string& path, const char* op, std::function<void()> perform) {
+template <class Perform>
+void FileSystem::act(fuse_req_t request, const std::string& path, const char* op, Perform perform) {
     const auto delay = faults_.delay(path, op);
     if (delay.count() == 0 || ending_) {
-        perform();
+        perform(0);
         return;
     }
-    model_.timers.after(delay, [this, request, perform = std::move(perform)] {
-        Operations::perform(request, perform);
+    const auto timer = model_.timers.after(delay, [this, request] {
+        end_delay(request, 0);
         settle();
     });
+    delayed_.emplace(request, Delayed{timer, std::move(perform)});
+    fuse_req_interrupt_func(request, Operations::interrupted, nullptr);
+}
+
+void FileSystem::end_delay(fuse_req_t request, int result) {
+    const auto ended = delayed_.extract(request);
+    if (ended.empty()) return;
+    model_.timers.cancel(ended.mapped().timer);
+    fuse_req_interrupt_func(request, nullptr, nullptr);
+    Operations::perform(request, [&] { ended.mapped().perform(result); });
 }
 
 struct stat FileSystem::stat_of(const Node& node) const {
@@ -242,8 +272,7 @@ struct stat FileSystem::stat_of(const Node& node) const {
     attributes.st_nlink = 1;
     attributes.st_size = node.size();
     if (const auto* directory = dynamic_cast<const Directory*>(&node)) {
-        attributes.st_nlink = 2;
-        for (const auto& [name, entry] : directory->children()) attributes.st_nlink += S_ISDIR(entry->mode()) ? 1U : 0U;
+        attributes.st_nlink = 2 + directory->subdirectories();
     }
     attributes.st_blksize = 4096;
     attributes.st_mtime = attributes.st_ctime = attributes.st_atime = started_;
@@ -316,25 +345,36 @@ void FileSystem::readlink(fuse_req_t request, fuse_ino_t inode) const {
     }
 }
 
-void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset) {
+void FileSystem::opendir(fuse_req_t request, fuse_file_info info) {
+    auto listing = std::make_unique<Listing>();
+    info.fh = reinterpret_cast<std::uint64_t>(listing.get());
+    // If the caller has been killed meanwhile, there will be no releasedir.
+    if (fuse_reply_open(request, &info) == 0) static_cast<void>(listing.release());
+}
+
+FileSystem::Listing FileSystem::list(const Directory& directory) {
+    Listing entries;
+    entries.emplace_back(".", stat_of(directory));
+    entries.emplace_back("..", stat_of(*directory.parent));
+    for (const auto& [name, node] : directory.children()) entries.emplace_back(name, stat_of(*node));
+    if (directory.path != "/proc") return entries;
+    for (const auto& name : inner_proc.names()) {
+        if (directory.child(name) != nullptr) continue;
+        if (const auto link = inner_proc.link(name)) entries.emplace_back(name, stat_of_link(*link));
+    }
+    return entries;
+}
+
+void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset, Listing& listing) {
     const auto* directory = dynamic_cast<Directory*>(model_.tree.by_inode(inode));
     if (directory == nullptr) {
         fuse_reply_err(request, ENOTDIR);
         return;
     }
-    std::vector<std::pair<std::string, struct stat>> entries;
-    entries.emplace_back(".", stat_of(*directory));
-    entries.emplace_back("..", stat_of(*directory->parent));
-    for (const auto& [name, node] : directory->children()) entries.emplace_back(name, stat_of(*node));
-    if (directory->path == "/proc") {
-        for (const auto& name : inner_proc.names()) {
-            if (directory->child(name) != nullptr) continue;
-            if (const auto link = inner_proc.link(name)) entries.emplace_back(name, stat_of_link(*link));
-        }
-    }
+    if (offset == 0) listing = list(*directory);
     std::string out;
-    for (auto i = static_cast<std::size_t>(offset); i < entries.size(); i++) {
-        const auto& [name, attributes] = entries[i];
+    for (auto i = static_cast<std::size_t>(offset); i < listing.size(); i++) {
+        const auto& [name, attributes] = listing[i];
         const auto needed = fuse_add_direntry(request, nullptr, 0, name.c_str(), nullptr, 0);
         if (out.size() + needed > size) break;
         const auto start = out.size();
@@ -344,38 +384,32 @@ void FileSystem::readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size,
     fuse_reply_buf(request, out.data(), out.size());
 }
 
-void FileSystem::open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info) {
-    auto* file = dynamic_cast<File*>(model_.tree.by_inode(inode));
-    if (file == nullptr) {
-        fuse_reply_err(request, ENOENT);
+void FileSystem::open(fuse_req_t request, File& file, fuse_file_info info, int result) {
+    const int pid = fuse_req_ctx(request)->pid;
+    std::list<Handle> opened;
+    Handle& handle = opened.emplace_back(Handle{.open = OpenFile{.file = file, .flags = info.flags, .pid = pid}});
+    handle.place = opened.begin();
+    handle.open.incarnation = file.incarnation;
+    if (file.is_stream()) handle.open.narrow = inner_proc.is_narrow(pid);
+    if (result == 0) result = -faults_.next(file.path, "open");
+    const int access = info.flags & O_ACCMODE;
+    // The kernel's attributes apply their permission bits to everyone, even to root.
+    if (result == 0 && access != O_WRONLY && (file.mode() & readable) == 0) result = -EACCES;
+    if (result == 0 && access != O_RDONLY && (file.mode() & writable) == 0) result = -EACCES;
+    if (result == 0) result = file.open(handle.open);
+    if (file.is_recorded() || result < 0) {
+        recorder_.record(
+            {.act = "open", .path = file.path, .mode = mode_text(info.flags), .result = result, .pid = pid});
+    }
+    if (result < 0) {
+        fuse_reply_err(request, -result);
         return;
     }
-    const int pid = fuse_req_ctx(request)->pid;
-    act(request, file->path, "open", [this, request, file, info, pid]() mutable {
-        auto handle =
-            std::make_unique<Handle>(Handle{.open = OpenFile{.file = *file, .flags = info.flags, .pid = pid}});
-        handle->open.incarnation = file->incarnation;
-        if (file->is_stream()) handle->open.narrow = inner_proc.is_narrow(pid);
-        int result = -faults_.next(file->path, "open");
-        const int access = info.flags & O_ACCMODE;
-        // The kernel's attributes apply their permission bits to everyone, even to root.
-        if (result == 0 && access != O_WRONLY && (file->mode() & readable) == 0) result = -EACCES;
-        if (result == 0 && access != O_RDONLY && (file->mode() & writable) == 0) result = -EACCES;
-        if (result == 0) result = file->open(handle->open);
-        if (file->is_recorded() || result < 0) {
-            recorder_.record(
-                {.act = "open", .path = file->path, .mode = mode_text(info.flags), .result = result, .pid = pid});
-        }
-        if (result < 0) {
-            fuse_reply_err(request, -result);
-            return;
-        }
-        info.direct_io = 1;
-        info.nonseekable = file->is_stream() ? 1 : 0;
-        info.fh = reinterpret_cast<std::uint64_t>(handle.get());
-        handles_.push_back(std::move(handle));
-        fuse_reply_open(request, &info);
-    });
+    info.direct_io = 1;
+    info.nonseekable = file.is_stream() ? 1 : 0;
+    info.fh = reinterpret_cast<std::uint64_t>(&handle);
+    handles_.splice(handles_.end(), opened);
+    fuse_reply_open(request, &info);
 }
 
 void FileSystem::refuse_creation(fuse_req_t request, fuse_ino_t parent, const std::string& name, int error,
@@ -410,25 +444,26 @@ void FileSystem::answer_read(fuse_req_t request, const OpenFile& open, int resul
     }
 }
 
-void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset) {
+void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset, int result) {
     OpenFile& open = handle.open;
     std::string text;
-    int result = -faults_.next(open.file.path, "read");
+    if (result == 0) result = -faults_.next(open.file.path, "read");
     const bool fault = result != 0;
     if (result == 0 && is_dead(open)) result = -ENODEV;
     if (result == 0) result = open.file.read(open, size, static_cast<std::size_t>(offset), text);
     if (result == -EAGAIN && !fault && (open.flags & O_NONBLOCK) == 0 && !ending_) {
-        waiting_.push_back({request, &open, size, false});
-        fuse_req_interrupt_func(request, Operations::interrupted, &waiting_.back());
+        waiting_.emplace(request, Waiting{open, size});
+        sleepers(open.file).reads.insert(request);
+        fuse_req_interrupt_func(request, Operations::interrupted, nullptr);
         return;
     }
     answer_read(request, open, result, text);
 }
 
-void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& text) {
+void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& text, int result) {
     OpenFile& open = handle.open;
     const int pid = fuse_req_ctx(request)->pid;
-    int result = -faults_.next(open.file.path, "write");
+    if (result == 0) result = -faults_.next(open.file.path, "write");
     if (result == 0 && is_dead(open)) result = -ENODEV;
     Act act{.act = "write", .path = open.file.path, .text = text, .pid = pid, .meaning = open.file.meaning};
     if (result == 0) result = open.file.write(open, text);
@@ -441,10 +476,11 @@ void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& te
     }
 }
 
-void FileSystem::ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room) {
+void FileSystem::ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room,
+                       int result) {
     OpenFile& open = handle.open;
     std::string out;
-    int result = -faults_.next(open.file.path, "ioctl");
+    if (result == 0) result = -faults_.next(open.file.path, "ioctl");
     if (result == 0 && is_dead(open)) result = -ENODEV;
     if (result == 0) result = open.file.ioctl(open, command, in, room, out);
     recorder_.record({.act = "ioctl",
@@ -467,12 +503,12 @@ unsigned FileSystem::poll_bits(OpenFile& open) {
 }
 
 void FileSystem::poll(fuse_req_t request, Handle& handle, fuse_pollhandle* poller) {
-    handle.polled = poll_bits(handle.open);
     if (poller != nullptr) {
         if (handle.poller != nullptr) fuse_pollhandle_destroy(handle.poller);
         handle.poller = poller;
+        sleepers(handle.open.file).pollers.insert(&handle);
     }
-    fuse_reply_poll(request, handle.polled);
+    fuse_reply_poll(request, poll_bits(handle.open));
 }
 
 void FileSystem::flush(fuse_req_t request, Handle& handle) {
@@ -488,45 +524,71 @@ void FileSystem::flush(fuse_req_t request, Handle& handle) {
 
 // The record has only the last close: a child that closes its copy has not closed the file.
 void FileSystem::release(fuse_req_t request, Handle* handle) {
+    std::list<Handle> released;
+    released.splice(released.end(), handles_, handle->place);
     OpenFile& open = handle->open;
+    if (handle->poller != nullptr) {
+        fuse_pollhandle_destroy(handle->poller);
+        sleepers(open.file).pollers.erase(handle);
+    }
     if (!handle->close_recorded && open.file.is_recorded())
         recorder_.record({.act = "close", .path = open.file.path, .pid = open.pid});
     open.file.release(open);
-    if (handle->poller != nullptr) fuse_pollhandle_destroy(handle->poller);
-    handles_.remove_if([handle](const auto& each) { return each.get() == handle; });
     fuse_reply_err(request, 0);
 }
 
-bool FileSystem::try_again(const Waiting& waiting) {
-    OpenFile& open = *waiting.open;
+FileSystem::Sleepers& FileSystem::sleepers(File& file) {
+    file.woken = &woken_;
+    return sleepers_[&file];
+}
+
+bool FileSystem::try_again(fuse_req_t request, const Waiting& waiting, int result) {
+    OpenFile& open = waiting.open;
     std::string text;
-    int result = waiting.interrupted || ending_ ? -EINTR : 0;
     if (result == 0 && is_dead(open)) result = -ENODEV;
     if (result == 0) result = open.file.read(open, waiting.size, 0, text);
     if (result == -EAGAIN) return false;
-    fuse_req_interrupt_func(waiting.request, nullptr, nullptr);
-    answer_read(waiting.request, open, result, text);
+    fuse_req_interrupt_func(request, nullptr, nullptr);
+    answer_read(request, open, result, text);
     return true;
 }
 
+void FileSystem::wake(fuse_req_t request, int result) {
+    const auto waiting = waiting_.find(request);
+    if (waiting == waiting_.end()) return;
+    File& file = waiting->second.open.file;
+    bool answered = true;
+    Operations::perform(request, [&] { answered = try_again(request, waiting->second, result); });
+    if (!answered) return;
+    waiting_.erase(waiting);
+    sleepers(file).reads.erase(request);
+}
+
+void FileSystem::notify(Handle& handle) {
+    fuse_lowlevel_notify_poll(handle.poller);
+    fuse_pollhandle_destroy(handle.poller);
+    handle.poller = nullptr;
+}
+
 void FileSystem::settle() {
-    for (auto waiting = waiting_.begin(); waiting != waiting_.end();) {
-        bool answered = true;
-        Operations::perform(waiting->request, [&] { answered = try_again(*waiting); });
-        waiting = answered ? waiting_.erase(waiting) : std::next(waiting);
+    for (auto* request : std::exchange(interrupted_, {})) {
+        end_delay(request, -EINTR);
+        wake(request, -EINTR);
     }
-    for (const auto& handle : handles_) {
-        if (handle->poller == nullptr) continue;
-        if (poll_bits(handle->open) == handle->polled && !ending_) continue;
-        fuse_lowlevel_notify_poll(handle->poller);
-        fuse_pollhandle_destroy(handle->poller);
-        handle->poller = nullptr;
+    for (auto* file : std::exchange(woken_, {})) {
+        auto& waiting = sleepers(*file);
+        for (auto* request : std::set(waiting.reads)) wake(request, 0);
+        for (auto* handle : std::exchange(waiting.pollers, {})) notify(*handle);
     }
 }
 
 void FileSystem::release_all() {
     ending_ = true;
-    if (session_ != nullptr) settle();
+    if (!is_attached()) return;
+    while (!waiting_.empty()) wake(waiting_.begin()->first, -EINTR);
+    for (auto& [file, waiting] : sleepers_) {
+        for (auto* handle : std::exchange(waiting.pollers, {})) notify(*handle);
+    }
 }
 
 }  // namespace VelmorSim

@@ -8,16 +8,21 @@
 #include <ctime>
 #include <functional>
 #include <list>
-#include <memory>
+#include <map>
+#include <set>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "common/descriptor.h"
+#include "common/timers.h"
 #include "run/inner_proc.h"
 #include "tree/file.h"
 
 namespace VelmorSim {
 
+class Directory;
 class Faults;
 class Model;
 class Recorder;
@@ -52,19 +57,31 @@ public:
     InnerProc inner_proc;
 
 private:
+    /** A read that waits until there is something to read. */
     struct Waiting {
-        fuse_req_t request;
-        OpenFile* open;
+        OpenFile& open;
         std::size_t size;
-        bool interrupted;
+    };
+    /** An act that is delayed. */
+    struct Delayed {
+        Timers::Id timer;
+        std::function<void(int result)> perform;
     };
     /** An open file, as FUSE refers to it. */
     struct Handle {
         OpenFile open;
         fuse_pollhandle* poller = nullptr;
-        unsigned polled = 0;
         bool close_recorded = false;
+        /** Where it is in `handles_`. */
+        std::list<Handle>::iterator place{};
     };
+    /** Who waits for a file to wake them. */
+    struct Sleepers {
+        std::set<fuse_req_t> reads;
+        std::set<Handle*> pollers;
+    };
+    /** The entries of an open directory when it was last read from the start. */
+    using Listing = std::vector<std::pair<std::string, struct stat>>;
     struct Operations;
 
     struct stat stat_of(const Node& node) const;
@@ -73,20 +90,34 @@ private:
     void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);
     void getattr(fuse_req_t request, fuse_ino_t inode);
     void readlink(fuse_req_t request, fuse_ino_t inode) const;
-    void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset);
-    void open(fuse_req_t request, fuse_ino_t inode, fuse_file_info info);
+    void opendir(fuse_req_t request, fuse_file_info info);
+    void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset, Listing& listing);
+    Listing list(const Directory& directory);
+    void open(fuse_req_t request, File& file, fuse_file_info info, int result);
     void refuse_creation(fuse_req_t request, fuse_ino_t parent, const std::string& name, int error, bool record);
-    void read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset);
-    void write(fuse_req_t request, Handle& handle, const std::string& text);
-    void ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room);
+    // `result` is 0, or minus the errno with which the act fails at once.
+    void read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset, int result);
+    void write(fuse_req_t request, Handle& handle, const std::string& text, int result);
+    void ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room,
+               int result);
     void poll(fuse_req_t request, Handle& handle, fuse_pollhandle* poller);
     void flush(fuse_req_t request, Handle& handle);
     void release(fuse_req_t request, Handle* handle);
 
-    /** Perform it now, or after the path's delay. The request is the one that it answers. */
-    void act(fuse_req_t request, const std::string& path, const char* op, std::function<void()> perform);
+    /**
+     * Perform an act now, or after the path's delay. The request is the one that it answers. A signal that comes during
+     * the delay makes the act fail with EINTR.
+     */
+    template <class Perform>
+    void act(fuse_req_t request, const std::string& path, const char* op, Perform perform);
+    void end_delay(fuse_req_t request, int result);
     /** Answers the read unless it must still wait. */
-    bool try_again(const Waiting& waiting);
+    bool try_again(fuse_req_t request, const Waiting& waiting, int result);
+    /** The same for a read that waits; forgets it once it is answered. */
+    void wake(fuse_req_t request, int result);
+    /** Who waits for this file. It reports from now on when it wakes them. */
+    Sleepers& sleepers(File& file);
+    void notify(Handle& handle);
     static bool is_dead(const OpenFile& open) { return open.incarnation != open.file.incarnation; }
     static unsigned poll_bits(OpenFile& open);
     void answer_read(fuse_req_t request, const OpenFile& open, int result, const std::string& text) const;
@@ -95,10 +126,15 @@ private:
     Recorder& recorder_;
     Faults& faults_;
     fuse_session* session_ = nullptr;
-    /** Of the request that is being served. */
-    std::vector<char> buffer_;
-    std::list<std::unique_ptr<Handle>> handles_;
-    std::list<Waiting> waiting_;
+    fuse_buf buffer_{};
+    std::list<Handle> handles_;
+    std::map<fuse_req_t, Waiting> waiting_;
+    std::map<fuse_req_t, Delayed> delayed_;
+    std::unordered_map<File*, Sleepers> sleepers_;
+    /** The files that have woken those who wait. */
+    std::vector<File*> woken_;
+    /** The requests whose processes have got a signal. */
+    std::vector<fuse_req_t> interrupted_;
     bool ending_ = false;
     std::time_t started_ = std::time(nullptr);
     // The program sees them as root.

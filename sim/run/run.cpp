@@ -286,8 +286,9 @@ int Run::status() {
         say(script_failure_);
         return script_failed;
     }
+    if (ending_) say(ending_->message);
+    if (recorder_.is_incomplete()) return record_incomplete;
     if (ending_) {
-        say(ending_->message);
         switch (ending_->cause) {
             case Ending::Cause::watchdog: return bitten;
             case Ending::Cause::restart: return restarted;

@@ -41,6 +41,7 @@ struct RunOptions {
  */
 class Run {
 public:
+    static constexpr int record_incomplete = 119;
     static constexpr int bitten = 120;
     static constexpr int restarted = 121;
     static constexpr int powered_off = 122;

@@ -55,6 +55,14 @@ expect "a program that dies in a slow act" 120 "velmor-sim: the watchdog bites: 
     "$sim" run --set watchdog.timeout=1 --delay /sys/power/state:write:60000 -- sh -c 'exec 3>/dev/watchdog; echo mem >/sys/power/state'
 took=$(($(now) - start))
 [ "$took" -le 20000 ] || fail "the end waited for the slow act: $took ms"
+for op in open read write ioctl close; do
+    [ $op = ioctl ] && path=/dev/watchdog || path=$file
+    [ $op = close ] && said=good || said=EINTR
+    expect "a signal during a slow $op" 0 "$said" timeout --foreground -s KILL 30 "$sim" run --delay "$path:$op:3600000" -- \
+        timeout --preserve-status -s USR1 1 "${act}_load" fail $op "$path" 1
+    expect "a signal that kills during a slow $op" 143 "" timeout --foreground -s KILL 30 "$sim" run \
+        --delay "$path:$op:3600000" -- timeout --preserve-status 1 "${act}_load" fail $op "$path" 1
+done
 right='PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N at least 1, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO'
 for wrong in x /x:read /x:read:ENOTHING /x:eat:EIO /x:read:EIO:0 x:read:EIO; do
     expect "the fault $wrong" 125 "velmor-sim: \"$wrong\" should be $right" "$sim" run --fault "$wrong" -- true

@@ -3,9 +3,11 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/watchdog.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -30,10 +32,19 @@ static int errors(void) {
     return 0;
 }
 
-/* Does the operation that often, and prints the error of each. */
+static void do_nothing(int signal) {
+    (void)signal;
+}
+
+/* Does the operation that often, and prints the error of each. SIGUSR1 interrupts it. */
 static int fail(const char* operation, const char* path, int times) {
     char text[16];
-    const int kept = strcmp(operation, "open") == 0 ? -1 : open(path, O_RDWR | O_CLOEXEC);
+    struct sigaction handled;
+    memset(&handled, 0, sizeof handled);
+    handled.sa_handler = do_nothing;
+    sigaction(SIGUSR1, &handled, NULL);
+    const int keeps = strcmp(operation, "open") != 0 && strcmp(operation, "close") != 0;
+    const int kept = !keeps ? -1 : open(path, O_RDWR | O_CLOEXEC);
     for (int i = 0; i < times; i++) {
         long result = 99;
         if (strcmp(operation, "open") == 0) result = open(path, O_RDWR | O_CLOEXEC);
@@ -46,9 +57,49 @@ static int fail(const char* operation, const char* path, int times) {
     return 0;
 }
 
+/* Opens the file that often, and with "poll" also waits for it to change. Prints a byte and sleeps. */
+static void hold_some(const char* path, int count, const char* how, int ready) {
+    const int events = epoll_create1(EPOLL_CLOEXEC);
+    for (; count > 0; count--) {
+        struct epoll_event event = {EPOLLPRI, {NULL}};
+        char text[16];
+        const int node = open(path, O_RDONLY | O_CLOEXEC);
+        if (read(node, text, sizeof text) < 0) _exit(1);
+        if (strcmp(how, "poll") == 0 && epoll_ctl(events, EPOLL_CTL_ADD, node, &event) != 0) _exit(2);
+    }
+    if (write(ready, "", 1) != 1) _exit(3);
+    while (pause() != 0) {
+    }
+}
+
+/* Holds the file open that often, in several processes. Then reads it that often, and waits for a line before and
+ * after. */
+static int hold(const char* path, int count, const char* how, int reads) {
+    enum { most = 500 };
+    char text[16];
+    int ready[2];
+    if (pipe(ready) != 0) return 1;
+    for (; count > 0; count -= most) {
+        if (fork() == 0) hold_some(path, count < most ? count : most, how, ready[1]);
+        if (read(ready[0], text, 1) != 1) return 2;
+    }
+    const int node = open(path, O_RDONLY | O_CLOEXEC);
+    printf("ready\n");
+    fflush(stdout);
+    (void)getchar();
+    for (; reads > 0; reads--) {
+        if (pread(node, text, sizeof text, 0) <= 0) return 3;
+    }
+    printf("done\n");
+    fflush(stdout);
+    (void)getchar();
+    return 0;
+}
+
 int main(int count, char** words) {
     if (count == 4 && strcmp(words[1], "busy") == 0) return busy(words[2], atoi(words[3]));
     if (count == 2 && strcmp(words[1], "errors") == 0) return errors();
+    if (count == 6 && strcmp(words[1], "hold") == 0) return hold(words[2], atoi(words[3]), words[4], atoi(words[5]));
     if (count == 5 && strcmp(words[1], "fail") == 0) return fail(words[2], words[3], atoi(words[4]));
     return 99;
 }

@@ -49,6 +49,10 @@ expect "the record of a refusal" 0 \
 expect "bytes that are not text" 0 \
     '{"act":"write","path":"/sys/class/backlight/pwm-backlight.0/brightness","hex":"01ff","result":-1,"errno":"EINVAL"' \
     sh -c "sed -n 2p bytes | sed 's/,\"pid\".*//'"
+expect "a record on a full disk" 119 "4
+velmor-sim: /dev/full: No space left on device; the record is incomplete" sh -c \
+    "'$sim' run --trace /dev/full -- sh -c 'cat /sys/class/backlight/pwm-backlight.0/brightness /etc/fs_version >said; head -1 said; exit 3' 2>complaint
+    status=\$?; cat complaint; exit \$status"
 # The letter u with a diaeresis, in Latin-1.
 expect "a name that is not UTF-8" 2 "" "$sim" run --trace names -- sh -c "cat \"\$(printf '/sys/class/gr\374n')\" 2>/dev/null; exit 2"
 expect "the record of it" 0 '{"act":"lookup","path":"/sys/class/gr'$'\xef\xbf\xbd''n","result":-1,"errno":"ENOENT"' sed 's/,"pid".*//' names

@@ -31,7 +31,10 @@ public:
     /** Show exactly this text, whatever it is, until the value is set or written again. */
     void show_raw(std::string text);
     /** Wake whoever polls for a change. */
-    void notify() { changes_++; }
+    void notify() {
+        changes_++;
+        wake();
+    }
 
 protected:
     /** Make the text, with its newline. Returns 0, or minus the errno. */

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tree/directory.h"
 
+#include "tree/file.h"
+
 namespace VelmorSim {
 
 namespace {
 
 void let_go(Node& node) {
     node.incarnation++;
+    if (auto* file = dynamic_cast<File*>(&node)) file->wake();
     const auto* directory = dynamic_cast<Directory*>(&node);
     if (directory == nullptr) return;
     for (const auto& [name, entry] : directory->children()) let_go(*entry);
@@ -15,14 +18,18 @@ void let_go(Node& node) {
 }  // namespace
 
 void Directory::attach(const std::string& name, Node& node) {
-    children_[name] = &node;
-    if (auto* directory = dynamic_cast<Directory*>(&node)) directory->parent = this;
+    if (!children_.emplace(name, &node).second) return;
+    if (auto* directory = dynamic_cast<Directory*>(&node)) {
+        directory->parent = this;
+        subdirectories_++;
+    }
 }
 
 void Directory::detach(const std::string& name) {
     const auto entry = children_.find(name);
     if (entry == children_.end()) return;
     let_go(*entry->second);
+    if (S_ISDIR(entry->second->mode())) subdirectories_--;
     children_.erase(entry);
 }
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
 
 #include "tree/computed_attribute.h"
 #include "tree/link.h"
@@ -122,13 +121,13 @@ void Tree::show(const std::string& path, const std::string& place, Directory& de
     const auto target = relative_link(path, place);
     if (path == place) return;
     // A line that was shown before gets its old link again.
-    for (const auto& node : nodes_) {
-        const auto* link = dynamic_cast<const Link*>(node.get());
-        if (link == nullptr || node->path != path) continue;
-        group.attach(name_of(path), *node);
+    if (const auto old = shown_.find(path); old != shown_.end()) {
+        group.attach(name_of(path), *old->second);
         return;
     }
-    put<Link>(group, name_of(path), target).comes_and_goes = true;
+    auto& link = put<Link>(group, name_of(path), target);
+    link.comes_and_goes = true;
+    shown_[path] = &link;
 }
 
 void Tree::hide(const std::string& path, const std::string& place) {
@@ -151,27 +150,25 @@ Node* Tree::by_inode(std::uint64_t inode) const {
 }
 
 Node* Tree::find(const std::string& path) const {
-    auto rest = std::filesystem::path(path).lexically_normal();
-    for (int links = 0; links < 16; links++) {
-        Node* node = root_;
-        std::filesystem::path walked = "/";
-        bool again = false;
-        for (auto part = std::next(rest.begin()); part != rest.end(); ++part) {
-            const auto* directory = dynamic_cast<Directory*>(node);
-            node = directory == nullptr ? nullptr : directory->child(part->string());
-            if (node == nullptr) return nullptr;
-            if (const auto* link = dynamic_cast<Link*>(node)) {
-                std::filesystem::path target = walked / link->target;
-                for (++part; part != rest.end(); ++part) target /= *part;
-                rest = target.lexically_normal();
-                again = true;
-                break;
-            }
-            walked /= *part;
-        }
-        if (!again) return node;
+    constexpr int most_links = 16;
+    return walk(*root_, path, most_links);
+}
+
+Node* Tree::walk(Directory& from, std::string_view path, int links) const {
+    Node* node = &from;
+    while (!path.empty()) {
+        const auto part = path.substr(0, path.find('/'));
+        path.remove_prefix(std::min(part.size() + 1, path.size()));
+        auto* directory = dynamic_cast<Directory*>(node);
+        if (directory == nullptr) return nullptr;
+        if (part.empty() || part == ".") continue;
+        node = part == ".." ? directory->parent : directory->child(part);
+        const auto* link = dynamic_cast<const Link*>(node);
+        if (link == nullptr) continue;
+        if (links == 0) return nullptr;
+        node = walk(*directory, link->target, links - 1);
     }
-    return nullptr;
+    return node;
 }
 
 }  // namespace VelmorSim

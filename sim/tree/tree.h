@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -71,11 +72,15 @@ private:
         return node;
     }
     void require_unreserved(const std::string& path) const;
+    /** The node at the end of this path from `from`, following at most `links` links, or null. */
+    Node* walk(Directory& from, std::string_view path, int links) const;
     void adopt(std::unique_ptr<Node> node);
     void add_common(Directory& device);
 
     std::vector<std::unique_ptr<Node>> nodes_;
     std::unordered_set<std::string> reserved_;
+    /** The links that show() has made, by their paths. */
+    std::unordered_map<std::string, Node*> shown_;
     Directory* root_ = nullptr;
 };
 
