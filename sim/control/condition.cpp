@@ -34,7 +34,10 @@ Condition::Condition(Model& model, const std::string& text) {
 }
 
 bool Condition::holds(Model& model) const {
-    const auto now = model.known_value(name_).get();
+    const auto* value = model.value(name_);
+    // The files of a GPIO line vanish when it is unexported.
+    if (value == nullptr) return false;
+    const auto now = value->get();
     if (relation_ == "=" || relation_ == "==") return now == value_;
     if (relation_ == "!=") return now != value_;
     double left = 0;

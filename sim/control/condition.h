@@ -13,6 +13,7 @@ public:
     /** Parse the condition. Throws std::invalid_argument with what would be valid. */
     Condition(Model& model, const std::string& text);
 
+    /** False as long as the value does not exist, whatever the condition is. */
     bool holds(Model& model) const;
 
 private:

@@ -113,7 +113,8 @@ void Server::settle(Client& client) {
         end(client, true, "");
     }
     for (auto& [name, told] : client.watched) {
-        const auto now = commands_.model().value(name)->get();
+        const auto* value = commands_.model().value(name);
+        const auto now = value == nullptr ? std::string() : value->get();
         if (now == told) continue;
         told = now;
         tell(client, std::string(name).append("=").append(now).append("\n"));
