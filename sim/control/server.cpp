@@ -64,15 +64,17 @@ void Server::receive(Client& client) {
         client.done = true;
         return;
     }
+    if (client.has_command) return;
     client.received.append(bytes.data(), static_cast<std::size_t>(length));
     const auto end_of_line = client.received.find('\n');
     if (end_of_line == std::string::npos) {
         if (client.received.size() > longest_command) client.done = true;
         return;
     }
+    client.has_command = true;
+    client.received.resize(end_of_line);
     try {
-        const auto words = nlohmann::json::parse(client.received.substr(0, end_of_line)).get<Words>();
-        client.received.clear();
+        const auto words = nlohmann::json::parse(client.received).get<Words>();
         command(client, words);
     } catch (const nlohmann::json::exception&) {
         end(client, false, "the command is not a JSON list of words");

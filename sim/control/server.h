@@ -16,7 +16,10 @@
 
 namespace VelmorSim {
 
-/** Serves second terminals: each sends one command as a JSON line and gets JSON lines back. */
+/**
+ * Serves second terminals: each connection carries one command, as a JSON line, and gets JSON lines back. Bytes after
+ * the command are ignored.
+ */
 class Server {
 public:
     /** Listen under this name. Throws std::system_error if it is taken. */
@@ -33,6 +36,8 @@ private:
     struct Client {
         Descriptor socket;
         std::string received{};
+        /** The rest of what it sends is ignored. */
+        bool has_command = false;
         std::optional<Condition> awaited{};
         std::optional<Timers::Id> deadline{};
         /** The watched names, each with the value that was last sent. */

@@ -13,13 +13,16 @@ GPIO = "/sys/class/gpio/"
 
 
 class Connection:
-    """A connection, on which lists of words have been sent as commands."""
+    """A connection, on which a list of words has been sent as a command."""
 
-    def __init__(self, *commands):
+    def __init__(self, words):
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.connect(ADDRESS)
-        self.socket.sendall("".join(json.dumps(words) + "\n" for words in commands).encode())
+        self.send(words)
         self.answers = self.socket.makefile("rb")
+
+    def send(self, words):
+        self.socket.sendall(json.dumps(words).encode() + b"\n")
 
     def line(self):
         return json.loads(self.answers.readline())
@@ -52,6 +55,24 @@ def vanish():
     print(watch.line()["text"], end="")
     for each in ("!=0", ">0", ">=1", "=1"):
         print(each, relations[each].line()["good"])
+
+
+def second():
+    first = ["wait-for", "thermal.temp=1", "300ms"]
+    another = ["wait-for", "thermal.temp=2", "20"]
+    wait = Connection(first)
+    served()
+    wait.send(["set", "thermal.temp", "3"])
+    print(wait.line()["text"], len(wait.answers.read()))
+    print(Connection(["get", "thermal.temp"]).line()["text"], end="")
+    closed = Connection(first)
+    later = Connection(["wait-for", "thermal.temp=2", "1s"])
+    served()
+    closed.send(another)
+    served()
+    closed.answers.close()
+    closed.socket.close()
+    print(later.line()["text"])
 
 
 globals()[sys.argv[3]]()

@@ -5,6 +5,9 @@
 . "$(dirname "$0")/common.sh"
 python=$(PATH=/usr/bin:/bin command -v python3) || skip "no python3"
 
+# Freed memory is overwritten, so that its use shows.
+export MALLOC_PERTURB_=165 GLIBC_TUNABLES=glibc.malloc.tcache_count=0
+
 # scenario NAME: run that function of protocol.py on the device.
 scenario() {
     "$sim" run --name "protocol-$$" --board all-families -- "$python" "$here/protocol.py" "protocol-$$" "$(id -u)" "$1"
@@ -19,4 +22,7 @@ $value=1
 >0 True
 >=1 True
 =1 True" scenario vanish
+expect "a second command on a connection" 0 "timed out waiting for thermal.temp=1 0
+45000
+timed out waiting for thermal.temp=2" scenario second
 finish
