@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <iostream>
@@ -44,7 +45,7 @@ int send_command(const std::string& run, const Words& words) {
     static_cast<void>(send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL));
 
     std::string received;
-    std::array<char, 4096> bytes{};
+    std::array<char, 65536> bytes{};
     for (auto length = recv(socket.get(), bytes.data(), bytes.size(), 0); length > 0;
          length = recv(socket.get(), bytes.data(), bytes.size(), 0)) {
         received.append(bytes.data(), static_cast<std::size_t>(length));
@@ -58,10 +59,12 @@ int send_command(const std::string& run, const Words& words) {
             }
             if (!answer.value("good", false)) return complain(text);
             std::cout << text << std::flush;
-            return 0;
+            return std::cout ? 0 : complain("the output cannot be written");
         }
     }
-    return complain("the run ended before it answered");
+    const auto names = running();
+    if (std::find(names.begin(), names.end(), name) == names.end()) return complain("the run ended before it answered");
+    return complain("output is missing: it was not read fast enough, and the run has closed the connection");
 }
 
 }  // namespace VelmorSim

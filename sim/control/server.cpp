@@ -18,12 +18,8 @@ namespace VelmorSim {
 namespace {
 
 constexpr std::size_t longest_command = 1U << 16U;
-
-void send_line(int socket, const nlohmann::json& line) {
-    const auto text = line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-    // A terminal that does not read must not stop the device.
-    static_cast<void>(send(socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
-}
+/** How far, in bytes, a watch may fall behind the changes. */
+constexpr std::size_t most_behind = 16U << 20U;
 
 }  // namespace
 
@@ -38,7 +34,9 @@ Server::Server(const std::string& run, Commands& commands) : commands_(commands)
 
 void Server::add_to(std::vector<pollfd>& events) const {
     events.push_back({listener_.get(), POLLIN, 0});
-    for (const auto& client : clients_) events.push_back({client.socket.get(), POLLIN, 0});
+    for (const auto& client : clients_)
+        events.push_back(
+            {client.socket.get(), static_cast<short>(client.unsent.empty() ? POLLIN : POLLIN | POLLOUT), 0});
 }
 
 void Server::serve(const std::vector<pollfd>& events) {
@@ -46,7 +44,9 @@ void Server::serve(const std::vector<pollfd>& events) {
         if (event.revents == 0) continue;
         if (event.fd == listener_.get()) accept_client();
         for (auto& client : clients_) {
-            if (client.socket.get() == event.fd) receive(client);
+            if (client.socket.get() != event.fd) continue;
+            if ((event.revents & POLLOUT) != 0) flush(client);
+            if ((event.revents & ~POLLOUT) != 0) receive(client);
         }
     }
     settle();
@@ -60,15 +60,20 @@ void Server::accept_client() {
 void Server::receive(Client& client) {
     std::array<char, 4096> bytes{};
     const auto length = recv(client.socket.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    // The event may be that of a client that had this descriptor before.
+    if (length < 0 && errno == EAGAIN) return;
     if (length <= 0) {
-        client.done = true;
+        client.gone = true;
         return;
     }
     if (client.has_command) return;
     client.received.append(bytes.data(), static_cast<std::size_t>(length));
     const auto end_of_line = client.received.find('\n');
     if (end_of_line == std::string::npos) {
-        if (client.received.size() > longest_command) client.done = true;
+        if (client.received.size() > longest_command) {
+            client.has_command = true;
+            end(client, false, "a command may have " + std::to_string(longest_command) + " bytes at most");
+        }
         return;
     }
     client.has_command = true;
@@ -92,6 +97,7 @@ void Server::command(Client& client, const Words& words) {
             tell(client, words[i] + "=" + client.watched.back().second + "\n");
         }
         if (client.watched.empty()) throw std::invalid_argument(R"("watch" should be "watch NAME...")");
+        client.most_unsent = client.unsent.size() + most_behind;
         return;
     }
     if (words[0] == "wait-for") {
@@ -121,14 +127,16 @@ void Server::settle(Client& client) {
         told = now;
         tell(client, std::string(name).append("=").append(now).append("\n"));
     }
+    // Closing the connection tells the terminal that lines are missing.
+    if (client.unsent.size() > client.most_unsent) client.gone = true;
 }
 
 void Server::settle() {
     for (auto& client : clients_) {
-        if (!client.done) settle(client);
+        if (!client.done && !client.gone) settle(client);
     }
     for (auto client = clients_.begin(); client != clients_.end();) {
-        if (!client->done) {
+        if (!client->gone && !(client->done && client->unsent.empty())) {
             ++client;
             continue;
         }
@@ -138,18 +146,49 @@ void Server::settle() {
 }
 
 void Server::finish() {
+    listener_ = Descriptor();
     for (auto& client : clients_) {
+        if (!client.has_command) client.gone = true;
         if (!client.done) end(client, !client.awaited, client.awaited ? "the run is over" : "");
     }
     settle();
+    // Terminals that read get the rest of their answers. One that does not read must not hold up the end.
+    const auto latest = Timers::Clock::now() + std::chrono::seconds(1);
+    while (!clients_.empty()) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(latest - Timers::Clock::now());
+        std::vector<pollfd> events;
+        add_to(events);
+        if (left.count() <= 0 || poll(events.data(), events.size(), static_cast<int>(left.count())) <= 0) return;
+        serve(events);
+    }
+}
+
+void Server::send_line(Client& client, const nlohmann::json& line) {
+    client.unsent += line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    flush(client);
+}
+
+// Sends what the socket takes now. A terminal that does not read must not stop the device.
+void Server::flush(Client& client) {
+    std::size_t done = 0;
+    while (done < client.unsent.size()) {
+        const auto sent =
+            send(client.socket.get(), &client.unsent[done], client.unsent.size() - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0) {
+            if (errno != EAGAIN) client.gone = true;
+            break;
+        }
+        done += static_cast<std::size_t>(sent);
+    }
+    client.unsent.erase(0, done);
 }
 
 void Server::tell(Client& client, const std::string& text) {
-    send_line(client.socket.get(), {{"text", text}});
+    send_line(client, {{"text", text}});
 }
 
 void Server::end(Client& client, bool good, const std::string& text) {
-    send_line(client.socket.get(), {{"good", good}, {"text", text}});
+    send_line(client, {{"good", good}, {"text", text}});
     client.done = true;
 }
 

@@ -3,7 +3,9 @@
 
 #include <poll.h>
 
+#include <cstddef>
 #include <list>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -42,13 +44,22 @@ private:
         std::optional<Timers::Id> deadline{};
         /** The watched names, each with the value that was last sent. */
         std::vector<std::pair<std::string, std::string>> watched{};
+        /** Output that the socket has not taken yet. */
+        std::string unsent{};
+        /** A watch with more unsent output than this is closed. */
+        std::size_t most_unsent = 0;
+        /** The command has ended; what is unsent is still to be sent. */
         bool done = false;
+        /** Drop it, whatever is unsent. */
+        bool gone = false;
     };
 
     void accept_client();
     void receive(Client& client);
     void command(Client& client, const Words& words);
     void settle(Client& client);
+    static void send_line(Client& client, const nlohmann::json& line);
+    static void flush(Client& client);
     static void tell(Client& client, const std::string& text);
     static void end(Client& client, bool good, const std::string& text);
 

@@ -97,6 +97,15 @@ it was sent' "$sim" run --name "serial-$$" --script script -- bash -c 'exec 3<>/
     stty 38400 <&3; stty <&3 | grep -o "speed [0-9]*"; read -r line <&3; echo "${line%?}"; printf good >&3
     "$1" wait-for --name "$2" ttymxc4.sent=good && echo it was sent' _ "$sim" "serial-$$"
 
+# A long answer comes complete.
+{
+    printf '{"description":"many lamps","devices":['
+    seq -f '%.0f' -s , 1 10000 | sed 's:[0-9][0-9]*:{"kind"\:"attribute","name"\:"lamp.&","path"\:"/sys/devices/platform/lamps.0/lamp-&","value"\:&,"highest"\:10000}:g'
+    echo ']}'
+} >lamps.json
+expect "10000 values" 0 "10000 lamp.9999=9999" "$sim" run --name "lamps-$$" --board ./lamps.json -- \
+    sh -c '"$1" list --name "$2" >list && echo $(wc -l <list) $(tail -1 list | cut -f1)' _ "$sim" "lamps-$$"
+
 cat >script <<'SCRIPT'
 # Press a key and release it.
 wait-for keys.33=0 1s

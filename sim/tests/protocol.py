@@ -1,11 +1,12 @@
 # SPDX-License-Identifier: MIT
 """Runs on the device, and talks to its control socket as no second terminal of velmor-sim would.
 
-usage: protocol.py RUN USER SCENARIO
+usage: protocol.py RUN USER SCENARIO VELMOR-SIM
 """
 
 import json
 import socket
+import subprocess
 import sys
 
 ADDRESS = "\0velmor-sim/%s/%s" % (sys.argv[2], sys.argv[1])
@@ -17,6 +18,7 @@ class Connection:
 
     def __init__(self, words):
         self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(30)
         self.socket.connect(ADDRESS)
         self.send(words)
         self.answers = self.socket.makefile("rb")
@@ -73,6 +75,32 @@ def second():
     closed.answers.close()
     closed.socket.close()
     print(later.line()["text"])
+
+
+def raw_texts(count, length):
+    """Changes the temperature's text so many times."""
+    for i in range(count):
+        Connection(["raw", "thermal.temp", str(i) + "x" * length]).line()
+
+
+def late():
+    watch = Connection(["watch"] + ["thermal.temp"] * 10)
+    raw_texts(20, 50000)
+    expected = ["thermal.temp=45000\n"] * 10
+    for i in range(20):
+        expected += ["thermal.temp=%d%s\n" % (i, "x" * 50000)] * 10
+    print([watch.line()["text"] for _ in expected] == expected)
+    # So long a command is refused, but not without a word.
+    print(Connection(["raw", "thermal.temp", "x" * 70000]).line()["text"])
+
+
+def unread():
+    command = [sys.argv[4], "watch", "--name", sys.argv[1]] + ["thermal.temp"] * 10
+    watch = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    print(watch.stdout.readline().decode(), end="")
+    raw_texts(50, 50000)
+    print(watch.communicate(timeout=60)[1].decode(), end="")
+    print(watch.returncode)
 
 
 globals()[sys.argv[3]]()

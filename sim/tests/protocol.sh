@@ -10,7 +10,8 @@ export MALLOC_PERTURB_=165 GLIBC_TUNABLES=glibc.malloc.tcache_count=0
 
 # scenario NAME: run that function of protocol.py on the device.
 scenario() {
-    "$sim" run --name "protocol-$$" --board all-families -- "$python" "$here/protocol.py" "protocol-$$" "$(id -u)" "$1"
+    "$sim" run --name "protocol-$$" --board all-families -- "$python" "$here/protocol.py" "protocol-$$" "$(id -u)" "$1" \
+        "$sim"
 }
 value=/sys/class/gpio/gpio37/value
 expect "a value that vanishes and comes back" 0 "$value=0
@@ -25,4 +26,9 @@ $value=1
 expect "a second command on a connection" 0 "timed out waiting for thermal.temp=1 0
 45000
 timed out waiting for thermal.temp=2" scenario second
+expect "a watch that is read late" 0 "True
+a command may have 65536 bytes at most" scenario late
+expect "a watch that is not read" 0 "thermal.temp=45000
+velmor-sim: output is missing: it was not read fast enough, and the run has closed the connection
+1" scenario unread
 finish
