@@ -4,6 +4,7 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -11,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "common/json_text.h"
 #include "common/settings.h"
 #include "model/kind.h"
 #include "model/model.h"
@@ -39,13 +41,11 @@ json read_file(const std::string& file) {
         throw BoardError(file +
                          ": cannot be read; --board takes a file or one of the names that "
                          "\"velmor-sim boards\" lists");
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
     try {
-        return json::parse(stream);
-    } catch (const json::parse_error& error) {
-        // Drop the library's error number from the start of its text.
-        std::string text = error.what();
-        text.erase(0, text.find("] ") + 2);
-        throw BoardError(file + ": is not valid JSON: " + text);
+        return parse_json(text);
+    } catch (const std::invalid_argument& error) {
+        throw BoardError(file + ": " + error.what());
     }
 }
 

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "common/json_text.h"
 #include "control/address.h"
 #include "model/model.h"
 
@@ -78,11 +79,15 @@ void Server::receive(Client& client) {
     }
     client.has_command = true;
     client.received.resize(end_of_line);
+    Words words;
     try {
-        const auto words = nlohmann::json::parse(client.received).get<Words>();
-        command(client, words);
-    } catch (const nlohmann::json::exception&) {
+        words = parse_json(client.received).get<Words>();
+    } catch (const std::exception&) {
         end(client, false, "the command is not a JSON list of words");
+        return;
+    }
+    try {
+        command(client, words);
     } catch (const std::exception& error) {
         end(client, false, error.what());
     }

@@ -49,6 +49,19 @@ refuse '{
   "description": "x",
   "devices": [}
 }' 'is not valid JSON: parse error at line 3, column 15: syntax error while parsing value - unexpected '"'}'; expected '[', '{', or a literal"
+refuse '{"description":"x","devices":[{'"$light"',"max_brightness":7},{"kind":"led","name":"l","name":"m"}]}' \
+    '/devices/1/name: the object has this key twice'
+refuse '{"description":"x","base":"device","set":{"thermal.temp":1,"thermal.temp":2}}' \
+    '/set/thermal.temp: the object has this key twice'
+# nested HOW-DEEP: a board with so many lists in one another, in its third key.
+nested() {
+    printf '{"description":"x","base":"device","devices":%s%s}' "$(printf "%${1}s" '' | tr ' ' '[')" "$(printf "%${1}s" '' | tr ' ' ']')"
+}
+for depth in 16 1000000; do
+    nested "$depth" >deep.json
+    expect "$depth lists in one another" 125 'velmor-sim: ./deep.json: /devices/0/0/0/0/0/0/0/0/0/0/0/0/0/0/0: lists and objects may be nested 16 deep' \
+        "$sim" run --board ./deep.json -- echo started
+done
 refuse '[]' '[] should be an object {...}'
 expect "a board that does not exist" 125 'velmor-sim: nowhere: cannot be read; --board takes a file or one of the names that "velmor-sim boards" lists' \
     "$sim" run --board nowhere -- true

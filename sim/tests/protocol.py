@@ -14,7 +14,7 @@ GPIO = "/sys/class/gpio/"
 
 
 class Connection:
-    """A connection, on which a list of words has been sent as a command."""
+    """A connection, on which a list of words, or a text as it is, has been sent as a command."""
 
     def __init__(self, words):
         self.socket = socket.socket(socket.AF_UNIX)
@@ -24,7 +24,8 @@ class Connection:
         self.answers = self.socket.makefile("rb")
 
     def send(self, words):
-        self.socket.sendall(json.dumps(words).encode() + b"\n")
+        text = words if isinstance(words, str) else json.dumps(words)
+        self.socket.sendall(text.encode() + b"\n")
 
     def line(self):
         return json.loads(self.answers.readline())
@@ -101,6 +102,11 @@ def unread():
     raw_texts(50, 50000)
     print(watch.communicate(timeout=60)[1].decode(), end="")
     print(watch.returncode)
+
+
+def nested():
+    for text in ("[" * 30000 + "]" * 30000, '{"a":' * 10000 + "1" + "}" * 10000, "[1]", '["get"'):
+        print(Connection(text).line()["text"])
 
 
 globals()[sys.argv[3]]()

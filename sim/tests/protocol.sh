@@ -31,4 +31,9 @@ a command may have 65536 bytes at most" scenario late
 expect "a watch that is not read" 0 "thermal.temp=45000
 velmor-sim: output is missing: it was not read fast enough, and the run has closed the connection
 1" scenario unread
+not_words="the command is not a JSON list of words"
+expect "commands that are none" 0 "$not_words
+$not_words
+$not_words
+$not_words" scenario nested
 finish
