@@ -3,15 +3,15 @@
 
 #include <charconv>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 
+#include "common/file_text.h"
 #include "common/json_text.h"
 #include "common/settings.h"
 #include "model/kind.h"
@@ -36,14 +36,11 @@ std::vector<fs::path> board_directories() {
 }
 
 json read_file(const std::string& file) {
-    std::ifstream stream(file);
-    if (!stream)
-        throw BoardError(file +
-                         ": cannot be read; --board takes a file or one of the names that "
-                         "\"velmor-sim boards\" lists");
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
     try {
-        return parse_json(text);
+        return parse_json(file_text(file));
+    } catch (const std::system_error& error) {
+        throw BoardError(file + ": cannot be read (" + error.code().message() +
+                         "); --board takes a file or one of the names that \"velmor-sim boards\" lists");
     } catch (const std::invalid_argument& error) {
         throw BoardError(file + ": " + error.what());
     }

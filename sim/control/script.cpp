@@ -2,14 +2,15 @@
 #include "control/script.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
+#include "common/file_text.h"
 #include "model/model.h"
 
 namespace VelmorSim {
@@ -28,11 +29,19 @@ Words split(const std::string& line) {
     return words;
 }
 
+std::string script_text(const std::string& file) {
+    try {
+        return file_text(file);
+    } catch (const std::system_error& error) {
+        throw std::invalid_argument(file + ": cannot be read (" + error.code().message() +
+                                    "); --script takes a file of commands");
+    }
+}
+
 }  // namespace
 
 Script::Script(const std::string& file, Commands& commands) : file_(file), commands_(commands) {
-    std::ifstream stream(file);
-    if (!stream) throw std::invalid_argument(file + ": cannot be read; --script takes a file of commands");
+    std::istringstream stream(script_text(file));
     std::string text;
     for (int number = 1; std::getline(stream, text); number++) {
         Line line{number, split(text)};

@@ -63,7 +63,7 @@ for depth in 16 1000000; do
         "$sim" run --board ./deep.json -- echo started
 done
 refuse '[]' '[] should be an object {...}'
-expect "a board that does not exist" 125 'velmor-sim: nowhere: cannot be read; --board takes a file or one of the names that "velmor-sim boards" lists' \
+expect "a board that does not exist" 125 'velmor-sim: nowhere: cannot be read (No such file or directory); --board takes a file or one of the names that "velmor-sim boards" lists' \
     "$sim" run --board nowhere -- true
 expect "a wrong value" 125 'velmor-sim: backlight.brightness: "9" should be at most max_brightness' "$sim" run --set backlight.brightness=9 -- true
 expect "an unknown name" 125 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' "$sim" run --set heat=9 -- echo started

@@ -134,6 +134,17 @@ echo 'set thermal.temp 5
 fly' >script
 expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is not a script command; those are set, raw, get, list, fault, delay, clear, sleep and wait-for' \
     "$sim" run --script script -- true
+unreadable='--script takes a file of commands'
+expect "a script that is a directory" 125 "velmor-sim: .: cannot be read (Is a directory); $unreadable" "$sim" run --script . -- echo started
+expect "a script that does not exist" 125 "velmor-sim: none: cannot be read (No such file or directory); $unreadable" "$sim" run --script none -- echo started
+expect "a script that cannot be read" 125 "velmor-sim: /proc/self/mem: cannot be read (Input/output error); $unreadable" \
+    "$sim" run --script /proc/self/mem -- echo started
+if command -v strace >/dev/null && seq -f '# %f' 20000 >long && strace -o /dev/null true; then
+    expect "a script that can be read in part" 125 "velmor-sim: long: cannot be read (Input/output error); $unreadable" \
+        strace -f -o /dev/null -P "$PWD/long" -e inject=read:error=EIO:when=2 "$sim" run --script long -- echo started
+else
+    echo "left out: a read error in the middle of a script needs strace"
+fi
 echo 'fault /proc/platform/serial_number:read:EIO
 set platform.serial_number X1
 sleep 5s' >script
