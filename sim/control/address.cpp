@@ -4,10 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <fstream>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 
 namespace VelmorSim {
 
@@ -40,6 +42,21 @@ Address::Address(const std::string& run) {
     length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
 }
 
+bool is_own(int socket) {
+    ucred other{};
+    socklen_t length = sizeof other;
+    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &other, &length) == 0 && other.uid == geteuid();
+}
+
+Descriptor reach(const std::string& run) {
+    const Address address(run);
+    Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.is_open() || connect(socket.get(), address.socket(), address.length) != 0)
+        throw std::system_error(errno, std::system_category(), "no run named " + run);
+    if (!is_own(socket.get())) throw std::invalid_argument("the run named " + run + " is another user's");
+    return socket;
+}
+
 std::vector<std::string> running() {
     const std::string begin = "@" + prefix();
     std::ifstream sockets("/proc/net/unix");
@@ -49,13 +66,16 @@ std::vector<std::string> running() {
         const auto found = line.find(begin);
         if (found != std::string::npos) names.insert(line.substr(found + begin.size()));
     }
-    return {names.begin(), names.end()};
-}
-
-bool is_own(int socket) {
-    ucred other{};
-    socklen_t length = sizeof other;
-    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &other, &length) == 0 && other.uid == geteuid();
+    std::vector<std::string> own;
+    for (const auto& name : names) {
+        try {
+            reach(name);
+            own.push_back(name);
+        } catch (const std::exception&) {
+            // Another user's, or over by now.
+        }
+    }
+    return own;
 }
 
 }  // namespace VelmorSim

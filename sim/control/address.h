@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "common/descriptor.h"
+
 namespace VelmorSim {
 
 /**
@@ -22,6 +24,11 @@ struct Address {
     socklen_t length = 0;
 };
 
+/**
+ * Connect to a run. Any user can listen under any name, so this checks that the run belongs to this user. Throws
+ * std::system_error if there is no such run, and std::invalid_argument if it is another user's.
+ */
+Descriptor reach(const std::string& run);
 /** The names of this user's runs. */
 std::vector<std::string> running();
 /** Whether the process at the other end belongs to this user. */

@@ -2,14 +2,11 @@
 #include "control/client.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <iostream>
 #include <nlohmann/json.hpp>
-#include <system_error>
 
 #include "common/descriptor.h"
 #include "control/address.h"
@@ -37,10 +34,7 @@ int send_command(const std::string& run, const Words& words) {
         }
         name = names[0];
     }
-    const Address address(name);
-    const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!socket.is_open() || connect(socket.get(), address.socket(), address.length) != 0)
-        return complain("no run named " + name + ": " + std::system_category().message(errno));
+    const Descriptor socket = reach(name);
     const auto line = nlohmann::json(words).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
     static_cast<void>(send(socket.get(), line.data(), line.size(), MSG_NOSIGNAL));
 
