@@ -11,6 +11,7 @@
     packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
     packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
         shellcheck binutils git gdb strace gcc-i686-linux-gnu libc6-dev-i386-cross python3 valgrind)
+    packages_clients=(brightnessctl busybox evtest util-linux)
     packages_i686=(g++-i686-linux-gnu)
     packages_measure=(strace valgrind)
     packages_bench=(libbenchmark-dev libsensors-dev libiio-dev libsystemd-dev gnuplot-nox python3 binutils)
@@ -50,6 +51,14 @@ need() {
     "${as_root[@]}" apt-get update -qq || return 2
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" \
         </dev/null | fetched || return 2
+}
+
+# fetch_watchdog: unpack Debian's watchdog daemon into build/clients. Its package is not installed, because that would
+# start the daemon.
+fetch_watchdog() {
+    [ ! -x build/clients/usr/sbin/watchdog ] || return 0
+    echo "Fetching the Debian package: watchdog"
+    mkdir -p build/clients && (cd build/clients && apt-get download -qq watchdog && dpkg-deb -x watchdog_*.deb .) || return 2
 }
 
 # fetched: of the output of apt-get -q, print the packages that it fetches and sets up; on a terminal in one line.

@@ -48,6 +48,7 @@ int InputDevice::open(OpenFile& open) {
 
 void InputDevice::release(OpenFile& open) {
     queues_.erase(&open);
+    if (grabbed_by_ == &open) grabbed_by_ = nullptr;
 }
 
 int InputDevice::read(OpenFile& open, std::size_t size, std::size_t /*offset*/, std::string& out) {
@@ -76,8 +77,7 @@ int InputDevice::write(OpenFile& /*open*/, std::string_view text) {
     return static_cast<int>(text.size());
 }
 
-int InputDevice::ioctl(OpenFile& /*open*/, unsigned request, std::string_view /*in*/, std::size_t room,
-                       std::string& out) {
+int InputDevice::ioctl(OpenFile& open, unsigned request, std::string_view in, std::size_t room, std::string& out) {
     constexpr unsigned group = 'E';
     constexpr unsigned first_bits = 0x20;
     constexpr unsigned first_axis = 0x40;
@@ -98,7 +98,7 @@ int InputDevice::ioctl(OpenFile& /*open*/, unsigned request, std::string_view /*
             field.resize(std::max<std::size_t>(field.size(), KEY_CNT / 8));
             return give(field, room, out);
         }
-        case _IOC_NR(EVIOCGRAB): return 0;
+        case _IOC_NR(EVIOCGRAB): return grab(open, in);
         default: break;
     }
     if (number >= first_bits && number < first_bits + EV_CNT) return give(bits(number - first_bits), room, out);
@@ -108,6 +108,16 @@ int InputDevice::ioctl(OpenFile& /*open*/, unsigned request, std::string_view /*
     std::string info;
     append(info, axis == axes_.end() ? input_absinfo{} : axis->second);
     give(info, room, out);
+    return 0;
+}
+
+int InputDevice::grab(const OpenFile& open, std::string_view in) {
+    std::int32_t wanted = 0;
+    if (in.size() < sizeof wanted) return -EFAULT;
+    std::memcpy(&wanted, in.data(), sizeof wanted);
+    if (wanted != 0 && grabbed_by_ != nullptr) return -EBUSY;
+    if (wanted == 0 && grabbed_by_ != &open) return -EINVAL;
+    grabbed_by_ = wanted != 0 ? &open : nullptr;
     return 0;
 }
 
@@ -156,6 +166,7 @@ void InputDevice::happen(unsigned type, unsigned code, std::int32_t value) {
     const Event event{std::chrono::duration_cast<std::chrono::microseconds>(now).count(),
                       static_cast<std::uint16_t>(type), static_cast<std::uint16_t>(code), value};
     for (auto& [open, queue] : queues_) {
+        if (grabbed_by_ != nullptr && grabbed_by_ != open) continue;
         if (queue.size() == most_events) queue.pop_front();
         queue.push_back(event);
     }

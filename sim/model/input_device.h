@@ -42,6 +42,7 @@ private:
         std::int32_t value;
     };
 
+    int grab(const OpenFile& open, std::string_view in);
     void happen(unsigned type, unsigned code, std::int32_t value);
     std::string bits(unsigned type) const;
 
@@ -50,6 +51,8 @@ private:
     std::set<unsigned> keys_;
     std::set<unsigned> down_;
     std::map<const OpenFile*, std::deque<Event>> queues_;
+    /** The only open file that gets events, or null. */
+    const OpenFile* grabbed_by_ = nullptr;
 };
 
 }  // namespace VelmorSim

@@ -73,8 +73,7 @@ public:
             case number_of(WDIOC_GETSUPPORT): return identify(room, out);
             case number_of(WDIOC_GETSTATUS):
             case number_of(WDIOC_GETBOOTSTATUS): return give(0, room, out);
-            // The request is declared as reading although it takes an argument, which FUSE therefore does not pass on.
-            case number_of(WDIOC_SETOPTIONS): return -EFAULT;
+            case number_of(WDIOC_SETOPTIONS): return set_options(in);
             // Declared as reading an int, but callers may pass no buffer for it, so nothing is returned.
             case number_of(WDIOC_KEEPALIVE): feed(); return 0;
             case number_of(WDIOC_SETTIMEOUT): return set_timeout(in, room, out);
@@ -85,11 +84,16 @@ public:
     }
 
     std::string meaning_of(unsigned request, std::string_view in) const override {
-        int timeout = 0;
+        int number = 0;
         switch (number_of(request)) {
             case number_of(WDIOC_KEEPALIVE): return "fed";
             case number_of(WDIOC_SETTIMEOUT):
-                return take(in, timeout) == 0 ? "timeout " + std::to_string(timeout) + " s" : meaning;
+                return take(in, number) == 0 ? "timeout " + std::to_string(number) + " s" : meaning;
+            case number_of(WDIOC_SETOPTIONS):
+                if (take(in, number) < 0) return meaning;
+                return (number & WDIOS_ENABLECARD) != 0    ? "started"
+                       : (number & WDIOS_DISABLECARD) != 0 ? "stopped"
+                                                           : meaning;
             default: return meaning;
         }
     }
@@ -134,6 +138,18 @@ private:
         if (room < sizeof info) return -EFAULT;
         out.assign(sizeof info, '\0');
         std::memcpy(out.data(), &info, sizeof info);
+        return 0;
+    }
+
+    int set_options(std::string_view in) {
+        int options = 0;
+        if (const int result = take(in, options); result < 0) return result;
+        if ((options & (WDIOS_DISABLECARD | WDIOS_ENABLECARD)) == 0) return -ENOTTY;
+        if ((options & WDIOS_DISABLECARD) != 0) stop();
+        if ((options & WDIOS_ENABLECARD) != 0 && !running_) {
+            running_ = true;
+            feed();
+        }
         return 0;
     }
 

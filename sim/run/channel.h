@@ -15,8 +15,10 @@ struct Message {
         fuse,
         /** Carries a descriptor: the inner "/proc". */
         proc,
-        /** Carries a descriptor: the listener for the restart system call. */
+        /** Carries a descriptor: the listener for the system calls that the filter stops. */
         listener,
+        /** `text` holds a CaughtIoctl. To the inside: repeat it. Back: what has become of it. */
+        ioctl,
         /** The program cannot be run; `number` is the errno. */
         not_run,
         /** `text` says why the device cannot start. */

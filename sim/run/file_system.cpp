@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -150,16 +151,31 @@ struct FileSystem::Operations {
             return;
         }
         Handle& file = *handle(info);
-        self(request).act(
-            request, file.open.file.path, "ioctl",
-            [request, &file, command, out_size, bytes = std::string(static_cast<const char*>(in), in_size)](
-                int result) { self(request).ioctl(request, file, command, bytes, out_size, result); });
+        if (command == repeated_ioctl && in_size == sizeof(CaughtIoctl)) {
+            CaughtIoctl caught;
+            std::memcpy(&caught, in, sizeof caught);
+            file.repeater = fuse_req_ctx(request)->pid;
+            self(request).act(request, file.open.file.path, "ioctl", [request, &file, caught](int result) {
+                self(request).caught_ioctl(request, file, caught, result);
+            });
+            return;
+        }
+        const Ioctl call{command, std::string(static_cast<const char*>(in), in_size), out_size,
+                         fuse_req_ctx(request)->pid};
+        self(request).act(request, file.open.file.path, "ioctl",
+                          [request, &file, call](int result) { self(request).ioctl(request, file, call, result); });
     }
     static void poll(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info, fuse_pollhandle* poller) {
         self(request).poll(request, *handle(info), poller);
     }
     static void flush(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
         Handle& file = *handle(info);
+        if (fuse_req_ctx(request)->pid == file.repeater) {
+            // It closes its copy of the descriptor; the program closes nothing.
+            file.repeater = -1;
+            fuse_reply_err(request, 0);
+            return;
+        }
         // A signal only ends the delay: what has been closed is closed.
         self(request).act(request, file.open.file.path, "close",
                           [request, &file](int /*result*/) { self(request).flush(request, file); });
@@ -476,26 +492,39 @@ void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& te
     }
 }
 
-void FileSystem::ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room,
-                       int result) {
-    OpenFile& open = handle.open;
-    std::string out;
+int FileSystem::perform_ioctl(OpenFile& open, const Ioctl& call, int result, std::string& out) {
     if (result == 0) result = -faults_.next(open.file.path, "ioctl");
     if (result == 0 && is_dead(open)) result = -ENODEV;
-    if (result == 0) result = open.file.ioctl(open, command, in, room, out);
+    if (result == 0) result = open.file.ioctl(open, call.request, call.in, call.room, out);
     recorder_.record({.act = "ioctl",
                       .path = open.file.path,
-                      .request = command,
-                      .in = in,
+                      .request = call.request,
+                      .in = call.in,
                       .out = out,
                       .result = result,
-                      .pid = fuse_req_ctx(request)->pid,
-                      .meaning = open.file.meaning_of(command, in)});
+                      .pid = call.pid,
+                      .meaning = open.file.meaning_of(call.request, call.in)});
+    return result;
+}
+
+void FileSystem::ioctl(fuse_req_t request, Handle& handle, const Ioctl& call, int result) {
+    std::string out;
+    result = perform_ioctl(handle.open, call, result, out);
     if (result < 0) {
         fuse_reply_err(request, -result);
     } else {
         fuse_reply_ioctl(request, result, out.empty() ? nullptr : out.data(), out.size());
     }
+}
+
+void FileSystem::caught_ioctl(fuse_req_t request, Handle& handle, CaughtIoctl caught, int result) {
+    Ioctl call{caught.request, "", 0, caught.thread};
+    if (caught.has_argument != 0)
+        call.in.assign(reinterpret_cast<const char*>(&caught.argument), sizeof caught.argument);
+    std::string out;
+    caught.result = perform_ioctl(handle.open, call, result, out);
+    caught.is_performed = 1;
+    fuse_reply_ioctl(request, 0, &caught, sizeof caught);
 }
 
 unsigned FileSystem::poll_bits(OpenFile& open) {

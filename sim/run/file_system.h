@@ -17,6 +17,7 @@
 
 #include "common/descriptor.h"
 #include "common/timers.h"
+#include "run/caught_ioctl.h"
 #include "run/inner_proc.h"
 #include "tree/file.h"
 
@@ -74,11 +75,20 @@ private:
         bool close_recorded = false;
         /** Where it is in `handles_`. */
         std::list<Handle>::iterator place{};
+        /** The id of the process that repeats an ioctl on it, or -1. */
+        int repeater = -1;
     };
     /** Who waits for a file to wake them. */
     struct Sleepers {
         std::set<fuse_req_t> reads;
         std::set<Handle*> pollers;
+    };
+    struct Ioctl {
+        unsigned request;
+        std::string in;
+        /** How many bytes the caller takes. */
+        std::size_t room;
+        int pid;
     };
     /** The entries of an open directory when it was last read from the start. */
     using Listing = std::vector<std::pair<std::string, struct stat>>;
@@ -98,8 +108,9 @@ private:
     // `result` is 0, or minus the errno with which the act fails at once.
     void read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset, int result);
     void write(fuse_req_t request, Handle& handle, const std::string& text, int result);
-    void ioctl(fuse_req_t request, Handle& handle, unsigned command, const std::string& in, std::size_t room,
-               int result);
+    void ioctl(fuse_req_t request, Handle& handle, const Ioctl& call, int result);
+    void caught_ioctl(fuse_req_t request, Handle& handle, CaughtIoctl caught, int result);
+    int perform_ioctl(OpenFile& open, const Ioctl& call, int result, std::string& out);
     void poll(fuse_req_t request, Handle& handle, fuse_pollhandle* poller);
     void flush(fuse_req_t request, Handle& handle);
     void release(fuse_req_t request, Handle* handle);

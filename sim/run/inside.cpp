@@ -17,9 +17,10 @@
 #include <cstring>
 #include <system_error>
 
+#include "run/call_filter.h"
+#include "run/caught_ioctl.h"
 #include "run/children.h"
 #include "run/inner_proc.h"
-#include "run/restart_call.h"
 #include "run/root.h"
 #include "run/signals.h"
 
@@ -135,7 +136,7 @@ void Inside::program_process(bool own_pids) const {
         fail(error.what());
     }
     if (!own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
-    auto listener = RestartCall::install();
+    auto listener = CallFilter::install();
     // If the filter is missing, a PID namespace is enough: it belongs to another user namespace than the program, so
     // the kernel fails the call with EPERM.
     if (!listener.is_open() && !own_pids)
@@ -151,6 +152,20 @@ void Inside::program_process(bool own_pids) const {
     const int error = errno;
     channel_.send({.kind = Message::Kind::not_run, .number = error});
     _exit(error == ENOENT ? 127 : 126);
+}
+
+// In a process of its own, because a delay of the act must not delay the reaping.
+void Inside::repeat_ioctl(const Message& message) const {
+    const pid_t helper = fork();
+    if (helper > 0) return;
+    CaughtIoctl caught;
+    std::memcpy(&caught, message.text.data(), sizeof caught);
+    if (helper == 0) caught.repeat();
+    // The copy of the descriptor is closed by now, so the program's next close is the last one.
+    Message done{.kind = Message::Kind::ioctl};
+    std::memcpy(done.text.data(), &caught, sizeof caught);
+    channel_.send(std::move(done));
+    if (helper == 0) _exit(0);
 }
 
 void Inside::reap(pid_t program, bool own_pids, const sigset_t& children) {
@@ -173,6 +188,7 @@ void Inside::reap(pid_t program, bool own_pids, const sigset_t& children) {
         const auto message = channel_.receive();
         if (message && message->kind == Message::Kind::leave) break;
         if (message && message->kind == Message::Kind::signal && program > 0) kill(program, message->number);
+        if (message && message->kind == Message::Kind::ioctl) repeat_ioctl(*message);
     }
     // Not the device's "/proc": whoever serves it may be dead already.
     if (!own_pids) kill_children(InnerProc::path, false);

@@ -34,6 +34,7 @@ private:
     void build_root(bool own_pids, bool as_root) const;
     [[noreturn]] void program_process(bool own_pids) const;
     [[noreturn]] void reap(pid_t program, bool own_pids, const sigset_t& children);
+    void repeat_ioctl(const Message& message) const;
     [[noreturn]] void fail(const std::string& text) const;
 
     const Model& model_;

@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -19,6 +20,7 @@
 
 #include "board/board.h"
 #include "common/text.h"
+#include "run/caught_ioctl.h"
 #include "run/children.h"
 #include "run/inside.h"
 #include "run/restart_call.h"
@@ -158,7 +160,7 @@ void Run::wait_for_events() {
         if (event.fd == channel_.descriptor()) receive_messages();
         if (event.fd == listener_.get()) {
             if ((event.revents & POLLIN) != 0) {
-                handle_restart();
+                handle_call();
             } else {
                 listener_ = Descriptor();
             }
@@ -183,6 +185,16 @@ void Run::handle(Message message) {
         case Message::Kind::fuse: files_.attach(std::move(message.descriptor)); break;
         case Message::Kind::proc: files_.inner_proc = InnerProc(std::move(message.descriptor)); break;
         case Message::Kind::listener: listener_ = std::move(message.descriptor); break;
+        case Message::Kind::ioctl: {
+            CaughtIoctl caught;
+            std::memcpy(&caught, message.text.data(), sizeof caught);
+            if (caught.is_performed != 0) {
+                CallFilter::answer(listener_.get(), caught.id, caught.result);
+            } else {
+                CallFilter::let_through(listener_.get(), caught.id);
+            }
+            break;
+        }
         case Message::Kind::not_run: not_run_ = message.number; break;
         case Message::Kind::failed: failure_ = message.text.data(); break;
         case Message::Kind::no_proc: retry_ = true; break;
@@ -192,22 +204,39 @@ void Run::handle(Message message) {
     }
 }
 
-void Run::handle_restart() {
-    const auto call = RestartCall::receive(listener_.get());
+void Run::handle_call() {
+    const auto call = CallFilter::receive(listener_.get());
     if (!call) return;
-    const bool magic = call->magic1 == LINUX_REBOOT_MAGIC1 &&
-                       (call->magic2 == LINUX_REBOOT_MAGIC2 || call->magic2 == LINUX_REBOOT_MAGIC2A ||
-                        call->magic2 == LINUX_REBOOT_MAGIC2B || call->magic2 == LINUX_REBOOT_MAGIC2C);
+    if (call->kind == CallFilter::Kind::ioctl) {
+        pass_on_ioctl(*call);
+    } else {
+        handle_restart(*call);
+    }
+}
+
+// Not performed here: only a request through FUSE says which open file it is for.
+void Run::pass_on_ioctl(const CallFilter::Call& call) const {
+    const CaughtIoctl caught(call, inner_id(call.pid, "NStgid:"), inner_id(call.pid, "NSpid:"));
+    Message message{.kind = Message::Kind::ioctl};
+    std::memcpy(message.text.data(), &caught, sizeof caught);
+    channel_.send(std::move(message));
+}
+
+void Run::handle_restart(const CallFilter::Call& caught) {
+    const RestartCall call(caught);
+    const bool magic = call.magic1 == LINUX_REBOOT_MAGIC1 &&
+                       (call.magic2 == LINUX_REBOOT_MAGIC2 || call.magic2 == LINUX_REBOOT_MAGIC2A ||
+                        call.magic2 == LINUX_REBOOT_MAGIC2B || call.magic2 == LINUX_REBOOT_MAGIC2C);
     int result = magic ? 0 : -EINVAL;
     std::optional<Ending> ending;
-    const std::string command = hex_number(call->command);
-    switch (call->command) {
+    const std::string command = hex_number(call.command);
+    switch (call.command) {
         case LINUX_REBOOT_CMD_RESTART:
             ending = {Ending::Cause::restart, command, "", "the unit restarts: restart call"};
             break;
         case LINUX_REBOOT_CMD_RESTART2:
-            ending = {Ending::Cause::restart, command, *call->text,
-                      "the unit restarts: restart call with \"" + *call->text + "\""};
+            ending = {Ending::Cause::restart, command, *call.text,
+                      "the unit restarts: restart call with \"" + *call.text + "\""};
             break;
         case LINUX_REBOOT_CMD_POWER_OFF:
         case LINUX_REBOOT_CMD_HALT:
@@ -218,8 +247,8 @@ void Run::handle_restart() {
         default: result = -EINVAL;
     }
     if (result == 0) result = -faults_.next("restart", "call");
-    Act act{.act = "restart", .command = command, .result = result, .pid = inner_pid(call->pid)};
-    act.text = call->text;
+    Act act{.act = "restart", .command = command, .result = result, .pid = inner_id(caught.pid, "NSpid:")};
+    act.text = call.text;
     recorder_.record(act);
     if (result == 0 && ending) {
         // As on the device, the call does not return: the caller is killed in it.
@@ -227,16 +256,20 @@ void Run::handle_restart() {
         end(*ending);
         return;
     }
-    RestartCall::answer(listener_.get(), *call, result);
+    CallFilter::answer(listener_.get(), caught.id, result);
 }
 
-int Run::inner_pid(int pid) const {
+// `which` is "NSpid:" for the id of the thread itself, or "NStgid:" for that of its process.
+int Run::inner_id(int pid, const std::string& which) const {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind("NSpid:", 0) == 0) return std::stoi(line.substr(line.find_last_of(" \t") + 1));
+    std::string word;
+    while (status >> word && word != which) {
     }
-    return pid;
+    // The id as outside comes first, then that in the namespace of the first process.
+    int id = pid;
+    status >> id;
+    if (own_pids_) status >> id;
+    return id;
 }
 
 void Run::forward_signals() const {

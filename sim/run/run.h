@@ -15,6 +15,7 @@
 #include "model/model.h"
 #include "record/faults.h"
 #include "record/recorder.h"
+#include "run/call_filter.h"
 #include "run/channel.h"
 #include "run/file_system.h"
 #include "run/signals.h"
@@ -59,12 +60,14 @@ private:
     void wait_for_events();
     void receive_messages();
     void handle(Message message);
-    void handle_restart();
+    void handle_call();
+    void handle_restart(const CallFilter::Call& call);
+    void pass_on_ioctl(const CallFilter::Call& call) const;
     void forward_signals() const;
     void end(const Ending& ending);
     void kill_unit();
     void release_waiting();
-    int inner_pid(int pid) const;
+    int inner_id(int pid, const std::string& which) const;
     int status();
 
     RunOptions options_;

@@ -184,7 +184,31 @@ static void feed(const char* path, const char* seconds) {
     close(node);
 }
 
-/* Steps: "read PATH", "write PATH TEXT", "stat PATH", "entries PATH", "axes PATH", "feed PATH SECONDS". */
+static void options(const char* path, const char* number) {
+    int chosen = atoi(number);
+    const int node = open(path, O_WRONLY | O_CLOEXEC);
+    say_result(ioctl(node, WDIOC_SETOPTIONS, &chosen));
+    say_result(ioctl(node, WDIOC_SETOPTIONS, NULL));
+    say_result((long)write(node, "V", 1));
+    close(node);
+}
+
+/* Opens the node twice, and grabs it with one of the two. */
+static void grab(const char* path) {
+    const int one = open(path, O_RDONLY | O_CLOEXEC);
+    const int other = open(path, O_RDONLY | O_CLOEXEC);
+    say_result(ioctl(one, EVIOCGRAB, 1));
+    say_result(ioctl(other, EVIOCGRAB, 1));
+    say_result(ioctl(other, EVIOCGRAB, 0));
+    say_result(ioctl(one, EVIOCGRAB, 0));
+    close(other);
+    close(one);
+}
+
+/*
+ * Steps: "read PATH", "write PATH TEXT", "stat PATH", "entries PATH", "axes PATH", "feed PATH SECONDS",
+ * "options PATH NUMBER", "grab PATH".
+ */
 static int steps(char** words) {
     while (*words != NULL) {
         const char* step = *words++;
@@ -195,6 +219,8 @@ static int steps(char** words) {
         if (strcmp(step, "entries") == 0) count_entries(path);
         if (strcmp(step, "axes") == 0) axes(path);
         if (strcmp(step, "feed") == 0) feed(path, *words++);
+        if (strcmp(step, "options") == 0) options(path, *words++);
+        if (strcmp(step, "grab") == 0) grab(path);
     }
     return 0;
 }

@@ -7,6 +7,8 @@ import os
 import struct
 import sys
 
+EVIOCGRAB = 0x40044590
+WDIOC_SETOPTIONS = 0x80045704
 WDIOC_KEEPALIVE = 0x80045705
 WDIOC_SETTIMEOUT = 0xC0045706
 WDIOC_GETTIMEOUT = 0x80045707
@@ -67,6 +69,25 @@ def feed(path, seconds):
     os.close(node)
 
 
+def options(path, number):
+    node = os.open(path, os.O_WRONLY)
+    say_result(lambda: fcntl.ioctl(node, WDIOC_SETOPTIONS, struct.pack("i", int(number))))
+    say_result(lambda: fcntl.ioctl(node, WDIOC_SETOPTIONS, 0))
+    say_result(lambda: os.write(node, b"V"))
+    os.close(node)
+
+
+def grab(path):
+    one = os.open(path, os.O_RDONLY)
+    other = os.open(path, os.O_RDONLY)
+    say_result(lambda: fcntl.ioctl(one, EVIOCGRAB, 1))
+    say_result(lambda: fcntl.ioctl(other, EVIOCGRAB, 1))
+    say_result(lambda: fcntl.ioctl(other, EVIOCGRAB, 0))
+    say_result(lambda: fcntl.ioctl(one, EVIOCGRAB, 0))
+    os.close(other)
+    os.close(one)
+
+
 words = iter(sys.argv[2:])
 for step in words:
     path = next(words)
@@ -82,3 +103,7 @@ for step in words:
         axes(path)
     elif step == "feed":
         feed(path, next(words))
+    elif step == "options":
+        options(path, next(words))
+    elif step == "grab":
+        grab(path)

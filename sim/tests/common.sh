@@ -6,7 +6,7 @@ sim=$1
 act=${2-}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-here=$(cd "$(dirname "$0")" && pwd)
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 cd "$scratch" || exit 1
 failures=0
 
@@ -21,6 +21,11 @@ if ! reason=$("$sim" run -- true 2>&1); then
         *"/dev/fuse"* | *"namespace"*) skip "$reason" ;;
     esac
 fi
+
+# installed PROGRAM PACKAGE: skip the test unless the program is installed.
+installed() {
+    command -v "$1" >/dev/null || skip "no $1; Debian's package $2 has it"
+}
 
 # fail TEXT: report a failure and go on; finish makes the test fail.
 fail() {

@@ -51,6 +51,8 @@ entries /proc/platform
 entries $gpio
 axes /dev/input/event0
 feed /dev/watchdog 30
+options /dev/watchdog 1
+grab /dev/input/event0
 STEPS
 mapfile -t words < <(tr ' ' '\n' <steps)
 cat >expected <<'OUTPUT'
@@ -87,6 +89,13 @@ good
 good
 good
 30 30
+good
+good
+EFAULT
+good
+good
+EBUSY
+EINVAL
 good
 OUTPUT
 expect "what a $kind program sees" 0 "$(cat expected)" \
@@ -161,6 +170,19 @@ ioctl /dev/watchdog 0x80045705 in: out: 0
 ioctl /dev/watchdog 0x80045707 in: out:1e000000 0
 write /dev/watchdog V 1
 close /dev/watchdog 0
+open /dev/watchdog w 0
+ioctl /dev/watchdog 0x80045704 in:01000000 out: 0
+ioctl /dev/watchdog 0x80045704 in: out: -1 EFAULT
+write /dev/watchdog V 1
+close /dev/watchdog 0
+open /dev/input/event0 r 0
+open /dev/input/event0 r 0
+ioctl /dev/input/event0 0x40044590 in:01000000 out: 0
+ioctl /dev/input/event0 0x40044590 in:01000000 out: -1 EBUSY
+ioctl /dev/input/event0 0x40044590 in:00000000 out: -1 EINVAL
+ioctl /dev/input/event0 0x40044590 in:00000000 out: 0
+close /dev/input/event0 0
+close /dev/input/event0 0
 RECORD
 expect "the record of a $kind program" 0 "" diff expected acts
 
