@@ -98,6 +98,14 @@ int InputDevice::ioctl(OpenFile& open, unsigned request, std::string_view in, st
             field.resize(std::max<std::size_t>(field.size(), KEY_CNT / 8));
             return give(field, room, out);
         }
+        // There is no force feedback, repetition, location or serial number.
+        case _IOC_NR(EVIOCGEFFECTS): give(std::string(sizeof(int), '\0'), room, out); return 0;
+        case _IOC_NR(EVIOCGREP): return -ENOSYS;
+        case _IOC_NR(EVIOCGPHYS(0)):
+        case _IOC_NR(EVIOCGUNIQ(0)): return -ENOENT;
+        case _IOC_NR(EVIOCGLED(0)):
+        case _IOC_NR(EVIOCGSND(0)):
+        case _IOC_NR(EVIOCGSW(0)): return give(std::string(sizeof(std::uint64_t), '\0'), room, out);
         case _IOC_NR(EVIOCGRAB): return grab(open, in);
         default: break;
     }

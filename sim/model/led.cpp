@@ -9,6 +9,8 @@
 #include "model/kind.h"
 #include "model/model.h"
 #include "tree/attribute.h"
+#include "tree/number_attribute.h"
+#include "tree/text_attribute.h"
 
 namespace VelmorSim {
 
@@ -59,6 +61,9 @@ const Kind led_kind("led", [](Model& model, const std::string& name, Settings& s
     auto& color = model.tree.add<Color>(device, "color", std::array{now[0], now[1], now[2]});
     color.meaning = "red green blue, 0 to 255";
     model.name(name + ".color", color);
+    auto& shown = model.tree.add<NumberAttribute>(device, "brightness", mode_t{0644}, brightest, 0, brightest);
+    model.name(name + ".brightness", shown);
+    model.tree.add<TextAttribute>(device, "max_brightness", mode_t{0444}, std::to_string(brightest));
 });
 
 }  // namespace VelmorSim
