@@ -1,0 +1,13 @@
+# SPDX-License-Identifier: MIT
+# shellcheck shell=bash disable=SC2016,SC2317
+# shellcheck source=sim/tests/common.sh
+. "$(dirname "$0")/../common.sh"
+installed lsof lsof
+installed fuser psmisc
+
+expect "lsof" 0 "sleep 3r /dev/input/event0
+sleep 4w /dev/watchdog" on_device 'sleep 60 3</dev/input/event0 4>/dev/watchdog &
+    lsof -a -c sleep /dev/input/event0 /dev/watchdog | tail -n +2 | tr -s " " | cut -d" " -f1,4,9; kill $!'
+expect "fuser" 0 "/dev/input/event0:       2" on_device 'exec 3</dev/input/event0; fuser /dev/input/event0 2>&1; exec 3<&-'
+expect "fuser, if nobody has it open" 1 "" on_device 'fuser /dev/input/event0'
+finish
