@@ -79,7 +79,7 @@ def second():
 
 
 def raw_texts(count, length):
-    """Changes the temperature's text so many times."""
+    """Changes the text of the temperature `count` times."""
     for i in range(count):
         Connection(["raw", "thermal.temp", str(i) + "x" * length]).line()
 
