@@ -47,6 +47,12 @@ std::optional<std::int64_t> plain_number(std::string_view text) {
     return number;
 }
 
+std::optional<std::int64_t> number_behind(std::string_view text, std::string_view prefix) {
+    if (text.substr(0, prefix.size()) != prefix) return std::nullopt;
+    const auto number = plain_number(text.substr(prefix.size()));
+    return number && *number >= 0 ? number : std::nullopt;
+}
+
 std::string range_text(std::int64_t lowest, std::int64_t highest) {
     return "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
 }

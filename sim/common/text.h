@@ -20,6 +20,9 @@ std::string_view without_newline(std::string_view text);
 /** A decimal number, or nothing if the text is anything else. */
 std::optional<std::int64_t> plain_number(std::string_view text);
 
+/** The number behind the prefix, as 3 in "ttymxc3", or nothing if the text is anything else. */
+std::optional<std::int64_t> number_behind(std::string_view text, std::string_view prefix);
+
 /** "a whole number from 0 to 7" */
 std::string range_text(std::int64_t lowest, std::int64_t highest);
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <linux/major.h>
+
 #include <algorithm>
 #include <string>
 
@@ -34,7 +36,10 @@ protected:
 const Kind framebuffer_kind("framebuffer", [](Model& model, const std::string& name, Settings& settings) {
     const auto path = device_path(settings);
     const auto place = device_place(settings, path);
-    Directory& device = model.tree.class_device(path, place);
+    Uevent uevent;
+    if (const auto number = number_behind(path, "/sys/class/graphics/fb"))
+        uevent = {.node = "fb" + std::to_string(*number), .major = FB_MAJOR, .minor = *number};
+    Directory& device = model.tree.class_device(path, place, uevent);
     auto& blank = model.tree.add<Blank>(device, "blank", settings.number("blank", 0, deepest));
     blank.meaning = "0 shown, 1 blanked";
     model.tree.add<TextAttribute>(device, "name", mode_t{0444}, settings.text("label", "display"));

@@ -10,6 +10,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
+#include "model/input_class.h"
 #include "model/input_device.h"
 #include "model/kind.h"
 #include "model/model.h"
@@ -116,7 +117,8 @@ const Kind gpio_keys_kind("gpio-keys", [](Model& model, const std::string& name,
     model.tree.add<TextAttribute>(device, "disabled_switches", mode_t{0444}, "");
 
     if (!settings.has("event")) return;
-    auto& node = model.tree.add<InputDevice>(device_path(settings, "event"), "gpio-keys");
+    const auto event = device_path(settings, "event");
+    auto& node = model.tree.add<InputDevice>(event, "gpio-keys");
     node.meaning = "keys";
     for (const unsigned key : all) {
         node.add_key(key);
@@ -130,6 +132,7 @@ const Kind gpio_keys_kind("gpio-keys", [](Model& model, const std::string& name,
                 return {};
             });
     }
+    add_input_class(model, node, event, path);
 });
 
 }  // namespace VelmorSim

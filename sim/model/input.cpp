@@ -5,6 +5,7 @@
 
 #include "common/settings.h"
 #include "common/text.h"
+#include "model/input_class.h"
 #include "model/input_device.h"
 #include "model/kind.h"
 #include "model/model.h"
@@ -49,6 +50,7 @@ const Kind input_kind("input", [](Model& model, const std::string& name, Setting
             });
     }
     axes.finish();
+    add_input_class(model, device, path, "/sys/devices/virtual");
 });
 
 }  // namespace VelmorSim

@@ -34,6 +34,10 @@ public:
     void move(unsigned axis, std::int32_t value);
     void press(unsigned key, bool down);
 
+    const std::string& label() const { return label_; }
+    /** The codes of this event type that it has, one bit each; for type 0 the types. */
+    std::string bits(unsigned type) const;
+
 private:
     struct Event {
         std::int64_t time;  // us since the epoch
@@ -44,7 +48,6 @@ private:
 
     int grab(const OpenFile& open, std::string_view in);
     void happen(unsigned type, unsigned code, std::int32_t value);
-    std::string bits(unsigned type) const;
 
     std::string label_;
     std::map<unsigned, input_absinfo> axes_;

@@ -12,6 +12,7 @@
 
 #include "common/descriptor.h"
 #include "common/settings.h"
+#include "common/text.h"
 #include "model/kind.h"
 #include "model/model.h"
 #include "tree/file.h"
@@ -19,6 +20,10 @@
 namespace VelmorSim {
 
 namespace {
+
+// The numbers of the ttymxc nodes.
+constexpr std::int64_t uart_major = 207;
+constexpr std::int64_t first_uart = 16;
 
 constexpr std::array<std::pair<speed_t, int>, 8> speeds = {{{B1200, 1200},
                                                             {B2400, 2400},
@@ -99,6 +104,11 @@ const Kind serial_kind("serial", [](Model& model, const std::string& name, Setti
     if (serial.node().empty()) return;
     auto& node = model.tree.add<SerialNode>(path);
     node.stand_in = serial.node();
+    if (const auto number = number_behind(path, "/dev/ttymxc")) {
+        const auto port = "ttymxc" + std::to_string(*number);
+        model.tree.class_device("/sys/class/tty/" + port, "/sys/devices/virtual/tty/" + port,
+                                {.node = port, .major = uart_major, .minor = first_uart + *number});
+    }
     model.readers[serial.descriptor()] = [&serial] { serial.receive(); };
     model.name(
         name + ".line", [] { return std::string(); },

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <linux/major.h>
 #include <linux/watchdog.h>
 #include <poll.h>
 
@@ -6,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,6 +33,7 @@ constexpr unsigned number_of(unsigned long request) {
 }
 
 constexpr std::string_view identity = "imx2+ watchdog";
+constexpr std::int64_t watchdog_minor = 130;
 
 // In seconds. The kernel counts in 32 bits of milliseconds; beyond the hardware's own 128 s it feeds the hardware.
 constexpr std::int64_t lowest_timeout = 1;
@@ -215,9 +218,16 @@ const Kind watchdog_kind("watchdog", [](Model& model, const std::string& name, S
     const auto path = device_path(settings);
     auto& watchdog = model.tree.add<Watchdog>(path, model, settings.number("timeout", lowest_timeout, highest_timeout));
     watchdog.meaning = "watchdog";
+    std::filesystem::path parent = "/sys/devices/virtual";
     if (settings.has("class")) {
         const auto shown = device_path(settings, "class");
-        show_class_device(model, watchdog, shown, device_place(settings, shown));
+        const auto place = device_place(settings, shown);
+        show_class_device(model, watchdog, shown, place);
+        parent = std::filesystem::path(place).parent_path().parent_path();
+    }
+    if (path == "/dev/watchdog") {
+        model.tree.class_device("/sys/class/misc/watchdog", parent / "misc/watchdog",
+                                {.node = "watchdog", .major = MISC_MAJOR, .minor = watchdog_minor});
     }
     model.name(
         name + ".timeout", [&] { return std::to_string(watchdog.timeout()); },

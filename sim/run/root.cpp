@@ -30,6 +30,8 @@ const std::string inner_proc = InnerProc::path;
 const std::string served = "/.vdev";
 /** An empty file. */
 const std::string nothing = "/.nothing";
+/** An empty directory. */
+const std::string empty = "/.empty";
 
 /** Parts of the machine's "/sys" that programs need: the number of processors, memory pages, control groups. */
 constexpr std::array<const char*, 3> kept_parts = {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"};
@@ -153,7 +155,10 @@ void Root::fill() {
     make_directory(root + "/proc");
     must_bind(root + served + "/proc", root + "/proc");
     make_file(root + nothing);
+    make_directory(root + empty);
     cover("/run/dbus/system_bus_socket");
+    // It describes the machine's devices, and some of the device's have the same numbers.
+    cover("/run/udev");
     if (as_root_) protect();
 }
 
@@ -247,9 +252,9 @@ void Root::fill_sys() {
     kept_.clear();
 }
 
-void Root::cover(const std::string& file) {
-    const auto place = root + file;
-    if (access(place.c_str(), F_OK) == 0) must_bind(root + nothing, place);
+void Root::cover(const std::string& path) {
+    const auto place = root + path;
+    if (access(place.c_str(), F_OK) == 0) must_bind(root + (is_directory(place) ? empty : nothing), place);
 }
 
 // Otherwise root could restart the machine, or change its kernel settings, from inside.

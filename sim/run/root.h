@@ -47,7 +47,7 @@ private:
     void place_device_files(const Directory& device, const std::string& place);
     void fill_dev();
     void fill_sys();
-    void cover(const std::string& file);
+    void cover(const std::string& path);
     void protect();
 
     const Model& model_;

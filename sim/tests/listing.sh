@@ -47,12 +47,36 @@ $(for point in 0 1 2 3; do
 done)
 -r--r--r-- 1 root root 4096 type
 -rw-r--r-- 1 root root 4096 uevent"
-listing /sys/devices/platform/mxc_pwm.1 '-rw-r--r-- 1 root root 4096 duty
+listing /sys/devices/platform/mxc_pwm.1 'lrwxrwxrwx 1 root root 0 driver -> ../../../bus/platform/drivers/mxc_pwm
+-rw-r--r-- 1 root root 4096 duty
 -r--r--r-- 1 root root 4096 modalias
 -rw-r--r-- 1 root root 4096 period
 drwxr-xr-x 2 root root 0 power
 -rw-r--r-- 1 root root 4096 status
 lrwxrwxrwx 1 root root 0 subsystem -> ../../../bus/platform
+-rw-r--r-- 1 root root 4096 uevent'
+listing /sys/class/input 'lrwxrwxrwx 1 root root 0 event0 -> ../../devices/virtual/input/input0/event0
+lrwxrwxrwx 1 root root 0 event1 -> ../../devices/virtual/input/input1/event1
+lrwxrwxrwx 1 root root 0 event2 -> ../../devices/platform/gpio-keys/input/input2/event2
+lrwxrwxrwx 1 root root 0 input0 -> ../../devices/virtual/input/input0
+lrwxrwxrwx 1 root root 0 input1 -> ../../devices/virtual/input/input1
+lrwxrwxrwx 1 root root 0 input2 -> ../../devices/platform/gpio-keys/input/input2'
+listing /sys/class/input/input2/ 'drwxr-xr-x 2 root root 0 capabilities
+lrwxrwxrwx 1 root root 0 device -> ../../../gpio-keys
+drwxr-xr-x 3 root root 0 event2
+drwxr-xr-x 2 root root 0 id
+-r--r--r-- 1 root root 4096 modalias
+-r--r--r-- 1 root root 4096 name
+-r--r--r-- 1 root root 4096 phys
+drwxr-xr-x 2 root root 0 power
+-r--r--r-- 1 root root 4096 properties
+lrwxrwxrwx 1 root root 0 subsystem -> ../../../../../class/input
+-rw-r--r-- 1 root root 4096 uevent
+-r--r--r-- 1 root root 4096 uniq'
+listing /sys/class/input/event2/ '-r--r--r-- 1 root root 4096 dev
+lrwxrwxrwx 1 root root 0 device -> ../../input2
+drwxr-xr-x 2 root root 0 power
+lrwxrwxrwx 1 root root 0 subsystem -> ../../../../../../class/input
 -rw-r--r-- 1 root root 4096 uevent'
 listing /sys/power '-rw-r--r-- 1 root root 4096 state'
 listing /sys/class/watchdog \

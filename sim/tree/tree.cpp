@@ -21,6 +21,10 @@ std::string name_of(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
+std::string numbers_text(const Uevent& uevent) {
+    return std::to_string(uevent.major) + ":" + std::to_string(uevent.minor);
+}
+
 void make_lasting(Node& node) {
     node.comes_and_goes = false;
     const auto* directory = dynamic_cast<Directory*>(&node);
@@ -61,28 +65,37 @@ Directory& Tree::directory(const std::string& path) {
     return *directory;
 }
 
-Directory& Tree::class_device(const std::string& path, const std::string& place) {
+Directory& Tree::class_device(const std::string& path, const std::string& place, const Uevent& uevent) {
     require_unreserved(path);
     require_unreserved(place);
     if (find(path) != nullptr || find(place) != nullptr) throw std::invalid_argument(path + " already exists");
-    Directory& device = passing_class_device(path, place);
+    Directory& device = passing_class_device(path, place, uevent);
     make_lasting(device);
     show(path, place, device);
     directory(parent_of(path)).child(name_of(path))->comes_and_goes = false;
+    if (!uevent.node.empty()) {
+        const auto entry = "/sys/dev/char/" + numbers_text(uevent);
+        add<Link>(entry, relative_link(entry, place));
+    }
     return device;
 }
 
-Directory& Tree::passing_class_device(const std::string& path, const std::string& place) {
+Directory& Tree::passing_class_device(const std::string& path, const std::string& place, const Uevent& uevent) {
     auto owned = std::make_unique<Directory>();
     Directory& device = *owned;
     adopt(std::move(owned));
     device.path = path;
     device.comes_and_goes = true;
     add<Link>(device, "subsystem", relative_link(place + "/subsystem", parent_of(path)));
-    add_common(device);
-    // The class device of a platform device has a link back to it.
-    const auto driver = parent_of(parent_of(place));
-    if (parent_of(driver) == platform) add<Link>(device, "device", "../../../" + name_of(driver));
+    add_common(device, uevent);
+    // A class device below another one, or below a platform device, has a link back to it.
+    const auto* above = dynamic_cast<Directory*>(find(parent_of(place)));
+    const bool is_nested = above != nullptr && above->child("subsystem") != nullptr;
+    const auto parent = is_nested ? parent_of(place) : parent_of(parent_of(place));
+    if (is_nested || parent_of(parent) == platform) {
+        const auto group = relative_link(place + "/device", parent_of(parent));
+        add<Link>(device, "device", group + "/" + name_of(parent));
+    }
     return device;
 }
 
@@ -95,17 +108,28 @@ void Tree::finish_platform() {
         const auto driver = name.substr(0, name.rfind('.'));
         add<Link>(*device, "subsystem", relative_link(path + "/subsystem", "/sys/bus/platform"));
         add<TextAttribute>(*device, "modalias", mode_t{0444}, "platform:" + driver);
-        add_common(*device);
-        const auto entry = "/sys/bus/platform/devices/" + name;
-        add<Link>(entry, relative_link(entry, path));
+        add_common(*device, {.lines = "DRIVER=" + driver + "\nMODALIAS=platform:" + driver + "\n"});
+        const auto bound = "/sys/bus/platform/drivers/" + driver;
+        add<Link>(*device, "driver", relative_link(path + "/driver", bound));
+        for (const auto& group : {std::string("/sys/bus/platform/devices"), bound}) {
+            const auto entry = std::string(group).append("/").append(name);
+            add<Link>(entry, relative_link(entry, path));
+        }
     }
 }
 
 // The entries that the kernel's driver core gives to every device.
-void Tree::add_common(Directory& device) {
+void Tree::add_common(Directory& device, const Uevent& uevent) {
     const auto ignore = [](std::string_view) { return 0; };
+    std::string text;
+    if (!uevent.node.empty()) {
+        text = "MAJOR=" + std::to_string(uevent.major) + "\nMINOR=" + std::to_string(uevent.minor) +
+               "\nDEVNAME=" + uevent.node + "\n";
+        add<TextAttribute>(device, "dev", mode_t{0444}, numbers_text(uevent));
+    }
+    text += uevent.lines;
     add<ComputedAttribute>(
-        device, "uevent", mode_t{0644}, [] { return std::string(); }, ignore);
+        device, "uevent", mode_t{0644}, [text] { return text; }, ignore);
     auto& power = add<Directory>(device, "power");
     add<TextAttribute>(power, "runtime_status", mode_t{0444}, "unsupported");
     for (const char* name : {"runtime_active_time", "runtime_suspended_time"})

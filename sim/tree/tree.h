@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -14,6 +15,17 @@
 #include "tree/node.h"
 
 namespace VelmorSim {
+
+/** What the kernel says about a device to programs that look for devices. */
+struct Uevent {
+    /** The name of the device's node below "/dev"; empty if it has none. */
+    std::string node{};
+    /** The node's numbers. */
+    std::int64_t major = 0;
+    std::int64_t minor = 0;
+    /** The lines of its class or bus, each with its newline. */
+    std::string lines{};
+};
 
 /** All files of the device, under their absolute paths. */
 class Tree {
@@ -31,9 +43,9 @@ public:
      * Add a class device. Its directory is at `place`, and the class directory has a link to it. Programs and the
      * record use the path through the class directory.
      */
-    Directory& class_device(const std::string& path, const std::string& place);
+    Directory& class_device(const std::string& path, const std::string& place, const Uevent& uevent = {});
     /** The same, but not visible yet: show() and hide() make it appear and disappear. */
-    Directory& passing_class_device(const std::string& path, const std::string& place);
+    Directory& passing_class_device(const std::string& path, const std::string& place, const Uevent& uevent = {});
     void show(const std::string& path, const std::string& place, Directory& device);
     void hide(const std::string& path, const std::string& place);
     /** Keep this path free for show(). */
@@ -75,7 +87,7 @@ private:
     /** The node at the end of this path from `from`, following at most `links` links, or null. */
     Node* walk(Directory& from, std::string_view path, int links) const;
     void adopt(std::unique_ptr<Node> node);
-    void add_common(Directory& device);
+    void add_common(Directory& device, const Uevent& uevent);
 
     std::vector<std::unique_ptr<Node>> nodes_;
     std::unordered_set<std::string> reserved_;
