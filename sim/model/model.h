@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,6 +16,8 @@
 #include "tree/value.h"
 
 namespace VelmorSim {
+
+class ModemLines;
 
 /** Why the unit went down. */
 struct Ending {
@@ -40,6 +44,8 @@ public:
     std::function<void(const Ending&)> end;
     /** By descriptor: called when it can be read. */
     std::map<int, std::function<void()>> readers;
+    /** The modem lines of serial ports, by the file system and the inode of the pseudo-terminal. */
+    std::map<std::pair<dev_t, ino_t>, ModemLines*> modem_lines;
 
     void name(const std::string& name, Value& value) { values_[name] = &value; }
     void name(const std::string& name, ComputedValue::Getter getter, ComputedValue::Setter setter);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include "common/text.h"
 #include "model/kind.h"
 #include "model/model.h"
+#include "model/modem_lines.h"
 #include "tree/file.h"
 
 namespace VelmorSim {
@@ -63,6 +65,8 @@ public:
         node_ = name.data();
     }
 
+    ModemLines lines;
+
     int descriptor() const { return far_.get(); }
     /** The pseudo-terminal's path, or empty if the machine has none. */
     const std::string& node() const { return node_; }
@@ -104,6 +108,10 @@ const Kind serial_kind("serial", [](Model& model, const std::string& name, Setti
     if (serial.node().empty()) return;
     auto& node = model.tree.add<SerialNode>(path);
     node.stand_in = serial.node();
+    struct stat terminal {};
+    if (stat(serial.node().c_str(), &terminal) == 0)
+        model.modem_lines[{terminal.st_dev, terminal.st_ino}] = &serial.lines;
+    serial.lines.name(model, name);
     if (const auto number = number_behind(path, "/dev/ttymxc")) {
         const auto port = "ttymxc" + std::to_string(*number);
         model.tree.class_device("/sys/class/tty/" + port, "/sys/devices/virtual/tty/" + port,

@@ -108,6 +108,10 @@ std::optional<CallFilter::Call> CallFilter::receive(int listener) {
     return call;
 }
 
+bool CallFilter::is_waiting(int listener, unsigned long long id) {
+    return ioctl(listener, SECCOMP_IOCTL_NOTIF_ID_VALID, &id) == 0;
+}
+
 void CallFilter::answer(int listener, unsigned long long id, int result) {
     send(listener, id, result, 0);
 }

@@ -29,6 +29,8 @@ public:
     static Descriptor install();
     /** The call that waits on the listener, or nothing if its caller has gone. */
     static std::optional<Call> receive(int listener);
+    /** Whether the call still waits: its caller has not been killed, so its thread id is still the caller's. */
+    static bool is_waiting(int listener, unsigned long long id);
     /** Answer the call with 0 or minus the errno. */
     static void answer(int listener, unsigned long long id, int result);
     /** Let the machine's kernel execute the call. HAZARD: never for a restart. */

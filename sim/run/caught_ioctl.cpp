@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "run/caught_ioctl.h"
 
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -10,22 +11,28 @@ namespace VelmorSim {
 
 CaughtIoctl::CaughtIoctl(const CallFilter::Call& call, int caller_process, int caller_thread)
     : id(call.id),
+      caller(call.pid),
+      address(call.arguments[2]),
       process(caller_process),
       thread(caller_thread),
       descriptor(static_cast<int>(call.arguments[0])),
       request(static_cast<unsigned>(call.arguments[1])) {
     if (request == EVIOCGRAB) {
         has_argument = 1;
-        argument = call.arguments[2] != 0 ? 1 : 0;
-    } else if (read_memory(call.pid, call.arguments[2], &argument, sizeof argument)) {
+        argument = address != 0 ? 1 : 0;
+    } else if (!is_for_modem_lines() && read_memory(caller, address, &argument, sizeof argument)) {
         has_argument = 1;
     }
 }
 
 void CaughtIoctl::repeat() {
-    const Descriptor caller(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
-    const Descriptor file(static_cast<int>(syscall(SYS_pidfd_getfd, caller.get(), descriptor, 0)));
-    if (file.is_open()) ::ioctl(file.get(), repeated_ioctl, this);
+    const Descriptor owner(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+    const Descriptor file(static_cast<int>(syscall(SYS_pidfd_getfd, owner.get(), descriptor, 0)));
+    if (!file.is_open() || ::ioctl(file.get(), repeated_ioctl, this) == 0) return;
+    struct stat attributes {};
+    if (fstat(file.get(), &attributes) != 0) return;
+    file_system = attributes.st_dev;
+    inode = attributes.st_ino;
 }
 
 }  // namespace VelmorSim

@@ -20,6 +20,8 @@
 
 #include "board/board.h"
 #include "common/text.h"
+#include "model/modem_lines.h"
+#include "run/caller_memory.h"
 #include "run/caught_ioctl.h"
 #include "run/children.h"
 #include "run/inside.h"
@@ -188,6 +190,7 @@ void Run::handle(Message message) {
         case Message::Kind::ioctl: {
             CaughtIoctl caught;
             std::memcpy(&caught, message.text.data(), sizeof caught);
+            if (caught.is_performed == 0 && caught.is_for_modem_lines()) use_modem_lines(caught);
             if (caught.is_performed != 0) {
                 CallFilter::answer(listener_.get(), caught.id, caught.result);
             } else {
@@ -220,6 +223,23 @@ void Run::pass_on_ioctl(const CallFilter::Call& call) const {
     Message message{.kind = Message::Kind::ioctl};
     std::memcpy(message.text.data(), &caught, sizeof caught);
     channel_.send(std::move(message));
+}
+
+// The lines of a device's port. A call for any other file is left to the machine's kernel.
+void Run::use_modem_lines(CaughtIoctl& caught) {
+    const auto port = model_.modem_lines.find({caught.file_system, caught.inode});
+    if (port == model_.modem_lines.end()) return;
+    caught.is_performed = 1;
+    // The caller may have been killed meanwhile, and its thread id be another's.
+    if (!CallFilter::is_waiting(listener_.get(), caught.id)) return;
+    int bits = port->second->state();
+    if (caught.request == TIOCMGET) {
+        if (!write_memory(caught.caller, caught.address, &bits, sizeof bits)) caught.result = -EFAULT;
+    } else if (read_memory(caught.caller, caught.address, &bits, sizeof bits)) {
+        port->second->drive(caught.request, bits);
+    } else {
+        caught.result = -EFAULT;
+    }
 }
 
 void Run::handle_restart(const CallFilter::Call& caught) {

@@ -63,6 +63,7 @@ private:
     void handle_call();
     void handle_restart(const CallFilter::Call& call);
     void pass_on_ioctl(const CallFilter::Call& call) const;
+    void use_modem_lines(CaughtIoctl& caught);
     void forward_signals() const;
     void end(const Ending& ending);
     void kill_unit();
