@@ -21,6 +21,7 @@
 #include "board/board.h"
 #include "common/text.h"
 #include "model/modem_lines.h"
+#include "run/board_library.h"
 #include "run/caller_memory.h"
 #include "run/caught_ioctl.h"
 #include "run/children.h"
@@ -80,6 +81,7 @@ Run::Run(const RunOptions& options)
 }
 
 int Run::execute() {
+    put_board_library_first(options_.board);
     signals_.take();
     signal_handle_ = Descriptor(signalfd(-1, &signals_.set(), SFD_CLOEXEC | SFD_NONBLOCK));
     try {

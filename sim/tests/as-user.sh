@@ -35,6 +35,10 @@ unshare -m bash -eu -c '
         cp "$1" "$place/bin"
         cp "$2" "$place/lib/libvelmor.so.3"
         set -- "$place/bin/${1##*/}"
+    elif [ "$test" = library ]; then
+        cp -r "$(dirname "$sim")/../lib/velmor" "$place/lib"
+        cp "$1" "$place/lib/libvelmor.so.3"
+        set -- "$place/lib/libvelmor.so.3"
     elif [ "$test" = clients/watchdog ]; then
         cp "$1" "$place/bin" 2>/dev/null || true
         set -- "$place/bin/${1##*/}"

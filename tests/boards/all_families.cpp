@@ -25,7 +25,10 @@
 
 namespace Velmor {
 
-/** A board that exists for the tests: at least one resource of every family, and two where an index must tell. */
+/**
+ * The virtual device's board "all-families": at least one resource of every family, and two where a wrong index must
+ * show.
+ */
 void configure_board(Board& board) {
     using type = Resource::type;
 
