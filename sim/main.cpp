@@ -56,6 +56,8 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
     run->add_option("--script", options.script, "Run the commands of this file while the program runs")
         ->type_name("FILE");
     run->add_option("--name", options.name, "Name of this run for second terminals (default: its process id)");
+    run->add_flag("--device-nodes", options.device_nodes,
+                  "Show device nodes as such in stat, not as plain files; slows down every call of stat");
     run->add_option("program", options.program, "The program and its arguments")->required();
     run->prefix_command(false);
     run->positionals_at_end();

@@ -8,11 +8,13 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 #include <vector>
 
 #include "run/caught_ioctl.h"
+#include "run/caught_stat.h"
 
 namespace VelmorSim {
 
@@ -35,6 +37,17 @@ constexpr std::array<Architecture, 5> architectures = {{
     {AUDIT_ARCH_ARM, 88, 54},
     {AUDIT_ARCH_AARCH64, 142, 29},
 }};
+
+/** That of the simulator itself: its records of stat are the same as the kernel's. */
+#if defined(__x86_64__)
+constexpr unsigned own_architecture = AUDIT_ARCH_X86_64;
+#elif defined(__aarch64__)
+constexpr unsigned own_architecture = AUDIT_ARCH_AARCH64;
+#elif defined(__i386__)
+constexpr unsigned own_architecture = AUDIT_ARCH_I386;
+#else
+constexpr unsigned own_architecture = AUDIT_ARCH_ARM;
+#endif
 
 sock_filter load(std::size_t offset) {
     return {static_cast<unsigned short>(BPF_LD | BPF_W | BPF_ABS), 0, 0, static_cast<unsigned>(offset)};
@@ -67,7 +80,7 @@ void send(int listener, unsigned long long id, int result, unsigned flags) {
 
 }  // namespace
 
-Descriptor CallFilter::install() {
+Descriptor CallFilter::install(bool stats) {
     std::vector<sock_filter> program;
     for (const auto& architecture : architectures) {
         // Only the low half of the request counts; every architecture of the table is little-endian.
@@ -84,6 +97,15 @@ Descriptor CallFilter::install() {
         program.push_back(unless_equal_skip(architecture.ioctl, requests.size()));
         program.insert(program.end(), requests.begin(), requests.end());
     }
+    if (stats) {
+        program.push_back(load(offsetof(seccomp_data, arch)));
+        program.push_back(unless_equal_skip(own_architecture, 1 + 2 * CaughtStat::calls.size()));
+        program.push_back(load(offsetof(seccomp_data, nr)));
+        for (const unsigned call : CaughtStat::calls) {
+            program.push_back(unless_equal_skip(call, 1));
+            program.push_back(end_with(SECCOMP_RET_USER_NOTIF));
+        }
+    }
     program.push_back(end_with(SECCOMP_RET_ALLOW));
     const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
     const auto set = [&filter](unsigned long flags) {
@@ -98,13 +120,16 @@ std::optional<CallFilter::Call> CallFilter::receive(int listener) {
     WithRoom<seccomp_notif> notice;
     if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &notice.value) != 0) return std::nullopt;
     const seccomp_data& data = notice.value.data;
-    Call call{.id = notice.value.id, .pid = static_cast<int>(notice.value.pid)};
+    Call call{
+        .id = notice.value.id, .pid = static_cast<int>(notice.value.pid), .number = static_cast<unsigned>(data.nr)};
     for (std::size_t i = 0; i < call.arguments.size(); i++) call.arguments.at(i) = data.args[i];
     // Anything else is handled as a restart, which is never let through.
     for (const auto& architecture : architectures) {
-        if (data.arch == architecture.name && static_cast<unsigned>(data.nr) == architecture.ioctl)
-            call.kind = Kind::ioctl;
+        if (data.arch == architecture.name && call.number == architecture.ioctl) call.kind = Kind::ioctl;
     }
+    const auto& stats = CaughtStat::calls;
+    if (data.arch == own_architecture && std::find(stats.begin(), stats.end(), call.number) != stats.end())
+        call.kind = Kind::stat;
     return call;
 }
 

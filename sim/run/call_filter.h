@@ -9,24 +9,30 @@
 namespace VelmorSim {
 
 /**
- * The system calls of the processes inside that a seccomp filter stops before they are executed: the restart call, and
- * ioctls with an argument that neither FUSE nor a pseudo-terminal would pass on.
+ * The system calls of the processes inside that a seccomp filter stops before they are executed: the restart call,
+ * ioctls with an argument that neither FUSE nor a pseudo-terminal would pass on, and on request those of the stat
+ * family.
  *
  * HAZARD: once the listener is closed, the kernel fails all of them with ENOSYS.
  */
 class CallFilter {
 public:
-    enum class Kind { restart, ioctl };
+    enum class Kind { restart, ioctl, stat };
     struct Call {
         unsigned long long id = 0;
         /** The thread id, as outside. */
         int pid = 0;
         Kind kind = Kind::restart;
-        std::array<unsigned long, 4> arguments{};
+        /** The system call's number. */
+        unsigned number = 0;
+        std::array<unsigned long, 5> arguments{};
     };
 
-    /** Stop the calls in this process and its children from now on. Returns the listener, or none and sets errno. */
-    static Descriptor install();
+    /**
+     * Stop the calls in this process and its children from now on; those of the stat family only if `stats`. Returns
+     * the listener, or none and sets errno.
+     */
+    static Descriptor install(bool stats);
     /** The call that waits on the listener, or nothing if its caller has gone. */
     static std::optional<Call> receive(int listener);
     /** Whether the call still waits: its caller has not been killed, so its thread id is still the caller's. */

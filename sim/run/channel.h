@@ -15,7 +15,7 @@ struct Message {
         fuse,
         /** Carries a descriptor: the inner "/proc". */
         proc,
-        /** Carries a descriptor: the listener for the system calls that the filter stops. */
+        /** Carries a descriptor: the listener for the system calls that the filter stops. `number` is st_dev there. */
         listener,
         /** `text` holds a CaughtIoctl. To the inside: repeat it. Back: what has become of it. */
         ioctl,

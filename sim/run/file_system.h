@@ -54,8 +54,13 @@ public:
     /** Where requests come in; -1 before attach(). */
     int descriptor() const { return is_attached() ? fuse_session_fd(session_) : -1; }
 
+    /** What stat shows of it, without the file system's number. */
+    struct stat stat_of(const Node& node) const;
+
     /** The "/proc" of the processes inside. The device's "/proc" links to its entries. */
     InnerProc inner_proc;
+    /** Whether directories list device nodes as such. */
+    bool lists_device_nodes = false;
 
 private:
     /** A read that waits until there is something to read. */
@@ -94,7 +99,6 @@ private:
     using Listing = std::vector<std::pair<std::string, struct stat>>;
     struct Operations;
 
-    struct stat stat_of(const Node& node) const;
     struct stat stat_of_link(std::uint64_t inode) const;
 
     void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);

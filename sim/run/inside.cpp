@@ -6,6 +6,7 @@
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -114,7 +115,7 @@ void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
 }
 
 void Inside::build_root(bool own_pids, bool as_root) const {
-    Root root(model_, as_root);
+    Root root(model_, as_root, device_nodes_);
     root.begin();
     if (!root.mount_proc()) {
         if (own_pids) {
@@ -136,12 +137,20 @@ void Inside::program_process(bool own_pids) const {
         fail(error.what());
     }
     if (!own_pids) prctl(PR_SET_PDEATHSIG, SIGKILL);
-    auto listener = CallFilter::install();
+    struct stat served {};
+    if (device_nodes_) stat("/sys", &served);
+    auto listener = CallFilter::install(device_nodes_);
     // If the filter is missing, a PID namespace is enough: it belongs to another user namespace than the program, so
     // the kernel fails the call with EPERM.
     if (!listener.is_open() && !own_pids)
         fail("the restart call cannot be intercepted: " + std::system_category().message(errno));
-    if (listener.is_open()) channel_.send({.kind = Message::Kind::listener, .descriptor = std::move(listener)});
+    if (device_nodes_ && !listener.is_open())
+        fail("stat cannot be intercepted for --device-nodes: " + std::system_category().message(errno));
+    if (listener.is_open()) {
+        channel_.send({.kind = Message::Kind::listener,
+                       .number = static_cast<int>(served.st_dev),
+                       .descriptor = std::move(listener)});
+    }
     std::vector<std::string> program = program_;
     std::vector<char*> words;
     words.reserve(program.size() + 1);

@@ -20,8 +20,9 @@ class Signals;
  */
 class Inside {
 public:
-    Inside(const Model& model, const Signals& signals, std::vector<std::string> program)
-        : model_(model), signals_(signals), program_(std::move(program)) {}
+    /** `device_nodes`: whether stat shows device nodes as such. */
+    Inside(const Model& model, const Signals& signals, std::vector<std::string> program, bool device_nodes)
+        : model_(model), signals_(signals), program_(std::move(program)), device_nodes_(device_nodes) {}
 
     /**
      * Start the first process in its own namespaces. `channel` becomes the simulator's end of the connection to it.
@@ -40,6 +41,7 @@ private:
     const Model& model_;
     const Signals& signals_;
     std::vector<std::string> program_;
+    bool device_nodes_;
     /** The other end; closed in the simulator. */
     Channel channel_;
 };

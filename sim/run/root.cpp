@@ -5,6 +5,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <array>
@@ -15,6 +16,7 @@
 #include <system_error>
 
 #include "model/model.h"
+#include "run/device_node.h"
 #include "run/inner_proc.h"
 #include "tree/directory.h"
 
@@ -204,7 +206,7 @@ void Root::place_device_files(const Directory& device, const std::string& place)
         if (S_ISDIR(node->mode())) {
             make_directory(to);
         } else {
-            make_file(to);
+            make_place(to, !node->stand_in.empty() || device_number(*node) != 0);
         }
         if (node->stand_in.empty()) {
             must_bind(root + served + node->path, to);
@@ -214,13 +216,20 @@ void Root::place_device_files(const Directory& device, const std::string& place)
     }
 }
 
+// A file to mount a file on. A directory lists the type of this one, not that of the mounted one.
+void Root::make_place(const std::string& path, bool is_device) const {
+    // The only device node that a user namespace may make; its number belongs to no device.
+    const bool is_made = device_nodes_ && is_device && mknod(path.c_str(), S_IFCHR | 0644, makedev(0, 0)) == 0;
+    if (!is_made) make_file(path);
+}
+
 void Root::fill_dev() {
     const auto dev = root + "/dev";
     make_directory(dev);
     for (const char* name : {"null", "zero", "full", "random", "urandom", "tty", "ptmx"}) {
         const auto from = std::string("/dev/") + name;
         if (access(from.c_str(), F_OK) != 0) continue;
-        make_file(dev + "/" + name);
+        make_place(dev + "/" + name, true);
         must_bind(from, dev + "/" + name);
     }
     for (const char* name : {"pts", "shm"}) {

@@ -22,8 +22,10 @@ class Model;
  */
 class Root {
 public:
-    /** `as_root`: the simulator was started by the machine's root. */
-    Root(const Model& model, bool as_root) : model_(model), as_root_(as_root) {}
+    /** `as_root`: the simulator was started by the machine's root. `device_nodes`: "/dev" lists device nodes as such.
+     */
+    Root(const Model& model, bool as_root, bool device_nodes)
+        : model_(model), as_root_(as_root), device_nodes_(device_nodes) {}
 
     /** Take a private copy of the mounts, and mount the new root, which is empty. */
     void begin();
@@ -45,6 +47,7 @@ private:
     /** Fill a directory with links to the machine's entries and with the device's files. */
     void shadow(const std::string& machine, const std::string& copy, const std::string& place, const Directory& device);
     void place_device_files(const Directory& device, const std::string& place);
+    void make_place(const std::string& path, bool is_device) const;
     void fill_dev();
     void fill_sys();
     void cover(const std::string& path);
@@ -52,6 +55,7 @@ private:
 
     const Model& model_;
     bool as_root_;
+    bool device_nodes_;
     std::string sbin_;
     std::vector<std::pair<std::string, Descriptor>> kept_;
 };

@@ -24,7 +24,9 @@
 #include "run/board_library.h"
 #include "run/caller_memory.h"
 #include "run/caught_ioctl.h"
+#include "run/caught_stat.h"
 #include "run/children.h"
+#include "run/device_node.h"
 #include "run/inside.h"
 #include "run/restart_call.h"
 
@@ -76,6 +78,7 @@ Run::Run(const RunOptions& options)
     }
     if (!options_.trace.empty()) recorder_.trace_to(options_.trace);
     if (options_.explain) recorder_.explain();
+    files_.lists_device_nodes = options_.device_nodes;
     model_.end = [this](const Ending& ending) { end(ending); };
     server_.emplace(options_.name.empty() ? std::to_string(getpid()) : options_.name, commands_);
 }
@@ -110,7 +113,7 @@ void Run::start(bool own_pids) {
     own_pids_ = own_pids;
     // The processes inside become our children if the first one is killed.
     if (!own_pids) prctl(PR_SET_CHILD_SUBREAPER, 1);
-    Inside inside(model_, signals_, options_.program);
+    Inside inside(model_, signals_, options_.program, options_.device_nodes);
     first_ = inside.start(own_pids, channel_);
     first_handle_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, first_, 0)));
     if (!first_handle_.is_open())
@@ -188,7 +191,10 @@ void Run::handle(Message message) {
     switch (message.kind) {
         case Message::Kind::fuse: files_.attach(std::move(message.descriptor)); break;
         case Message::Kind::proc: files_.inner_proc = InnerProc(std::move(message.descriptor)); break;
-        case Message::Kind::listener: listener_ = std::move(message.descriptor); break;
+        case Message::Kind::listener:
+            listener_ = std::move(message.descriptor);
+            served_ = static_cast<dev_t>(message.number);
+            break;
         case Message::Kind::ioctl: {
             CaughtIoctl caught;
             std::memcpy(&caught, message.text.data(), sizeof caught);
@@ -212,10 +218,10 @@ void Run::handle(Message message) {
 void Run::handle_call() {
     const auto call = CallFilter::receive(listener_.get());
     if (!call) return;
-    if (call->kind == CallFilter::Kind::ioctl) {
-        pass_on_ioctl(*call);
-    } else {
-        handle_restart(*call);
+    switch (call->kind) {
+        case CallFilter::Kind::ioctl: pass_on_ioctl(*call); break;
+        case CallFilter::Kind::stat: answer_stat(*call); break;
+        case CallFilter::Kind::restart: handle_restart(*call); break;
     }
 }
 
@@ -241,6 +247,29 @@ void Run::use_modem_lines(CaughtIoctl& caught) {
         port->second->drive(caught.request, bits);
     } else {
         caught.result = -EFAULT;
+    }
+}
+
+// Only for the device's own device nodes; any other call goes on as it is.
+void Run::answer_stat(const CallFilter::Call& call) const {
+    const CaughtStat caught(call);
+    const auto* node = caught.device_node(model_.tree);
+    bool is_answered = false;
+    // If the caller has been killed meanwhile, its thread id may be another's.
+    if (node != nullptr && CallFilter::is_waiting(listener_.get(), call.id)) {
+        auto attributes = files_.stat_of(*node);
+        attributes.st_dev = served_;
+        attributes.st_rdev = device_number(*node);
+        attributes.st_mode = S_IFCHR | (attributes.st_mode & ~mode_t{S_IFMT});
+        // The program sees the calling user as root.
+        attributes.st_uid = 0;
+        attributes.st_gid = 0;
+        is_answered = caught.write(attributes);
+    }
+    if (is_answered) {
+        CallFilter::answer(listener_.get(), call.id, 0);
+    } else {
+        CallFilter::let_through(listener_.get(), call.id);
     }
 }
 

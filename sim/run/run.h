@@ -33,6 +33,7 @@ struct RunOptions {
     std::vector<std::string> delays{};
     std::string script{};
     std::string name{};
+    bool device_nodes = false;
     std::vector<std::string> program{};
 };
 
@@ -64,6 +65,7 @@ private:
     void handle_restart(const CallFilter::Call& call);
     void pass_on_ioctl(const CallFilter::Call& call) const;
     void use_modem_lines(CaughtIoctl& caught);
+    void answer_stat(const CallFilter::Call& call) const;
     void forward_signals() const;
     void end(const Ending& ending);
     void kill_unit();
@@ -89,6 +91,8 @@ private:
     Channel channel_;
     Descriptor first_handle_;
     Descriptor listener_;
+    /** The number of the device's file system, as programs see it. */
+    dev_t served_ = 0;
     Descriptor signal_handle_;
 
     std::optional<Ending> ending_;

@@ -9,7 +9,7 @@ for command in run boards runs set raw get list watch wait-for fault delay clear
     grep -q "^\.[BT][PRI]* *\"\?$command\|^\.B.* $command" "$page" || grep -q "\\\\fB$command" "$page" ||
         { echo "$command is not in the manual page" && status=1; }
 done
-for option in $("$sim" run --help | grep -o '^  --[a-z]*'); do
+for option in $("$sim" run --help | grep -o '^  --[a-z-]*'); do
     grep -q -e "${option//-/\\\\-}" "$page" || { echo "$option is not in the manual page" && status=1; }
 done
 exit $status
