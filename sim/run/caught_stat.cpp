@@ -12,7 +12,6 @@
 #include <system_error>
 
 #include "run/caller_memory.h"
-#include "run/device_node.h"
 #include "tree/directory.h"
 #include "tree/tree.h"
 
@@ -89,7 +88,7 @@ const Node* CaughtStat::device_node(const Tree& tree) const {
     const auto slash = found->rfind('/');
     const auto* directory = dynamic_cast<const Directory*>(tree.find(found->substr(0, slash)));
     const Node* node = directory == nullptr ? nullptr : directory->child(found->substr(slash + 1));
-    if (node == nullptr || device_number(*node) == 0) return nullptr;
+    if (node == nullptr || node->device == 0) return nullptr;
     // In another root the path leads to another file.
     return read_link("root") == "/" ? node : nullptr;
 }

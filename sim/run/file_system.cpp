@@ -19,7 +19,6 @@
 #include "model/model.h"
 #include "record/faults.h"
 #include "record/recorder.h"
-#include "run/device_node.h"
 #include "tree/directory.h"
 #include "tree/link.h"
 
@@ -375,7 +374,7 @@ FileSystem::Listing FileSystem::list(const Directory& directory) {
     entries.emplace_back("..", stat_of(*directory.parent));
     for (const auto& [name, node] : directory.children()) {
         auto& attributes = entries.emplace_back(name, stat_of(*node)).second;
-        if (lists_device_nodes && device_number(*node) != 0) attributes.st_mode = S_IFCHR;
+        if (lists_device_nodes && node->device != 0) attributes.st_mode = S_IFCHR;
     }
     if (directory.path != "/proc") return entries;
     for (const auto& name : inner_proc.names()) {

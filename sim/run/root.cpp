@@ -16,7 +16,6 @@
 #include <system_error>
 
 #include "model/model.h"
-#include "run/device_node.h"
 #include "run/inner_proc.h"
 #include "tree/directory.h"
 
@@ -206,7 +205,7 @@ void Root::place_device_files(const Directory& device, const std::string& place)
         if (S_ISDIR(node->mode())) {
             make_directory(to);
         } else {
-            make_place(to, !node->stand_in.empty() || device_number(*node) != 0);
+            make_place(to, !node->stand_in.empty() || node->device != 0);
         }
         if (node->stand_in.empty()) {
             must_bind(root + served + node->path, to);

@@ -26,7 +26,6 @@
 #include "run/caught_ioctl.h"
 #include "run/caught_stat.h"
 #include "run/children.h"
-#include "run/device_node.h"
 #include "run/inside.h"
 #include "run/restart_call.h"
 
@@ -259,7 +258,7 @@ void Run::answer_stat(const CallFilter::Call& call) const {
     if (node != nullptr && CallFilter::is_waiting(listener_.get(), call.id)) {
         auto attributes = files_.stat_of(*node);
         attributes.st_dev = served_;
-        attributes.st_rdev = device_number(*node);
+        attributes.st_rdev = node->device;
         attributes.st_mode = S_IFCHR | (attributes.st_mode & ~mode_t{S_IFMT});
         // The program sees the calling user as root.
         attributes.st_uid = 0;

@@ -28,6 +28,8 @@ public:
     bool comes_and_goes = false;
     /** How often the name has been removed; descriptors from before fail with ENODEV. */
     unsigned incarnation = 0;
+    /** The numbers of a device node that is served as a plain file; 0 for all others. */
+    dev_t device = 0;
     /** The path of the machine's node that is mounted here instead of a served file, or empty. */
     std::string stand_in;
 

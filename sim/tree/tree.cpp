@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tree/tree.h"
 
+#include <sys/sysmacros.h>
+
 #include <algorithm>
 #include <filesystem>
 
@@ -76,6 +78,9 @@ Directory& Tree::class_device(const std::string& path, const std::string& place,
     if (!uevent.node.empty()) {
         const auto entry = "/sys/dev/char/" + numbers_text(uevent);
         add<Link>(entry, relative_link(entry, place));
+        auto* node = find("/dev/" + uevent.node);
+        if (node != nullptr && node->stand_in.empty())
+            node->device = makedev(static_cast<unsigned>(uevent.major), static_cast<unsigned>(uevent.minor));
     }
     return device;
 }

@@ -41,7 +41,7 @@ public:
     Directory& directory(const std::string& path);
     /**
      * Add a class device. Its directory is at `place`, and the class directory has a link to it. Programs and the
-     * record use the path through the class directory.
+     * record use the path through the class directory. Add its node before it.
      */
     Directory& class_device(const std::string& path, const std::string& place, const Uevent& uevent = {});
     /** The same, but not visible yet: show() and hide() make it appear and disappear. */

@@ -66,6 +66,10 @@ misc: 1
 thermal: 2" on_device 'udevadm info --export-db | sed -n "s/^E: SUBSYSTEM=//p" | sort | uniq -c |
     sed -nE "s/ *([0-9]+) (input|leds|misc|thermal)$/\2: \1/p"'
 
+expect "nodes, by name" 0 "/devices/virtual/input/input0/event0
+/devices/platform/imx2-wdt.0/misc/watchdog" "$sim" run --board all-families --device-nodes -- \
+    sh -c 'udevadm info -q path -n /dev/input/event0; udevadm info -q path -n /dev/watchdog'
+
 # The machine's database describes the machine's devices.
 if [ "$(id -u)" = 0 ] && unshare -m true 2>/dev/null; then
     expect "with a database on the machine" 0 "13:64
