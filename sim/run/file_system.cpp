@@ -7,8 +7,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iostream>
@@ -221,7 +219,6 @@ FileSystem::~FileSystem() {
         if (handle.poller != nullptr) fuse_pollhandle_destroy(handle.poller);
     }
     detach();
-    std::free(buffer_.mem);  // NOLINT: the FUSE library allocated it with malloc
 }
 
 void FileSystem::detach() {
@@ -250,10 +247,16 @@ void FileSystem::attach(Descriptor fuse) {
 
 void FileSystem::serve(int most) {
     for (; most > 0 && fuse_session_exited(session_) == 0; most--) {
-        const int result = fuse_session_receive_buf(session_, &buffer_);
-        if (result == -EINTR) continue;
-        if (result <= 0) return;
-        fuse_session_process_buf(session_, &buffer_);
+        // The FUSE library's own function would print an error if the kernel ends the connection just now.
+        const auto length = ::read(descriptor(), buffer_.data(), buffer_.size());
+        // ENOENT: the request has been interrupted.
+        if (length < 0 && (errno == EINTR || errno == ENOENT)) continue;
+        if (length < 0 && errno == ENODEV) fuse_session_exit(session_);
+        if (length <= 0) return;
+        fuse_buf request{};
+        request.mem = buffer_.data();
+        request.size = static_cast<std::size_t>(length);
+        fuse_session_process_buf(session_, &request);
         settle();
     }
 }

@@ -141,7 +141,8 @@ private:
     Recorder& recorder_;
     Faults& faults_;
     fuse_session* session_ = nullptr;
-    fuse_buf buffer_{};
+    /** Of the request that is being served. */
+    std::vector<char> buffer_;
     std::list<Handle> handles_;
     std::map<fuse_req_t, Waiting> waiting_;
     std::map<fuse_req_t, Delayed> delayed_;
