@@ -10,6 +10,7 @@ events() {
 }
 "$sim" run --name "on-$$" --board all-families --trace trace -- bash -c '
     sim=$1 name=$2
+    touch plain grabbing second
     evtest /dev/input/event2 >plain & plain=$!
     until grep -q Testing plain; do sleep 0.05; done
     "$sim" set --name "$name" keys.33 1
