@@ -101,6 +101,7 @@ int act(int argc, char** argv) {
     add_control("list", "Print all values, or those that match, and their files", "[PATTERN]");
     add_control("watch", "Print values whenever they change, until the run ends", "NAME...");
     add_control("wait-for", "Wait until a condition holds, for at most TIME (default: 10 s)", "CONDITION [TIME]");
+    add_control("wait-for-act", "Wait until a program does this, for at most TIME (default: 10 s)", "PATH:OP [TIME]");
     add_control("fault", "Make the N-th matching act from now on fail, or all of them", "PATH:OP:ERRNO[:N]");
     add_control("delay", "Delay matching acts by MS milliseconds", "PATH:OP:MS");
     add_control("clear", "Remove all faults and delays", "");

@@ -20,6 +20,7 @@ public:
     /** Run set, raw, get, list, fault, delay or clear. Returns what to print; throws std::invalid_argument. */
     std::string run(const Words& words);
     Model& model() const { return model_; }
+    Faults& faults() const { return faults_; }
 
 private:
     Model& model_;

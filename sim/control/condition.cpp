@@ -48,4 +48,11 @@ bool Condition::holds(Model& model) const {
     return relation_ == ">" ? left > right : left >= right;
 }
 
+std::string Condition::found(Model& model) const {
+    const auto* value = model.value(name_);
+    if (value == nullptr) return "the value has no file now";
+    const auto now = value->get();
+    return "the last value is " + (now.empty() ? "empty" : now);
+}
+
 }  // namespace VelmorSim

@@ -15,6 +15,8 @@ public:
 
     /** False as long as the value does not exist, whatever the condition is. */
     bool holds(Model& model) const;
+    /** The value now, in words: "the last value is 4". */
+    std::string found(Model& model) const;
 
 private:
     std::string name_;

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "common/file_text.h"
 #include "model/model.h"
@@ -17,9 +18,15 @@ namespace VelmorSim {
 
 namespace {
 
-constexpr auto patience = std::chrono::seconds(10);
-constexpr std::string_view script_commands[] = {"set",   "raw",   "get",   "list",    "fault",
-                                                "delay", "clear", "sleep", "wait-for"};
+constexpr std::string_view script_commands[] = {"set",   "raw",   "get",   "list",     "fault",
+                                                "delay", "clear", "sleep", "wait-for", "wait-for-act"};
+/** After one of these, only later acts count. */
+constexpr std::string_view changing_commands[] = {"set", "raw", "fault", "delay", "clear"};
+
+template <std::size_t count>
+bool is_among(const std::string_view (&commands)[count], const std::string& word) {
+    return std::find(std::begin(commands), std::end(commands), word) != std::end(commands);
+}
 
 Words split(const std::string& line) {
     std::istringstream stream(line);
@@ -53,6 +60,7 @@ Script::Script(const std::string& file, Commands& commands) : file_(file), comma
         }
         lines_.push_back(std::move(line));
     }
+    expect_act(0);
 }
 
 // Rejects mistakes that can be found before the program starts.
@@ -61,16 +69,12 @@ void Script::check(const Line& line) {
     if (words[0] == "sleep") {
         if (words.size() != 2) throw std::invalid_argument(R"("sleep" should be "sleep TIME")");
         duration(words[1]);
-    } else if (words[0] == "wait-for") {
-        if (words.size() != 2 && words.size() != 3)
-            throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
-        const Condition condition(commands_.model(), words[1]);
-        if (words.size() == 3) duration(words[2]);
-    } else if (std::find(std::begin(script_commands), std::end(script_commands), words[0]) ==
-               std::end(script_commands)) {
+    } else if (Wait::is_command(words[0])) {
+        const Wait wait(commands_, words);
+    } else if (!is_among(script_commands, words[0])) {
         throw std::invalid_argument("\"" + words[0] +
                                     "\" is not a script command; those are set, raw, get, list, fault, delay, clear, "
-                                    "sleep and wait-for");
+                                    "sleep, wait-for and wait-for-act");
     } else if (words[0] == "set" || words[0] == "raw" || words[0] == "get") {
         commands_.model().known_value(words.size() < 2 ? "" : words[1]);
     }
@@ -89,19 +93,34 @@ bool Script::go_on(const Line& line) {
         timers.after(duration(line.words[1]), [this] { sleeping_ = false; });
         return true;
     }
-    if (line.words[0] != "wait-for") {
+    if (!Wait::is_command(line.words[0])) {
         std::cout << commands_.run(line.words) << std::flush;
+        if (is_among(changing_commands, line.words[0])) expect_act(next_ + 1);
         return true;
     }
     if (!awaited_) {
-        awaited_.emplace(commands_.model(), line.words[1]);
-        const auto most = line.words.size() == 3 ? duration(line.words[2]) : std::chrono::milliseconds(patience);
-        deadline_ = timers.after(most, [this] { fail("timed out waiting for " + lines_[next_].words[1]); });
+        if (Wait::is_for_act(line.words[0])) {
+            awaited_ = std::move(expected_);
+        } else {
+            awaited_ = std::make_unique<Wait>(commands_, line.words);
+        }
+        deadline_ = timers.after(awaited_->longest(), [this] {
+            if (!awaited_->is_over()) fail(awaited_->failure("timed out"));
+        });
     }
-    if (!awaited_->holds(commands_.model())) return false;
+    if (!awaited_->is_over()) return false;
     timers.cancel(*deadline_);
     awaited_.reset();
+    if (Wait::is_for_act(line.words[0])) expect_act(next_ + 1);
     return true;
+}
+
+// From now on acts count for the next wait-for-act.
+void Script::expect_act(std::size_t from) {
+    expected_.reset();
+    for (auto i = from; i < lines_.size() && !expected_; i++) {
+        if (Wait::is_for_act(lines_[i].words[0])) expected_ = std::make_unique<Wait>(commands_, lines_[i].words);
+    }
 }
 
 void Script::step() {
@@ -114,6 +133,10 @@ void Script::step() {
         }
         next_++;
     }
+}
+
+void Script::step_after_act() {
+    if (awaited_ && awaited_->has_act()) step();
 }
 
 }  // namespace VelmorSim

@@ -2,19 +2,20 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "common/timers.h"
 #include "control/commands.h"
-#include "control/condition.h"
+#include "control/wait.h"
 
 namespace VelmorSim {
 
 /**
- * Commands from a file, one per line: those of Commands, "sleep TIME" and "wait-for CONDITION [TIME]". '#' starts a
- * comment. A word that contains blanks is in double quotes.
+ * Commands from a file, one per line: those of Commands, "sleep TIME", "wait-for CONDITION [TIME]" and "wait-for-act
+ * PATH:OP [TIME]". '#' starts a comment. A word that contains blanks is in double quotes.
  */
 class Script {
 public:
@@ -23,6 +24,8 @@ public:
 
     /** Run commands until one has to wait. */
     void step();
+    /** The same, if an act has ended a wait: what follows must run before the next act. */
+    void step_after_act();
     /** Called with file, line and reason when a command fails. */
     std::function<void(const std::string&)> failed;
 
@@ -35,13 +38,16 @@ private:
     void check(const Line& line);
     void fail(const std::string& reason);
     bool go_on(const Line& line);
+    void expect_act(std::size_t from);
 
     std::string file_;
     Commands& commands_;
     std::vector<Line> lines_;
     std::size_t next_ = 0;
     bool sleeping_ = false;
-    std::optional<Condition> awaited_;
+    /** The next "wait-for-act": acts count before the script gets there. */
+    std::unique_ptr<Wait> expected_;
+    std::unique_ptr<Wait> awaited_;
     std::optional<Timers::Id> deadline_;
 };
 

@@ -94,7 +94,6 @@ void Server::receive(Client& client) {
 }
 
 void Server::command(Client& client, const Words& words) {
-    constexpr std::chrono::seconds default_wait(10);
     if (words.empty()) throw std::invalid_argument("the command is empty");
     if (words[0] == "watch") {
         for (std::size_t i = 1; i < words.size(); i++) {
@@ -105,15 +104,13 @@ void Server::command(Client& client, const Words& words) {
         client.most_unsent = client.unsent.size() + most_behind;
         return;
     }
-    if (words[0] == "wait-for") {
-        if (words.size() != 2 && words.size() != 3)
-            throw std::invalid_argument(R"("wait-for" should be "wait-for NAME=VALUE [TIME]")");
-        const auto most = words.size() == 3 ? duration(words[2]) : std::chrono::milliseconds(default_wait);
-        client.awaited.emplace(commands_.model(), words[1]);
-        client.deadline = commands_.model().timers.after(most, [&client, condition = words[1]] {
+    if (Wait::is_command(words[0])) {
+        client.awaited.emplace(commands_, words);
+        client.deadline = commands_.model().timers.after(client.awaited->longest(), [&client] {
             client.deadline.reset();
+            const bool is_over = client.awaited->is_over();
+            end(client, is_over, is_over ? "" : client.awaited->failure("timed out"));
             client.awaited.reset();
-            end(client, false, "timed out waiting for " + condition);
         });
         return;
     }
@@ -121,7 +118,7 @@ void Server::command(Client& client, const Words& words) {
 }
 
 void Server::settle(Client& client) {
-    if (client.awaited && client.awaited->holds(commands_.model())) {
+    if (client.awaited && client.awaited->is_over()) {
         client.awaited.reset();
         end(client, true, "");
     }
@@ -154,7 +151,8 @@ void Server::finish() {
     listener_ = Descriptor();
     for (auto& client : clients_) {
         if (!client.has_command) client.gone = true;
-        if (!client.done) end(client, !client.awaited, client.awaited ? "the run is over" : "");
+        if (!client.done)
+            end(client, !client.awaited, client.awaited ? client.awaited->failure("the run ended while") : "");
     }
     settle();
     // Terminals that read get the rest of their answers. One that does not read must not hold up the end.

@@ -14,7 +14,7 @@
 #include "common/descriptor.h"
 #include "common/timers.h"
 #include "control/commands.h"
-#include "control/condition.h"
+#include "control/wait.h"
 
 namespace VelmorSim {
 
@@ -29,7 +29,7 @@ public:
 
     void add_to(std::vector<pollfd>& events) const;
     void serve(const std::vector<pollfd>& events);
-    /** Call when the device may have changed: reports new values, and conditions that now hold. */
+    /** Call when the device may have changed: reports new values, and ends the waits that are over. */
     void settle();
     /** The run is over: end every command that is still running. */
     void finish();
@@ -40,7 +40,7 @@ private:
         std::string received{};
         /** The rest of what it sends is ignored. */
         bool has_command = false;
-        std::optional<Condition> awaited{};
+        std::optional<Wait> awaited{};
         std::optional<Timers::Id> deadline{};
         /** The watched names, each with the value that was last sent. */
         std::vector<std::pair<std::string, std::string>> watched{};

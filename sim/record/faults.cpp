@@ -87,7 +87,30 @@ void Faults::clear() {
     delays_.clear();
 }
 
+std::shared_ptr<const bool> Faults::await(const std::string& text) {
+    std::string rest = text;
+    const auto op = cut_last(rest);
+    if (!is_operation(rest, op) || (rest[0] != '/' && rest != "restart"))
+        refuse(text,
+               "PATH:OP, with an absolute path and OP one of open, read, write, ioctl, close, for example "
+               "/dev/input/event1:open; or restart:call");
+    auto seen = std::make_shared<bool>(false);
+    awaited_.push_back({rest, op, seen});
+    return seen;
+}
+
+void Faults::note(const std::string& path, const std::string& op) {
+    awaited_.remove_if([&](const Awaited& each) {
+        const auto seen = each.seen.lock();
+        if (seen == nullptr) return true;
+        if (each.op != op || !matches(each.path, path)) return false;
+        *seen = true;
+        return true;
+    });
+}
+
 int Faults::next(const std::string& path, const std::string& op) {
+    if (op != "close") note(path, op);
     int error = 0;
     for (auto& fault : faults_) {
         if (fault.op != op || !matches(fault.path, path)) continue;

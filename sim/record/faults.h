@@ -3,22 +3,29 @@
 
 #include <chrono>
 #include <cstdint>
+#include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace VelmorSim {
 
-/** Acts that must fail or take longer. Paths may contain the wildcards * and ?. */
+/** Acts that must fail or take longer, or that somebody waits for. Paths may contain the wildcards * and ?. */
 class Faults {
 public:
     /** PATH:OP:ERRNO[:N]: the N-th such act from now fails; without N, every one. Throws std::invalid_argument. */
     void add_fault(const std::string& text);
     /** PATH:OP:MS: such acts are delayed by that many milliseconds. Throws std::invalid_argument. */
     void add_delay(const std::string& text);
+    /** Forget all faults and delays. */
     void clear();
+    /** PATH:OP: becomes true once such an act has come, whatever its result is. Throws std::invalid_argument. */
+    std::shared_ptr<const bool> await(const std::string& text);
 
-    /** Count this act. Returns the errno with which it fails, or 0. */
+    /** Count this act. Returns the errno with which it fails, or 0. A close is noted only by note_close(). */
     int next(const std::string& path, const std::string& op);
+    /** The last descriptor of an open file has been closed. Those who wait for an act do not wait for other closes. */
+    void note_close(const std::string& path) { note(path, "close"); }
     std::chrono::milliseconds delay(const std::string& path, const std::string& op) const;
 
 private:
@@ -36,8 +43,17 @@ private:
         std::chrono::milliseconds time;
     };
 
+    struct Awaited {
+        std::string path;
+        std::string op;
+        std::weak_ptr<bool> seen;
+    };
+
+    void note(const std::string& path, const std::string& op);
+
     std::vector<Fault> faults_;
     std::vector<Delay> delays_;
+    std::list<Awaited> awaited_;
 };
 
 }  // namespace VelmorSim

@@ -569,6 +569,7 @@ void FileSystem::release(fuse_req_t request, Handle* handle) {
     if (!handle->close_recorded && open.file.is_recorded())
         recorder_.record({.act = "close", .path = open.file.path, .pid = open.pid});
     open.file.release(open);
+    faults_.note_close(open.file.path);
     fuse_reply_err(request, 0);
 }
 
@@ -606,6 +607,7 @@ void FileSystem::notify(Handle& handle) {
 }
 
 void FileSystem::settle() {
+    if (after_act) after_act();
     for (auto* request : std::exchange(interrupted_, {})) {
         end_delay(request, -EINTR);
         wake(request, -EINTR);

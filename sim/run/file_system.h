@@ -51,6 +51,8 @@ public:
     /** The run ends: end every wait, with EINTR. */
     void release_all();
     bool is_attached() const { return session_ != nullptr; }
+    /** Called after each act, before the next one. */
+    std::function<void()> after_act;
     /** Where requests come in; -1 before attach(). */
     int descriptor() const { return is_attached() ? fuse_session_fd(session_) : -1; }
 

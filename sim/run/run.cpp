@@ -74,6 +74,9 @@ Run::Run(const RunOptions& options)
             script_failure_ = reason;
             kill_unit();
         };
+        files_.after_act = [this] {
+            if (!leaving_) script_->step_after_act();
+        };
     }
     if (!options_.trace.empty()) recorder_.trace_to(options_.trace);
     if (options_.explain) recorder_.explain();

@@ -10,7 +10,7 @@ temp=/sys/class/thermal/thermal_zone0/temp
 device=$!
 until [ "$(wc -l <said)" = 64 ]; do sleep 0.05; done
 expect "a command" 0 45000 timeout 100 "$sim" get --name "busy-$$" thermal.temp
-expect "a wait" 1 "velmor-sim: timed out waiting for thermal.temp=1" \
+expect "a wait" 1 "velmor-sim: timed out waiting for thermal.temp=1; the last value is 45000" \
     timeout 100 "$sim" wait-for --name "busy-$$" thermal.temp=1 100ms
 kill -TERM "$device"
 timeout 100 tail --pid="$device" -f /dev/null || fail "a signal does not arrive"

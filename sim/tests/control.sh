@@ -35,7 +35,7 @@ expect "a wrong value" 1 'velmor-sim: thermal.temp: "warm" should be a whole num
 expect "an unknown name" 1 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' on get heat
 expect "list" 0 "motion.rx=0
 motion.x=0" on list 'motion.*'
-expect "a condition that never holds" 1 "velmor-sim: timed out waiting for motion.x>5" on wait-for 'motion.x>5' 100ms
+expect "a condition that never holds" 1 "velmor-sim: timed out waiting for motion.x>5; the last value is 0" on wait-for 'motion.x>5' 100ms
 expect "raw text" 0 "no number" sh -c "'$sim' raw --name $run thermal.temp 'no number\n' && '$sim' get --name $run thermal.temp"
 expect "a line" 0 1 sh -c "'$sim' set --name $run gpio.38 1 && '$sim' get --name $run gpio.38"
 light=/sys/class/backlight/pwm-backlight.0/brightness
@@ -127,12 +127,12 @@ expect "an edge" 0 "open
 took=$(($(now) - start))
 [ "$took" -le 8000 ] || fail "nobody was woken by the edge: $took ms"
 echo 'wait-for backlight.brightness=7 200ms' >script
-expect "a script that fails" 123 "velmor-sim: script:1: timed out waiting for backlight.brightness=7" \
+expect "a script that fails" 123 "velmor-sim: script:1: timed out waiting for backlight.brightness=7; the last value is 4" \
     "$sim" run --script script -- sleep 60
 echo 'set thermal.temp 5
 
 fly' >script
-expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is not a script command; those are set, raw, get, list, fault, delay, clear, sleep and wait-for' \
+expect "a script that is wrong" 125 'velmor-sim: script:3: "fly" is not a script command; those are set, raw, get, list, fault, delay, clear, sleep, wait-for and wait-for-act' \
     "$sim" run --script script -- true
 unreadable='--script takes a file of commands'
 expect "a script that is a directory" 125 "velmor-sim: .: cannot be read (Is a directory); $unreadable" "$sim" run --script . -- echo started

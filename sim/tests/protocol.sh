@@ -23,9 +23,9 @@ $value=1
 >0 True
 >=1 True
 =1 True" scenario vanish
-expect "a second command on a connection" 0 "timed out waiting for thermal.temp=1 0
+expect "a second command on a connection" 0 "timed out waiting for thermal.temp=1; the last value is 45000 0
 45000
-timed out waiting for thermal.temp=2" scenario second
+timed out waiting for thermal.temp=2; the last value is 45000" scenario second
 expect "a watch that is read late" 0 "True
 a command may have 65536 bytes at most" scenario late
 expect "a watch that is not read" 0 "thermal.temp=45000
