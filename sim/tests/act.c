@@ -99,7 +99,7 @@ static int event(const char* path) {
     struct pollfd wait = {open(path, O_RDONLY | O_CLOEXEC), POLLIN, 0};
     printf("open\n");
     fflush(stdout);
-    if (poll(&wait, 1, 10000) != 1 || (wait.revents & POLLIN) == 0) return 1;
+    if (poll(&wait, 1, 100000) != 1 || (wait.revents & POLLIN) == 0) return 1;
     if (read(wait.fd, events, sizeof events) != (ssize_t)sizeof events) return 2;
     printf("%d %d %d\n", events[0].type, events[0].code, events[0].value);
     fflush(stdout);
@@ -115,7 +115,7 @@ static int change(const char* path) {
     if (read(wait.fd, text, sizeof text) < 0) return 1;
     printf("open\n");
     fflush(stdout);
-    if (poll(&wait, 1, 10000) != 1) return 2;
+    if (poll(&wait, 1, 100000) != 1) return 2;
     const ssize_t length = pread(wait.fd, text, sizeof text, 0);
     return length > 0 && write(STDOUT_FILENO, text, (size_t)length) == length ? 0 : 3;
 }

@@ -15,7 +15,7 @@ named() {
 named >named-before
 gone() {
     local i=0
-    while [ "$(left)" != 0 ] && [ "$i" -lt 100 ]; do sleep 0.05 && i=$((i + 1)); done
+    while [ "$(left)" != 0 ] && [ "$i" -lt 1200 ]; do sleep 0.05 && i=$((i + 1)); done
     left
 }
 for signal in KILL TERM HUP; do

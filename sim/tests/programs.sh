@@ -187,10 +187,8 @@ RECORD
 expect "the record of a $kind program" 0 "" diff expected acts
 
 [ "$kind" != python ] || finish
-echo 'wait-for keys.33=0 1s
-sleep 200ms
+echo 'wait-for-act /dev/input/event2:open 120s
 set keys.33 1
-sleep 50ms
 set keys.33 0' >script
 expect "key presses in a $kind program" 0 "open
 1 33 1

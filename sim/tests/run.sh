@@ -25,8 +25,11 @@ if command -v script >/dev/null; then
 fi
 expect "a program that does not exist" 127 "velmor-sim: ./none: No such file or directory" "$sim" run -- ./none
 expect "a file that is not a program" 126 "velmor-sim: /etc/passwd: Permission denied" "$sim" run -- /etc/passwd
-expect "a signal to the simulator reaches the program" 9 "caught" timeout --foreground --preserve-status 1 "$sim" run -- \
-    sh -c 'trap "echo caught; exit 9" TERM; while :; do sleep 0.1; done'
+"$sim" run -- sh -c 'trap "echo caught; exit 9" TERM; touch waiting; while :; do sleep 0.1; done' >caught &
+until [ -e waiting ]; do sleep 0.05; done
+kill -TERM $!
+wait $!
+expect "a signal to the simulator reaches the program" 0 "9 caught" echo $? "$(cat caught)"
 expect "process numbers of its own" 0 "2" "$sim" run -- sh -c 'echo $$'
 expect "the values of the default board" 0 "4" "$sim" run -- cat /sys/class/backlight/pwm-backlight.0/brightness
 for board in $("$sim" boards | cut -d' ' -f1); do

@@ -72,7 +72,7 @@ if grep -q none said; then
 else
     before=$(memory $device)
     echo >&7
-    expect "a command during a flood" 0 9600 timeout 20 "$sim" get --name "flood-$$" ttymxc4.speed
+    expect "a command during a flood" 0 9600 timeout 100 "$sim" get --name "flood-$$" ttymxc4.speed
     until grep -q "done" said; do sleep 0.05; done
     at_most "KiB before and after a flood on a serial line" 2 "$before" "$(memory $device)"
 fi

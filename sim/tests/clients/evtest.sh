@@ -19,7 +19,9 @@ events() {
     until grep -q Testing grabbing; do sleep 0.05; done
     "$sim" set --name "$name" keys.33 0
     until grep -q "value 0" grabbing; do sleep 0.05; done
-    timeout 1 evtest --grab /dev/input/event2 >second; grep "grabbed by" second
+    evtest --grab /dev/input/event2 >second & second=$!
+    until grep "grabbed by" second; do sleep 0.05; done
+    kill $second; wait $second
     kill $grabbing; wait $grabbing
     "$sim" set --name "$name" keys.33 1
     "$sim" set --name "$name" keys.33 0
@@ -34,7 +36,8 @@ type 1 (EV_KEY), code 33 (KEY_F), value 0" sh -c "$(declare -f events); events p
 expect "the record" 0 '"request":"0x40044590","in":"01000000","out":"","result":0' \
     sh -c "grep -m1 0x40044590 trace | grep -o '\"request.*result\":[^,]*'"
 grabs() {
-    "$sim" run --board all-families "$@" -- timeout 1 evtest --grab /dev/input/event0
+    "$sim" run --board all-families "$@" -- sh -c 'evtest --grab /dev/input/event0 >said & until grep -q Testing said; do sleep 0.05; done
+        kill $!; wait $!; cat said'
 }
 grabs --trace all >free
 expect "without another program" 1 "" grep grabbed free
