@@ -25,7 +25,7 @@ wait-for-act /dev/input/event?:read 120s
 set keys.33 1
 SCRIPT
 expect "an act that fails" 0 "bash: line 1: $light: Input/output error
-5" scripted "echo 1 >$light; until grep 5 $temp; do sleep 0.05; done" --fault "$light:open:EIO" <<SCRIPT
+5" scripted "echo 1 >$light; until grep -x 5 $temp; do sleep 0.05; done" --fault "$light:open:EIO" <<SCRIPT
 wait-for-act $light:open 120s
 set thermal.temp 5
 SCRIPT
@@ -37,7 +37,7 @@ SCRIPT
 
 # Acts count from the start, or from the act that ended the wait before; all of these have come before the second line.
 expect "acts that came before" 0 "0
-5" scripted "exec 3>/dev/watchdog; printf V >&3; exec 3>&-; echo 6 >$light; until grep 5 $temp; do sleep 0.05; done" <<SCRIPT
+5" scripted "exec 3>/dev/watchdog; printf V >&3; exec 3>&-; echo 6 >$light; until grep -x 5 $temp; do sleep 0.05; done" <<SCRIPT
 wait-for backlight.brightness=6 120s
 wait-for-act /dev/watchdog:open 0
 wait-for-act /dev/watchdog:write 120s
