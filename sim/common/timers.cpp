@@ -18,12 +18,6 @@ void Timers::run_due() {
     }
 }
 
-void Timers::run_all() {
-    auto actions = std::move(actions_);
-    actions_.clear();
-    for (auto& [id, action] : actions) action();
-}
-
 std::optional<Timers::Clock::time_point> Timers::next() const {
     if (actions_.empty()) return std::nullopt;
     return actions_.begin()->first.first;

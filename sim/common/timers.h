@@ -20,8 +20,6 @@ public:
     void cancel(const Id& id) { actions_.erase(id); }
     /** Run the actions that are due. */
     void run_due();
-    /** Run all actions now, due or not: the run ends. */
-    void run_all();
     std::optional<Clock::time_point> next() const;
 
 private:

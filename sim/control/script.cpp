@@ -95,12 +95,16 @@ bool Script::go_on(const Line& line) {
     }
     if (!Wait::is_command(line.words[0])) {
         std::cout << commands_.run(line.words) << std::flush;
-        if (is_among(changing_commands, line.words[0])) expect_act(next_ + 1);
+        if (is_among(changing_commands, line.words[0])) {
+            expected_.clear();
+            expect_act(next_ + 1);
+        }
         return true;
     }
     if (!awaited_) {
         if (Wait::is_for_act(line.words[0])) {
-            awaited_ = std::move(expected_);
+            awaited_ = std::move(expected_.front().act);
+            expected_.pop_front();
         } else {
             awaited_ = std::make_unique<Wait>(commands_, line.words);
         }
@@ -111,19 +115,26 @@ bool Script::go_on(const Line& line) {
     if (!awaited_->is_over()) return false;
     timers.cancel(*deadline_);
     awaited_.reset();
-    if (Wait::is_for_act(line.words[0])) expect_act(next_ + 1);
+    if (Wait::is_for_act(line.words[0]) && expected_.empty()) expect_act(next_ + 1);
     return true;
 }
 
-// From now on acts count for the next wait-for-act.
+// From now on acts count for the first wait-for-act from this line on.
 void Script::expect_act(std::size_t from) {
-    expected_.reset();
-    for (auto i = from; i < lines_.size() && !expected_; i++) {
-        if (Wait::is_for_act(lines_[i].words[0])) expected_ = std::make_unique<Wait>(commands_, lines_[i].words);
+    for (auto i = from; i < lines_.size(); i++) {
+        if (!Wait::is_for_act(lines_[i].words[0])) continue;
+        expected_.push_back({i, std::make_unique<Wait>(commands_, lines_[i].words)});
+        return;
     }
 }
 
+// An act may come before the script gets to its wait. Later acts count for the wait after that.
+void Script::expect_next_act() {
+    if (!expected_.empty() && expected_.back().act->has_act()) expect_act(expected_.back().line + 1);
+}
+
 void Script::step() {
+    expect_next_act();
     while (next_ < lines_.size() && !sleeping_) {
         try {
             if (!go_on(lines_[next_])) return;
@@ -136,6 +147,7 @@ void Script::step() {
 }
 
 void Script::step_after_act() {
+    expect_next_act();
     if (awaited_ && awaited_->has_act()) step();
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -34,19 +35,24 @@ private:
         int number;
         Words words;
     };
+    struct Expected {
+        std::size_t line;
+        std::unique_ptr<Wait> act;
+    };
 
     void check(const Line& line);
     void fail(const std::string& reason);
     bool go_on(const Line& line);
     void expect_act(std::size_t from);
+    void expect_next_act();
 
     std::string file_;
     Commands& commands_;
     std::vector<Line> lines_;
     std::size_t next_ = 0;
     bool sleeping_ = false;
-    /** The next "wait-for-act": acts count before the script gets there. */
-    std::unique_ptr<Wait> expected_;
+    /** The next "wait-for-act"s: acts count before the script gets there. All but the last have had their act. */
+    std::deque<Expected> expected_;
     std::unique_ptr<Wait> awaited_;
     std::optional<Timers::Id> deadline_;
 };

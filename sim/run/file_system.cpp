@@ -622,6 +622,7 @@ void FileSystem::settle() {
 void FileSystem::release_all() {
     ending_ = true;
     if (!is_attached()) return;
+    while (!delayed_.empty()) end_delay(delayed_.begin()->first, 0);
     while (!waiting_.empty()) wake(waiting_.begin()->first, -EINTR);
     for (auto& [file, waiting] : sleepers_) {
         for (auto* handle : std::exchange(waiting.pollers, {})) notify(*handle);

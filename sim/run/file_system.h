@@ -48,7 +48,7 @@ public:
     void serve(int most);
     /** Call when the device may have changed: wakes readers and pollers. */
     void settle();
-    /** The run ends: end every wait, with EINTR. */
+    /** The run ends: perform the delayed acts, and end every wait, with EINTR. */
     void release_all();
     bool is_attached() const { return session_ != nullptr; }
     /** Called after each act, before the next one. */

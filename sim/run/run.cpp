@@ -357,10 +357,7 @@ void Run::kill_unit() {
 
 // A process that waits for the answer to a request cannot die before it has the answer.
 void Run::release_waiting() {
-    timers_.after(Timers::Clock::duration::zero(), [this] {
-        files_.release_all();
-        timers_.run_all();
-    });
+    timers_.after(Timers::Clock::duration::zero(), [this] { files_.release_all(); });
 }
 
 int Run::status() {

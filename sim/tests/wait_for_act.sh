@@ -45,20 +45,20 @@ wait-for-act /dev/watchdog:close 120s
 get watchdog.running
 set thermal.temp 5
 SCRIPT
-expect "one act, two waits" 123 "4
-velmor-sim: script:3: timed out waiting for $light:read" scripted "cat $light; echo 6 >$light; sleep 600" <<SCRIPT
-wait-for-act $light:read 120s
+expect "one act, two waits" 123 "45000
+velmor-sim: script:3: timed out waiting for $temp:open" scripted "cat $temp; echo 6 >$light; sleep 60" <<SCRIPT
+wait-for-act $temp:open 120s
 wait-for backlight.brightness=6 120s
-wait-for-act $light:read 0
+wait-for-act $temp:open 0
 SCRIPT
 expect "an act before a change" 123 "4
-velmor-sim: script:3: timed out waiting for $light:read" scripted "cat $light; echo 6 >$light; sleep 600" <<SCRIPT
+velmor-sim: script:3: timed out waiting for $light:read" scripted "cat $light; echo 6 >$light; sleep 60" <<SCRIPT
 wait-for backlight.brightness=6 120s
 set thermal.temp 5
 wait-for-act $light:read 0
 SCRIPT
 expect "a copy that a child closes" 123 "velmor-sim: script:2: timed out waiting for $temp:close" \
-    scripted "exec 3<$temp; (true); echo 6 >$light; sleep 600" <<SCRIPT
+    scripted "exec 3<$temp; (true); echo 6 >$light; sleep 60" <<SCRIPT
 wait-for backlight.brightness=6 120s
 wait-for-act $temp:close 0
 SCRIPT
