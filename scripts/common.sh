@@ -90,10 +90,25 @@ build() {
     cmake --build --preset "$preset" "${targets[@]}" -- --quiet
 }
 
-# run_tests PRESET: build it and run its tests; their output is kept in build/PRESET/ctest.log.
+# run_tests PRESET: build it and run its tests; their output is kept in build/PRESET/ctest.log. Names the slow tests.
 run_tests() {
+    local status=0
     build "$1" || return
-    ctest --test-dir "build/$1" --output-on-failure --no-tests=error --parallel 2 | tee "build/$1/ctest.log" || return 1
+    ctest --test-dir "build/$1" --output-on-failure --no-tests=error --parallel 2 | tee "build/$1/ctest.log" || status=1
+    slow_tests "$1"
+    return $status
+}
+
+# slow_tests PRESET: print the tests that took more than 30 s in run_tests, the slowest first. CTestCostData.txt is not
+# used because it has the average of all runs.
+slow_tests() {
+    local slow
+    # 4/19 Test  #5: NAME .....   Passed   40.41 sec
+    slow=$(awk '/^ *[0-9]+\/[0-9]+ Test +#[0-9]+: .* sec *$/ && $(NF - 1) > 30 {
+        sub(/^[^:]*: /, "")
+        printf "  %.0f s  %s\n", $(NF - 1), $1
+    }' "build/$1/ctest.log" | sort -rn)
+    [ -z "$slow" ] || printf 'tests that took more than 30 s:\n%s\n' "$slow"
 }
 
 # nothing_skipped PRESET: fail with a message if run_tests has skipped something: whole programs, as ctest reports, or
