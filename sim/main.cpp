@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -24,6 +25,12 @@ int run(const RunOptions& options) {
         std::cerr << "velmor-sim: " << error.what() << "\n";
         return Run::not_started;
     }
+}
+
+/** The name of a run from the environment, or empty. */
+std::string default_name() {
+    const char* name = std::getenv(VelmorSim::name_variable);  // NOLINT(concurrency-mt-unsafe): there is one thread
+    return name == nullptr ? "" : name;
 }
 
 int list_boards() {
@@ -55,7 +62,8 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
         ->allow_extra_args(false);
     run->add_option("--script", options.script, "Run the commands of this file while the program runs")
         ->type_name("FILE");
-    run->add_option("--name", options.name, "Name of this run for second terminals (default: its process id)");
+    run->add_option("--name", options.name,
+                    "Name of this run for other commands (default: $VELMOR_SIM_NAME, or its process id)");
     run->add_flag("--device-nodes", options.device_nodes,
                   "Show device nodes as such in stat, not as plain files; slows down every call of stat");
     run->add_option("program", options.program, "The program and its arguments")->required();
@@ -81,16 +89,17 @@ int act(int argc, char** argv) {
         "For the options of a command: velmor-sim COMMAND --help");
 
     RunOptions options;
+    options.name = default_name();
     const auto* run_command = add_run(app, options);
     const auto* boards_command = app.add_subcommand("boards", "List the boards that come with the program");
     const auto* runs_command = app.add_subcommand("runs", "List the names of the active runs");
 
-    std::string name;
+    std::string name = default_name();
     std::vector<std::string> words;
     std::vector<std::pair<const CLI::App*, std::string>> controls;
     const auto add_control = [&](const std::string& command, const std::string& what, const std::string& usage) {
         auto* control = app.add_subcommand(command, what);
-        control->add_option("--name", name, "The run to use; needed if there are several");
+        control->add_option("--name", name, "The run to use (default: $VELMOR_SIM_NAME, or the only run)");
         control->add_option("words", words, usage)->type_name("");
         control->positionals_at_end();
         controls.emplace_back(control, command);

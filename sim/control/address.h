@@ -11,6 +11,9 @@
 
 namespace VelmorSim {
 
+/** The environment variable that names a run, for commands and for programs on the device. */
+constexpr const char* name_variable = "VELMOR_SIM_NAME";
+
 /**
  * The address on which a run listens: an abstract socket, which leaves nothing behind however the run ends. Only
  * processes of the same user are served.

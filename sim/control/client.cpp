@@ -29,8 +29,9 @@ int send_command(const std::string& run, const Words& words) {
         if (names.empty()) return complain("no device is running; start one with \"velmor-sim run -- PROGRAM\"");
         if (names.size() > 1) {
             std::string all;
-            for (const auto& each : names) all += " " + each;
-            return complain("more than one device is running; choose one with --name:" + all);
+            for (const auto& each : names) all += "\n  " + each;
+            return complain("more than one device is running; choose one with --name or " + std::string(name_variable) +
+                            ":" + all);
         }
         name = names[0];
     }

@@ -9,7 +9,7 @@ namespace VelmorSim {
 
 /**
  * Send a command to a run and print the answer. An empty name means the only run there is. Returns 0, or 1 after
- * printing one line on standard error. Throws std::exception if there is no such run, or if it is another user's.
+ * printing the reason on standard error. Throws std::exception if there is no such run, or if it is another user's.
  */
 int send_command(const std::string& run, const Words& words);
 

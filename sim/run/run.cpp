@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -20,6 +21,7 @@
 
 #include "board/board.h"
 #include "common/text.h"
+#include "control/address.h"
 #include "model/modem_lines.h"
 #include "run/board_library.h"
 #include "run/caller_memory.h"
@@ -82,11 +84,14 @@ Run::Run(const RunOptions& options)
     if (options_.explain) recorder_.explain();
     files_.lists_device_nodes = options_.device_nodes;
     model_.end = [this](const Ending& ending) { end(ending); };
-    server_.emplace(options_.name.empty() ? std::to_string(getpid()) : options_.name, commands_);
+    if (options_.name.empty()) options_.name = std::to_string(getpid());
+    server_.emplace(options_.name, commands_);
 }
 
 int Run::execute() {
     put_board_library_first(options_.board);
+    // Commands of the program reach its own run, even if there are several.
+    setenv(name_variable, options_.name.c_str(), 1);
     signals_.take();
     signal_handle_ = Descriptor(signalfd(-1, &signals_.set(), SFD_CLOEXEC | SFD_NONBLOCK));
     try {

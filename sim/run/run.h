@@ -32,6 +32,7 @@ struct RunOptions {
     std::vector<std::string> faults{};
     std::vector<std::string> delays{};
     std::string script{};
+    /** Empty for the process id. */
     std::string name{};
     bool device_nodes = false;
     std::vector<std::string> program{};

@@ -2,6 +2,7 @@
 # shellcheck shell=bash disable=SC2016,SC2034
 # Sourced by the tests: $sim is the simulator, $act the program that acts on the device.
 set -u
+unset VELMOR_SIM_NAME
 sim=$1
 act=${2-}
 scratch=$(mktemp -d)

@@ -80,6 +80,23 @@ on set motion.x -3
 until grep -q -- -3 watched; do sleep 0.05; done
 expect "a second run of the same name" 125 "velmor-sim: cannot name the run $run: Address already in use" \
     "$sim" run --name "$run" -- true
+expect "the run that the environment names" 0 45001 env VELMOR_SIM_NAME="$run" sh -c "'$sim' set thermal.temp 45001 && '$sim' get thermal.temp"
+expect "the option wins" 1 "velmor-sim: no run named none-$$: Connection refused" env VELMOR_SIM_NAME="$run" "$sim" get --name "none-$$" thermal.temp
+expect "the name in the program" 0 "$run
+45001
+(0)" program "echo \$VELMOR_SIM_NAME; '$sim' get thermal.temp"
+expect "a run that the environment names" 0 "other-$$
+4" env VELMOR_SIM_NAME="other-$$" "$sim" run -- sh -c 'echo $VELMOR_SIM_NAME; "$1" get backlight.brightness' _ "$sim"
+expect "a name that the environment has for another run" 0 "other-$$" env VELMOR_SIM_NAME="$run" \
+    "$sim" run --name "other-$$" -- sh -c 'echo $VELMOR_SIM_NAME'
+expect "a run without a name" 0 "yes 4" "$sim" run -- \
+    sh -c '"$1" runs | grep -qx "$VELMOR_SIM_NAME" && echo yes $("$1" get backlight.brightness)' _ "$sim"
+# Other tests may have runs of their own, so some lines are left out.
+expect "a command without a name" 0 "1
+velmor-sim: more than one device is running; choose one with --name or VELMOR_SIM_NAME:
+  other-$$
+  $run" "$sim" run --name "other-$$" -- sh -c 'env -u VELMOR_SIM_NAME "$1" get thermal.temp 2>said; echo $?
+    grep -x "velmor-sim.*\|  other-$3\|  $2" said' _ "$sim" "$run" $$
 kill "$device"
 wait "$device"
 wait "$watcher"
