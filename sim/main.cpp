@@ -6,6 +6,7 @@
 #include <string>
 
 #include "board/board.h"
+#include "common/near_words.h"
 #include "control/address.h"
 #include "control/client.h"
 #include "run/run.h"
@@ -41,6 +42,17 @@ int list_boards() {
     return 0;
 }
 
+/** The message about a first word that is no command, or empty. */
+std::string unknown_command(const CLI::App& app, const std::string& word) {
+    std::vector<std::string> commands;
+    for (const auto* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        if (word == command->get_name()) return {};
+        commands.push_back(command->get_name());
+    }
+    return word + ": there is no such command; " + VelmorSim::did_you_mean(word, commands) +
+           "\"velmor-sim --help\" shows all";
+}
+
 CLI::App* add_run(CLI::App& app, RunOptions& options) {
     auto* run = app.add_subcommand("run", "Run a program on the device");
     run->add_option("--board", options.board, "A board file, or a name that \"velmor-sim boards\" lists")
@@ -74,13 +86,17 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
         "after a restart, 122 after a power-off, 123 if the script failed, 125 if the device could not start, 126 or "
         "127\n"
         "if the program could not be run.\n\n"
-        "Example:\n  velmor-sim run --explain --set thermal.temp=91000 -- ./my-app --verbose");
+        "Examples:\n"
+        "  velmor-sim run --explain --set thermal.temp=91000 -- ./my-app --verbose\n"
+        "  velmor-sim run --board all-families --script hot.txt --trace acts.json -- ./my-app\n"
+        "  velmor-sim run --fault /dev/watchdog:ioctl:EIO:2 -- ./my-app");
     return run;
 }
 
 int act(int argc, char** argv) {
     CLI::App app{"A virtual device: an unmodified program sees the device's files at their real absolute paths."};
     app.require_subcommand(1);
+    app.set_version_flag("--version", "velmor-sim " VELMOR_SIM_VERSION, "Print the version and exit");
     app.footer(
         "Examples:\n"
         "  velmor-sim run -- ./my-app\n"
@@ -91,29 +107,50 @@ int act(int argc, char** argv) {
     RunOptions options;
     options.name = default_name();
     const auto* run_command = add_run(app, options);
-    const auto* boards_command = app.add_subcommand("boards", "List the boards that come with the program");
-    const auto* runs_command = app.add_subcommand("runs", "List the names of the active runs");
+    auto* boards_command = app.add_subcommand("boards", "List the boards that come with the program");
+    boards_command->footer("Examples:\n  velmor-sim boards\n  velmor-sim run --board all-families -- ./my-app");
+    auto* runs_command = app.add_subcommand("runs", "List the names of the active runs");
+    runs_command->footer(
+        "Examples:\n  velmor-sim runs\n  velmor-sim get --name \"$(velmor-sim runs | head -n 1)\" thermal.temp");
 
     std::string name = default_name();
     std::vector<std::string> words;
     std::vector<std::pair<const CLI::App*, std::string>> controls;
-    const auto add_control = [&](const std::string& command, const std::string& what, const std::string& usage) {
+    const auto add_control = [&](const std::string& command, const std::string& what, const std::string& usage,
+                                 const std::vector<std::string>& examples) {
         auto* control = app.add_subcommand(command, what);
         control->add_option("--name", name, "The run to use (default: $VELMOR_SIM_NAME, or the only run)");
         control->add_option("words", words, usage)->type_name("");
         control->positionals_at_end();
+        std::string footer = "Examples:";
+        for (const auto& example : examples) footer += "\n  velmor-sim " + command + example;
+        control->footer(footer);
         controls.emplace_back(control, command);
     };
-    add_control("set", "Change a value as the hardware would", "NAME VALUE");
-    add_control("raw", "Make an attribute show exactly this text", "NAME TEXT");
-    add_control("get", "Print a value", "NAME");
-    add_control("list", "Print all values, or those that match, and their files", "[PATTERN]");
-    add_control("watch", "Print values whenever they change, until the run ends", "NAME...");
-    add_control("wait-for", "Wait until a condition holds, for at most TIME (default: 10 s)", "CONDITION [TIME]");
-    add_control("wait-for-act", "Wait until a program does this, for at most TIME (default: 10 s)", "PATH:OP [TIME]");
-    add_control("fault", "Make the N-th matching act from now on fail, or all of them", "PATH:OP:ERRNO[:N]");
-    add_control("delay", "Delay matching acts by MS milliseconds", "PATH:OP:MS");
-    add_control("clear", "Remove all faults and delays", "");
+    add_control("set", "Change a value as the hardware would", "NAME VALUE",
+                {" thermal.temp 91000", " keys.33 1", " --name bench gpio.38 0"});
+    add_control("raw", "Make an attribute show exactly this text", "NAME TEXT",
+                {" thermal.temp 'no number\\n'", " backlight.brightness ''"});
+    add_control("get", "Print a value, or several as NAME=VALUE", "NAME...",
+                {" thermal.temp", " backlight.brightness gpio.38", " /sys/class/thermal/thermal_zone0/temp"});
+    add_control("list", "Print all values, or those that match, and their files", "[PATTERN]", {"", " 'motion.*'"});
+    add_control("watch", "Print values whenever they change, until the run ends", "PATTERN...",
+                {" backlight.brightness", " 'motion.*' gpio.38"});
+    add_control("wait-for", "Wait until a condition holds, for at most TIME (default: 10 s)", "CONDITION [TIME]",
+                {" 'backlight.brightness<3'", " watchdog.running=1 500ms"});
+    add_control("wait-for-act", "Wait until a program does this, for at most TIME (default: 10 s)", "PATH:OP [TIME]",
+                {" /dev/input/event2:open", " '/sys/class/thermal/*/temp:read' 30s"});
+    add_control("fault", "Make the N-th matching act from now on fail, or all of them", "PATH:OP:ERRNO[:N]",
+                {" /dev/watchdog:ioctl:EIO:2", " '/sys/class/thermal/*/temp:read:EIO'", " restart:call:EPERM"});
+    add_control("delay", "Delay matching acts by MS milliseconds", "PATH:OP:MS", {" /sys/power/state:write:3000"});
+    add_control("clear", "Remove all faults and delays", "", {"", " --name bench"});
+
+    if (const std::string first = argc > 1 ? argv[1] : "-"; !first.starts_with('-')) {
+        if (const auto message = unknown_command(app, first); !message.empty()) {
+            std::cerr << "velmor-sim: " << message << "\n";
+            return wrong_use;
+        }
+    }
 
     try {
         app.parse(argc, argv);

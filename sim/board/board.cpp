@@ -158,7 +158,7 @@ void set_value(Model& model, const std::string& name, const std::string& value) 
 }
 
 void set_raw(Model& model, const std::string& name, const std::string& text) {
-    auto* attribute = dynamic_cast<Attribute*>(model.value(name));
+    auto* attribute = dynamic_cast<Attribute*>(&model.known_value(name));
     if (attribute == nullptr)
         throw std::invalid_argument(name +
                                     ": is not the name or path of an attribute, and only attributes show raw text");

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "common/text.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <limits>
@@ -55,6 +57,25 @@ std::optional<std::int64_t> number_behind(std::string_view text, std::string_vie
 
 std::string range_text(std::int64_t lowest, std::int64_t highest) {
     return "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+}
+
+std::string one_line(const std::string& text) {
+    const auto is_control = [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; };
+    if (!text.starts_with('"') && std::none_of(text.begin(), text.end(), is_control)) return text;
+    std::string line = "\"";
+    for (const char c : text) {
+        if (c == '\n') {
+            line += "\\n";
+        } else if (c == '\t') {
+            line += "\\t";
+        } else if (is_control(c)) {
+            line += "\\x" + hex_text(std::string_view(&c, 1));
+        } else {
+            if (c == '"' || c == '\\') line += '\\';
+            line += c;
+        }
+    }
+    return line + "\"";
 }
 
 std::string hex_number(unsigned long number) {

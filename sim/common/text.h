@@ -26,6 +26,12 @@ std::optional<std::int64_t> number_behind(std::string_view text, std::string_vie
 /** "a whole number from 0 to 7" */
 std::string range_text(std::int64_t lowest, std::int64_t highest);
 
+/**
+ * The text in one line: if it has a control character, in quotes and with the escapes \n, \t, \xHH, \" and \\, which
+ * "raw" takes. A text that begins with a quote is quoted as well.
+ */
+std::string one_line(const std::string& text);
+
 /** "0x1f" */
 std::string hex_number(unsigned long number);
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "board/board.h"
+#include "common/text.h"
 #include "model/model.h"
 #include "record/faults.h"
 
@@ -20,6 +21,10 @@ void need(const Words& words, std::size_t count, const std::string& right) {
 }
 
 }  // namespace
+
+std::string value_line(const std::string& name, const std::string& value) {
+    return name + "=" + one_line(value) + "\n";
+}
 
 std::chrono::milliseconds duration(const std::string& text) {
     constexpr double thousand = 1000;
@@ -46,17 +51,18 @@ std::string Commands::run(const Words& words) {
         return {};
     }
     if (command == "get") {
-        need(words, 2, "get NAME");
-        return model_.known_value(words[1]).get() + "\n";
+        if (words.size() < 3) need(words, 2, "get NAME...");
+        if (words.size() == 2) return model_.known_value(words[1]).get() + "\n";
+        std::string text;
+        for (std::size_t i = 1; i < words.size(); i++) text += value_line(words[i], model_.known_value(words[i]).get());
+        return text;
     }
     if (command == "list") {
         if (words.size() > 2) need(words, 2, "list [PATTERN]");
         std::string text;
         for (const auto& [name, value] : model_.values()) {
             if (words.size() == 2 && fnmatch(words[1].c_str(), name.c_str(), 0) != 0) continue;
-            std::string shown = value->get();
-            for (auto& c : shown) c = c == '\n' ? ';' : c;
-            text.append(name).append("=").append(shown);
+            text.append(name).append("=").append(one_line(value->get()));
             if (!value->where().empty()) text.append("\t").append(value->where());
             text += "\n";
         }

@@ -27,6 +27,9 @@ private:
     Faults& faults_;
 };
 
+/** "NAME=VALUE\n", with the value in one line. */
+std::string value_line(const std::string& name, const std::string& value);
+
 /** Parse a time such as "2", "1.5s" or "200ms". Throws std::invalid_argument. */
 std::chrono::milliseconds duration(const std::string& text);
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "common/text.h"
 #include "model/model.h"
 
 namespace VelmorSim {
@@ -52,7 +53,7 @@ std::string Condition::found(Model& model) const {
     const auto* value = model.value(name_);
     if (value == nullptr) return "the value has no file now";
     const auto now = value->get();
-    return "the last value is " + (now.empty() ? "empty" : now);
+    return "the last value is " + (now.empty() ? "empty" : one_line(now));
 }
 
 }  // namespace VelmorSim

@@ -76,7 +76,9 @@ void Script::check(const Line& line) {
                                     "\" is not a script command; those are set, raw, get, list, fault, delay, clear, "
                                     "sleep, wait-for and wait-for-act");
     } else if (words[0] == "set" || words[0] == "raw" || words[0] == "get") {
-        commands_.model().known_value(words.size() < 2 ? "" : words[1]);
+        const auto names = words[0] == "get" ? words.size() - 1 : 1;
+        if (words.size() < 2) commands_.run(words);  // says what is missing
+        for (std::size_t i = 1; i <= names; i++) commands_.model().known_value(words[i]);
     }
 }
 

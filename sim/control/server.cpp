@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "control/server.h"
 
+#include <fnmatch.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -21,6 +22,18 @@ namespace {
 constexpr std::size_t longest_command = 1U << 16U;
 /** How far, in bytes, a watch may fall behind the changes. */
 constexpr std::size_t most_behind = 16U << 20U;
+
+/** The word itself, unless it is a pattern that matches names of values. */
+std::vector<std::string> matching_names(Model& model, const std::string& word) {
+    std::vector<std::string> names;
+    if (model.value(word) == nullptr) {
+        for (const auto& [name, value] : model.values()) {
+            if (fnmatch(word.c_str(), name.c_str(), 0) == 0) names.push_back(name);
+        }
+    }
+    if (names.empty()) names.push_back(word);
+    return names;
+}
 
 }  // namespace
 
@@ -96,11 +109,12 @@ void Server::receive(Client& client) {
 void Server::command(Client& client, const Words& words) {
     if (words.empty()) throw std::invalid_argument("the command is empty");
     if (words[0] == "watch") {
+        if (words.size() < 2) throw std::invalid_argument(R"("watch" should be "watch PATTERN...")");
         for (std::size_t i = 1; i < words.size(); i++) {
-            client.watched.emplace_back(words[i], commands_.model().known_value(words[i]).get());
-            tell(client, words[i] + "=" + client.watched.back().second + "\n");
+            for (const auto& name : matching_names(commands_.model(), words[i]))
+                client.watched.emplace_back(name, commands_.model().known_value(name).get());
         }
-        if (client.watched.empty()) throw std::invalid_argument(R"("watch" should be "watch NAME...")");
+        for (const auto& [name, value] : client.watched) tell(client, value_line(name, value));
         client.most_unsent = client.unsent.size() + most_behind;
         return;
     }
@@ -127,7 +141,7 @@ void Server::settle(Client& client) {
         const auto now = value == nullptr ? std::string() : value->get();
         if (now == told) continue;
         told = now;
-        tell(client, std::string(name).append("=").append(now).append("\n"));
+        tell(client, value_line(name, now));
     }
     // Closing the connection tells the terminal that lines are missing.
     if (client.unsent.size() > client.most_unsent) client.gone = true;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <map>
 #include <set>
@@ -18,6 +19,9 @@
 namespace VelmorSim {
 
 namespace {
+
+/** The files of an exported line. */
+constexpr std::array line_files = {"direction", "value", "edge", "active_low"};
 
 struct Chip {
     std::int64_t base;
@@ -52,7 +56,7 @@ public:
     /** Nothing else may be where an export puts a line. */
     void reserve_lines(const Chip& chip) {
         for (auto number = chip.base; number < chip.base + chip.lines; number++) {
-            model_.tree.reserve(path_of(number));
+            model_.tree.reserve(path_of(number), line_files);
             if (path_ != place_) model_.tree.reserve(place_of(number));
         }
     }

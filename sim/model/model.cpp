@@ -2,6 +2,9 @@
 #include "model/model.h"
 
 #include <stdexcept>
+#include <vector>
+
+#include "common/near_words.h"
 
 namespace VelmorSim {
 
@@ -24,9 +27,17 @@ Value* Model::value(const std::string& name) {
 }
 
 Value& Model::known_value(const std::string& name) {
-    auto* known = value(name);
-    if (known == nullptr) throw std::invalid_argument(name + ": there is no such value; \"velmor-sim list\" shows all");
-    return *known;
+    if (auto* known = value(name); known != nullptr) return *known;
+    std::vector<std::string> names;
+    if (name.starts_with('/')) {
+        for (const auto& path : tree.file_paths()) {
+            if (value(path) != nullptr) names.push_back(path);
+        }
+    } else {
+        for (const auto& [each, value] : values_) names.push_back(each);
+    }
+    throw std::invalid_argument(name + ": there is no such value; " + did_you_mean(name, names) +
+                                "\"velmor-sim list\" shows all");
 }
 
 }  // namespace VelmorSim

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "common/near_words.h"
 #include "common/text.h"
 #include "record/errno_name.h"
 
@@ -67,6 +68,7 @@ void Faults::add_fault(const std::string& text) {
     if (!error || !is_operation(rest, op) || (rest[0] != '/' && rest != "restart")) refuse(text, right);
     if (!is_deliverable(op, *error))
         throw std::invalid_argument("\"" + text + "\": FUSE cannot make " + op + " fail with " + last);
+    if (rest != "restart") require_path(text, rest);
     faults_.push_back({rest, op, *error, which, 0});
 }
 
@@ -79,7 +81,15 @@ void Faults::add_delay(const std::string& text) {
     const auto time = plain_number(cut_last(rest));
     const auto op = cut_last(rest);
     if (!time || *time < 0 || *time > hour || !is_operation(rest, op) || rest[0] != '/') refuse(text, right);
+    require_path(text, rest);
     delays_.push_back({rest, op, std::chrono::milliseconds(*time)});
+}
+
+void Faults::require_path(const std::string& text, const std::string& path) const {
+    const auto known = paths();
+    if (std::any_of(known.begin(), known.end(), [&](const auto& each) { return matches(path, each); })) return;
+    throw std::invalid_argument("\"" + text + "\": the device has no file " + path + "; " + did_you_mean(path, known) +
+                                "--explain shows the files that a program uses");
 }
 
 void Faults::clear() {

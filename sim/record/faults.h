@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -13,6 +14,9 @@ namespace VelmorSim {
 /** Acts that must fail or take longer, or that somebody waits for. Paths may contain the wildcards * and ?. */
 class Faults {
 public:
+    /** The paths of the device's files. A fault or delay whose path matches none of them is refused. */
+    std::function<std::vector<std::string>()> paths;
+
     /** PATH:OP:ERRNO[:N]: the N-th such act from now fails; without N, every one. Throws std::invalid_argument. */
     void add_fault(const std::string& text);
     /** PATH:OP:MS: such acts are delayed by that many milliseconds. Throws std::invalid_argument. */
@@ -49,6 +53,7 @@ private:
         std::weak_ptr<bool> seen;
     };
 
+    void require_path(const std::string& text, const std::string& path) const;
     void note(const std::string& path, const std::string& op);
 
     std::vector<Fault> faults_;

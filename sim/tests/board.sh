@@ -67,7 +67,8 @@ expect "a board that does not exist" 125 'velmor-sim: nowhere: cannot be read (N
     "$sim" run --board nowhere -- true
 expect "a wrong value" 125 'velmor-sim: backlight.brightness: "9" should be at most max_brightness' "$sim" run --set backlight.brightness=9 -- true
 expect "an unknown name" 125 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' "$sim" run --set heat=9 -- echo started
-expect "an unknown name for text" 125 'velmor-sim: heat: is not the name or path of an attribute, and only attributes show raw text' "$sim" run --raw heat=9 -- echo started
+expect "an unknown name for text" 125 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' "$sim" run --raw heat=9 -- echo started
+expect "a name without text" 125 'velmor-sim: gpio.38: is not the name or path of an attribute, and only attributes show raw text' "$sim" run --raw gpio.38=9 -- echo started
 expect "no value" 125 'velmor-sim: --set thermal.temp: should be NAME=VALUE, for example thermal.temp=91000' "$sim" run --set thermal.temp -- true
 expect "a board of the user's own" 0 "2" sh -c 'printf "%s" "$3" >own.json; "$1" run --board ./own.json -- cat "$2"' _ "$sim" /sys/class/backlight/b/brightness \
     '{"description":"x","devices":[{'"$light"',"max_brightness":7,"brightness":2}]}'

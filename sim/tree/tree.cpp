@@ -4,6 +4,7 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 
 #include "tree/computed_attribute.h"
@@ -15,6 +16,11 @@ namespace VelmorSim {
 namespace {
 
 const std::string platform = "/sys/devices/platform";
+
+/** The files that add_common() adds to every device. */
+constexpr std::array common_files = {
+    "uevent",        "power/runtime_status",      "power/runtime_active_time", "power/runtime_suspended_time",
+    "power/control", "power/autosuspend_delay_ms"};
 
 std::string parent_of(const std::string& path) {
     return path.substr(0, path.rfind('/'));
@@ -164,8 +170,8 @@ void Tree::hide(const std::string& path, const std::string& place) {
     directory(parent_of(path)).detach(name_of(path));
 }
 
-void Tree::reserve(const std::string& path) {
-    if (find(path) != nullptr || !reserved_.insert(path).second)
+void Tree::reserve(const std::string& path, std::span<const char* const> files) {
+    if (find(path) != nullptr || !reserved_.emplace(path, files).second)
         throw std::invalid_argument(path + " already exists, but an export puts a line there");
 }
 
@@ -181,6 +187,19 @@ Node* Tree::by_inode(std::uint64_t inode) const {
 Node* Tree::find(const std::string& path) const {
     constexpr int most_links = 16;
     return walk(*root_, path, most_links);
+}
+
+std::vector<std::string> Tree::file_paths() const {
+    std::vector<std::string> paths;
+    for (const auto& node : nodes_) {
+        if (dynamic_cast<const File*>(node.get()) != nullptr) paths.push_back(node->path);
+    }
+    for (const auto& [device, files] : reserved_) {
+        if (files.empty()) continue;
+        for (const char* file : files) paths.push_back(device + "/" + file);
+        for (const char* file : common_files) paths.push_back(device + "/" + file);
+    }
+    return paths;
 }
 
 Node* Tree::walk(Directory& from, std::string_view path, int links) const {

@@ -3,11 +3,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -48,8 +48,8 @@ public:
     Directory& passing_class_device(const std::string& path, const std::string& place, const Uevent& uevent = {});
     void show(const std::string& path, const std::string& place, Directory& device);
     void hide(const std::string& path, const std::string& place);
-    /** Keep this path free for show(). */
-    void reserve(const std::string& path);
+    /** Keep this path free for show(). `files` are those that the device's directory will have of its own. */
+    void reserve(const std::string& path, std::span<const char* const> files = {});
     /** Call after adding everything: gives each platform device the files that the kernel adds to all of them. */
     void finish_platform();
 
@@ -69,6 +69,8 @@ public:
     Node* by_inode(std::uint64_t inode) const;
     /** The node with this absolute path, following links, or null. */
     Node* find(const std::string& path) const;
+    /** The paths of all files, also of those that a reserved device will have. Some may be there twice. */
+    std::vector<std::string> file_paths() const;
     Directory& root() const { return *root_; }
 
 private:
@@ -90,7 +92,8 @@ private:
     void add_common(Directory& device, const Uevent& uevent);
 
     std::vector<std::unique_ptr<Node>> nodes_;
-    std::unordered_set<std::string> reserved_;
+    /** Each with its files. */
+    std::unordered_map<std::string, std::span<const char* const>> reserved_;
     /** The links that show() has made, by their paths. */
     std::unordered_map<std::string, Node*> shown_;
     Directory* root_ = nullptr;
