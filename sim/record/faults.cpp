@@ -104,6 +104,7 @@ std::shared_ptr<const bool> Faults::await(const std::string& text) {
         refuse(text,
                "PATH:OP, with an absolute path and OP one of open, read, write, ioctl, close, for example "
                "/dev/input/event1:open; or restart:call");
+    if (rest != "restart") require_path(text, rest);
     auto seen = std::make_shared<bool>(false);
     awaited_.push_back({rest, op, seen});
     return seen;
