@@ -36,32 +36,4 @@ expect "commands that are none" 0 "$not_words
 $not_words
 $not_words
 $not_words" scenario nested
-# Another user listens under the name of a run of this user, and answers.
-forger='
-import socket, sys
-listener = socket.socket(socket.AF_UNIX)
-listener.bind("\0velmor-sim/%s/%s" % (sys.argv[1], sys.argv[2]))
-listener.listen()
-print("ready", flush=True)
-while True:
-    client = listener.accept()[0]
-    print(client.recv(100).decode(), end="", flush=True)
-    try:
-        client.sendall(b"{\"good\": true, \"text\": \"forged\"}\n")
-    except OSError:
-        pass
-    client.close()
-'
-if [ "$(id -u)" = 0 ] && command -v setpriv >/dev/null; then
-    setpriv --reuid 65534 --regid 65534 --clear-groups "$python" -c "$forger" 0 "forged-$$" >heard &
-    forged=$!
-    until grep -q ready heard; do sleep 0.05; done
-    expect "another user under a name of ours" 1 "velmor-sim: the run named forged-$$ is another user's" \
-        "$sim" get --name "forged-$$" thermal.temp
-    expect "what the other user heard" 0 ready cat heard
-    expect "the names of our runs" 0 "" sh -c "'$sim' runs | grep 'forged-$$'; true"
-    kill $forged
-else
-    echo "left out: only root can act as another user"
-fi
 finish
