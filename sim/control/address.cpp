@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "control/address.h"
 
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,6 +43,22 @@ Address::Address(const std::string& run) {
     length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
 }
 
+namespace {
+
+/** Waits as long as its queue is full, unless `flags` has SOCK_NONBLOCK. */
+Descriptor connected(const std::string& run, int flags) {
+    // Another user's socket may have a queue that nobody serves.
+    constexpr timeval limit{.tv_sec = 10, .tv_usec = 0};
+    const Address address(run);
+    Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
+    if (!socket.is_open() || setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0 ||
+        connect(socket.get(), address.socket(), address.length) != 0)
+        throw std::system_error(errno, std::system_category(), "no run named " + run);
+    return socket;
+}
+
+}  // namespace
+
 bool is_own(int socket) {
     ucred other{};
     socklen_t length = sizeof other;
@@ -49,10 +66,7 @@ bool is_own(int socket) {
 }
 
 Descriptor reach(const std::string& run) {
-    const Address address(run);
-    Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!socket.is_open() || connect(socket.get(), address.socket(), address.length) != 0)
-        throw std::system_error(errno, std::system_category(), "no run named " + run);
+    auto socket = connected(run, 0);
     if (!is_own(socket.get())) throw std::invalid_argument("the run named " + run + " is another user's");
     return socket;
 }
@@ -69,10 +83,9 @@ std::vector<std::string> running() {
     std::vector<std::string> own;
     for (const auto& name : names) {
         try {
-            reach(name);
-            own.push_back(name);
+            if (is_own(connected(name, SOCK_NONBLOCK).get())) own.push_back(name);
         } catch (const std::exception&) {
-            // Another user's, or over by now.
+            // Over by now, or its queue is full: a run empties its own.
         }
     }
     return own;

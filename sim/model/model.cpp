@@ -30,7 +30,7 @@ Value& Model::known_value(const std::string& name) {
     if (auto* known = value(name); known != nullptr) return *known;
     std::vector<std::string> names;
     if (name.starts_with('/')) {
-        for (const auto& path : tree.file_paths()) {
+        for (const auto& path : tree.served_paths()) {
             if (value(path) != nullptr) names.push_back(path);
         }
     } else {

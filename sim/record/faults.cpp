@@ -88,7 +88,7 @@ void Faults::add_delay(const std::string& text) {
 void Faults::require_path(const std::string& text, const std::string& path) const {
     const auto known = paths();
     if (std::any_of(known.begin(), known.end(), [&](const auto& each) { return matches(path, each); })) return;
-    throw std::invalid_argument("\"" + text + "\": the device has no file " + path + "; " + did_you_mean(path, known) +
+    throw std::invalid_argument("\"" + text + "\": the device serves no file " + path + "; " + did_you_mean(path, known) +
                                 "--explain shows the files that a program uses");
 }
 

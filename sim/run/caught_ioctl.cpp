@@ -5,6 +5,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <ios>
+#include <string>
+
 #include "run/caller_memory.h"
 
 namespace VelmorSim {
@@ -33,6 +37,23 @@ void CaughtIoctl::repeat() {
     if (fstat(file.get(), &attributes) != 0) return;
     file_system = attributes.st_dev;
     inode = attributes.st_ino;
+}
+
+bool CaughtIoctl::has_signal() const {
+    std::ifstream status("/proc/" + std::to_string(caller) + "/status");
+    unsigned long long pending = 0;
+    unsigned long long off = 0;
+    for (std::string word; status >> word;) {
+        unsigned long long set = 0;
+        if (word == "SigPnd:" || word == "ShdPnd:") {
+            status >> std::hex >> set;
+            pending |= set;
+        } else if (word == "SigBlk:" || word == "SigIgn:") {
+            status >> std::hex >> set;
+            off |= set;
+        }
+    }
+    return (pending & ~off) != 0;
 }
 
 }  // namespace VelmorSim

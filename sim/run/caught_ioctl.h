@@ -32,6 +32,8 @@ struct CaughtIoctl {
 
     /** In a process inside: repeat it. Nothing is performed if FUSE does not serve the caller's open file. */
     void repeat();
+    /** Whether the caller has a signal to handle. */
+    bool has_signal() const;
     bool is_for_modem_lines() const { return request >= TIOCMGET && request <= TIOCMSET; }
 
     /** That of the waiting system call. */

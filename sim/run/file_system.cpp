@@ -153,9 +153,12 @@ struct FileSystem::Operations {
             CaughtIoctl caught;
             std::memcpy(&caught, in, sizeof caught);
             file.repeater = fuse_req_ctx(request)->pid;
-            self(request).act(request, file.open.file.path, "ioctl", [request, &file, caught](int result) {
-                self(request).caught_ioctl(request, file, caught, result);
+            // The request is gone once it is answered.
+            auto& files = self(request);
+            files.act(request, file.open.file.path, "ioctl", [request, &file, &files, caught](int result) {
+                files.caught_ioctl(request, file, caught, result);
             });
+            files.look_for_signal(request, caught);
             return;
         }
         const Ioctl call{command, std::string(static_cast<const char*>(in), in_size), out_size,
@@ -282,6 +285,23 @@ void FileSystem::end_delay(fuse_req_t request, int result) {
     model_.timers.cancel(ended.mapped().timer);
     fuse_req_interrupt_func(request, nullptr, nullptr);
     Operations::perform(request, [&] { ended.mapped().perform(result); });
+}
+
+void FileSystem::look_for_signal(fuse_req_t request, const CaughtIoctl& caught) {
+    constexpr auto interval = std::chrono::milliseconds(50);
+    const auto delayed = delayed_.find(request);
+    if (delayed == delayed_.end()) return;
+    model_.timers.after(interval, [this, request, caught, timer = delayed->second.timer] {
+        // Another request may have the same address by now.
+        const auto now = delayed_.find(request);
+        if (now == delayed_.end() || now->second.timer != timer) return;
+        if (!caught.has_signal()) {
+            look_for_signal(request, caught);
+            return;
+        }
+        end_delay(request, -EINTR);
+        settle();
+    });
 }
 
 struct stat FileSystem::stat_of(const Node& node) const {

@@ -128,6 +128,8 @@ private:
     template <class Perform>
     void act(fuse_req_t request, const std::string& path, const char* op, Perform perform);
     void end_delay(fuse_req_t request, int result);
+    /** A caller that waits for the filter is not woken by a signal that it handles. Look for one during the delay. */
+    void look_for_signal(fuse_req_t request, const CaughtIoctl& caught);
     /** Answers the read unless it must still wait. */
     bool try_again(fuse_req_t request, const Waiting& waiting, int result);
     /** The same for a read that waits; forgets it once it is answered. */

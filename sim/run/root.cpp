@@ -157,7 +157,8 @@ void Root::fill() {
     must_bind(root + served + "/proc", root + "/proc");
     make_file(root + nothing);
     make_directory(root + empty);
-    cover("/run/dbus/system_bus_socket");
+    // The directory, because the machine may make the socket anew.
+    cover("/run/dbus");
     // It describes the machine's devices, and some of the device's have the same numbers.
     cover("/run/udev");
     if (as_root_) protect();

@@ -67,7 +67,7 @@ Run::Run(const RunOptions& options)
         const auto [name, value] = assignment("--raw", text);
         set_raw(model_, name, value);
     }
-    faults_.paths = [this] { return model_.tree.file_paths(); };
+    faults_.paths = [this] { return model_.tree.served_paths(); };
     for (const auto& text : options_.faults) faults_.add_fault(text);
     for (const auto& text : options_.delays) faults_.add_delay(text);
     if (!options_.script.empty()) {

@@ -55,15 +55,16 @@ expect "a program that dies in a slow act" 120 "velmor-sim: the watchdog bites: 
     "$sim" run --set watchdog.timeout=1 --delay /sys/power/state:write:600000 -- sh -c 'exec 3>/dev/watchdog; echo mem >/sys/power/state'
 took=$(($(now) - start))
 [ "$took" -le 300000 ] || fail "the end waited for the slow act: $took ms"
-for op in open read write ioctl close; do
-    [ $op = ioctl ] && path=/dev/watchdog || path=$file
+for op in open read write ioctl set-options close; do
+    [ $op = ioctl ] || [ $op = set-options ] && path=/dev/watchdog || path=$file
+    act_name=${op/set-options/ioctl}
     [ $op = close ] && said=good || said=EINTR
     # A signal may come before the act, or even before the program has a handler: then it is ignored.
-    expect "a signal during a slow $op" 0 "$said" timeout --foreground -s KILL 100 "$sim" run --delay "$path:$op:3600000" -- \
+    expect "a signal during a slow $op" 0 "$said" timeout --foreground -s KILL 100 "$sim" run --delay "$path:$act_name:3600000" -- \
         sh -c ': >said; trap "" USR1; "$@" >said & until [ -s said ] || ! kill -0 $!; do sleep 0.5; kill -USR1 $!; done 2>/dev/null; wait $!; cat said' \
         _ "${act}_load" fail $op "$path" 1
     expect "a signal that kills during a slow $op" 143 "" timeout --foreground -s KILL 100 "$sim" run \
-        --delay "$path:$op:3600000" -- timeout --preserve-status 2 "${act}_load" fail $op "$path" 1
+        --delay "$path:$act_name:3600000" -- timeout --preserve-status 2 "${act}_load" fail $op "$path" 1
 done
 right='PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N at least 1, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO'
 for wrong in x /x:read /x:read:ENOTHING /x:eat:EIO /x:read:EIO:0 x:read:EIO; do

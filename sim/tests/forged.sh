@@ -30,4 +30,29 @@ expect "another user under a name of ours" 1 "velmor-sim: the run named forged-$
 expect "what the other user heard" 0 ready cat heard
 expect "the names of our runs" 0 "" sh -c "'$sim' runs | grep 'forged-$$'; true"
 kill $forged
+
+# Nobody takes what waits for it, and its queue is full.
+silent='
+import socket, sys, time
+address = "\0velmor-sim/%s/%s" % (sys.argv[1], sys.argv[2])
+listener = socket.socket(socket.AF_UNIX)
+listener.bind(address)
+listener.listen(0)
+waiting = []
+try:
+    while True:
+        waiting.append(socket.socket(socket.AF_UNIX))
+        waiting[-1].setblocking(False)
+        waiting[-1].connect(address)
+except BlockingIOError:
+    print("ready", flush=True)
+time.sleep(600)
+'
+setpriv --reuid 65534 --regid 65534 --clear-groups "$python" -c "$silent" 0 "silent-$$" >heard &
+forged=$!
+until grep -q ready heard; do sleep 0.05; done
+expect "the names of our runs beside one that hangs" 0 "" timeout 60 sh -c "'$sim' runs | grep 'silent-$$'; true"
+expect "a command to one that hangs" 1 "velmor-sim: no run named silent-$$: Resource temporarily unavailable" \
+    timeout 60 "$sim" get --name "silent-$$" thermal.temp
+kill $forged
 finish

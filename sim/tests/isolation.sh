@@ -23,7 +23,7 @@ in_machine() {
 }
 if unshare -rm unshare -U --map-user=1000 --map-group=1000 true 2>/dev/null; then
     for user in 1000 0; do
-        expect "user $user and D-Bus" 0 "" in_machine "$user" "$sim" run -- cat /run/dbus/system_bus_socket
+        expect "user $user and D-Bus" 0 "" in_machine "$user" "$sim" run -- ls /run/dbus
     done
 else
     echo "left out: unshare makes no namespaces here"

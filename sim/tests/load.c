@@ -39,6 +39,7 @@ static void do_nothing(int signal) {
 /* Does the operation that often, and prints the error of each. SIGUSR1 interrupts it. */
 static int fail(const char* operation, const char* path, int times) {
     char text[16];
+    int enable = WDIOS_ENABLECARD;
     struct sigaction handled;
     memset(&handled, 0, sizeof handled);
     handled.sa_handler = do_nothing;
@@ -51,6 +52,7 @@ static int fail(const char* operation, const char* path, int times) {
         if (strcmp(operation, "read") == 0) result = pread(kept, text, sizeof text, 0);
         if (strcmp(operation, "write") == 0) result = write(kept, "1", 1);
         if (strcmp(operation, "ioctl") == 0) result = ioctl(kept, WDIOC_KEEPALIVE, 0);
+        if (strcmp(operation, "set-options") == 0) result = ioctl(kept, WDIOC_SETOPTIONS, &enable);
         if (strcmp(operation, "close") == 0) result = close(open(path, O_RDWR | O_CLOEXEC));
         printf("%s\n", result == -1 ? strerrorname_np(errno) : "good");
     }

@@ -15,13 +15,14 @@ expect "the version" 0 1 sh -c "'$sim' --version | grep -cx 'velmor-sim [0-9]*\.
 
 # In a fault a path must be that of a file, as the record has it.
 refused() { # PATH NEAR
-    expect "a fault on $1" 125 "velmor-sim: \"$1:read:EIO\": the device has no file $1; $2--explain shows the files that a program uses" \
+    expect "a fault on $1" 125 "velmor-sim: \"$1:read:EIO\": the device serves no file $1; $2--explain shows the files that a program uses" \
         "$sim" run --fault "$1:read:EIO" -- echo started
-    expect "a delay on $1" 125 "velmor-sim: \"$1:read:5\": the device has no file $1; $2--explain shows the files that a program uses" \
+    expect "a delay on $1" 125 "velmor-sim: \"$1:read:5\": the device serves no file $1; $2--explain shows the files that a program uses" \
         "$sim" run --delay "$1:read:5" -- echo started
 }
 refused /x ""
 refused "/x/*" ""
+refused /dev/ttymxc4 ""
 refused "${light%/*}" "did you mean ${light%/*}/type, ${light%/*}/uevent or ${light%/*}/bl_power? "
 refused /sys/class/backlight/pwm-backlight/brightness "did you mean $light? "
 refused /sys/devices/platform/pwm-backlight.0/backlight/pwm-backlight.0/brightness "did you mean $light? "
@@ -55,7 +56,7 @@ unknown thermal.tmp "$near" watch motion.x thermal.tmp
 unknown brightness "did you mean keypad.brightness, backlight.brightness or backlight.max_brightness? " set brightness 5
 unknown ${zones}/temp "did you mean ${zones}0/temp, ${zones}1/temp or ${zones}0/type? " get ${zones}/temp
 unknown 'heat.*' "" watch 'heat.*'
-expect "a fault from a second terminal" 1 "velmor-sim: \"${zones}9/temp:read:EIO\": the device has no file ${zones}9/temp; did you mean ${zones}0/temp, ${zones}1/temp or ${zones}0/type? --explain shows the files that a program uses" \
+expect "a fault from a second terminal" 1 "velmor-sim: \"${zones}9/temp:read:EIO\": the device serves no file ${zones}9/temp; did you mean ${zones}0/temp, ${zones}1/temp or ${zones}0/type? --explain shows the files that a program uses" \
     "$sim" fault "${zones}9/temp:read:EIO"
 expect "a fault on a line that has been exported" 1 "did you mean $gpio/gpio38/value, $gpio/gpio138/value or $gpio/gpio18/value?" \
     "$sim" run --name "line-$$" -- sh -c 'echo 38 >/sys/class/gpio/export; "$1" fault /sys/class/gpio/gpio38/valu:read:EIO 2>said

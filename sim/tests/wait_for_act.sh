@@ -67,7 +67,7 @@ for wrong in x thermal.temp:read $temp:eat $temp restart:open; do
     expect "the act $wrong" 125 "velmor-sim: script:1: \"$wrong\" should be $right" scripted "echo started" <<<"wait-for-act $wrong"
 done
 expect "an act on a file that the device lacks" 125 \
-    "velmor-sim: script:1: \"/sys/nope:read\": the device has no file /sys/nope; --explain shows the files that a program uses" \
+    "velmor-sim: script:1: \"/sys/nope:read\": the device serves no file /sys/nope; --explain shows the files that a program uses" \
     scripted "echo started" <<<"wait-for-act /sys/nope:read"
 expect "no act" 125 'velmor-sim: script:1: "wait-for-act" should be "wait-for-act PATH:OP [TIME]"' \
     scripted "echo started" <<<"wait-for-act"

@@ -9,16 +9,17 @@
 namespace VelmorSim {
 
 int Attribute::read(OpenFile& open, std::size_t size, std::size_t offset, std::string& out) {
-    if (offset == 0) {
-        open.snapshot.clear();
+    if (offset == 0 || !open.snapshot) {
+        std::string text;
         open.seen = changes_;
         if (raw_) {
-            open.snapshot = *raw_;
-        } else if (const int result = show(open.snapshot); result < 0) {
+            text = *raw_;
+        } else if (const int result = show(text); result < 0) {
             return result;
         }
+        open.snapshot = std::move(text);
     }
-    if (offset < open.snapshot.size()) out = open.snapshot.substr(offset, size);
+    if (offset < open.snapshot->size()) out = open.snapshot->substr(offset, size);
     return 0;
 }
 

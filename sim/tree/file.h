@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,9 +23,9 @@ struct OpenFile {
     /** A 32-bit program opened it: time stamps are 8 bytes there, not 16. */
     bool narrow = false;
     unsigned incarnation = 0;
-    /** The text at the last read at offset 0. */
-    std::string snapshot{};
-    /** The number of changes before the last read at offset 0. */
+    /** The text at the first read, or at the last read at offset 0. */
+    std::optional<std::string> snapshot{};
+    /** The number of changes before that read. */
     std::uint64_t seen = 0;
 };
 

@@ -189,10 +189,10 @@ Node* Tree::find(const std::string& path) const {
     return walk(*root_, path, most_links);
 }
 
-std::vector<std::string> Tree::file_paths() const {
+std::vector<std::string> Tree::served_paths() const {
     std::vector<std::string> paths;
     for (const auto& node : nodes_) {
-        if (dynamic_cast<const File*>(node.get()) != nullptr) paths.push_back(node->path);
+        if (dynamic_cast<const File*>(node.get()) != nullptr && node->stand_in.empty()) paths.push_back(node->path);
     }
     for (const auto& [device, files] : reserved_) {
         if (files.empty()) continue;

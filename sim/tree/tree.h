@@ -69,8 +69,11 @@ public:
     Node* by_inode(std::uint64_t inode) const;
     /** The node with this absolute path, following links, or null. */
     Node* find(const std::string& path) const;
-    /** The paths of all files, also of those that a reserved device will have. Some may be there twice. */
-    std::vector<std::string> file_paths() const;
+    /**
+     * The paths of all files that are served, also of those that a reserved device will have. Some may be there twice.
+     * Serial ports are not among them.
+     */
+    std::vector<std::string> served_paths() const;
     Directory& root() const { return *root_; }
 
 private:
