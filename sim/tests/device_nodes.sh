@@ -146,7 +146,7 @@ path into a hole EFAULT
 in another root file 0:0" with "$python program"
 
 if /usr/bin/python3 -c "import evdev" 2>/dev/null; then
-    list='timeout 60 /usr/bin/python3 -c "import evdev; print(*sorted(evdev.list_devices()))"'
+    list='timeout 600 /usr/bin/python3 -c "import evdev; print(*sorted(evdev.list_devices()))"'
     expect "evdev finds no devices" 0 "" on_device "$list"
     expect "evdev finds the devices" 0 "/dev/input/event0 /dev/input/event1 /dev/input/event2" with "$list"
 else

@@ -25,7 +25,7 @@ for op in open read write ioctl close; do
         echo "$error" >>passed
         faults+=(--fault "$path:$op:$error:$((${#faults[@]} / 2 + 1))")
     done <all
-    timeout -s KILL 60 "$sim" run "${faults[@]}" -- "${act}_load" fail $op $path "$(wc -l <passed)" >got 2>&1
+    timeout -s KILL 600 "$sim" run "${faults[@]}" -- "${act}_load" fail $op $path "$(wc -l <passed)" >got 2>&1
     expect "every error of $op" 0 "" diff passed got
     for error in $refused; do
         expect "$op:$error" 125 "velmor-sim: \"$path:$op:$error\": FUSE cannot make $op fail with $error" \
@@ -60,10 +60,10 @@ for op in open read write ioctl set-options close; do
     act_name=${op/set-options/ioctl}
     [ $op = close ] && said=good || said=EINTR
     # A signal may come before the act, or even before the program has a handler: then it is ignored.
-    expect "a signal during a slow $op" 0 "$said" timeout --foreground -s KILL 100 "$sim" run --delay "$path:$act_name:3600000" -- \
+    expect "a signal during a slow $op" 0 "$said" timeout --foreground -s KILL 600 "$sim" run --delay "$path:$act_name:3600000" -- \
         sh -c ': >said; trap "" USR1; "$@" >said & until [ -s said ] || ! kill -0 $!; do sleep 0.5; kill -USR1 $!; done 2>/dev/null; wait $!; cat said' \
         _ "${act}_load" fail $op "$path" 1
-    expect "a signal that kills during a slow $op" 143 "" timeout --foreground -s KILL 100 "$sim" run \
+    expect "a signal that kills during a slow $op" 143 "" timeout --foreground -s KILL 600 "$sim" run \
         --delay "$path:$act_name:3600000" -- timeout --preserve-status 2 "${act}_load" fail $op "$path" 1
 done
 right='PATH:OP:ERRNO or PATH:OP:ERRNO:N, with an absolute path, OP one of open, read, write, ioctl, close, and N at least 1, for example /dev/watchdog:ioctl:EIO:2; or restart:call:ERRNO'

@@ -51,8 +51,8 @@ time.sleep(600)
 setpriv --reuid 65534 --regid 65534 --clear-groups "$python" -c "$silent" 0 "silent-$$" >heard &
 forged=$!
 until grep -q ready heard; do sleep 0.05; done
-expect "the names of our runs beside one that hangs" 0 "" timeout 60 sh -c "'$sim' runs | grep 'silent-$$'; true"
+expect "the names of our runs beside one that hangs" 0 "" timeout 600 sh -c "'$sim' runs | grep 'silent-$$'; true"
 expect "a command to one that hangs" 1 "velmor-sim: no run named silent-$$: Resource temporarily unavailable" \
-    timeout 60 "$sim" get --name "silent-$$" thermal.temp
+    timeout 600 "$sim" get --name "silent-$$" thermal.temp
 kill $forged
 finish

@@ -17,7 +17,7 @@ expect "a signal that kills it" 143 "" bash -c "{ '$sim' run -- sh -c 'kill -TER
 if command -v script >/dev/null; then
     expect "its terminal" 0 "$(printf 'on a terminal\r')" script -qec "'$sim' run -- sh -c 'test -t 0 && test -t 1 && tty | grep -q ^/dev/pts && echo on a terminal'" /dev/null
     # An interrupt from the keyboard is for the program and does not end the device.
-    { until [ -e ready ]; do sleep 0.05; done && printf '\003'; } | timeout 60 script -qec "exec '$sim' run -- sh -c '
+    { until [ -e ready ]; do sleep 0.05; done && printf '\003'; } | timeout 600 script -qec "exec '$sim' run -- sh -c '
         trap \"echo caught; cat /etc/fs_version; exit 7\" INT; touch ready; while :; do sleep 0.1; done'" /dev/null >caught
     expect "an interrupt from the keyboard" 0 7 echo $?
     expect "what the program did then" 0 "caught

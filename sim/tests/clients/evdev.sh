@@ -34,6 +34,6 @@ accelerometer 1024
 Device or resource busy
 1 KEY_F
 0 KEY_F
-None" "$sim" run --name "on-$$" --board all-families -- timeout 60 /usr/bin/python3 -u program \
+None" "$sim" run --name "on-$$" --board all-families -- timeout 600 /usr/bin/python3 -u program \
     "$sim set --name on-$$ keys.33 1; $sim set --name on-$$ keys.33 0"
 finish

@@ -32,5 +32,5 @@ watchdog watchdog0
 12
 /devices/virtual/input/input1 /dev/input/event1
 /dev/input/event2 gpio-keys gpio-keys
-7 pwm-backlight.0 False" "$sim" run --board all-families -- timeout 60 /usr/bin/python3 program
+7 pwm-backlight.0 False" "$sim" run --board all-families -- timeout 600 /usr/bin/python3 program
 finish

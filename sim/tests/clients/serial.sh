@@ -54,7 +54,7 @@ True False True False
 False True
 1 1
 0 1
-1 0 1" "$sim" run --name "on-$$" -- timeout 60 /usr/bin/python3 program "$sim" "on-$$"
+1 0 1" "$sim" run --name "on-$$" -- timeout 600 /usr/bin/python3 program "$sim" "on-$$"
 
 cat >requests <<'PROGRAM'
 import array
@@ -100,7 +100,7 @@ ends = os.openpty()
 for end in ends:
     os.set_inheritable(end, True)
 os.execv(sys.argv[1], sys.argv[1:] + [str(end) for end in ends])' \
-    "$sim" run --trace trace -- timeout 60 /usr/bin/python3 requests
+    "$sim" run --trace trace -- timeout 600 /usr/bin/python3 requests
 expect "the record of the one that FUSE serves" 0 '"request":"0x5415","in":"","out":"","result":-1' \
     sh -c "grep -m1 0x5415 trace | grep -o '\"request.*result\":[^,]*'"
 expect "a value that no line has" 125 'velmor-sim: ttymxc4.cts: "2" should be 0 or 1' \
