@@ -92,11 +92,14 @@ expect "a name that the environment has for another run" 0 "other-$$" env VELMOR
 expect "a run without a name" 0 "yes 4" "$sim" run -- \
     sh -c '"$1" runs | grep -qx "$VELMOR_SIM_NAME" && echo yes $("$1" get backlight.brightness)' _ "$sim"
 # Other tests may have runs of their own, so some lines are left out.
-expect "a command without a name" 0 "1
+for command in "set thermal.temp 1" "raw thermal.temp x" "get thermal.temp" list "watch thermal.temp" \
+    "wait-for thermal.temp=1" "wait-for-act /dev/watchdog:open" "fault /dev/watchdog:open:EIO" "delay /dev/watchdog:open:1" clear; do
+    expect "$command without a name" 0 "1
 velmor-sim: more than one device is running; choose one with --name or VELMOR_SIM_NAME:
   other-$$
-  $run" "$sim" run --name "other-$$" -- sh -c 'env -u VELMOR_SIM_NAME "$1" get thermal.temp 2>said; echo $?
-    grep -x "velmor-sim.*\|  other-$3\|  $2" said' _ "$sim" "$run" $$
+  $run" "$sim" run --name "other-$$" -- sh -c 'env -u VELMOR_SIM_NAME "$1" $4 2>said; echo $?
+    grep -x "velmor-sim.*\|  other-$3\|  $2" said' _ "$sim" "$run" $$ "$command"
+done
 kill "$device"
 wait "$device"
 wait "$watcher"
