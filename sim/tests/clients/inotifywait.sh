@@ -8,6 +8,7 @@ expect "a program's accesses" 0 "OPEN
 MODIFY
 CLOSE_WRITE,CLOSE" on_device 'cd /sys/class/backlight/pwm-backlight.0
     scratch=$OLDPWD
+    : >"$scratch/established"
     exec 3< <(exec inotifywait -m -e open,modify,close_write --format %e brightness 2>"$scratch/established")
     until grep -q established "$scratch/established"; do sleep 0.05; done
     echo 3 >>brightness

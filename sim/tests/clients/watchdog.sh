@@ -25,7 +25,7 @@ expect "it feeds the watchdog" 0 "watchdog: watchdog now set to 60 seconds
 watchdog: hardware watchdog identity: imx2+ watchdog
 watchdog: still alive after 1 interval(s)
 watchdog: stopping daemon (5.16)" \
-    sh -c "$(declare -f runs); sim='$sim'; runs -- $enclosed sh -c '($start) >fed 2>&1 &
+    sh -c "$(declare -f runs); sim='$sim'; runs -- $enclosed sh -c ': >fed; ($start) >fed 2>&1 &
         until grep -q \"after 1 \" fed; do sleep 0.1; done; kill \$!; wait \$!
         grep -E \"now set|identity|after 1 |stopping\" fed'"
 expect "its last write" 0 V sh -c "grep write trace | tail -1 | sed 's/.*\"text\":\"//; s/\".*//'"
