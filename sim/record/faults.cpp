@@ -85,11 +85,11 @@ void Faults::add_delay(const std::string& text) {
     delays_.push_back({rest, op, std::chrono::milliseconds(*time)});
 }
 
-void Faults::require_path(const std::string& text, const std::string& path) const {
+void Faults::require_path(const std::string& text, const std::string& pattern) const {
     const auto known = paths();
-    if (std::any_of(known.begin(), known.end(), [&](const auto& each) { return matches(path, each); })) return;
-    throw std::invalid_argument("\"" + text + "\": the device serves no file " + path + "; " + did_you_mean(path, known) +
-                                "--explain shows the files that a program uses");
+    if (std::any_of(known.begin(), known.end(), [&](const auto& each) { return matches(pattern, each); })) return;
+    throw std::invalid_argument("\"" + text + "\": the device serves no file " + pattern + "; " +
+                                did_you_mean(pattern, known) + "--explain shows the files that a program uses");
 }
 
 void Faults::clear() {

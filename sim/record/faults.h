@@ -53,7 +53,7 @@ private:
         std::weak_ptr<bool> seen;
     };
 
-    void require_path(const std::string& text, const std::string& path) const;
+    void require_path(const std::string& text, const std::string& pattern) const;
     void note(const std::string& path, const std::string& op);
 
     std::vector<Fault> faults_;

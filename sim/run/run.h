@@ -63,7 +63,7 @@ private:
     void receive_messages();
     void handle(Message message);
     void handle_call();
-    void handle_restart(const CallFilter::Call& call);
+    void handle_restart(const CallFilter::Call& caught);
     void pass_on_ioctl(const CallFilter::Call& call) const;
     void use_modem_lines(CaughtIoctl& caught);
     void answer_stat(const CallFilter::Call& call) const;

@@ -26,7 +26,7 @@ on() {
     shift
     "$sim" "$command" --name "$run" "$@"
 }
-expect "a wait for a write of the program" 0 "" on wait-for backlight.brightness=6
+expect "a wait for a write of the program" 0 "" on wait-for backlight.brightness=6 300s
 expect "get" 0 45000 on get thermal.temp
 expect "set" 0 "" on set thermal.temp 91000
 expect "what was set" 0 91000 on get /sys/class/thermal/thermal_zone0/temp
@@ -67,7 +67,7 @@ expect "a wrong delay" 1 'velmor-sim: "x" should be PATH:OP:MS, with an absolute
 expect "a wrong condition" 1 'velmor-sim: "backlight" should be NAME=VALUE, or with !=, <, <=, > or >=' on wait-for backlight
 expect "a condition on nothing" 1 'velmor-sim: heat: there is no such value; "velmor-sim list" shows all' on wait-for 'heat>3'
 expect "a wrong time" 1 'velmor-sim: "soon" should be a time such as 2, 1.5s or 200ms' on wait-for backlight.brightness=1 soon
-on wait-for backlight.brightness=2 &
+on wait-for backlight.brightness=2 300s &
 waiter=$!
 expect "what is waited for" 0 "(0)" program "echo 2 >$light"
 wait $waiter
@@ -109,13 +109,13 @@ motion.x=-3" cat watched
 expect "no run" 1 "velmor-sim: no run named $run: Connection refused" on get thermal.temp
 
 # Serial lines are pseudo-terminals of the machine, with line settings.
-echo 'wait-for ttymxc4.speed=38400
+echo 'wait-for ttymxc4.speed=38400 300s
 set ttymxc4.line $GPGLL,5300.97914' >script
 expect "a serial line" 0 'speed 38400
 $GPGLL,5300.97914
 it was sent' "$sim" run --name "serial-$$" --script script -- bash -c 'exec 3<>/dev/ttymxc4; test -t 3 && test -c /dev/ttymxc3 || echo no terminal
     stty 38400 <&3; stty <&3 | grep -o "speed [0-9]*"; read -r line <&3; echo "${line%?}"; printf good >&3
-    "$1" wait-for --name "$2" ttymxc4.sent=good && echo it was sent' _ "$sim" "serial-$$"
+    "$1" wait-for --name "$2" ttymxc4.sent=good 300s && echo it was sent' _ "$sim" "serial-$$"
 
 # A long answer comes complete.
 {

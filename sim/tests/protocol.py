@@ -46,7 +46,7 @@ def vanish():
     write(GPIO + "export", "37")
     watch = Connection(["watch", line])
     print(watch.line()["text"], end="")
-    relations = {each: Connection(["wait-for", line + each, "20"]) for each in ("!=0", "<0", "<=-1", ">0", ">=1", "=1")}
+    relations = {each: Connection(["wait-for", line + each, "300"]) for each in ("!=0", "<0", "<=-1", ">0", ">=1", "=1")}
     empty = Connection(["wait-for", line + "=", "1500ms"])
     served()
     write(GPIO + "unexport", "37")
@@ -62,7 +62,7 @@ def vanish():
 
 def second():
     first = ["wait-for", "thermal.temp=1", "300ms"]
-    another = ["wait-for", "thermal.temp=2", "20"]
+    another = ["wait-for", "thermal.temp=2", "300"]
     wait = Connection(first)
     served()
     wait.send(["set", "thermal.temp", "3"])

@@ -118,8 +118,11 @@ void Tree::finish_platform() {
         const auto path = std::string(platform).append("/").append(name);
         const auto driver = name.substr(0, name.rfind('.'));
         add<Link>(*device, "subsystem", relative_link(path + "/subsystem", "/sys/bus/platform"));
-        add<TextAttribute>(*device, "modalias", mode_t{0444}, "platform:" + driver);
-        add_common(*device, {.lines = "DRIVER=" + driver + "\nMODALIAS=platform:" + driver + "\n"});
+        const auto alias = "platform:" + driver;
+        add<TextAttribute>(*device, "modalias", mode_t{0444}, alias);
+        std::string lines = "DRIVER=" + driver;
+        lines.append("\nMODALIAS=").append(alias).append("\n");
+        add_common(*device, {.lines = lines});
         const auto bound = "/sys/bus/platform/drivers/" + driver;
         add<Link>(*device, "driver", relative_link(path + "/driver", bound));
         for (const auto& group : {std::string("/sys/bus/platform/devices"), bound}) {

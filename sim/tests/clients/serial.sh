@@ -24,7 +24,7 @@ port.baudrate = 9600
 print(device("get", "ttymxc4.speed"), port.baudrate)
 port.write(b"$PING")
 port.flush()
-device("wait-for", "ttymxc4.sent=$PING", "20s")
+device("wait-for", "ttymxc4.sent=$PING", "300s")
 device("set", "ttymxc4.line", "$PONG")
 while port.in_waiting < 7:
     time.sleep(0.01)
