@@ -9,19 +9,19 @@ temp=/sys/class/thermal/thermal_zone0/temp
 "$sim" run --name "busy-$$" --trace /dev/null -- "$load" busy $temp 64 >said &
 device=$!
 until [ "$(wc -l <said)" = 64 ]; do sleep 0.05; done
-expect "a command" 0 45000 timeout 100 "$sim" get --name "busy-$$" thermal.temp
+expect "a command" 0 45000 timeout 600 "$sim" get --name "busy-$$" thermal.temp
 expect "a wait" 1 "velmor-sim: timed out waiting for thermal.temp=1; the last value is 45000" \
-    timeout 100 "$sim" wait-for --name "busy-$$" thermal.temp=1 100ms
+    timeout 600 "$sim" wait-for --name "busy-$$" thermal.temp=1 100ms
 kill -TERM "$device"
-timeout 100 tail --pid="$device" -f /dev/null || fail "a signal does not arrive"
+timeout 600 tail --pid="$device" -f /dev/null || fail "a signal does not arrive"
 kill -KILL "$device" 2>/dev/null
 wait "$device" 2>/dev/null
 expect "the watchdog" 120 "velmor-sim: the watchdog bites: not fed for 2 s; the unit restarts" \
-    timeout --foreground -s KILL 100 "$sim" run --set watchdog.timeout=2 --trace /dev/null -- \
+    timeout --foreground -s KILL 600 "$sim" run --set watchdog.timeout=2 --trace /dev/null -- \
     sh -c "exec 3>/dev/watchdog; exec '$load' busy $temp 64 >/dev/null"
 expect "the restart call" 121 "velmor-sim: the unit restarts: restart call" \
-    timeout --foreground -s KILL 100 "$sim" run --trace /dev/null -- \
+    timeout --foreground -s KILL 600 "$sim" run --trace /dev/null -- \
     sh -c "'$load' busy $temp 64 >/dev/null & sleep 1; exec '$act' restart 0x1234567 ''"
-expect "the end of the program" 0 "" timeout --foreground -s KILL 100 "$sim" run --trace /dev/null -- \
+expect "the end of the program" 0 "" timeout --foreground -s KILL 600 "$sim" run --trace /dev/null -- \
     sh -c "'$load' busy $temp 64 >/dev/null & sleep 1"
 finish

@@ -22,6 +22,7 @@ while True:
         pass
     client.close()
 '
+touch heard started
 setpriv --reuid 65534 --regid 65534 --clear-groups "$python" -c "$forger" 0 "forged-$$" >heard &
 forged=$!
 until grep -q ready heard; do sleep 0.05; done
@@ -48,9 +49,9 @@ except BlockingIOError:
     print("ready", flush=True)
 time.sleep(600)
 '
-setpriv --reuid 65534 --regid 65534 --clear-groups "$python" -c "$silent" 0 "silent-$$" >heard &
+setpriv --reuid 65534 --regid 65534 --clear-groups "$python" -c "$silent" 0 "silent-$$" >started &
 forged=$!
-until grep -q ready heard; do sleep 0.05; done
+until grep -q ready started; do sleep 0.05; done
 expect "the names of our runs beside one that hangs" 0 "" timeout 600 sh -c "'$sim' runs | grep 'silent-$$'; true"
 expect "a command to one that hangs" 1 "velmor-sim: no run named silent-$$: Resource temporarily unavailable" \
     timeout 600 "$sim" get --name "silent-$$" thermal.temp
