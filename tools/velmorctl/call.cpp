@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "call.h"
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <sstream>
+
+#include "files.h"
+
+namespace VelmorCtl {
+
+namespace {
+
+/** While it lives, standard error is a string. The library prints through std::cerr. */
+class StandardError {
+public:
+    StandardError() : original_(std::cerr.rdbuf(text_.rdbuf())) {}
+    StandardError(const StandardError&) = delete;
+    StandardError& operator=(const StandardError&) = delete;
+    ~StandardError() { std::cerr.rdbuf(original_); }
+    std::string text() const { return text_.str(); }
+
+private:
+    std::ostringstream text_;
+    std::streambuf* original_;
+};
+
+/** What follows this on a line of the text. */
+std::string after(const std::string& text, const std::string& beginning) {
+    const std::size_t at = text.find(beginning);
+    if (at == std::string::npos) return "";
+    const std::size_t begin = at + beginning.size();
+    return text.substr(begin, text.find('\n', begin) - begin);
+}
+
+/** The library's words for the failure of a file, of which the standard streams' say nothing. */
+std::string in_words(const std::string& cause, const std::string& function, int index) {
+    if (!cause.starts_with("basic_")) return cause;
+    const auto used = files_of(function, index);
+    const std::string error = after(cause, "reading the file: ");
+    return "cannot use " + (used.size() == 1 ? used.front().path : "one of its files") +
+           (error.empty() ? "" : ": " + error);
+}
+
+Failure failure_of(const std::string& function, int index, int result, const std::string& said) {
+    const std::string start_cause = after(said, "cannot set board resources: ");
+    const bool start_failed = !start_cause.empty();
+    const std::string cause = start_failed ? "the board does not start: " + start_cause : after(said, " failed: ");
+    if (result == -EOPNOTSUPP)
+        return {Status::not_fitted, "not fitted on this board", "velmorctl status shows what is", function, result};
+    // -1 may be -EPERM, or the failure of a file, which has no errno.
+    if (result == -EACCES || (result == -EPERM && cause == std::strerror(EPERM)))
+        return {Status::not_permitted, cause, "see velmorctl(1), PERMISSIONS", function, result};
+    if (result == -1) {
+        if (auto problem = problem_of_call(function, index, start_failed)) {
+            problem->function = function;
+            problem->result = result;
+            return *problem;
+        }
+    }
+    return {Status::failed, in_words(cause, function, index), "velmorctl doctor checks the files", function, result};
+}
+
+}  // namespace
+
+std::optional<Failure> call(const std::string& function, int index, const std::function<int()>& function_call) {
+    int result = 0;
+    std::string said;
+    {
+        const StandardError standard_error;
+        result = function_call();
+        said = standard_error.text();
+    }
+    if (result >= 0) return std::nullopt;
+    return failure_of(function, index, result, said);
+}
+
+}  // namespace VelmorCtl

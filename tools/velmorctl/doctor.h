@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "report.h"
+
+namespace VelmorCtl {
+
+/**
+ * Check every file that the library would use: present, readable, writable, well-formed. Calls no function of the
+ * library, because the first call writes. Files of other boards are reported only if they are there.
+ */
+Report examine();
+
+}  // namespace VelmorCtl

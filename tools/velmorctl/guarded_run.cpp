@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "guarded_run.h"
+
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <iostream>
+#include <thread>
+#include <utility>
+
+#include "call.h"
+#include "files.h"
+#include "velmor.h"
+
+namespace VelmorCtl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr milliseconds turn{50};
+
+/** The file that the command touches to show that it is alive. */
+class AliveFile {
+public:
+    explicit AliveFile(std::string path) : path_(std::move(path)), seen_(time()) {}
+
+    bool touched() {
+        const auto before = std::exchange(seen_, time());
+        return seen_ != before;
+    }
+
+private:
+    /** Seconds and nanoseconds; 0 if there is no file. */
+    std::pair<time_t, long> time() const {
+        struct stat status = {};
+        if (::stat(path_.c_str(), &status) != 0) return {0, 0};
+        return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    }
+
+    std::string path_;
+    std::pair<time_t, long> seen_;
+};
+
+Item watchdog_item(const std::string& name, Json value) {
+    Item item{"watchdog", std::nullopt, name, std::move(value)};
+    item.source = source_of("watchdog_enable", 0);
+    return item;
+}
+
+Item failed_item(const std::string& name, Failure failure) {
+    Item item = watchdog_item(name, Json());
+    item.failure = std::move(failure);
+    return item;
+}
+
+Item disarmed() {
+    if (auto failure = call("watchdog_disable", 0, watchdog_disable)) return failed_item("armed", *failure);
+    Item item = watchdog_item("armed", false);
+    item.text = "no";
+    return item;
+}
+
+/** The process of the command, or the error. */
+std::pair<pid_t, int> start(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    pid_t process = 0;
+    const int error = ::posix_spawnp(&process, arguments.front(), nullptr, nullptr, arguments.data(), environ);
+    return {process, error};
+}
+
+/** Feeds the watchdog until the command has ended. Returns its wait status. */
+int attend(const GuardedRun& run, pid_t process) {
+    std::optional<AliveFile> alive_file;
+    if (run.alive_file) alive_file.emplace(*run.alive_file);
+    const milliseconds timeout = seconds(run.timeout_s);
+    auto fed = Clock::now();
+    bool said_silent = false;
+    bool said_failed = false;
+    int status = 0;
+    while (::waitpid(process, &status, WNOHANG) == 0) {
+        const auto unfed = Clock::now() - fed;
+        if (alive_file ? alive_file->touched() : unfed > timeout / 4) {
+            const auto failure = call("watchdog_refresh", 0, watchdog_refresh);
+            if (failure && !said_failed)
+                std::cerr << "velmorctl: watchdog_refresh failed: " + failure->cause + "\n" << std::flush;
+            said_failed = failure.has_value();
+            if (!failure) fed = Clock::now();
+            said_silent = false;
+        } else if (alive_file && !said_silent && unfed > timeout * 3 / 4) {
+            std::cerr << "velmorctl: the command is silent: it has not touched " + *run.alive_file +
+                             "; the watchdog bites unless it does\n"
+                      << std::flush;
+            said_silent = true;
+        }
+        std::this_thread::sleep_for(turn);
+    }
+    return status;
+}
+
+}  // namespace
+
+Report run_guarded(const GuardedRun& run, const std::function<void(const Report&)>& announce) {
+    if (auto failure = call("watchdog_enable", 0, [&] { return watchdog_enable(run.timeout_s); })) {
+        call("watchdog_disable", 0, watchdog_disable);  // armed, if only the timeout was refused
+        return {failed_item("armed", *failure)};
+    }
+    const auto [process, error] = start(run.command);
+    if (error != 0)
+        return {failed_item("command",
+                            {Status::failed, "cannot run " + run.command.front() + ": " + std::strerror(error), ""}),
+                disarmed()};
+    const int status = attend(run, process);
+    Item command = watchdog_item("command", WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+    command.source.clear();
+    if (status == 0) {
+        command.text = "ended well";
+        return {command, disarmed()};
+    }
+    const std::string end = WIFEXITED(status) ? "ended with status " + std::to_string(WEXITSTATUS(status))
+                                              : "was killed by signal " + std::to_string(WTERMSIG(status));
+    command.failure = {Status::failed, "the command " + end + ": the watchdog bites", ""};
+    Item armed = watchdog_item("armed", true);
+    armed.text = "yes";
+    announce({command, armed});
+    // Twice the timeout, because a driver may round it.
+    std::this_thread::sleep_for(seconds(run.timeout_s) * 2);
+    return {failed_item("bite", {Status::failed, "the watchdog has not restarted the unit", ""})};
+}
+
+}  // namespace VelmorCtl

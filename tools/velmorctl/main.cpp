@@ -1,0 +1,335 @@
+// SPDX-License-Identifier: MIT
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "doctor.h"
+#include "guarded_run.h"
+#include "numbers.h"
+#include "objects.h"
+#include "print.h"
+#include "report.h"
+#include "velmor.h"
+#include "watch.h"
+
+namespace VelmorCtl {
+
+namespace {
+
+constexpr int any_number = std::numeric_limits<int>::max();
+
+constexpr char footer[] =
+    "Every start of velmorctl programs PWM line 0 anew (2700 Hz, 50 %), as the first call of any process does; only\n"
+    "doctor calls nothing.\n\n"
+    "Exit status: 0 done, 1 failed, 2 wrong use, 3 not fitted on this board, 4 not permitted.\n\n"
+    "Examples:\n"
+    "  velmorctl\n"
+    "  velmorctl backlight set 50%\n"
+    "  velmorctl thermal --watch --json\n"
+    "  velmorctl watchdog run --timeout 30 -- ./my-app\n\n"
+    "For the arguments of a command: velmorctl OBJECT [VERB] --help";
+
+/** A command either queries or sets; one of the third kind queries if it has none of its optional arguments. */
+enum class Kind { query, setter, either };
+
+struct Command {
+    CLI::App* app;
+    std::string words;
+    Kind kind;
+    bool has_index;
+    std::function<Report()> run;
+};
+
+class CommandLine {
+public:
+    CommandLine();
+    Status parse_and_run(int argc, char** argv);
+
+private:
+    using Run = std::function<Report()>;
+
+    void add_options();
+    void add_objects();
+    void add_lighting();
+    void add_lines();
+    void add_mrfi();
+    void add_dangerous();
+    void add_watch();
+
+    CLI::App* object(const std::string& name, const std::string& help);
+    CLI::App* verb(CLI::App* of, const std::string& name, const std::string& help, Kind kind, bool has_index,
+                   const Run& execute);
+
+    const Command& chosen() const;
+    void check(const Command& command) const;
+    bool queries(const Command& command) const;
+    Status run(const Command& command);
+    int index() const { return index_.empty() ? 0 : number("--index", index_, 0, any_number); }
+    /** The line or the port. */
+    int target() const { return number("number", first_, 0, any_number); }
+
+    CLI::App app_{"The device's hardware from a shell. Without an object: status."};
+    std::vector<Command> commands_;
+
+    bool json_ = false;
+    bool value_ = false;
+    bool watch_ = false;
+    bool yes_ = false;
+    std::string index_;
+    std::string interval_;
+    std::string count_;
+    std::string first_;  // the arguments of the verb
+    std::string second_;
+    std::optional<std::string> frequency_;
+    std::optional<std::string> duty_;
+    std::string timeout_ = "30";
+    std::optional<std::string> alive_file_;
+    std::vector<std::string> words_;  // of the guarded command, or the watched objects
+};
+
+CommandLine::CommandLine() {
+    app_.footer(footer);
+    app_.get_formatter()->label("TEXT", "");  // every argument is text
+    app_.get_formatter()->label("REQUIRED", "");
+    app_.fallthrough();             // options may follow the verb
+    app_.require_subcommand(0, 1);  // so that an argument may be the name of an object
+    app_.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
+        return "velmorctl: " + std::string(error.what()) + "; see velmorctl --help\n";
+    });
+    add_options();
+    commands_.push_back({&app_, "status", Kind::query, false, query_all});
+    commands_.push_back({object("status", "Everything that is fitted"), "status", Kind::query, false, query_all});
+    add_objects();
+    add_lighting();
+    add_lines();
+    add_mrfi();
+    add_dangerous();
+    add_watch();
+    commands_.push_back({object("doctor", "Check the files that the library uses; calls nothing"), "doctor",
+                         Kind::setter, false, examine});
+}
+
+void CommandLine::add_options() {
+    app_.set_version_flag("--version", "velmorctl " VELMOR_VERSION_STRING);
+    app_.add_flag("--json", json_, "Print a JSON document on one line");
+    app_.add_flag("--value", value_, "Print the bare value");
+    app_.add_option("--index", index_, "Which backlight, display, zone, port, ... (default: 0)")->type_name("N");
+    app_.add_flag("--watch", watch_, "Print a query's result now and after every change");
+    app_.add_option("--interval", interval_, "Time between two looks of a watch (default: 1)")->type_name("SECONDS");
+    app_.add_option("--count", count_, "End a watch after printing so often")->type_name("N");
+}
+
+CLI::App* CommandLine::object(const std::string& name, const std::string& help) {
+    auto* const added = app_.add_subcommand(name, help);
+    added->footer("");
+    return added;
+}
+
+CLI::App* CommandLine::verb(CLI::App* of, const std::string& name, const std::string& help, Kind kind, bool has_index,
+                            const Run& execute) {
+    auto* const added = of->add_subcommand(name, help);
+    commands_.push_back({added, of->get_name() + " " + name, kind, has_index, execute});
+    return added;
+}
+
+void CommandLine::add_objects() {
+    for (const Object& each : objects()) {
+        const auto query = [this, &each] { return each.query(index()); };
+        if (*each.verb == '\0')
+            commands_.push_back({object(each.name, each.help), each.name, Kind::query, each.has_index, query});
+        else
+            verb(app_.get_subcommand(each.name), each.verb, each.help, Kind::query, each.has_index, query);
+    }
+}
+
+void CommandLine::add_lighting() {
+    verb(app_.get_subcommand("backlight"), "set", "Set the brightness", Kind::setter, true,
+         [this] { return set_backlight(index(), first_); })
+        ->add_option("LEVEL", first_, "0 (off) to 255 (full), or 0% to 100%")
+        ->required();
+    for (const char* state : {"on", "off"})
+        verb(app_.get_subcommand("display"), state, std::string("Switch a display ") + state, Kind::setter, true,
+             [this, state] { return set_display(index(), state); });
+    verb(app_.get_subcommand("led"), "set", "Set the colour", Kind::setter, true,
+         [this] { return set_led(index(), first_); })
+        ->add_option("COLOR", first_, "\"#\" and six hexadecimal digits, such as '#ff0010'")
+        ->required();
+}
+
+void CommandLine::add_lines() {
+    auto* const io = app_.get_subcommand("io");
+    constexpr char line[] = "Number of the line, from 0";
+    verb(io, "get", "Get the level of a line; makes a GPIO line an input", Kind::query, false,
+         [this] { return io_level(target()); })
+        ->add_option("LINE", first_, line)
+        ->required();
+    auto* const set = verb(io, "set", "Set the level of an output line", Kind::setter, false,
+                           [this] { return set_io(target(), second_); });
+    set->add_option("LINE", first_, line)->required();
+    set->add_option("LEVEL", second_, "0 (low, off) or 1 (high, on)")->required();
+    auto* const config =
+        verb(io, "config", "Show or set frequency and duty of a PWM line", Kind::either, false, [this] {
+            const bool shows = !frequency_ && !duty_;
+            return shows ? io_configuration(target()) : configure_io(target(), frequency_, duty_);
+        });
+    config->add_option("LINE", first_, line)->required();
+    config->add_option("--frequency", frequency_, "1 to 2000000")->type_name("HERTZ");
+    config->add_option("--duty", duty_, "0 to 100")->type_name("PERCENT");
+
+    auto* const serial = app_.get_subcommand("serial");
+    constexpr char port[] = "Number of the serial port, from 0";
+    auto* const mux = verb(serial, "mux", "Connect a port to a connector", Kind::setter, false,
+                           [this] { return connect_serial(target(), second_); });
+    mux->add_option("PORT", first_, port)->required();
+    mux->add_option("CONNECTOR", second_, "Number of the connector, from 0")->required();
+    auto* const function =
+        verb(serial, "function", "Show the functions of a port's pin, or switch it to one", Kind::either, false,
+             [this] { return second_.empty() ? serial_functions(target()) : set_serial_function(target(), second_); });
+    function->add_option("PORT", first_, port)->required();
+    function->add_option("FUNCTION", second_, "serial, key, or a number that the board defines");
+
+    auto* const antenna = object("antenna", "Select an antenna");
+    antenna->require_subcommand(1);
+    for (const char* radio : {"wifi", "bluetooth"})
+        verb(antenna, radio, std::string("Select the antenna of ") + radio, Kind::setter, false,
+             [this, radio] { return select_antenna(radio, first_); })
+            ->add_option("ANTENNA", first_, "Level of the select line, 0 or 1")
+            ->required();
+}
+
+void CommandLine::add_mrfi() {
+    auto* const mrfi = app_.get_subcommand("mrfi");
+    constexpr char address_help[] = "Hexadecimal, such as 0x12340001";
+    verb(mrfi, "link", "Link to a peer", Kind::setter, true, [this] { return link_mrfi(index(), first_); })
+        ->add_option("ADDRESS", first_, address_help)
+        ->required();
+    verb(mrfi, "unlink", "Unlink a peer", Kind::setter, true, [this] { return unlink_mrfi(index(), first_); })
+        ->add_option("ADDRESS", first_, address_help)
+        ->required();
+    verb(mrfi, "autolink", "Show automatic linking, or switch it", Kind::either, true, [this] {
+        return second_.empty() ? mrfi_autolink(index()) : set_autolink(index(), second_);
+    })->add_option("STATE", second_, "on or off");
+    verb(mrfi, "class", "Show the device class in an address", Kind::query, false,
+         [this] { return mrfi_class(address(first_)); })
+        ->add_option("ADDRESS", first_, address_help)
+        ->required();
+}
+
+void CommandLine::add_dangerous() {
+    auto* const device = object("power", "Power off, reboot or suspend the device");
+    device->require_subcommand(1);
+    const auto add_power = [&](const char* what, const char* help) {
+        verb(device, what, help, Kind::setter, false, [this, what] {
+            return power(what, yes_);
+        })->add_flag("--yes", yes_, "Do not ask");
+    };
+    add_power("off", "Power the device off; this device comes back by itself");
+    add_power("reboot", "Reboot the device");
+    add_power("suspend", "Suspend the device to memory");
+
+    auto* const watchdog = object("watchdog", "Run a command under the watchdog");
+    watchdog->require_subcommand(1);
+    auto* const guard =
+        verb(watchdog, "run", "Restart the unit if a command fails or goes silent", Kind::setter, false, [this] {
+            const GuardedRun guarded{number("--timeout", timeout_, 1, any_number), alive_file_, words_};
+            return run_guarded(guarded, [this](const Report& report) {
+                print("watchdog run", report, json_ ? Form::json : Form::text, false);
+            });
+        });
+    guard->add_option("--timeout", timeout_, "Time after which the watchdog bites (default: 30)")->type_name("SECONDS");
+    guard->add_option("--alive", alive_file_, "Feed only while the command keeps touching this file")
+        ->type_name("FILE");
+    guard->add_option("COMMAND", words_, "The command and its arguments")->required();
+    guard->positionals_at_end();
+}
+
+void CommandLine::add_watch() {
+    auto* const watched = object("watch", "Print the values of objects now and after every change");
+    watched->add_option("OBJECT", words_, "Names of objects, such as thermal")->required();
+    commands_.push_back({watched, "watch", Kind::query, true, [this] {
+                             Report all;
+                             for (const std::string& word : words_) {
+                                 const auto found = std::ranges::find_if(objects(), [&](const Object& each) {
+                                     return word == each.name && *each.verb == '\0';
+                                 });
+                                 if (found == objects().end())
+                                     throw WrongUse("watch: \"" + word + "\" is no object that can be queried");
+                                 const Report report = found->query(found->has_index ? index() : 0);
+                                 all.insert(all.end(), report.begin(), report.end());
+                             }
+                             return all;
+                         }});
+}
+
+/** The innermost command that was given. */
+const Command& CommandLine::chosen() const {
+    const CLI::App* innermost = &app_;
+    while (!innermost->get_subcommands().empty()) innermost = innermost->get_subcommands().front();
+    return *std::ranges::find(commands_, innermost, &Command::app);
+}
+
+bool CommandLine::queries(const Command& command) const {
+    const bool bare = second_.empty() && !frequency_ && !duty_;
+    return command.kind == Kind::query || (command.kind == Kind::either && bare);
+}
+
+void CommandLine::check(const Command& command) const {
+    const bool watches = watch_ || command.words == "watch";
+    const bool is_list = command.words == "status" || command.words == "doctor";
+    if (json_ && value_) throw WrongUse("--json and --value exclude each other");
+    if (value_ && is_list) throw WrongUse(command.words + " has no single value; use --json");
+    if (!index_.empty() && !command.has_index) throw WrongUse("--index: " + command.words + " has no index");
+    if (watch_ && !queries(command)) throw WrongUse("--watch: " + command.words + " is no query");
+    if (!watches && !(interval_.empty() && count_.empty()))
+        throw WrongUse("--interval and --count are for --watch and watch");
+}
+
+Status CommandLine::run(const Command& command) {
+    check(command);
+    const Form form = json_ ? Form::json : value_ ? Form::value : Form::text;
+    if (watch_ || command.words == "watch") {
+        constexpr double usual_interval_s = 1;
+        const double interval = interval_.empty() ? usual_interval_s : seconds("--interval", interval_);
+        const int count = count_.empty() ? 0 : number("--count", count_, 1, any_number);
+        return watch({command.words, form, interval, count}, command.run);
+    }
+    const Report report = command.run();
+    print(command.words, report, form, command.words == "status");
+    return status_of(report);
+}
+
+Status CommandLine::parse_and_run(int argc, char** argv) {
+    try {
+        app_.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app_.exit(error) == 0 ? Status::done : Status::wrong_use;
+    }
+    const Status status = run(chosen());
+    if (!std::cout) throw std::runtime_error("cannot write to standard output");
+    return status;
+}
+
+}  // namespace
+
+}  // namespace VelmorCtl
+
+int main(int argc, char** argv) {
+    using VelmorCtl::Status;
+    Status status = Status::failed;
+    try {
+        status = VelmorCtl::CommandLine().parse_and_run(argc, argv);
+    } catch (const VelmorCtl::WrongUse& error) {
+        std::cerr << "velmorctl: " << error.what() << "\n";
+        status = Status::wrong_use;
+    } catch (const std::exception& error) {
+        std::cerr << "velmorctl: " << error.what() << "\n";
+    }
+    return static_cast<int>(status);
+}
