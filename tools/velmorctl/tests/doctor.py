@@ -1,0 +1,71 @@
+# SPDX-License-Identifier: MIT
+"""doctor: what it says about files that are missing, denied or malformed; and that it calls and writes nothing."""
+
+import json
+import os
+import subprocess
+import tempfile
+
+import device
+from device import BOARDS, CTL, ctl, expect, fail
+
+device.skip_without_device()
+
+for board in BOARDS:
+    healthy = ctl("doctor", "--json", board=board, traced=True)
+    document = healthy.document()
+    expect(f"{board}: a healthy device", healthy.status, 0)
+    names = {item["name"] for item in document["items"]}
+    # It opens what it reads, once and for reading only, and no node: that would arm the watchdog.
+    for act in healthy.acts:
+        if act["act"] == "open" and (act["mode"] != "r" or act["path"].startswith("/dev/")):
+            fail(f"{board}: doctor opens {act['path']} ({act['mode']})")
+    others = "/sys/class/mrfi/mrfi0/rssi" in names
+    expect(f"{board}: files of other boards", others, board == "all-families")
+
+text = ctl("doctor").out
+if "root:root 0644" not in text:
+    fail(f"doctor does not print owner, group and mode:\n{text}")
+
+
+def item_of(result, name):
+    return next(item for item in result.document()["items"] if item["name"] == name)
+
+
+brightness = "/sys/class/backlight/pwm-backlight.0/brightness"
+malformed = ctl("doctor", "--json", options=["--raw", "backlight.brightness=5abc\\n"])
+expect("malformed text", item_of(malformed, brightness)["error"]["cause"],
+       f'{brightness} reads "5abc" instead of a number')
+expect("malformed text: exit status", malformed.status, 1)
+denied = ctl("doctor", "--json", options=["--fault", f"{brightness}:open:EACCES"])
+expect("denied", item_of(denied, brightness)["error"]["cause"],
+       f"not permitted to read {brightness} (root:root 0644)")
+expect("denied: exit status", denied.status, 4)
+broken = ctl("doctor", "--json", options=["--fault", f"{brightness}:read:EIO"])
+expect("unreadable", item_of(broken, brightness)["error"]["cause"], f"cannot read {brightness}: Input/output error")
+
+without = ctl("doctor", "--json", options=["--board", "without-echosounder"])
+expect("without an echosounder: exit status", without.status, 0)
+reset = item_of(without, "/sys/devices/platform/echosounder.0/reset")
+if "the hardware table decides" not in reset["note"]:
+    fail(f"a part by the table: {reset}")
+
+with tempfile.TemporaryDirectory() as scratch:
+    board_file = os.path.join(scratch, "board.json")
+    with open(board_file, "w", encoding="utf-8") as out:
+        json.dump({"description": "no table", "base": "device", "without": ["backlight"]}, out)
+    missing = ctl("doctor", "--json", options=["--board", board_file])
+    expect("missing", item_of(missing, brightness)["error"]["cause"], f"{brightness} is missing")
+    expect("missing: exit status", missing.status, 1)
+    status = ctl("status", options=["--board", board_file])
+    expect("a board that does not start", status.err,
+           "velmorctl: es_present failed: /sys/class/backlight/pwm-backlight.0/max_brightness is missing: "
+           "is this the device?\n")
+    expect("a board that does not start: exit status", status.status, 1)
+
+# Off the device: nothing is there, and nothing is tried.
+elsewhere = subprocess.run([CTL, "doctor"], capture_output=True, text=True, check=False)
+expect("off the device: exit status", elsewhere.returncode, 1)
+if "/proc/platform/pht_version is missing: is this the device?" not in elsewhere.stderr:
+    fail(f"off the device: {elsewhere.stderr}")
+device.finish()

@@ -1,0 +1,99 @@
+# SPDX-License-Identifier: MIT
+"""Every command on both boards: text, JSON, bare value, exit status; and that queries write nothing."""
+
+import device
+from commands import COMMANDS, ENDINGS
+from device import BOARDS, ctl, expect, fail
+
+device.skip_without_device()
+
+
+def first_value(item):
+    value = item["value"]
+    if isinstance(value, list):
+        return [str(next(iter(each.values()))) for each in value]
+    return [str(int(value)) if isinstance(value, bool) else str(value)]
+
+
+def check(arguments, board, wanted):
+    own = arguments.index("--") if "--" in arguments else len(arguments)
+    result = ctl(*arguments[:own], "--json", *arguments[own:], board=board, traced=True)
+    document = result.document()
+    text = ctl(*arguments, board=board)
+    expect(f"{text.what}: as text", text.status, result.status)
+    if wanted:
+        status, name, value = wanted
+        expect(result.what, result.status, status)
+        got = [item["value"] for item in document["items"] if item["name"] == name]
+        if name is not None and value not in got:
+            fail(f"{result.what}: {name} is {got}, should be {value}")
+    if result.status == 0:
+        expect(f"{text.what}: on standard error", text.err, "")
+        if not text.out:
+            fail(f"{text.what}: prints nothing")
+    else:
+        expect(f"{text.what}: lines on standard error", len(text.err.splitlines()), 1)
+        if not text.err.startswith("velmorctl: "):
+            fail(f"{text.what}: {text.err}")
+    return result, document
+
+
+def check_value(arguments, board, document):
+    if arguments[0] in ("status", "doctor") or "--" in arguments:
+        return
+    bare = ctl(*arguments, "--value", board=board)
+    item = document["items"][0]
+    wanted = "" if item["error"] else "".join(each + "\n" for each in first_value(item))
+    expect(f"{bare.what}: --value", bare.out, wanted)
+
+
+def written(acts):
+    return [act["path"] for act in acts if act["act"] == "open" and act["mode"] != "r"]
+
+
+for board_number, board in enumerate(BOARDS):
+    start = written(ctl("mrfi", "class", "0x1", board=board, traced=True).acts)
+    for arguments, expectations in COMMANDS.items():
+        result, document = check(arguments, board, expectations[board_number])
+        check_value(arguments, board, document)
+        is_query = expectations[2]
+        if is_query:
+            wanted = [] if arguments == ("doctor",) else start
+            expect(f"{result.what}: what it writes", written(result.acts), wanted)
+    for arguments, statuses in ENDINGS.items():
+        expect(f"{board}: {arguments}", ctl(*arguments, board=board).status, statuses[board_number])
+
+# Units and sources are in the document, the bare value is without them, and the text has both.
+thermal = ctl("thermal", "--json").document()["items"][0]
+expect("unit of a temperature", thermal["unit"], "mdegC")
+expect("source of a temperature", thermal["source"].split()[0], "/sys/class/thermal/thermal_zone0/temp")
+expect("backlight in text", ctl("backlight").out, """backlight 0  level    128 of 255
+             percent  57 %  [###########---------]
+""")
+expect("thermal in text", ctl("thermal", options=["--set", "thermal.temp=91000"]).out, """thermal 0  temperature  91.0 °C  [############|##|#|#-]
+           active       60.0 °C
+           hot          75.0 °C
+           very hot     85.0 °C
+           critical     95.0 °C
+""")
+expect("nearest step", ctl("backlight", "set", "50%").out.splitlines()[1].split("  ")[-1], "(nearest step: 57 %)")
+fine = ["--set", "backlight.max_brightness=100"]
+for percent in (1, 33, 50, 99):
+    got = device.script(f"$ctl backlight set {percent}% >set && $ctl backlight --json; rm set", options=fine).values()
+    expect(f"{percent} % of a fine backlight", got["percent"], percent)
+
+# A part that the hardware table leaves out.
+without = ctl("wifi", "--json", options=["--board", "without-radios"]).document()["items"][0]
+expect("a radio that is not fitted", (without["value"], without["error"]["kind"]), (False, "not fitted"))
+status = ctl("status", options=["--board", "without-radios"])
+expect("absent objects by name", status.out.splitlines()[-1],
+       "not fitted: led, wifi, bluetooth, attitude, motion, mrfi")
+expect("status without absent objects", status.status, 0)
+expect("without an object", ctl().out, ctl("status").out)
+
+# Names that peers send by radio do not reach the terminal as control characters.
+evil = ctl("mrfi", "devices", board="all-families", options=["--raw", r"mrfi0.devices=0x1 1 1 \x1b[31mred\xff\n"])
+expect("a control character", "\x1b" in evil.out, False)
+evil = ctl("mrfi", "devices", "--json", board="all-families", options=["--raw", r"mrfi0.devices=0x1 1 1 \x1b[31m\xff\n"])
+evil.document()
+device.finish()
