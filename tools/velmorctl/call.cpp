@@ -12,6 +12,8 @@ namespace VelmorCtl {
 
 namespace {
 
+constexpr char see_doctor[] = "velmorctl doctor checks the files";
+
 /** While it lives, standard error is a string. The library prints through std::cerr. */
 class StandardError {
 public:
@@ -56,10 +58,11 @@ Failure failure_of(const std::string& function, int index, int result, const std
         if (auto problem = problem_of_call(function, index, start_failed)) {
             problem->function = function;
             problem->result = result;
+            if (problem->hint.empty()) problem->hint = see_doctor;
             return *problem;
         }
     }
-    return {Status::failed, in_words(cause, function, index), "velmorctl doctor checks the files", function, result};
+    return {Status::failed, in_words(cause, function, index), see_doctor, function, result};
 }
 
 }  // namespace

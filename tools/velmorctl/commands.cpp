@@ -52,7 +52,7 @@ Report set_backlight(int index, const std::string& level) {
     if (!wanted)
         throw WrongUse("backlight set: \"" + level + "\" is not valid; use a level from 0 to 255, or 0% to 100%");
     const auto steps = steps_of_backlight(index);
-    std::uint32_t number = static_cast<std::uint32_t>(*wanted);
+    auto number = static_cast<std::uint32_t>(*wanted);
     if (is_percent)
         number = steps ? steps->level_of_percent(*wanted) : static_cast<std::uint32_t>((*wanted * 255 + 50) / 100);
     const int percent = percent_of_level(index, number);
