@@ -3,6 +3,8 @@
 
 import json
 import os
+import pty
+import select
 import subprocess
 import sys
 import tempfile
@@ -115,8 +117,20 @@ def script(text, board="device", **options):
     return on_device(["bash", "-c", setting + text], board=board, **options)
 
 
-def acts_of(*arguments, board="device"):
-    """What a command does after the start of the board, and the whole record."""
-    start = ctl("mrfi", "class", "0x1", board=board, traced=True).acts
-    acts = ctl(*arguments, board=board, traced=True).acts
-    return acts[len(start):], acts
+def on_terminal(*arguments, answer=b"", settings=()):
+    """velmorctl on a terminal, with an answer to its question. Returns the exit status and what was printed."""
+    parent, child = pty.openpty()
+    process = subprocess.Popen([SIM, "run", "--", "env", *environment("device"), *settings, CTL, *arguments],
+                               stdin=child, stdout=child, stderr=child, start_new_session=True)
+    os.close(child)
+    text = b""
+    while select.select([parent], [], [], 30)[0]:
+        try:
+            text += os.read(parent, 4096)
+        except OSError:  # the terminal has no user any more
+            break
+        if answer and b"[y/N]" in text:
+            os.write(parent, answer)
+            answer = b""
+    os.close(parent)
+    return process.wait(30), text.decode()

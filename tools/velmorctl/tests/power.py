@@ -1,13 +1,8 @@
 # SPDX-License-Identifier: MIT
 """power: asks on a terminal, refuses without one. Only ever inside the virtual device."""
 
-import os
-import pty
-import select
-import subprocess
-
 import device
-from device import CTL, SIM, ctl, environment, expect, fail
+from device import ctl, expect, fail, on_terminal
 
 RESTARTED, POWERED_OFF = 121, 122
 device.skip_without_device()
@@ -22,28 +17,8 @@ expect("power suspend without a terminal", ctl("power", "suspend").status, 2)
 expect("power suspend", device.script("$ctl power suspend --yes >/dev/null; $get power.suspended").out, "1\n")
 
 
-def on_terminal(answer):
-    """power reboot on a terminal, with this answer. Returns the exit status and what was printed."""
-    parent, child = pty.openpty()
-    process = subprocess.Popen([SIM, "run", "--", "env", *environment("device"), CTL, "power", "reboot"],
-                               stdin=child, stdout=child, stderr=child, start_new_session=True)
-    os.close(child)
-    text = b""
-    answered = False
-    while select.select([parent], [], [], 30)[0]:
-        try:
-            text += os.read(parent, 4096)
-        except OSError:
-            break
-        if b"[y/N]" in text and not answered:
-            os.write(parent, answer)
-            answered = True
-    os.close(parent)
-    return process.wait(30), text.decode()
-
-
 for answer, status in ((b"y\n", RESTARTED), (b"n\n", 1), (b"\n", 1)):
-    got, text = on_terminal(answer)
+    got, text = on_terminal("power", "reboot", answer=answer)
     expect(f"answer {answer}", got, status)
     if "power reboot: really? [y/N]" not in text:
         fail(f"it does not ask: {text}")

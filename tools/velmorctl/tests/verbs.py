@@ -3,7 +3,7 @@
 
 import device
 from commands import COMMANDS, ENDINGS
-from device import BOARDS, ctl, expect, fail
+from device import BOARDS, ctl, expect, fail, on_terminal
 
 device.skip_without_device()
 
@@ -81,6 +81,11 @@ fine = ["--set", "backlight.max_brightness=100"]
 for percent in (1, 33, 50, 99):
     got = device.script(f"$ctl backlight set {percent}% >set && $ctl backlight --json; rm set", options=fine).values()
     expect(f"{percent} % of a fine backlight", got["percent"], percent)
+
+expect("colour on a terminal", "\x1b[1m" in on_terminal("thermal")[1], True)
+expect("no colour if the user wants none", "\x1b" in on_terminal("thermal", settings=["NO_COLOR=1"])[1], False)
+expect("no colour in JSON", "\x1b" in on_terminal("thermal", "--json")[1], False)
+expect("no colour elsewhere", "\x1b" in ctl("thermal").out, False)
 
 # A part that the hardware table leaves out.
 without = ctl("wifi", "--json", options=["--board", "without-radios"]).document()["items"][0]
