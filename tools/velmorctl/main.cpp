@@ -122,8 +122,8 @@ void CommandLine::add_options() {
     app_.add_flag("--value", value_, "Print the bare value");
     app_.add_option("--index", index_, "Which backlight, display, zone, port, ... (default: 0)")->type_name("N");
     app_.add_flag("--watch", watch_, "Print a query's result now and after every change");
-    app_.add_option("--interval", interval_, "Time between two looks of a watch (default: 1)")->type_name("SECONDS");
-    app_.add_option("--count", count_, "End a watch after printing so often")->type_name("N");
+    app_.add_option("--interval", interval_, "Time between two queries of a watch (default: 1)")->type_name("SECONDS");
+    app_.add_option("--count", count_, "End a watch after printing N times")->type_name("N");
 }
 
 CLI::App* CommandLine::object(const std::string& name, const std::string& help) {
