@@ -305,7 +305,14 @@ Status CommandLine::run(const Command& command) {
     return status_of(report);
 }
 
+/** No argument of velmorctl may be empty: the command line library takes an empty one for none. */
+void refuse_empty(int argc, char** argv) {
+    for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i)
+        if (*argv[i] == '\0') throw WrongUse("an argument is empty; see velmorctl --help");
+}
+
 Status CommandLine::parse_and_run(int argc, char** argv) {
+    refuse_empty(argc, argv);
     try {
         app_.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
