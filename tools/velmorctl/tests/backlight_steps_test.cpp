@@ -47,8 +47,12 @@ TEST(BacklightSteps, LevelOfANumberIsTheNearest) {
         for (int raw = 0; raw <= max; ++raw) {
             const auto level = steps.level_of(raw);
             const int error = std::abs(steps.raw_of(level) - raw);
-            if (level > 0) ASSERT_LE(error, std::abs(steps.raw_of(level - 1) - raw)) << max << ", " << raw;
-            if (level < 255) ASSERT_LE(error, std::abs(steps.raw_of(level + 1) - raw)) << max << ", " << raw;
+            if (level > 0) {
+                ASSERT_LE(error, std::abs(steps.raw_of(level - 1) - raw)) << max << ", " << raw;
+            }
+            if (level < 255) {
+                ASSERT_LE(error, std::abs(steps.raw_of(level + 1) - raw)) << max << ", " << raw;
+            }
         }
     }
 }
