@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Every command on both boards: text, JSON, bare value, exit status; and that queries write nothing."""
 
+import os
+
 import device
 from commands import COMMANDS, ENDINGS
 from device import BOARDS, ctl, expect, fail, on_terminal
@@ -95,6 +97,9 @@ expect("absent objects by name", status.out.splitlines()[-1],
        "not fitted: led, wifi, bluetooth, attitude, motion, mrfi")
 expect("status without absent objects", status.status, 0)
 expect("without an object", ctl().out, ctl("status").out)
+with open(os.path.join(device.HERE, "../../../README.md"), encoding="utf-8") as readme:
+    shown = "".join(f"    {line}\n" for line in ctl().out.splitlines())
+    expect("the status that the README shows", shown in readme.read(), True)
 
 # Names that peers send by radio do not reach the terminal as control characters.
 evil = ctl("mrfi", "devices", board="all-families", options=["--raw", r"mrfi0.devices=0x1 1 1 \x1b[31mred\xff\n"])
