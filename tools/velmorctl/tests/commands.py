@@ -85,7 +85,7 @@ COMMANDS = {
     ("mrfi", "link", "0x5678abcd"): (ABSENT, (0, "link", "0x5678abcd"), False),
     ("mrfi", "link", "5678abcd", "--index", "1"): (ABSENT, (0, "link", "0x5678abcd"), False),
     ("mrfi", "unlink", "0x12340001"): (ABSENT, (0, "unlink", "0x12340001"), False),
-    ("mrfi", "unlink", "0x5678abcd", "--index", "1"): (ABSENT, None, False),  # of no peer
+    ("mrfi", "unlink", "0x5678abcd", "--index", "1"): (ABSENT, (0, "unlink", "0x5678abcd"), False),
     ("mrfi", "autolink"): (ABSENT, (0, "autolink", False), True),
     ("mrfi", "autolink", "on"): (ABSENT, (0, "autolink", True), False),
     ("mrfi", "autolink", "off", "--index", "1"): (ABSENT, (0, "autolink", False), False),
@@ -101,3 +101,8 @@ ENDINGS = {
     ("power", "off", "--yes"): (121, 122),
     ("power", "reboot", "--yes"): (121, 121),
 }
+
+
+def with_json(arguments):
+    own = arguments.index("--") if "--" in arguments else len(arguments)
+    return *arguments[:own], "--json", *arguments[own:]

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What the tests share: velmorctl on the virtual device, the record of its acts, and the schema."""
 
+import itertools
 import json
 import os
 import pty
@@ -21,6 +22,8 @@ with open(os.path.join(HERE, "..", "schema.json"), encoding="utf-8") as schema_f
 SIM, CTL, *LIBRARIES = (os.path.abspath(each) for each in sys.argv[1:5])
 ARGUMENTS = sys.argv[5:]
 BOARDS = ("device", "all-families")
+
+NUMBERS = itertools.count()
 
 failures = 0
 
@@ -43,22 +46,22 @@ def finish():
 
 def skip_without_device():
     tried = subprocess.run([SIM, "run", "--", "true"], capture_output=True, text=True, check=False)
-    if tried.returncode == 125:
+    if tried.returncode == 125 and ("/dev/fuse" in tried.stderr or "namespace" in tried.stderr):
         print("skipped:", tried.stderr.strip())
         sys.exit(SKIPPED)
 
 
-def environment(board, **more):
-    library = LIBRARIES[BOARDS.index(board)]
-    return [f"LD_LIBRARY_PATH={library}"] + [f"{key}={value}" for key, value in more.items()]
+def environment(board):
+    """The library of a board, for programs on the device; any other board has that of this device."""
+    return ["env", "LD_LIBRARY_PATH=" + LIBRARIES[1 if board == "all-families" else 0]]
 
 
 class Result:
-    def __init__(self, what, done, acts):
+    def __init__(self, what, status, out, err, acts):
         self.what = what
-        self.status = done.returncode
-        self.out = done.stdout
-        self.err = done.stderr
+        self.status = status
+        self.out = out
+        self.err = err
         self.acts = acts
 
     def document(self):
@@ -96,23 +99,84 @@ def on_device(command, board="device", options=(), traced=False, stdin="", timeo
         words = [SIM, "run", "--board", board, *options]
         if traced:
             words += ["--trace", trace]
-        words += ["--", "env", *environment(board), *command]
-        done = subprocess.run(words, capture_output=True, text=True, input=stdin, timeout=timeout, check=False)
+        words += ["--", *environment(board), *command]
+        done = subprocess.run(words, capture_output=True, text=True, errors="replace", input=stdin, timeout=timeout,
+                              check=False)
         acts = []
         if traced:
             with open(trace, encoding="utf-8") as lines:
                 acts = [json.loads(line) for line in lines]
-    return Result(f"{board}: {' '.join(command[1:])} {' '.join(options)}", done, acts)
+    what = f"{board}: {' '.join(command[1:])} {' '.join(options)}"
+    return Result(what, done.returncode, done.stdout, done.stderr, acts)
 
 
 def ctl(*arguments, **options):
     return on_device([CTL, *arguments], **options)
 
 
+class Session:
+    """A device that runs one command after the other, and keeps its state."""
+
+    def __init__(self, board):
+        self.board = board
+        self.name = f"session.{os.getpid()}.{board}"
+        self.scratch = tempfile.TemporaryDirectory()
+        trace = os.path.join(self.scratch.name, "trace")
+        runner = [sys.executable, "-B", os.path.join(HERE, "runner.py")]
+        self.process = subprocess.Popen([SIM, "run", "--name", self.name, "--board", board, "--trace", trace, "--",
+                                         *environment(board), *runner],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.run(["true"])  # now there is a record
+        self.trace = open(trace, encoding="utf-8")
+        self.start()  # the first one finds other values of the PWM line than the next ones
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.process.stdin.close()
+        expect(f"{self.board}: end of the session", self.process.wait(60), 0)
+        self.process.stdout.close()
+        self.trace.close()
+        self.scratch.cleanup()
+
+    def run(self, command):
+        self.process.stdin.write(json.dumps(command) + "\n")
+        self.process.stdin.flush()
+        return json.loads(self.process.stdout.readline())
+
+    def ctl(self, *arguments, program=(CTL,), fault=""):
+        """Run velmorctl, with a fault of the device that ends with it."""
+        if fault:
+            self.command("fault", fault)
+        self.trace.seek(0, os.SEEK_END)
+        done = self.run([*program, *arguments])
+        if fault:
+            self.command("clear")
+        acts = [json.loads(line) for line in self.trace]
+        what = f"{self.board}: {' '.join(arguments)} {fault}"
+        return Result(what, done["status"], done["out"], done["err"], [act for act in acts if act.get("pid") == done["pid"]])
+
+    def prepare(self, arguments):
+        """Undo what a command has done, if it matters to the next run of the same command."""
+        if arguments[:2] == ("mrfi", "unlink"):
+            self.ctl("mrfi", "link", *arguments[2:])
+        if arguments[:2] == ("io", "config"):
+            self.start()
+
+    def start(self):
+        """A call that uses no file: the record shows the start alone."""
+        return self.ctl("mrfi", "class", "0x1").acts
+
+    def command(self, verb, *words):
+        """A command of velmor-sim for this device. Returns what it prints."""
+        return subprocess.run([SIM, verb, "--name", self.name, *words], capture_output=True, text=True, check=True).stdout
+
+
 def script(text, board="device", **options):
-    """Run a shell script on the device; $ctl is velmorctl, and $get NAME prints a value of the device."""
-    name = f"ctl.{os.getpid()}"
-    setting = f"ctl='{CTL}'; get='{SIM} get --name {name}'; set='{SIM} set --name {name}'\n"
+    """Run a shell script on the device. $ctl is velmorctl, and "$sim VERB $run" a command of velmor-sim."""
+    name = f"script.{os.getpid()}.{next(NUMBERS)}"
+    setting = f"ctl='{CTL}'; sim='{SIM}'; run='--name {name}'\n"
     options["options"] = ["--name", name, *options.get("options", ())]
     return on_device(["bash", "-c", setting + text], board=board, **options)
 
@@ -120,7 +184,7 @@ def script(text, board="device", **options):
 def on_terminal(*arguments, answer=b"", settings=()):
     """velmorctl on a terminal, with an answer to its question. Returns the exit status and what was printed."""
     parent, child = pty.openpty()
-    process = subprocess.Popen([SIM, "run", "--", "env", *environment("device"), *settings, CTL, *arguments],
+    process = subprocess.Popen([SIM, "run", "--", *environment("device"), *settings, CTL, *arguments],
                                stdin=child, stdout=child, stderr=child, start_new_session=True)
     os.close(child)
     text = b""

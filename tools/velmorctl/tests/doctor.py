@@ -44,7 +44,7 @@ expect("denied: exit status", denied.status, 4)
 broken = ctl("doctor", "--json", options=["--fault", f"{brightness}:read:EIO"])
 expect("unreadable", item_of(broken, brightness)["error"]["cause"], f"cannot read {brightness}: Input/output error")
 
-without = ctl("doctor", "--json", options=["--board", "without-echosounder"])
+without = ctl("doctor", "--json", board="without-echosounder")
 expect("without an echosounder: exit status", without.status, 0)
 reset = item_of(without, "/sys/devices/platform/echosounder.0/reset")
 if "the hardware table decides" not in reset["note"]:
@@ -54,10 +54,10 @@ with tempfile.TemporaryDirectory() as scratch:
     board_file = os.path.join(scratch, "board.json")
     with open(board_file, "w", encoding="utf-8") as out:
         json.dump({"description": "no table", "base": "device", "without": ["backlight"]}, out)
-    missing = ctl("doctor", "--json", options=["--board", board_file])
+    missing = ctl("doctor", "--json", board=board_file)
     expect("missing", item_of(missing, brightness)["error"]["cause"], f"{brightness} is missing")
     expect("missing: exit status", missing.status, 1)
-    status = ctl("status", options=["--board", board_file])
+    status = ctl("status", board=board_file)
     expect("a board that does not start", status.err,
            "velmorctl: es_present failed: /sys/class/backlight/pwm-backlight.0/max_brightness is missing: "
            "is this the device?\n")

@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: MIT
 """Each act of each command fails in turn: the JSON stays valid, the exit status is right, nothing is half done."""
 
+import collections
+
 import device
-from commands import COMMANDS
-from device import BOARDS, ctl, expect, fail, script
+from commands import COMMANDS, with_json
+from device import BOARDS, Session, ctl, expect, fail
 
 device.skip_without_device()
 
@@ -19,83 +21,93 @@ SINGLE = {
 }
 
 
-def key(act):
-    return act["act"], act["path"]
+ERRORS = {"open": "EACCES", "read": "EIO", "write": "EIO", "ioctl": "EIO"}
 
 
-def faults(acts, start_length):
-    """The acts after the start that may fail, and which of its kind on its file each is."""
-    for number, act in enumerate(acts):
-        # A failure to close a file that was read is the same for every file.
-        if number >= start_length and act["act"] in ("open", "read", "write", "ioctl"):
-            nth = sum(1 for each in acts[: number + 1] if key(each) == key(act))
-            yield act, nth
+def faults(acts, start):
+    """Each kind of act on each file: its first one after the start, and which of its kind on that file this is."""
+    begun = collections.Counter((act["act"], act["path"]) for act in start if act["act"] in ERRORS)
+    after = collections.Counter((act["act"], act["path"]) for act in acts if act["act"] in ERRORS) - begun
+    modes = {act["path"]: act["mode"] for act in acts if act["act"] == "open"}
+    for kind, path in after:
+        yield kind, path, modes[path], begun[kind, path] + 1
 
 
-def with_json(arguments):
-    own = arguments.index("--") if "--" in arguments else len(arguments)
-    return *arguments[:own], "--json", *arguments[own:]
+def is_own(kind, path):
+    """An act of velmorctl itself, which can do without it."""
+    return kind != "write" and path.endswith("max_brightness")
 
 
-def check(arguments, board, act, nth):
-    path, kind = act["path"], act["act"]
-    once = ctl(*with_json(arguments), board=board, options=["--fault", f"{path}:{kind}:EIO:{nth}"])
-    once.document()
-    lists = arguments[:2] in (("mrfi", "devices"), ("mrfi", "connections"))  # read again, as they seem empty
-    tools_own = kind != "write" and path.endswith("max_brightness")
-    if path in FORGIVEN or lists or tools_own or arguments[0] in ("status", "watch", "doctor"):
+def check(session, arguments, kind, path, mode, nth):
+    denies = kind == "open"
+    if denies and nth > 1:
+        return  # the start is denied too: see below
+    fault = f"{path}:{kind}:{ERRORS[kind]}" + ("" if denies else f":{nth}")
+    if arguments[0] == "watchdog":  # it may stay armed
+        result = ctl(*with_json(arguments), board=session.board, options=["--fault", fault])
+    else:
+        session.prepare(arguments)
+        result = session.ctl(*with_json(arguments), fault=fault)
+    result.document()
+    lists = kind == "read" and arguments[:2] in (("mrfi", "devices"), ("mrfi", "connections"))  # read again: they seem empty
+    if path in FORGIVEN or lists or is_own(kind, path):
         return
-    expect(f"{once.what}: exit status", once.status, 1)
-    expect(f"{once.what}: lines on standard error", len(once.err.splitlines()) >= 1, True)
+    # The cause is looked for afterwards. A write is not tried, here access() grants everything, and the files of a GPIO
+    # line are gone by then.
+    found = (mode == "r" or path.startswith("/dev/")) and not path.startswith("/sys/class/gpio/")
+    wanted = (1,) if not denies else (4,) if found else (1, 4)
+    if result.status not in wanted:
+        fail(f"{result.what}: exit status {result.status}, should be one of {wanted}: {result.out}")
+    if not result.err.startswith("velmorctl: "):
+        fail(f"{result.what}: on standard error: {result.err}")
 
 
-def check_denied(arguments, board, act):
-    """Without permission to open a file for reading. The start would fail too if it opens the file."""
-    denied = ctl(*with_json(arguments), board=board, options=["--fault", f"{act['path']}:open:EACCES"])
-    denied.document()
-    if act["path"] in FORGIVEN or act["path"].endswith("max_brightness") or arguments[0] in ("status", "watch", "doctor"):
-        return
-    # A write is not tried to find the cause, and here access() grants everything.
-    device_node = act["path"].startswith("/dev/")
-    wanted = (4,) if act["mode"] == "r" or device_node else (1, 4)
-    if denied.status not in wanted:
-        fail(f"{denied.what}: exit status {denied.status}, should be one of {wanted}: {denied.out}")
-
-
-for board_number, board in enumerate(BOARDS):
-    start = ctl("mrfi", "class", "0x1", board=board, traced=True).acts
-    started = {each["path"] for each in start if "path" in each}
-    for arguments, expectations in COMMANDS.items():
-        wanted = expectations[board_number]
-        if wanted is None or wanted[0] != 0 or arguments in (("doctor",), ("status",), ("backlight", "set", "50%")):
-            continue
-        acts = ctl(*with_json(arguments), board=board, traced=True).acts
-        for act, nth in faults(acts, len(start)):
-            check(arguments, board, act, nth)
-            if act["act"] == "open" and act["path"] not in started:
-                check_denied(arguments, board, act)
-
-# The start: one failure is reported, whatever is asked for.
-for board in BOARDS:
-    for act, nth in faults(ctl("mrfi", "class", "0x1", board=board, traced=True).acts, 0):
-        path, kind = act["path"], act["act"]
-        options = ["--fault", f"{path}:{kind}:EIO:{nth}"]
+def check_start(session):
+    """One failure is reported, whatever is asked for."""
+    for kind, path, _, nth in faults(session.start(), []):
         for command in ("status", "io", "backlight"):
-            result = ctl(command, "--json", board=board, options=options)
+            result = session.ctl(command, "--json", fault=f"{path}:{kind}:EIO:{nth}")
             result.document()
             # Without the kinds of its trip points the board starts, but that zone cannot be read.
             wanted = 0 if "trip_point" in path and command != "status" else 1
             expect(f"{result.what}: exit status", result.status, wanted)
             expect(f"{result.what}: lines on standard error", len(result.err.splitlines()), wanted)
 
-for arguments, (name, unchanged) in SINGLE.items():
-    acts = ctl(*arguments, board="all-families", traced=True).acts
-    path = [act["path"] for act in acts if act["act"] == "write"][-1]
-    for kind in ("open", "write"):
-        fault = ["--fault", f"{path}:{kind}:EIO"]
-        setting = " ".join(f"'{each}'" for each in arguments)
-        before = script(f"$set {name} '{unchanged}'; $ctl {setting}; $get {name}", board="all-families", options=fault)
-        expect(f"{before.what}: what is left", before.out, unchanged + "\n")
+
+def check_overview(session):
+    """One file of each folder that the status reads."""
+    start = session.start()
+    folders = set()
+    for kind, path, _, nth in faults(session.ctl("status").acts, start):
+        folder = path.rsplit("/", 1)[0]
+        if kind == "read" and path not in FORGIVEN and not is_own(kind, path) and folder not in folders:
+            folders.add(folder)
+            result = session.ctl("status", "--json", fault=f"{path}:read:EIO:{nth}")
+            failed = [item for item in result.document()["items"] if (item["error"] or {}).get("kind") == "failed"]
+            expect(f"{result.what}: exit status and failures", (result.status, len(failed) > 0), (1, True))
+
+
+for board_number, board in enumerate(BOARDS):
+    with Session(board) as session:
+        for arguments, expectations in COMMANDS.items():
+            if expectations[board_number][0] != 0 or arguments[0] in ("doctor", "status", "watch"):
+                continue
+            session.prepare(arguments)
+            session.start()  # sets back what the previous command has set
+            start = session.start()
+            for fault in faults(session.ctl(*with_json(arguments)).acts, start):
+                check(session, arguments, *fault)
+        check_start(session)
+        check_overview(session)
+
+with Session("all-families") as session:
+    for arguments, (name, unchanged) in SINGLE.items():
+        path = [act["path"] for act in session.ctl(*arguments).acts if act["act"] == "write"][-1]
+        for kind in ("open", "write"):
+            session.command("set", name, unchanged)
+            result = session.ctl(*arguments, fault=f"{path}:{kind}:EIO")
+            expect(f"{result.what}: exit status", result.status, 1)
+            expect(f"{result.what}: what is left", session.command("get", name), unchanged + "\n")
 
 # Malformed text is quoted.
 malformed = ctl("backlight", "--json", options=["--raw", "backlight.brightness=much\\n"])

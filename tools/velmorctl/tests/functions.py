@@ -13,7 +13,7 @@ import tempfile
 
 import device
 from commands import COMMANDS, ENDINGS
-from device import ARGUMENTS, BOARDS, expect, fail, on_device
+from device import ARGUMENTS, BOARDS, Session, expect, fail, on_device
 
 device.skip_without_device()
 counting, print_files, header = ARGUMENTS
@@ -28,10 +28,11 @@ for line in subprocess.run([print_files], capture_output=True, text=True, check=
     table.append((path, readers.split(), writers.split()))
 
 
-def calls_and_acts(arguments, board):
+def calls_and_acts(run, arguments):
+    """The functions that a command calls, and the acts of all programs on the device."""
     with tempfile.TemporaryDirectory() as scratch:
         log = os.path.join(scratch, "calls")
-        result = on_device(["env", f"VELMOR_CALLS={log}", counting, *arguments], board=board, traced=True)
+        result = run(*arguments, program=("env", f"VELMOR_CALLS={log}", counting))
         calls = set()
         if os.path.exists(log):
             with open(log, encoding="utf-8") as lines:
@@ -41,26 +42,36 @@ def calls_and_acts(arguments, board):
 
 reached = set()
 seen = set()  # (path in the table, function, direction)
+
+
+def check(what, calls, acts):
+    """Each file that was opened is in the table, for one of these calls."""
+    global reached, seen
+    reached |= calls
+    users = calls | {"start"}
+    for act in acts:
+        if act["act"] != "open" or "errno" in act:
+            continue
+        for direction in {"r": (1,), "w": (2,), "rw": (1, 2)}[act["mode"]]:
+            rows = [row for row in table if fnmatch.fnmatch(act["path"], row[0]) and users & set(row[direction])]
+            if not rows:
+                fail(f"{what}: {act['path']} ({act['mode']}) is not in the table for {', '.join(sorted(users))}")
+            for row in rows:
+                seen |= {(row[0], user, direction) for user in users & set(row[direction])}
+
+
 for board in BOARDS:
     # A feed within the shortest time needs a command that lasts.
-    feeding = ("watchdog", "run", "--timeout", "1", "--", "sleep", "1")
-    for arguments in [*COMMANDS, *ENDINGS, feeding]:
-        if arguments == ("doctor",):
-            continue
-        calls, acts = calls_and_acts(arguments, board)
-        reached |= calls
-        users = calls | {"start"}
-        for act in acts:
-            if act["act"] != "open" or "errno" in act:
-                continue
-            directions = {"r": (1,), "w": (2,), "rw": (1, 2)}[act["mode"]]
-            for direction in directions:
-                rows = [row for row in table if fnmatch.fnmatch(act["path"], row[0]) and users & set(row[direction])]
-                if not rows:
-                    fail(f"{board}: {' '.join(arguments)}: {act['path']} ({act['mode']}) is not in the table for "
-                         f"{', '.join(sorted(users))}")
-                for row in rows:
-                    seen |= {(row[0], user, direction) for user in users & set(row[direction])}
+    feeding = ("watchdog", "run", "--timeout", "1", "--", "sleep", "0.5")
+    with Session(board) as session:
+        for arguments in [*COMMANDS, feeding]:
+            if arguments != ("doctor",):
+                session.prepare(arguments)
+                check(f"{board}: {' '.join(arguments)}", *calls_and_acts(session.ctl, arguments))
+    for arguments in ENDINGS:
+        def on_its_own(*words, program):
+            return on_device([*program, *words], board=board, traced=True)
+        check(f"{board}: {' '.join(arguments)}", *calls_and_acts(on_its_own, arguments))
 
 expect("functions that no command reaches", functions - reached, set())
 expect("calls that are no functions", reached - functions, set())

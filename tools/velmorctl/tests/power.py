@@ -14,7 +14,7 @@ for what, status in (("off", POWERED_OFF), ("reboot", RESTARTED)):
     expect(f"power {what} --yes", ctl("power", what, "--yes", board="all-families").status, status)
 expect("power off of this device is a restart", ctl("power", "off", "--yes").status, RESTARTED)
 expect("power suspend without a terminal", ctl("power", "suspend").status, 2)
-expect("power suspend", device.script("$ctl power suspend --yes >/dev/null; $get power.suspended").out, "1\n")
+expect("power suspend", device.script("$ctl power suspend --yes >/dev/null; $sim get $run power.suspended").out, "1\n")
 
 
 for answer, status in ((b"y\n", RESTARTED), (b"n\n", 1), (b"\n", 1)):

@@ -4,8 +4,8 @@
 import os
 
 import device
-from commands import COMMANDS, ENDINGS
-from device import BOARDS, ctl, expect, fail, on_terminal
+from commands import COMMANDS, ENDINGS, with_json
+from device import BOARDS, Session, ctl, expect, fail, on_terminal
 
 device.skip_without_device()
 
@@ -17,18 +17,18 @@ def first_value(item):
     return [str(int(value)) if isinstance(value, bool) else str(value)]
 
 
-def check(arguments, board, wanted):
-    own = arguments.index("--") if "--" in arguments else len(arguments)
-    result = ctl(*arguments[:own], "--json", *arguments[own:], board=board, traced=True)
+def check(session, arguments, wanted):
+    session.prepare(arguments)
+    result = session.ctl(*with_json(arguments))
     document = result.document()
-    text = ctl(*arguments, board=board)
+    session.prepare(arguments)
+    text = session.ctl(*arguments)
     expect(f"{text.what}: as text", text.status, result.status)
-    if wanted:
-        status, name, value = wanted
-        expect(result.what, result.status, status)
-        got = [item["value"] for item in document["items"] if item["name"] == name]
-        if name is not None and value not in got:
-            fail(f"{result.what}: {name} is {got}, should be {value}")
+    status, name, value = wanted
+    expect(result.what, result.status, status)
+    got = [item["value"] for item in document["items"] if item["name"] == name]
+    if name is not None and value not in got:
+        fail(f"{result.what}: {name} is {got}, should be {value}")
     if result.status == 0:
         expect(f"{text.what}: on standard error", text.err, "")
         if not text.out:
@@ -40,10 +40,11 @@ def check(arguments, board, wanted):
     return result, document
 
 
-def check_value(arguments, board, document):
+def check_value(session, arguments, document):
     if arguments[0] in ("status", "doctor") or "--" in arguments:
         return
-    bare = ctl(*arguments, "--value", board=board)
+    session.prepare(arguments)
+    bare = session.ctl(*arguments, "--value")
     item = document["items"][0]
     wanted = "" if item["error"] else "".join(each + "\n" for each in first_value(item))
     expect(f"{bare.what}: --value", bare.out, wanted)
@@ -54,14 +55,16 @@ def written(acts):
 
 
 for board_number, board in enumerate(BOARDS):
-    start = written(ctl("mrfi", "class", "0x1", board=board, traced=True).acts)
-    for arguments, expectations in COMMANDS.items():
-        result, document = check(arguments, board, expectations[board_number])
-        check_value(arguments, board, document)
-        is_query = expectations[2]
-        if is_query:
-            wanted = [] if arguments == ("doctor",) else start
-            expect(f"{result.what}: what it writes", written(result.acts), wanted)
+    with Session(board) as session:
+        start = written(session.start())
+        if not start:
+            fail(f"{board}: the record shows no write of the start")
+        for arguments, expectations in COMMANDS.items():
+            result, document = check(session, arguments, expectations[board_number])
+            check_value(session, arguments, document)
+            if expectations[2]:
+                wanted = [] if arguments == ("doctor",) else start
+                expect(f"{result.what}: what it writes", written(result.acts), wanted)
     for arguments, statuses in ENDINGS.items():
         expect(f"{board}: {arguments}", ctl(*arguments, board=board).status, statuses[board_number])
 
@@ -90,9 +93,9 @@ expect("no colour in JSON", "\x1b" in on_terminal("thermal", "--json")[1], False
 expect("no colour elsewhere", "\x1b" in ctl("thermal").out, False)
 
 # A part that the hardware table leaves out.
-without = ctl("wifi", "--json", options=["--board", "without-radios"]).document()["items"][0]
+without = ctl("wifi", "--json", board="without-radios").document()["items"][0]
 expect("a radio that is not fitted", (without["value"], without["error"]["kind"]), (False, "not fitted"))
-status = ctl("status", options=["--board", "without-radios"])
+status = ctl("status", board="without-radios")
 expect("absent objects by name", status.out.splitlines()[-1],
        "not fitted: led, wifi, bluetooth, attitude, motion, mrfi")
 expect("status without absent objects", status.status, 0)
