@@ -2,26 +2,38 @@
 """Watches: the first value at once, then each change."""
 
 import json
+import os
+import tempfile
 
 import device
-from device import ctl, expect, fail, script
+from device import ctl, expect, fail
 
 device.skip_without_device()
 
-CHANGES = "sleep 0.5; $set thermal.temp 50000; sleep 0.5; $set thermal.temp 51000; wait"
+TEMPERATURE = "/sys/class/thermal/thermal_zone0/temp"
+# Each change follows a query, so that none is missed.
+CHANGES = f"""wait-for-act {TEMPERATURE}:read 60s
+set thermal.temp 50000
+wait-for-act {TEMPERATURE}:read 60s
+set thermal.temp 51000
+"""
 
 
-def watch(arguments):
-    return script(f"$ctl {arguments} --interval 0.05 & {CHANGES}")
+def watch(*arguments):
+    with tempfile.TemporaryDirectory() as scratch:
+        changes = os.path.join(scratch, "changes")
+        with open(changes, "w", encoding="utf-8") as file:
+            file.write(CHANGES)
+        return ctl(*arguments, "--interval", "0.05", options=["--script", changes])
 
 
-expect("bare values", watch("thermal --value --watch --count 3").out, "45000\n50000\n51000\n")
-got = [json.loads(line)["items"][0]["value"] for line in watch("thermal --json --watch --count 3").out.splitlines()]
-expect("one JSON object a line", got, [45000, 50000, 51000])
-text = watch("thermal --watch --count 3").out.splitlines()
+expect("bare values", watch("thermal", "--value", "--watch", "--count", "3").out, "45000\n50000\n51000\n")
+documents = watch("thermal", "--json", "--watch", "--count", "3").out.splitlines()
+expect("one JSON object a line", [json.loads(line)["items"][0]["value"] for line in documents], [45000, 50000, 51000])
+text = watch("thermal", "--watch", "--count", "3").out.splitlines()
 expect("text: everything at first, then what has changed", [line.split()[:4] for line in text][4:],
        [["critical", "95.0", "°C"], ["thermal", "0", "temperature", "50.0"], ["thermal", "0", "temperature", "51.0"]])
-several = watch("watch backlight thermal --json --count 2").documents()
+several = watch("watch", "backlight", "thermal", "--json", "--count", "2").documents()
 expect("several objects", [each["command"] for each in several], ["watch", "watch"])
 expect("their items", {item["object"] for item in several[0]["items"]}, {"backlight", "thermal"})
 
@@ -29,10 +41,10 @@ once = ctl("io", "get", "9", "--watch", "--count", "1", "--value")
 expect("a query with an argument", (once.status, once.out), (0, "1\n"))
 absent = ctl("watch", "led")
 expect("an absent object ends it", (absent.status, absent.out), (3, ""))
-denied = ctl("thermal", "--watch", options=["--fault", "/sys/class/thermal/thermal_zone0/temp:open:EACCES"])
+denied = ctl("thermal", "--watch", options=["--fault", f"{TEMPERATURE}:open:EACCES"])
 expect("a first failure ends it", denied.status, 4)
 later = ctl("thermal", "--watch", "--json", "--interval", "0.05", "--count", "3",
-            options=["--fault", "/sys/class/thermal/thermal_zone0/temp:read:EIO:3"])
+            options=["--fault", f"{TEMPERATURE}:read:EIO:3"])
 kinds = [(each["items"][0]["error"] or {}).get("kind") for each in later.documents()]
 expect("a later failure is a change", kinds, [None, "failed", None])
 for wrong in (("watch", "nothing"), ("watch",), ("backlight", "set", "5", "--watch"), ("backlight", "--interval", "1"),

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """watchdog run: fed while the command lives, disarmed when it ends well; the watchdog bites in every other case."""
 
+import concurrent.futures
 import os
 import tempfile
 
@@ -9,68 +10,87 @@ from device import ctl, expect, fail, script
 
 BITTEN = 120
 device.skip_without_device()
+scratch = tempfile.TemporaryDirectory()
+alive = os.path.join(scratch.name, "alive")
+# Where the unit must survive, the timeout leaves a busy machine seconds to feed.
+TOUCHES = ("for i in 1 2 3; do $sim wait-for-act $run /dev/watchdog:ioctl 60s & "
+           "while kill -0 $! 2>/dev/null; do touch {0}; sleep 0.1; done; done")
+OUTLIVES = "for i in 1 2 3 4 5; do $sim wait-for-act $run /dev/watchdog:ioctl 60s; done"
 
 
-def check(what, result, status, *words):
-    expect(f"{what}: exit status", result.status, status)
+def run(*arguments, timeout="1", **options):
+    return ctl("watchdog", "run", "--timeout", timeout, *arguments, **options)
+
+
+def guarded(command, *options, timeout=1, **more):
+    """A command of a shell under the watchdog."""
+    words = f"$ctl watchdog run --timeout {timeout} {' '.join(options)} -- sh -c '{command}'"
+    return script(f"export sim run; {words}", **more)
+
+
+RUNS = {
+    "fed": lambda: guarded(OUTLIVES, timeout=4, traced=True),
+    "fails": lambda: run("--", "sh", "-c", "exit 3"),
+    "killed": lambda: run("--", "sh", "-c", "kill -9 $$"),
+    "missing": lambda: run("--", "/no/such/program"),
+    "silent": lambda: run("--alive", alive + ".never", "--", "sleep", "600"),
+    "touching": lambda: guarded(TOUCHES.format(alive + ".1"), "--alive", alive + ".1", timeout=10),
+    "falls silent": lambda: guarded(TOUCHES.format(alive + ".2") + "; sleep 600", "--alive", alive + ".2", timeout=3),
+    "velmorctl killed": lambda: script("$ctl watchdog run --timeout 1 -- sleep 600 & "
+                                       "$sim wait-for-act $run /dev/watchdog:ioctl 60s; kill -9 $!; sleep 600"),
+    "in use": lambda: script("exec 3>/dev/watchdog; $ctl watchdog run --timeout 60 -- touch ran; status=$?; "
+                             "printf V >&3; ls ran 2>&1; exit $status"),
+    "refused": lambda: run("--", "true", options=["--fault", "/dev/watchdog:ioctl:EIO:1"]),
+    "denied": lambda: run("--", "true", options=["--fault", "/dev/watchdog:open:EACCES"]),
+    "one feed fails": lambda: guarded(OUTLIVES, timeout=4, options=["--fault", "/dev/watchdog:ioctl:EIO:2"]),
+    "no feed works": lambda: guarded("$sim fault $run /dev/watchdog:ioctl:EIO; sleep 600", timeout=2),
+    "not disarmed": lambda: run("--json", "--", "true", timeout="60", options=["--fault", "/dev/watchdog:write:EIO"]),
+    "fails, as JSON": lambda: run("--json", "--", "false"),
+    "ends well, as JSON": lambda: run("--json", "--", "true", timeout="60"),
+    # With an argument that is an option or a command of velmorctl itself.
+    "arguments": lambda: run("--", "echo", "status", "--json", timeout="60"),
+    **{f"timeout {wrong!r}": lambda wrong=wrong: run("--", "true", timeout=wrong)
+       for wrong in ("0", "-1", "5s", "1.5", "")},
+}
+with concurrent.futures.ThreadPoolExecutor(4) as pool:  # they mostly wait
+    results = dict(zip(RUNS, pool.map(lambda each: each(), RUNS.values())))
+scratch.cleanup()
+
+
+def check(name, status, *words):
+    result = results[name]
+    expect(f"{name}: exit status", result.status, status)
     for word in words:
         if word not in result.out + result.err:
-            fail(f"{what}: does not say {word!r}: {result.out}{result.err}")
+            fail(f"{name}: does not say {word!r}: {result.out}{result.err}")
 
 
-def acts_on_watchdog(result):
-    return [act["act"] for act in result.acts if act.get("path") == "/dev/watchdog"]
-
-
-def run(*arguments, **options):
-    return ctl("watchdog", "run", "--timeout", "1", *arguments, **options)
-
-
-fed = run("--", "sleep", "3", traced=True)
-check("a command that outlives the timeout", fed, 0, "ended well")
-acts = acts_on_watchdog(fed)
+check("fed", 0, "ended well", "armed")
+on_watchdog = [act for act in results["fed"].acts if act.get("path") == "/dev/watchdog"]
+acts = [act["act"] for act in on_watchdog]
 expect("armed first", acts[:2], ["open", "ioctl"])
 expect("disarmed last", acts[-2:], ["write", "close"])
-expect("the magic close", [act["text"] for act in fed.acts if act["act"] == "write"][-1], "V")
-if acts.count("ioctl") < 4:
-    fail(f"it is fed too seldom: {acts}")
+expect("the magic close", on_watchdog[-2]["text"], "V")
+check("fails", BITTEN, "ended with status 3", "the watchdog bites")
+check("killed", BITTEN, "was killed by signal 9", "the watchdog bites")
+check("missing", 1, "cannot run /no/such/program")
+check("silent", BITTEN, "the command is silent", alive)
+check("touching", 0, "ended well")
+check("falls silent", BITTEN, "the command is silent")
+check("velmorctl killed", BITTEN)
+check("in use", 1, "watchdog_enable failed", "busy", "No such file")
+check("refused", 1, "watchdog_enable failed")
+check("denied", 4, "see velmorctl(1), PERMISSIONS")
+check("one feed fails", 0, "watchdog_refresh failed", "ended well")
+check("no feed works", BITTEN, "watchdog_refresh failed")
+check("not disarmed", 1, "watchdog_disable failed")
+check("arguments", 0, "status --json\n")
+for name in RUNS:
+    if name.startswith("timeout"):
+        check(name, 2)
 
-check("a command that fails", run("--", "sh", "-c", "exit 3"), BITTEN, "ended with status 3", "the watchdog bites")
-check("a command that is killed", run("--", "sh", "-c", "kill -9 $$"), BITTEN, "was killed by signal 9")
-check("a command that does not exist", run("--", "/no/such/program"), 1, "cannot run /no/such/program")
-
-with tempfile.TemporaryDirectory() as scratch:
-    alive = os.path.join(scratch, "alive")
-    silent = run("--alive", alive, "--", "sleep", "60")
-    check("a command that never touches its file", silent, BITTEN, "the command is silent", alive)
-    touching = f"for i in 1 2 3 4 5 6 7 8 9 10 11 12; do echo $i >{alive}; sleep 0.2; done"
-    check("a command that touches its file", run("--alive", alive, "--", "sh", "-c", touching), 0, "ended well")
-    hanging = touching + "; sleep 60"
-    check("a command that stops touching it", run("--alive", alive, "--", "sh", "-c", hanging), BITTEN, "silent")
-
-killed = script("$ctl watchdog run --timeout 1 -- sleep 60 & sleep 0.5; kill -9 $!; sleep 60")
-check("velmorctl is killed", killed, BITTEN)
-busy = script("exec 3>/dev/watchdog; $ctl watchdog run --timeout 1 -- touch ran; status=$?; printf V >&3; ls ran 2>&1; "
-              "exit $status")
-check("the watchdog is in use", busy, 1, "watchdog_enable failed", "busy", "No such file")
-refused = run("--", "true", options=["--fault", "/dev/watchdog:ioctl:EIO:1"])
-check("a timeout that the driver refuses", refused, 1, "watchdog_enable failed")
-denied = run("--", "true", options=["--fault", "/dev/watchdog:open:EACCES"])
-check("without permission", denied, 4, "see velmorctl(1), PERMISSIONS")
-check("one feed that fails", ctl("watchdog", "run", "--timeout", "4", "--", "sleep", "3",
-                                 options=["--fault", "/dev/watchdog:ioctl:EIO:2"]), 0, "watchdog_refresh failed")
-never = script("$ctl watchdog run --timeout 1 -- sleep 60",
-               options=[each for n in range(2, 40) for each in ("--fault", f"/dev/watchdog:ioctl:EIO:{n}")])
-check("feeding fails for good", never, BITTEN, "watchdog_refresh failed")
-
-documents = ctl("watchdog", "run", "--timeout", "1", "--json", "--", "false").documents()
-expect("the command's status as JSON", documents[0]["items"][0]["value"], 1)
-expect("what the watchdog does as JSON", documents[0]["items"][1]["value"], True)
-well = ctl("watchdog", "run", "--json", "--", "true").values()
-expect("the JSON of a command that ends well", well, {"command": 0, "armed": False})
-
-# With an argument that is an option or a command of velmorctl itself.
-check("arguments after --", ctl("watchdog", "run", "--", "echo", "status", "--json"), 0, "status --json\n")
-for timeout in ("0", "-1", "5s", "1.5", ""):
-    check(f"timeout {timeout!r}", ctl("watchdog", "run", "--timeout", timeout, "--", "true"), 2)
+failed = results["fails, as JSON"].documents()[0]["items"]
+expect("the command's status as JSON", [each["value"] for each in failed], [1, True])
+expect("the command's failure as JSON", failed[0]["error"]["cause"], "the command ended with status 1: the watchdog bites")
+expect("ends well, as JSON", results["ends well, as JSON"].values(), {"command": 0, "armed": False})
 device.finish()
