@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "call.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -39,10 +40,14 @@ std::string after(const std::string& text, const std::string& beginning) {
 /** The library's words for the failure of a file, of which the standard streams' say nothing. */
 std::string in_words(const std::string& cause, const std::string& function, int index) {
     if (!cause.starts_with("basic_")) return cause;
+    constexpr std::size_t few = 3;
     const auto used = files_of(function, index);
+    std::string paths;
+    for (const File& file : used) paths += (paths.empty() ? "" : " or ") + file.path;
+    if (used.empty() || used.size() > few) paths = "one of its files";
+    const bool only_writes = std::ranges::none_of(used, [&](const File& file) { return reads(function, file); });
     const std::string error = after(cause, "reading the file: ");
-    return "cannot use " + (used.size() == 1 ? used.front().path : "one of its files") +
-           (error.empty() ? "" : ": " + error);
+    return (only_writes ? "cannot write " : "cannot use ") + paths + (error.empty() ? "" : ": " + error);
 }
 
 Failure failure_of(const std::string& function, int index, int result, const std::string& said) {
@@ -50,7 +55,8 @@ Failure failure_of(const std::string& function, int index, int result, const std
     const bool start_failed = !start_cause.empty();
     const std::string cause = start_failed ? "the board does not start: " + start_cause : after(said, " failed: ");
     if (result == -EOPNOTSUPP)
-        return {Status::not_fitted, "not fitted on this board", "velmorctl status shows what is", function, result};
+        return {Status::not_fitted, "not fitted on this board", "velmorctl status shows what is fitted", function,
+                result};
     // -1 may be -EPERM, or the failure of a file, which has no errno.
     if (result == -EACCES || (result == -EPERM && cause == std::strerror(EPERM)))
         return {Status::not_permitted, cause, "see velmorctl(1), PERMISSIONS", function, result};

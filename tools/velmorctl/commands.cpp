@@ -99,6 +99,7 @@ Report configure_io(int line, const std::optional<std::string>& frequency, const
     Item item = set({"io", line, "frequency", wanted.frequency, "Hz"}, "io_config_set",
                     [&] { return io_config_set(line, &wanted); });
     item.text = std::to_string(wanted.frequency) + " Hz";
+    if (line == 0 && !item.failure) item.note = "until the next start: see velmorctl(1), HAZARDS";
     if (item.failure || wanted.duty == keep) return {item};
     Item percent{"io", line, "duty", wanted.duty, "%", item.source};
     percent.text = std::to_string(wanted.duty) + " %";

@@ -187,6 +187,10 @@ const std::vector<File>& files() {
     return all;
 }
 
+bool reads(const std::string& function, const File& file) {
+    return contains(file.readers, function);
+}
+
 std::vector<File> files_of(const std::string& function, int index) {
     std::vector<File> found;
     for (const int wanted : {index, any_index}) {

@@ -31,6 +31,8 @@ const std::vector<File>& files();
 /** The files that a call of this function with this index uses. */
 std::vector<File> files_of(const std::string& function, int index);
 
+bool reads(const std::string& function, const File& file);
+
 /** The files of a call that has succeeded, separated by blanks; empty if they are not those of the table. */
 std::string source_of(const std::string& function, int index);
 

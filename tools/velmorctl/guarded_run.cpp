@@ -131,8 +131,9 @@ Report run_guarded(const GuardedRun& run, const std::function<void(const Report&
     Item armed = watchdog_item("armed", true);
     armed.text = "yes";
     announce({command, armed});
-    // Twice the timeout, because a driver may round it.
-    std::this_thread::sleep_for(seconds(run.timeout_s) * 2);
+    // A driver may round the timeout, and a restart may take its time.
+    constexpr seconds patience{10};
+    std::this_thread::sleep_for(seconds(run.timeout_s) * 2 + patience);
     return {failed_item("bite", {Status::failed, "the watchdog has not restarted the unit", ""})};
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,7 @@ constexpr char footer[] =
     "  velmorctl thermal --watch --json\n"
     "  velmorctl watchdog run --timeout 30 -- ./my-app\n\n"
     "For the arguments of a command: velmorctl OBJECT [VERB] --help";
+constexpr char footer_of_object[] = "For the options of every command: velmorctl --help";
 
 /** A command either queries or sets; one of the third kind queries if it has none of its optional arguments. */
 enum class Kind { query, setter, either };
@@ -46,6 +48,15 @@ struct Command {
     bool has_index;
     std::function<Report()> run;
 };
+
+/** @param subcommand  what the line of the usage calls it */
+std::shared_ptr<CLI::Formatter> formatter(const char* subcommand) {
+    const auto made = std::make_shared<CLI::Formatter>();
+    made->label("SUBCOMMAND", subcommand);
+    made->label("TEXT", "");  // every argument is text
+    made->label("REQUIRED", "");
+    return made;
+}
 
 class CommandLine {
 public:
@@ -67,15 +78,17 @@ private:
     CLI::App* verb(CLI::App* of, const std::string& name, const std::string& help, Kind kind, bool has_index,
                    const Run& execute);
 
+    std::string in_words(const CLI::ParseError& error) const;
+    const CLI::App* innermost() const;
     const Command& chosen() const;
     void check(const Command& command) const;
     bool queries(const Command& command) const;
     Status run(const Command& command);
     int index() const { return index_.empty() ? 0 : number("--index", index_, 0, any_number); }
-    /** The line or the port. */
-    int target() const { return number("number", first_, 0, any_number); }
+    int line() const { return number("LINE", first_, 0, any_number); }
+    int port() const { return number("PORT", first_, 0, any_number); }
 
-    CLI::App app_{"The device's hardware from a shell. Without an object: status."};
+    CLI::App app_{"The device's hardware from a shell. Without an object: status.", "velmorctl"};
     std::vector<Command> commands_;
 
     bool json_ = false;
@@ -96,13 +109,9 @@ private:
 
 CommandLine::CommandLine() {
     app_.footer(footer);
-    app_.get_formatter()->label("TEXT", "");  // every argument is text
-    app_.get_formatter()->label("REQUIRED", "");
+    app_.formatter(formatter("OBJECT [VERB [ARGUMENTS]]"));
     app_.fallthrough();             // options may follow the verb
     app_.require_subcommand(0, 1);  // so that an argument may be the name of an object
-    app_.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-        return "velmorctl: " + std::string(error.what()) + "; see velmorctl --help\n";
-    });
     add_options();
     commands_.push_back({&app_, "status", Kind::query, false, query_all});
     commands_.push_back({object("status", "Everything that is fitted"), "status", Kind::query, false, query_all});
@@ -117,7 +126,7 @@ CommandLine::CommandLine() {
 }
 
 void CommandLine::add_options() {
-    app_.set_version_flag("--version", "velmorctl " VELMOR_VERSION_STRING);
+    app_.set_version_flag("--version", "velmorctl " VELMOR_VERSION_STRING, "Print the version and exit");
     app_.add_flag("--json", json_, "Print a JSON document on one line");
     app_.add_flag("--value", value_, "Print the bare value");
     app_.add_option("--index", index_, "Which backlight, display, zone, port, ... (default: 0)")->type_name("N");
@@ -128,13 +137,16 @@ void CommandLine::add_options() {
 
 CLI::App* CommandLine::object(const std::string& name, const std::string& help) {
     auto* const added = app_.add_subcommand(name, help);
-    added->footer("");
+    added->group("Objects");
+    added->formatter(formatter("VERB"));
+    added->footer(footer_of_object);
     return added;
 }
 
 CLI::App* CommandLine::verb(CLI::App* of, const std::string& name, const std::string& help, Kind kind, bool has_index,
                             const Run& execute) {
     auto* const added = of->add_subcommand(name, help);
+    added->group("Verbs");
     commands_.push_back({added, of->get_name() + " " + name, kind, has_index, execute});
     return added;
 }
@@ -165,38 +177,38 @@ void CommandLine::add_lighting() {
 
 void CommandLine::add_lines() {
     auto* const io = app_.get_subcommand("io");
-    constexpr char line[] = "Number of the line, from 0";
+    constexpr char line_help[] = "Number of the line, from 0";
     verb(io, "get", "Get the level of a line; makes a GPIO line an input", Kind::query, false,
-         [this] { return io_level(target()); })
-        ->add_option("LINE", first_, line)
+         [this] { return io_level(line()); })
+        ->add_option("LINE", first_, line_help)
         ->required();
     auto* const set = verb(io, "set", "Set the level of an output line", Kind::setter, false,
-                           [this] { return set_io(target(), second_); });
-    set->add_option("LINE", first_, line)->required();
+                           [this] { return set_io(line(), second_); });
+    set->add_option("LINE", first_, line_help)->required();
     set->add_option("LEVEL", second_, "0 (low, off) or 1 (high, on)")->required();
     auto* const config =
-        verb(io, "config", "Show or set frequency and duty of a PWM line", Kind::either, false, [this] {
-            const bool shows = !frequency_ && !duty_;
-            return shows ? io_configuration(target()) : configure_io(target(), frequency_, duty_);
-        });
-    config->add_option("LINE", first_, line)->required();
+        verb(io, "config", "Show or set frequency and duty of a PWM line; the next start resets line 0", Kind::either,
+             false, [this] {
+                 const bool shows = !frequency_ && !duty_;
+                 return shows ? io_configuration(line()) : configure_io(line(), frequency_, duty_);
+             });
+    config->add_option("LINE", first_, line_help)->required();
     config->add_option("--frequency", frequency_, "1 to 2000000")->type_name("HERTZ");
     config->add_option("--duty", duty_, "0 to 100")->type_name("PERCENT");
 
     auto* const serial = app_.get_subcommand("serial");
-    constexpr char port[] = "Number of the serial port, from 0";
+    constexpr char port_help[] = "Number of the serial port, from 0";
     auto* const mux = verb(serial, "mux", "Connect a port to a connector", Kind::setter, false,
-                           [this] { return connect_serial(target(), second_); });
-    mux->add_option("PORT", first_, port)->required();
+                           [this] { return connect_serial(port(), second_); });
+    mux->add_option("PORT", first_, port_help)->required();
     mux->add_option("CONNECTOR", second_, "Number of the connector, from 0")->required();
     auto* const function =
         verb(serial, "function", "Show the functions of a port's pin, or switch it to one", Kind::either, false,
-             [this] { return second_.empty() ? serial_functions(target()) : set_serial_function(target(), second_); });
-    function->add_option("PORT", first_, port)->required();
+             [this] { return second_.empty() ? serial_functions(port()) : set_serial_function(port(), second_); });
+    function->add_option("PORT", first_, port_help)->required();
     function->add_option("FUNCTION", second_, "serial, key, or a number that the board defines");
 
     auto* const antenna = object("antenna", "Select an antenna");
-    antenna->require_subcommand(1);
     for (const char* radio : {"wifi", "bluetooth"})
         verb(antenna, radio, std::string("Select the antenna of ") + radio, Kind::setter, false,
              [this, radio] { return select_antenna(radio, first_); })
@@ -224,7 +236,6 @@ void CommandLine::add_mrfi() {
 
 void CommandLine::add_dangerous() {
     auto* const device = object("power", "Power off, reboot or suspend the device");
-    device->require_subcommand(1);
     const auto add_power = [&](const char* what, const char* help) {
         verb(device, what, help, Kind::setter, false, [this, what] {
             return power(what, yes_);
@@ -235,7 +246,6 @@ void CommandLine::add_dangerous() {
     add_power("suspend", "Suspend the device to memory");
 
     auto* const watchdog = object("watchdog", "Run a command under the watchdog");
-    watchdog->require_subcommand(1);
     auto* const guard =
         verb(watchdog, "run", "Restart the unit if a command fails or goes silent", Kind::setter, false, [this] {
             const GuardedRun guarded{number("--timeout", timeout_, 1, any_number), alive_file_, words_};
@@ -260,7 +270,7 @@ void CommandLine::add_watch() {
                                      return word == each.name && *each.verb == '\0';
                                  });
                                  if (found == objects().end())
-                                     throw WrongUse("watch: \"" + word + "\" is no object that can be queried");
+                                     throw WrongUse("watch: \"" + word + "\" is not an object that can be queried");
                                  const Report report = found->query(found->has_index ? index() : 0);
                                  all.insert(all.end(), report.begin(), report.end());
                              }
@@ -268,11 +278,44 @@ void CommandLine::add_watch() {
                          }});
 }
 
-/** The innermost command that was given. */
+/** The object or the verb that was given last. */
+const CLI::App* CommandLine::innermost() const {
+    const CLI::App* app = &app_;
+    while (!app->get_subcommands().empty()) app = app->get_subcommands().front();
+    return app;
+}
+
+/** "off, reboot or suspend"; empty for an object that has no verb. */
+std::string verbs_of(const CLI::App& object) {
+    const auto verbs = object.get_subcommands([](const CLI::App* /*verb*/) { return true; });
+    std::string all;
+    for (const CLI::App* verb : verbs)
+        all += (all.empty() ? "" : verb == verbs.back() ? " or " : ", ") + verb->get_name();
+    return all;
+}
+
+std::string CommandLine::in_words(const CLI::ParseError& error) const {
+    const CLI::App* const app = innermost();
+    std::string words;
+    for (const CLI::App* each = app; each != &app_; each = each->get_parent())
+        words = each->get_name() + (words.empty() ? "" : " ") + words;
+    const std::string beginning = words.empty() ? "" : words + ": ";
+    const std::string help = "; see velmorctl " + words + (words.empty() ? "" : " ") + "--help";
+    const auto extra = app_.remaining(true);
+    if (extra.empty()) return beginning + error.what() + help;
+    const std::string quoted = beginning + '"' + extra.front() + '"';
+    if (extra.front().starts_with('-')) return quoted + " is not an option" + help;
+    if (app == &app_) return quoted + " is not an object" + help;
+    const std::string verbs = verbs_of(*app);
+    return verbs.empty() ? quoted + " is one argument too many" + help : quoted + " is not a verb; use " + verbs;
+}
+
+/** The command that was given. */
 const Command& CommandLine::chosen() const {
-    const CLI::App* innermost = &app_;
-    while (!innermost->get_subcommands().empty()) innermost = innermost->get_subcommands().front();
-    return *std::ranges::find(commands_, innermost, &Command::app);
+    const auto found = std::ranges::find(commands_, innermost(), &Command::app);
+    if (found == commands_.end())
+        throw WrongUse(innermost()->get_name() + ": the verb is missing; use " + verbs_of(*innermost()));
+    return *found;
 }
 
 bool CommandLine::queries(const Command& command) const {
@@ -286,7 +329,7 @@ void CommandLine::check(const Command& command) const {
     if (json_ && value_) throw WrongUse("--json and --value exclude each other");
     if (value_ && is_list) throw WrongUse(command.words + " has no single value; use --json");
     if (!index_.empty() && !command.has_index) throw WrongUse("--index: " + command.words + " has no index");
-    if (watch_ && !queries(command)) throw WrongUse("--watch: " + command.words + " is no query");
+    if (watch_ && !queries(command)) throw WrongUse("--watch: " + command.words + " is not a query");
     if (!watches && !(interval_.empty() && count_.empty()))
         throw WrongUse("--interval and --count are for --watch and watch");
 }
@@ -316,11 +359,12 @@ Status CommandLine::parse_and_run(int argc, char** argv) {
     try {
         app_.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app_.exit(error) == 0 ? Status::done : Status::wrong_use;
+        constexpr int no_error = 0;  // help or version
+        if (error.get_exit_code() != no_error) throw WrongUse(in_words(error));
+        app_.exit(error);
+        return Status::done;
     }
-    const Status status = run(chosen());
-    if (!std::cout) throw std::runtime_error("cannot write to standard output");
-    return status;
+    return run(chosen());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <stdexcept>
 
 namespace VelmorCtl {
 
@@ -42,6 +43,10 @@ void print_value(const Report& report) {
         return;
     }
     for (const Json& entry : value) std::cout << bare(entry) << "\n";
+}
+
+bool has_failed(const Item& item) {
+    return item.failure.has_value();
 }
 
 bool is_not_fitted(const Item& item) {
@@ -115,9 +120,10 @@ void print(const std::string& command, const Report& report, Form form, bool ove
         std::cout << to_json(command, report).dump(-1, ' ', false, Json::error_handler_t::replace) << "\n";
     else if (form == Form::value)
         print_value(report);
-    else if (overview || !is_absent(report))
+    else if (overview || !std::ranges::all_of(report, &has_failed))
         print_text(report, overview);
     std::cout.flush();
+    if (!std::cout) throw std::runtime_error("cannot write to standard output");
     const bool absent_fails = is_absent(report) && !overview;
     for (const Item& item : report)
         if (item.failure && (absent_fails || !is_not_fitted(item))) print_failure(item);

@@ -36,7 +36,7 @@ Status watch(const Watch& watch, const std::function<Report()>& query) {
         const Report now = query();
         const Report news = shown(watch.form, before, now);
         if (!news.empty()) {
-            print(watch.command, news, watch.form, false);
+            print(watch.command, news, watch.form, watch.command == "status");
             ++printed;
         }
         const Status status = status_of(now);

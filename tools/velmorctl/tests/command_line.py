@@ -13,7 +13,7 @@ import subprocess
 import time
 
 import device
-from device import ARGUMENTS, CTL, LIBRARIES, ctl, expect, fail
+from device import ARGUMENTS, CTL, LIBRARIES, ctl, environment, expect, fail
 
 manual_file, completion_file, header_file = ARGUMENTS
 with open(manual_file, encoding="utf-8") as text:
@@ -24,8 +24,7 @@ with open(header_file, encoding="utf-8") as text:
 
 def run(*arguments):
     """Without a device: no call may be made."""
-    return subprocess.run([CTL, *arguments], capture_output=True, text=True, check=False,
-                          env={**os.environ, "LD_LIBRARY_PATH": LIBRARIES[0]})
+    return subprocess.run([*environment("device"), CTL, *arguments], capture_output=True, text=True, check=False)
 
 
 WRONG = {
@@ -38,16 +37,16 @@ WRONG = {
     ("backlight", "set", " 5"): "use a level from 0 to 255, or 0% to 100%",
     ("backlight", "set", "0x10"): "use a level from 0 to 255, or 0% to 100%",
     ("backlight", "set"): "LEVEL is required",
-    ("backlight", "set", "5", "6"): "6",
+    ("backlight", "set", "5", "6"): 'backlight set: "6" is one argument too many',
     ("backlight", "set", "--", "-5"): "use a level",
     ("backlight", "--index", "1x"): "use a whole number from 0",
     ("backlight", "--index", "-1"): "use a whole number from 0",
-    ("display", "maybe"): "maybe",
+    ("display", "maybe"): 'display: "maybe" is not a verb; use on or off',
     ("led", "set", "red"): "six hexadecimal digits",
     ("led", "set", "#ff001"): "six hexadecimal digits",
     ("led", "set", "#ff00zz"): "six hexadecimal digits",
-    ("io", "get"): "LINE is required",
-    ("io", "get", "x"): "use a whole number from 0",
+    ("io", "get"): "io get: LINE is required; see velmorctl io get --help",
+    ("io", "get", "x"): "LINE: \"x\" is not valid; use a whole number from 0",
     ("io", "set", "9", "2"): "use a whole number from 0 to 1",
     ("io", "set", "9", "1 "): "use a whole number from 0 to 1",
     ("io", "config", "0", "--duty", "101"): "use a whole number from 0 to 100",
@@ -55,7 +54,7 @@ WRONG = {
     ("io", "--index", "1"): "io has no index",
     ("thermal", "--json", "--value"): "exclude each other",
     ("status", "--value"): "use --json",
-    ("antenna",): "",
+    ("antenna",): "use wifi or bluetooth",
     ("antenna", "wifi", "2"): "use a whole number from 0 to 1",
     ("serial", "mux", "0", "left"): "use a whole number from 0",
     ("serial", "function", "0", "gpio"): "use serial, key or a number",
@@ -63,12 +62,12 @@ WRONG = {
     ("mrfi", "link", "123456789"): "hexadecimal digits",
     ("mrfi", "class", "12g"): "hexadecimal digits",
     ("mrfi", "autolink", "maybe"): "use off or on",
-    ("power",): "",
-    ("power", "on"): "on",
-    ("watchdog",): "",
+    ("power",): "power: the verb is missing; use off, reboot or suspend",
+    ("power", "on"): 'power: "on" is not a verb; use off, reboot or suspend',
+    ("watchdog",): "use run",
     ("watchdog", "run"): "COMMAND is required",
-    ("nothing",): "nothing",
-    ("--nothing",): "--nothing",
+    ("nothing",): '"nothing" is not an object',
+    ("--nothing",): '"--nothing" is not an option',
 }
 for arguments, right in WRONG.items():
     result = run(*arguments)
@@ -79,7 +78,7 @@ for arguments, right in WRONG.items():
 
 expect("--version", re.fullmatch(r"velmorctl \d+\.\d+\.\d+\n", run("--version").stdout) is not None, True)
 with open("/dev/full", "w", encoding="utf-8") as full:
-    done = subprocess.run([CTL, "doctor"], stdout=full, stderr=subprocess.DEVNULL, check=False)
+    done = subprocess.run([*environment("device"), CTL, "doctor"], stdout=full, stderr=subprocess.DEVNULL, check=False)
     expect("standard output that is full", done.returncode, 1)
 
 
@@ -107,11 +106,11 @@ def plain(roff):
 commands_text = plain(manual_section("COMMANDS"))
 options_text = plain(manual_section("OPTIONS")) + commands_text
 help_text = run("--help").stdout
-objects = section(help_text, "Subcommands")
+objects = section(help_text, "Objects")
 all_commands = []
 for each in objects:
     of_object = run(each, "--help").stdout
-    verbs = section(of_object, "Subcommands")
+    verbs = section(of_object, "Verbs")
     all_commands += [(each,)] + [(each, verb) for verb in verbs]
     for verb in verbs:
         for option in options_of(run(each, verb, "--help").stdout) - {"--help"}:
@@ -142,46 +141,58 @@ for function in functions:
 # ---- Completion -----------------------------------------------------------------------------------------------------
 
 
-def completed(line, tabs=2):
-    """What bash shows after the user has typed a line and pressed the tab key."""
-    parent, child = pty.openpty()
-    setting = {"PATH": os.path.dirname(CTL) + ":" + os.environ["PATH"], "LD_LIBRARY_PATH": LIBRARIES[0],
-               "TERM": "dumb", "PS1": "> ", "INPUTRC": "/dev/null", "HISTFILE": ""}
-    process = subprocess.Popen(["bash", "--norc", "--noprofile", "-i"], stdin=child, stdout=child, stderr=child,
-                               env=setting, start_new_session=True)
-    os.close(child)
-    text = ""
+class Shell:
+    """An interactive bash with the completion, on a terminal."""
 
-    def wait_for(pattern):
-        nonlocal text
-        end = time.monotonic() + 20
-        while not re.search(pattern, text) and time.monotonic() < end:
-            if select.select([parent], [], [], 0.3)[0]:
-                text += os.read(parent, 4096).decode()
+    def __init__(self):
+        self.terminal, child = pty.openpty()
+        setting = {"PATH": os.path.dirname(CTL) + ":" + os.environ["PATH"], "LD_LIBRARY_PATH": LIBRARIES[0],
+                   "TERM": "dumb", "PS1": "> ", "INPUTRC": "/dev/null", "HISTFILE": ""}
+        self.process = subprocess.Popen(["bash", "--norc", "--noprofile", "-i"], stdin=child, stdout=child,
+                                        stderr=child, env=setting, start_new_session=True)
+        os.close(child)
+        self.type(f". {completion_file}; bind 'set show-all-if-ambiguous on'; bind 'set enable-bracketed-paste off'; "
+                  "echo rea''dy\n")
+        self.wait_for(["ready\r\n"])
 
-    os.write(parent, f". {completion_file}; bind 'set enable-bracketed-paste off'; echo rea''dy\n".encode())
-    wait_for("ready\r\n")
-    text = ""
-    os.write(parent, line.encode() + b"\t" * tabs)
-    end = time.monotonic() + 1.5
-    while time.monotonic() < end:
-        if select.select([parent], [], [], 0.2)[0]:
-            text += os.read(parent, 4096).decode()
-    process.kill()
-    process.wait()
-    os.close(parent)
-    return text
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        os.close(self.terminal)
+
+    def type(self, keys):
+        os.write(self.terminal, keys.encode())
+
+    def wait_for(self, patterns):
+        """What is printed until all of these patterns have appeared, or the patience ends."""
+        text = ""
+        end = time.monotonic() + 30
+        while not all(re.search(pattern, text) for pattern in patterns) and time.monotonic() < end:
+            if select.select([self.terminal], [], [], 0.3)[0]:
+                text += os.read(self.terminal, 4096).decode()
+        return text
 
 
-def check_completion(line, *words, tabs=2):
-    got = completed(line, tabs)
-    for word in words:
-        if not re.search(rf"(?<![\w-]){re.escape(word)}(?![\w])", got[len(line):]):
-            fail(f"completing {line!r} does not offer {word!r}: {got!r}")
+shell = Shell()
+
+
+def check_completion(line, *words):
+    """The tab key after this line offers these words."""
+    shell.type(line)
+    shell.wait_for([re.escape(line) + "$"])
+    shell.type("\t")
+    patterns = [rf"(?<![\w-]){re.escape(word)}(?!\w)" for word in words]
+    text = shell.wait_for(patterns)
+    for word, pattern in zip(words, patterns):
+        if not re.search(pattern, text):
+            fail(f"completing {line!r} does not offer {word!r}: {text!r}")
+    shell.type("\x15")  # erases the line
+    shell.type("echo ne''xt\n")
+    shell.wait_for(["next\r\n"])
 
 
 check_completion("velmorctl ", *objects)
-check_completion("velmorctl back", "light", tabs=1)
+check_completion("velmorctl back", "light ")
 for each in objects:
     verbs = [words[1] for words in all_commands if words[0] == each and len(words) > 1]
     if verbs:
@@ -194,8 +205,9 @@ check_completion("velmorctl serial function 0 ", "serial", "key")
 check_completion("velmorctl backlight --", "--json", "--value", "--index", "--watch")
 check_completion("velmorctl io config 0 --", "--frequency", "--duty")
 check_completion("velmorctl backlight --index ", "0", "1")
-check_completion("velmorctl watch ther", "mal", tabs=1)
-check_completion("velmorctl --json backlight ", "set")
+check_completion("velmorctl watch ther", "mal ")
+check_completion("velmorctl --json backlight ", "set ")
+shell.close()
 
 # ---- The manual's examples ------------------------------------------------------------------------------------------
 

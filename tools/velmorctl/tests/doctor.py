@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 
 import device
-from device import BOARDS, CTL, ctl, expect, fail
+from device import BOARDS, CTL, ctl, environment, expect, fail
 
 device.skip_without_device()
 
@@ -64,7 +64,7 @@ with tempfile.TemporaryDirectory() as scratch:
     expect("a board that does not start: exit status", status.status, 1)
 
 # Off the device: nothing is there, and nothing is tried.
-elsewhere = subprocess.run([CTL, "doctor"], capture_output=True, text=True, check=False)
+elsewhere = subprocess.run([*environment("device"), CTL, "doctor"], capture_output=True, text=True, check=False)
 expect("off the device: exit status", elsewhere.returncode, 1)
 if "/proc/platform/pht_version is missing: is this the device?" not in elsewhere.stderr:
     fail(f"off the device: {elsewhere.stderr}")

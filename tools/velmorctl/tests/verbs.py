@@ -82,6 +82,14 @@ expect("thermal in text", ctl("thermal", options=["--set", "thermal.temp=91000"]
            critical     95.0 °C
 """)
 expect("nearest step", ctl("backlight", "set", "50%").out.splitlines()[1].split("  ")[-1], "(nearest step: 57 %)")
+expect("line 0", ctl("io", "config", "0", "--duty", "25").out,
+       """io 0  frequency  2700 Hz  (until the next start: see velmorctl(1), HAZARDS)
+      duty       25 %
+""")
+refused = ctl("mrfi", "unlink", "0x5678abcd", board="all-families")
+expect("a write that the driver refuses", (refused.status, refused.out, refused.err),
+       (1, "", "velmorctl: mrfi_unlink failed: cannot write /sys/class/mrfi/mrfi0/unlink: "
+        "velmorctl doctor checks the files\n"))
 fine = ["--set", "backlight.max_brightness=100"]
 for percent in (1, 33, 50, 99):
     got = device.script(f"$ctl backlight set {percent}% >set && $ctl backlight --json; rm set", options=fine).values()

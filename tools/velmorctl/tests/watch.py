@@ -6,7 +6,7 @@ import os
 import tempfile
 
 import device
-from device import ctl, expect, fail
+from device import ctl, expect, fail, script
 
 device.skip_without_device()
 
@@ -39,6 +39,10 @@ expect("their items", {item["object"] for item in several[0]["items"]}, {"backli
 
 once = ctl("io", "get", "9", "--watch", "--count", "1", "--value")
 expect("a query with an argument", (once.status, once.out), (0, "1\n"))
+expect("the status", ctl("--watch", "--count", "1").out, ctl().out)
+full = script("$ctl thermal --watch --interval 0.01 >/dev/full")
+expect("standard output that is full ends it", (full.status, full.err),
+       (1, "velmorctl: cannot write to standard output\n"))
 absent = ctl("watch", "led")
 expect("an absent object ends it", (absent.status, absent.out), (3, ""))
 denied = ctl("thermal", "--watch", options=["--fault", f"{TEMPERATURE}:open:EACCES"])
