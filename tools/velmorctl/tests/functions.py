@@ -28,11 +28,12 @@ for line in subprocess.run([print_files], capture_output=True, text=True, check=
     table.append((path, readers.split(), writers.split()))
 
 
-def calls_and_acts(run, arguments):
-    """The functions that a command calls, and the acts of all programs on the device."""
+def calls_and_acts(run, arguments, status):
+    """The functions that a command calls, and its acts."""
     with tempfile.TemporaryDirectory() as scratch:
         log = os.path.join(scratch, "calls")
         result = run(*arguments, program=("env", f"VELMOR_CALLS={log}", counting))
+        expect(f"{result.what}: exit status", result.status, status)
         calls = set()
         if os.path.exists(log):
             with open(log, encoding="utf-8") as lines:
@@ -60,18 +61,19 @@ def check(what, calls, acts):
                 seen |= {(row[0], user, direction) for user in users & set(row[direction])}
 
 
-for board in BOARDS:
-    # A feed within the shortest time needs a command that lasts.
-    feeding = ("watchdog", "run", "--timeout", "1", "--", "sleep", "0.5")
+# A feed within the shortest time needs a command that lasts.
+FEEDING = ("watchdog", "run", "--timeout", "4", "--", "sleep", "1.5")
+for number, board in enumerate(BOARDS):
     with Session(board) as session:
-        for arguments in [*COMMANDS, feeding]:
+        statuses = {arguments: expectations[number][0] for arguments, expectations in COMMANDS.items()}
+        for arguments, status in {**statuses, FEEDING: 0}.items():
             if arguments != ("doctor",):
                 session.prepare(arguments)
-                check(f"{board}: {' '.join(arguments)}", *calls_and_acts(session.ctl, arguments))
-    for arguments in ENDINGS:
+                check(f"{board}: {' '.join(arguments)}", *calls_and_acts(session.ctl, arguments, status))
+    for arguments, statuses in ENDINGS.items():
         def on_its_own(*words, program):
             return on_device([*program, *words], board=board, traced=True)
-        check(f"{board}: {' '.join(arguments)}", *calls_and_acts(on_its_own, arguments))
+        check(f"{board}: {' '.join(arguments)}", *calls_and_acts(on_its_own, arguments, statuses[number]))
 
 expect("functions that no command reaches", functions - reached, set())
 expect("calls that are no functions", reached - functions, set())
