@@ -42,9 +42,14 @@ _velmorctl() {
             ((${#words[@]} == 0)) || _velmorctl_section Options "${words[@]:0:2}" | tr ',' '\n')
         offers=$(grep -e '^--' <<<"$offers")
     elif [[ -z $offers ]]; then
-        ((${#words[@]} > 1)) || offers=$(_velmorctl_section "$([[ ${#words[@]} == 0 ]] && echo Objects || echo Verbs)" "${words[@]}")
+        case ${#words[@]} in
+            0) offers=$(_velmorctl_section Objects) ;;
+            1) offers=$(_velmorctl_section Verbs "${words[0]}") ;;
+        esac
         case ${words[*]} in
-            watch | 'watch '*) offers=$(_velmorctl_section Objects | grep -vxE 'status|antenna|power|watchdog|watch|doctor') ;;
+            watch | 'watch '*)
+                offers=$(_velmorctl_section Objects | grep -vxE 'status|antenna|power|watchdog|watch|doctor')
+                ;;
             'backlight set') offers='0% 25% 50% 75% 100%' ;;
             'io get' | 'io set') offers='0 9 11' ;;
             'io set '*) offers='0 1' ;;

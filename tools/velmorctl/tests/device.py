@@ -145,17 +145,18 @@ class Session:
         self.process.stdin.flush()
         return json.loads(self.process.stdout.readline())
 
-    def ctl(self, *arguments, program=(CTL,), fault=""):
-        """Run velmorctl, with a fault of the device that ends with it."""
+    def ctl(self, *arguments, program=(CTL,), fault="", nth=None):
+        """Run velmorctl, with a fault of the device: of the nth such act, or of all of them until it ends."""
         if fault:
-            self.command("fault", fault)
+            self.command("fault", f"{fault}:{nth}" if nth else fault)
         self.trace.seek(0, os.SEEK_END)
         done = self.run([*program, *arguments])
-        if fault:
+        if fault and not nth:
             self.command("clear")
         acts = [json.loads(line) for line in self.trace]
-        what = f"{self.board}: {' '.join(arguments)} {fault}"
-        return Result(what, done["status"], done["out"], done["err"], [act for act in acts if act.get("pid") == done["pid"]])
+        own = [act for act in acts if act.get("pid") == done["pid"]]
+        what = f"{self.board}: {' '.join(arguments)} {fault} {nth or ''}"
+        return Result(what, done["status"], done["out"], done["err"], own)
 
     def prepare(self, arguments):
         """Undo what a command has done, if it matters to the next run of the same command."""
@@ -170,7 +171,8 @@ class Session:
 
     def command(self, verb, *words):
         """A command of velmor-sim for this device. Returns what it prints."""
-        return subprocess.run([SIM, verb, "--name", self.name, *words], capture_output=True, text=True, check=True).stdout
+        done = subprocess.run([SIM, verb, "--name", self.name, *words], capture_output=True, text=True, check=True)
+        return done.stdout
 
 
 def script(text, board="device", **options):

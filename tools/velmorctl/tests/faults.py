@@ -42,14 +42,16 @@ def check(session, arguments, kind, path, mode, nth):
     denies = kind == "open"
     if denies and nth > 1:
         return  # the start is denied too: see below
-    fault = f"{path}:{kind}:{ERRORS[kind]}" + ("" if denies else f":{nth}")
+    fault = f"{path}:{kind}:{ERRORS[kind]}"
     if arguments[0] == "watchdog":  # it may stay armed
-        result = ctl(*with_json(arguments), board=session.board, options=["--fault", fault])
+        options = ["--fault", fault if denies else f"{fault}:{nth}"]
+        result = ctl(*with_json(arguments), board=session.board, options=options)
     else:
         session.prepare(arguments)
-        result = session.ctl(*with_json(arguments), fault=fault)
+        result = session.ctl(*with_json(arguments), fault=fault, nth=None if denies else nth)
     result.document()
-    lists = kind == "read" and arguments[:2] in (("mrfi", "devices"), ("mrfi", "connections"))  # read again: they seem empty
+    # An empty list is read again for the cause, and then this can be read.
+    lists = kind == "read" and arguments[:2] in (("mrfi", "devices"), ("mrfi", "connections"))
     if path in FORGIVEN or lists or is_own(kind, path):
         return
     # The cause is looked for afterwards. A write is not tried, here access() grants everything, and the files of a GPIO
@@ -66,7 +68,7 @@ def check_start(session):
     """One failure is reported, whatever is asked for."""
     for kind, path, _, nth in faults(session.start(), []):
         for command in ("status", "io", "backlight"):
-            result = session.ctl(command, "--json", fault=f"{path}:{kind}:EIO:{nth}")
+            result = session.ctl(command, "--json", fault=f"{path}:{kind}:EIO", nth=nth)
             result.document()
             # Without the kinds of its trip points the board starts, but that zone cannot be read.
             wanted = 0 if "trip_point" in path and command != "status" else 1
@@ -82,7 +84,7 @@ def check_overview(session):
         folder = path.rsplit("/", 1)[0]
         if kind == "read" and path not in FORGIVEN and not is_own(kind, path) and folder not in folders:
             folders.add(folder)
-            result = session.ctl("status", "--json", fault=f"{path}:read:EIO:{nth}")
+            result = session.ctl("status", "--json", fault=f"{path}:read:EIO", nth=nth)
             failed = [item for item in result.document()["items"] if (item["error"] or {}).get("kind") == "failed"]
             expect(f"{result.what}: exit status and failures", (result.status, len(failed) > 0), (1, True))
 
@@ -95,8 +97,10 @@ for board_number, board in enumerate(BOARDS):
             session.prepare(arguments)
             session.start()  # sets back what the previous command has set
             start = session.start()
-            for fault in faults(session.ctl(*with_json(arguments)).acts, start):
-                check(session, arguments, *fault)
+            for kind, *rest in faults(session.ctl(*with_json(arguments)).acts, start):
+                # The other board has all files of this device: one kind of failure for each is enough here.
+                if kind == "open" or board == "all-families":
+                    check(session, arguments, kind, *rest)
         check_start(session)
         check_overview(session)
 

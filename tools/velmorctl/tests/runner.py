@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Runs on the virtual device: each line of standard input is a command, a JSON list of words. Prints its process id, exit
-status and output as a JSON line. Standard input of the commands is empty.
+"""Runs on the virtual device: each line of standard input is a command, a JSON list of words. Prints its process id,
+exit status and output as a JSON line. Standard input of the commands is empty.
 """
 
 import json

@@ -75,7 +75,8 @@ expect("source of a temperature", thermal["source"].split()[0], "/sys/class/ther
 expect("backlight in text", ctl("backlight").out, """backlight 0  level    128 of 255
              percent  57 %  [###########---------]
 """)
-expect("thermal in text", ctl("thermal", options=["--set", "thermal.temp=91000"]).out, """thermal 0  temperature  91.0 °C  [############|##|#|#-]
+hot = ctl("thermal", options=["--set", "thermal.temp=91000"])
+expect("thermal in text", hot.out, """thermal 0  temperature  91.0 °C  [############|##|#|#-]
            active       60.0 °C
            hot          75.0 °C
            very hot     85.0 °C
@@ -115,6 +116,6 @@ with open(os.path.join(device.HERE, "../../../README.md"), encoding="utf-8") as 
 # Names that peers send by radio do not reach the terminal as control characters.
 evil = ctl("mrfi", "devices", board="all-families", options=["--raw", r"mrfi0.devices=0x1 1 1 \x1b[31mred\xff\n"])
 expect("a control character", "\x1b" in evil.out, False)
-evil = ctl("mrfi", "devices", "--json", board="all-families", options=["--raw", r"mrfi0.devices=0x1 1 1 \x1b[31m\xff\n"])
+evil = ctl("mrfi", "devices", "--json", board="all-families", options=["--raw", r"mrfi0.devices=0x1 1 1 \x1b\xff\n"])
 evil.document()
 device.finish()

@@ -91,6 +91,7 @@ for name in RUNS:
 
 failed = results["fails, as JSON"].documents()[0]["items"]
 expect("the command's status as JSON", [each["value"] for each in failed], [1, True])
-expect("the command's failure as JSON", failed[0]["error"]["cause"], "the command ended with status 1: the watchdog bites")
+expect("the command's failure as JSON", failed[0]["error"]["cause"],
+       "the command ended with status 1: the watchdog bites")
 expect("ends well, as JSON", results["ends well, as JSON"].values(), {"command": 0, "armed": False})
 device.finish()
