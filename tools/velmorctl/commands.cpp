@@ -92,7 +92,7 @@ Report configure_io(int line, const std::optional<std::string>& frequency, const
     if (frequency) {
         wanted.frequency = number("--frequency", *frequency, 1, highest_frequency);
     } else {
-        const Report present = io_configuration(line);
+        Report present = io_configuration(line);
         if (present.front().failure) return present;
         wanted.frequency = present.front().value.get<int>();
     }

@@ -68,9 +68,10 @@ Item disarmed() {
 }
 
 /** The process of the command, or the error. */
-std::pair<pid_t, int> start(const std::vector<std::string>& command) {
+std::pair<pid_t, int> start(std::vector<std::string> command) {
     std::vector<char*> arguments;
-    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.reserve(command.size() + 1);
+    for (std::string& word : command) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     pid_t process = 0;
     const int error = ::posix_spawnp(&process, arguments.front(), nullptr, nullptr, arguments.data(), environ);

@@ -332,7 +332,7 @@ Report mrfi_number(int index, const std::string& name, const std::string& functi
 }
 
 Report mrfi(int index) {
-    const Report address = mrfi_address(index);
+    Report address = mrfi_address(index);
     if (is_absent(address)) return address;
     return address + mrfi_number(index, "type", "mrfi_type_get", mrfi_type_get) +
            mrfi_number(index, "rssi", "mrfi_rssi_get", mrfi_rssi_get) + mrfi_autolink(index);
@@ -359,7 +359,9 @@ std::string line_of(const Json& record) {
     std::string line;
     for (const auto& [key, value] : record.items()) {
         const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
-        if (!text.empty()) line += line.empty() ? text : "  " + key + " " + text;
+        if (text.empty()) continue;
+        if (!line.empty()) line.append("  ").append(key).append(" ");
+        line += text;
     }
     return line;
 }

@@ -14,10 +14,10 @@ namespace VelmorCtl {
 
 /** Something that can be queried: status, watch, --json and the command line are made from the table of these. */
 struct Object {
-    const char* name;
-    const char* help;
-    bool has_index;
-    Report (*query)(int index);
+    const char* name = "";
+    const char* help = "";
+    bool has_index = false;
+    Report (*query)(int index) = nullptr;
     const char* verb = "";  // of a further query: "mrfi devices"
 };
 

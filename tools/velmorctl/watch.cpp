@@ -22,7 +22,7 @@ Report changes(const Report& before, const Report& now) {
 
 /** What this form prints of a change; nothing if it does not show the change. */
 Report shown(Form form, const Report& before, const Report& now) {
-    const Report changed = changes(before, now);
+    Report changed = changes(before, now);
     if (form == Form::text || changed.empty()) return changed;
     const bool first_changed = before.empty() || values_of(before.front()) != values_of(now.front());
     return form == Form::json || first_changed ? now : Report();
