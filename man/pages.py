@@ -43,15 +43,20 @@ def comment(lines, start):
     raise Unknown(start, "a comment without an end")
 
 
+def checked(number, line):
+    if MARKUP.search(line):
+        raise Unknown(number, f"not understood: {line}")
+    return line
+
+
 def blocks(numbered):
     """The paragraphs, lists and tables of a text: pairs of "text" and a string, "list" and strings, "table" and rows."""
     found = []
     last = None  # the kind of the line before
     for number, line in numbered:
+        checked(number, line)
         if not line:
             last = None
-        elif MARKUP.search(line):
-            raise Unknown(number, f"not understood: {line}")
         elif line.startswith("| "):
             cells = [cell.strip() for cell in line.strip("|").split("|")]
             if last != "table":
@@ -104,8 +109,7 @@ class Function:
                 line = line[2:]
             elif key != "description" or line.startswith(" ") or not line:
                 raise Unknown(number, f"not understood: {line}")
-            if MARKUP.search(line):
-                raise Unknown(number, f"not understood: {line}")
+            checked(number, line)
             texts[key] = f"{texts[key]} {line}" if key in texts else line
         expected = ["description", *("@" + name for name in self.names), "return", "note"]
         for key in expected:
@@ -140,17 +144,17 @@ class Function:
 class Type:
     """A documented type, with the declarations after it that have no comment, such as the values of an enumeration."""
 
-    def __init__(self, text):
-        self.text = text
+    def __init__(self, docstring):
+        self.text = " ".join(checked(number, line) for number, line in docstring)
         self.code, self.fields = [], []
 
-    def add(self, line):
+    def add(self, number, line):
         declaration, _, about = line.partition("/**<")
         declaration = declaration.rstrip()
         self.code.append(declaration)
         if about:
             name = re.sub(r"\[\d+\]| : \d+| = \d+|[;,]", "", declaration).split()[-1]
-            self.fields.append((name, about.strip().removesuffix("*/").rstrip()))
+            self.fields.append((name, checked(number, about.strip().removesuffix("*/").rstrip())))
 
     def names(self):
         return re.findall(r"^(?:typedef [^{]*|\} )\b(\w+);$", "\n".join(self.code), re.MULTILINE)
@@ -197,16 +201,16 @@ class Header:
                 docstring = None
             elif re.match("typedef |enum ", line):
                 if docstring:
-                    kind = Type(" ".join(text for _, text in docstring))
+                    kind = Type(docstring)
                     self.families[-1].types.append(kind)
                 if not kind:
                     raise Unknown(number, f"no documentation: {line}")
                 docstring = None
-                kind.add(line)
+                kind.add(number, line)
                 while not re.search(r"^\}|^\S.*;$", line):
                     number += 1
                     line = lines[number - 1]
-                    kind.add(line)
+                    kind.add(number, line)
         self.functions = {function.name: function for family in self.families for function in family.functions}
 
     def parse_head(self, docstring):
