@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# velmor_install(TARGET): install a library made by velmor_add_library(), with its header, the CMake package, the
-# pkg-config file and the documents, as the only libvelmor of the prefix. Components: velmor-runtime,
+# velmor_install(TARGET): install a library made by velmor_add_library(), with its header, the manual pages, the CMake
+# package, the pkg-config file and the documents, as the only libvelmor of the prefix. Components: velmor-runtime,
 # velmor-development, velmor-documentation, and velmor-debug, which is installed only on request.
 function(velmor_install target)
     include(CMakePackageConfigHelpers)
@@ -14,6 +14,7 @@ function(velmor_install target)
         LIBRARY COMPONENT velmor-runtime NAMELINK_COMPONENT velmor-development
         ARCHIVE COMPONENT velmor-development)
     install(FILES ${velmor_SOURCE_DIR}/include/velmor.h TYPE INCLUDE COMPONENT velmor-development)
+    velmor_make_manual(${target}_manual ${made}/man)
     install(EXPORT velmorTargets NAMESPACE velmor:: DESTINATION ${cmake_dir} COMPONENT velmor-development)
     configure_package_config_file(${velmor_SOURCE_DIR}/cmake/velmorConfig.cmake.in ${made}/velmorConfig.cmake
         INSTALL_DESTINATION ${cmake_dir} NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
@@ -50,4 +51,22 @@ function(velmor_install target)
             COMPONENT velmor-debug EXCLUDE_FROM_ALL)
         install(SCRIPT ${velmor_SOURCE_DIR}/cmake/install_debug.cmake COMPONENT velmor-debug EXCLUDE_FROM_ALL)
     endif()
+endfunction()
+
+# velmor_make_manual(TARGET DIRECTORY): make the manual pages from the header, and install them with it.
+function(velmor_make_manual target directory)
+    find_package(Python3 3.9 QUIET COMPONENTS Interpreter)
+    if(NOT Python3_Interpreter_FOUND)
+        message(STATUS "The manual pages are left out, because python3 (3.9 or later) is missing.")
+        return()
+    endif()
+    set(script ${velmor_SOURCE_DIR}/man/pages.py)
+    set(sources ${velmor_SOURCE_DIR}/include/velmor.h ${velmor_SOURCE_DIR}/CHANGELOG.md)
+    add_custom_command(OUTPUT ${directory}/man7/velmor.7
+        COMMAND ${Python3_EXECUTABLE} ${script} ${sources} ${directory}
+        DEPENDS ${script} ${sources} ${velmor_SOURCE_DIR}/man/velmor.7.in
+        COMMENT "Making the manual pages"
+        VERBATIM)
+    add_custom_target(${target} ALL DEPENDS ${directory}/man7/velmor.7)
+    install(DIRECTORY ${directory}/ DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT velmor-development)
 endfunction()

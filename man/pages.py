@@ -50,7 +50,7 @@ def checked(number, line):
 
 
 def blocks(numbered):
-    """The paragraphs, lists and tables of a text: pairs of "text" and a string, "list" and strings, "table" and rows."""
+    """The parts of a text: pairs of "text" and a paragraph, "list" and its entries, "table" and its rows."""
     found = []
     last = None  # the kind of the line before
     for number, line in numbered:
@@ -186,13 +186,14 @@ class Header:
             if HEADING.match(line):
                 heading = HEADING.match(line)[1]
             elif line.startswith("/**"):
-                start = number
-                docstring, number = comment(lines, start)
+                docstring, number = comment(lines, number)
                 kind = None
                 if docstring[0][1].startswith("@file "):
                     self.parse_head(docstring)
                 elif docstring[0][1].startswith("@name "):
-                    self.families.append(Family(heading, start, [text for _, text in docstring]))
+                    self.families.append(Family(heading, docstring[0][0], [text for _, text in docstring]))
+                if docstring[0][1].startswith("@"):
+                    docstring = None  # not that of a declaration
             elif line.startswith("VELMOR_API"):
                 prototype = PROTOTYPE.match(line)
                 if not prototype:
@@ -239,9 +240,8 @@ class Header:
 
 
 def escaped(text):
-    """For roff. A minus sign and the dashes of quoted texts can be copied; other dashes are hyphens. A line is not broken
+    """For roff. A minus sign and the dashes of quoted texts can be copied; other dashes are hyphens. No line is broken
     at the ends of a quoted text."""
-    text = text.replace("\\", "\\e")
     text = re.sub(r'"[^"]*"|(?<!\w)-',
                   lambda part: re.sub(r'(?<=^") | (?="$)', r"\\ ", part[0].replace("-", "\\-")), text)
     return text.replace("'", "\\(aq")
@@ -291,9 +291,9 @@ class Page:
         self.add(".TP", f"{font}{escaped(tag)}\\fP", self.text(text))
 
     def code(self, lines):
-        self.add(".PP", ".RS 4", ".nf",
-                 *("\\&" * line.startswith((".", "'")) + line.replace("\\", "\\e").replace("-", "\\-") for line in lines),
-                 ".fi", ".RE")
+        lines = [line.replace("\\", "\\e").replace("-", "\\-") for line in lines]
+        lines = ["\\&" + line if line.startswith((".", "'")) else line for line in lines]
+        self.add(".PP", ".RS 4", ".nf", *lines, ".fi", ".RE")
 
     def table(self, rows):
         widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
@@ -410,7 +410,8 @@ def function_page(header, family, function, date):
 
     page.section("Notes")
     page.paragraphs(function.note)
-    page.add(".PP", 'See "THREADS", "SIGNALS, FORK AND EXEC" and "THE FIRST CALL STARTS THE BOARD" in \\fBvelmor\\fP(7).')
+    page.add(".PP", 'See "THREADS", "SIGNALS, FORK AND EXEC" and "THE FIRST CALL STARTS THE BOARD" in',
+             "\\fBvelmor\\fP(7).")
     page.section("Examples")
     page.code(family.example)
     page.section("See also")
