@@ -1,0 +1,173 @@
+# SPDX-License-Identifier: MIT
+"""usage: manual.py LIBRARY
+
+Compares the manual pages with the public header and with the functions that the library exports, has man and mandoc
+check them, and shows that a header whose documentation is incomplete or not understood makes no pages.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+root = pathlib.Path(__file__).resolve().parents[2]
+header = (root / "include/velmor.h").read_text(encoding="utf-8")
+SECTIONS = ["NAME", "LIBRARY", "SYNOPSIS", "DESCRIPTION", "RETURN VALUE", "ERRORS", "NOTES", "EXAMPLES", "SEE ALSO"]
+failures = 0
+
+
+def check(fine, message):
+    global failures
+    if not fine:
+        print("not ok:", message)
+        failures += 1
+
+
+def make_pages(header_text, directory):
+    """The result of pages.py for a header."""
+    header_file = pathlib.Path(directory, "velmor.h")
+    header_file.write_text(header_text, encoding="utf-8")
+    return subprocess.run(
+        [sys.executable, "-B", root / "man/pages.py", header_file, root / "CHANGELOG.md", directory],
+        capture_output=True, text=True, check=False)
+
+
+def rendered(page):
+    environment = {**os.environ, "MANWIDTH": "250", "LC_ALL": "C.UTF-8"}
+    return subprocess.run(["man", "-l", page], capture_output=True, text=True, check=True, env=environment).stdout
+
+
+def words(text):
+    """The words of a text, without what the pages add to the names of functions and sections."""
+    text = re.sub(r'\([37]\)|(?<=") in\s+velmor\(7\)', " ", text)
+    return " ".join(re.findall(r"\w+", text.lower()))
+
+
+def fragments(comment):
+    """The texts of a comment that are in one piece on a page."""
+    text = re.sub(r"^ \* ?", "", comment, flags=re.MULTILINE)
+    text = re.sub(r"\n {2,}", " ", text)
+    cuts = (r"^## |^ - |\||\n\n|@param \w+|@return|@note|HAZARD:"
+            r"|(?:Own|Kernel) errors:|(?<=[;.:]) -(?:\d+|errno)\b|(?=No kernel errors)")
+    return [each for each in map(words, re.split(cuts, text, flags=re.MULTILINE)) if each]
+
+
+def check_contents(name, comment, text):
+    found = words(text)
+    for fragment in fragments(comment):
+        check(fragment in found, f"{name} lacks: {fragment}")
+
+
+def check_functions(directory, library):
+    documented = re.findall(r"/\*\*\n((?: \*.*\n)*?) \*/\nVELMOR_API int (\w+)\((.*)\);", header)
+    declared = re.findall(r"^VELMOR_API int (\w+)", header, re.MULTILINE)
+    symbols = subprocess.run(["nm", "-D", "--defined-only", library], capture_output=True, text=True, check=True).stdout
+    pages = sorted(page.stem for page in directory.glob("man3/*.3"))
+    check(pages == sorted(declared), f"pages {pages}, functions {sorted(declared)}")
+    check(pages == sorted(re.findall(r" T (\w+)$", symbols, re.MULTILINE)), f"pages {pages}, exports {symbols}")
+    for comment, name, parameters in documented:
+        text = rendered(directory / f"man3/{name}.3")
+        sections = re.findall(r"^[A-Z].*", text, re.MULTILINE)
+        check([each for each in sections if each in SECTIONS] == SECTIONS, f"{name} has the sections {sections}")
+        check(words(f"{name}({parameters})") in words(text), f"{name} lacks its prototype")
+        description = text.partition("\nDESCRIPTION\n")[2].partition("\nRETURN VALUE\n")[0]
+        for parameter in re.findall(r"(\w+)(?:,|$)", parameters):
+            check(parameter == "void" or re.search(rf"^ {{7}}{parameter}(\n {{14}}| +)\S", description, re.MULTILINE),
+                  f"{name} does not describe {parameter}")
+        types = description.partition("\nTYPES\n")[2]
+        for kind in set(re.findall(r"\w+_t\b|\w+_ctx\b", parameters)) - {"uint16_t", "uint32_t", "size_t"}:
+            check(f" {kind};\n" in types, f"{name} lacks the type {kind}")
+        check_contents(name, comment, text)
+        before = header[:header.index(f" {name}({parameters});")]
+        example = before.rpartition(" * @code\n")[2].partition(" * @endcode\n")[0]
+        code = "".join(f"           {line[3:]}\n" for line in example.splitlines())
+        check(f"\nEXAMPLES\n{code}\nSEE ALSO\n" in text, f"{name} lacks the example of its family")
+
+
+def check_library(directory):
+    text = rendered(directory / "man7/velmor.7")
+    head = header.partition("@brief")[2].partition(" */\n")[0]
+    # The sections of a family are on the pages of its functions.
+    levels = re.search(r" \* ## Backlight levels\n(?: \*(?! ##).*\n)*", head)[0]
+    check_contents("backlight_set", levels, rendered(directory / "man3/backlight_set.3"))
+    check_contents("velmor", head.replace(levels, "").partition(" * ## ")[2], text)
+    for name in re.findall(r"^VELMOR_API int (\w+)", header, re.MULTILINE):
+        check(f"{name}(3)\n" in text, f"velmor(7) does not list {name}")
+    board = (root / "src/core/board_configuration.cpp").read_text(encoding="utf-8")
+    files = text.partition("\nFILES\n")[2]
+    for path in re.findall(r'"(/\S+)"', board):
+        check(path in files, f"velmor(7) lacks {path}")
+
+
+def check_warnings(directory):
+    pages = sorted(directory.glob("man?/*"))
+    said = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", *pages],
+                          stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False)
+    check(said.returncode == 0 and not said.stderr, f"man: {said.stderr}")
+    if shutil.which("mandoc"):
+        said = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *pages],
+                              capture_output=True, text=True, check=False)
+        check(said.returncode == 0 and not said.stdout, f"mandoc: {said.stdout}")
+
+
+def check_broken_headers(directory):
+    """Each header has one fault. Where the fault is, and what is said about it."""
+    declaration = "VELMOR_API int io_get("
+    param = " * @param io     line number, see io_set()\n"
+    comment = header[header.rindex("/**\n", 0, header.index(declaration)):header.index(declaration)]
+    faults = [
+        ("no comment", comment, "", declaration, "io_get: no documentation"),
+        ("a parameter without a description", param, "", declaration, "io_get: no documentation: io"),
+        ("another parameter's name", "io_get(int io,", "io_get(int line,", declaration[:-1],
+         "io_get: no documentation: line"),
+        ("a parameter that there is not", param, param + " * @param pin  pin\n", declaration, "io_get: .*@pin"),
+        ("no result", comment, re.sub(r" \* @return .*\n( \*   .*\n)*", "", comment), declaration,
+         "io_get: no documentation: return"),
+        ("no note", comment, comment.replace("@note ", "  "), declaration, "io_get: no documentation: note"),
+        ("errors that are not kept apart", "Own errors: -22", "-22", declaration,
+         "io_get: the result is not documented"),
+        ("an unknown command", param, " * @warning hot\n" + param, " * @warning hot", "io_get: not understood"),
+        ("an unknown command in a text", "see io_set()", "see @ref io_set()", "@ref", "io_get: not understood"),
+        ("a numbered list", param, " * 1. one\n" + param, " * 1. one", "io_get: not understood"),
+        ("a deeper list", " *  - max_brightness 7", " *      - max_brightness 7", " *      - max", "not understood"),
+        ("a table row that lacks a cell", "| PWM output: 1 starts it, 0 stops it                   |", "|",
+         " * | io_set(), io_get()", "a row with another number of cells"),
+        ("a family without an example", " * @name IO lines\n * @code\n", " * @name IO lines\n", " * @name IO lines",
+         "a family without an example"),
+        ("a type without a comment", "/** Level of an IO line: 0 is low (off), 1 is high (on). */\n", "",
+         "typedef int32_t io_value_t", "no documentation: typedef int32_t io_value_t"),
+        ("a new section of the head", " * ## What persists", " * ## Weather\n * Fine.\n *\n * ## What persists", None,
+         "velmor.7.in does not have: Weather"),
+    ]
+    for what, old, new, place, said in faults:
+        start = header.index(comment) if old in comment or old.startswith("io_get") else 0
+        broken = header[:start] + header[start:].replace(old, new, 1)
+        line = broken[:broken.index(place)].count("\n") + 1 if place else 1
+        result = make_pages(broken, directory)
+        check(result.returncode == 1 and re.search(rf"velmor\.h:{line}: .*{said}", result.stderr),
+              f"{what}, line {line}: {result.returncode}, {result.stderr}")
+        check(not list(directory.glob("man?")), f"{what}: makes pages")
+
+
+def main():
+    if not shutil.which("man"):
+        print("skipped: man (Debian's man-db) is missing")
+        sys.exit(77)
+    with tempfile.TemporaryDirectory() as directory:
+        result = make_pages(header, directory)
+        if result.returncode != 0:
+            sys.exit(f"not ok: {result.stderr}")
+        check_functions(pathlib.Path(directory), sys.argv[1])
+        check_library(pathlib.Path(directory))
+        check_warnings(pathlib.Path(directory))
+    with tempfile.TemporaryDirectory() as directory:
+        check_broken_headers(pathlib.Path(directory))
+    if failures:
+        sys.exit(1)
+    print("ok: the manual pages")
+
+
+main()
