@@ -74,9 +74,11 @@ def blocks(numbered):
             last = "list"
         elif last == "list" and re.match(r"   \S", line):
             found[-1][1][-1] += line[2:]
-        elif last in (None, "text") and not line.startswith(" "):
-            found[-1:] = [*found[-1:], ("text", line)] if last is None else [("text", f"{found[-1][1]} {line}")]
+        elif last is None and not line.startswith(" "):
+            found.append(("text", line))
             last = "text"
+        elif last == "text" and not line.startswith(" "):
+            found[-1] = ("text", f"{found[-1][1]} {line}")
         else:
             raise Unknown(number, f"not understood: {line}")
     return found
@@ -165,6 +167,8 @@ class Family:
         if texts[1:2] != ["@code"] or texts[-2:] != ["@endcode", "@{"]:
             raise Unknown(line, f"a family without an example: {texts[0]}")
         self.name = texts[0].removeprefix("@name ")
+        if not heading.startswith(self.name):
+            raise Unknown(line, f'a family with another name than "{heading}": {self.name}')
         self.note = heading.removeprefix(self.name).strip(" :()")
         self.example = texts[2:-2]
         self.functions, self.types = [], []
@@ -175,7 +179,7 @@ class Header:
         self.version = re.search(r'^#define VELMOR_VERSION_STRING "(.+)"$', text, re.MULTILINE)[1]
         self.families, self.sections = [], {}
         self.title = None
-        heading = docstring = kind = None
+        heading, docstring, kind = "", None, None
         # The checks of the layout are not documentation.
         lines = re.sub(r"/\*\* @cond \*/.*?/\*\* @endcond \*/", lambda cut: "\n" * cut[0].count("\n"), text,
                        flags=re.DOTALL).split("\n")
@@ -188,15 +192,16 @@ class Header:
             elif line.startswith("/**"):
                 docstring, number = comment(lines, number)
                 kind = None
-                if docstring[0][1].startswith("@file "):
+                first = docstring[0][1] if docstring else ""
+                if first.startswith("@file "):
                     self.parse_head(docstring)
-                elif docstring[0][1].startswith("@name "):
+                elif first.startswith("@name "):
                     self.families.append(Family(heading, docstring[0][0], [text for _, text in docstring]))
-                if docstring[0][1].startswith("@"):
+                if first.startswith("@"):
                     docstring = None  # not that of a declaration
             elif line.startswith("VELMOR_API"):
                 prototype = PROTOTYPE.match(line)
-                if not prototype:
+                if not prototype or not self.families:
                     raise Unknown(number, f"not understood: {line}")
                 self.families[-1].functions.append(Function(number, prototype, docstring))
                 docstring = None
@@ -280,7 +285,7 @@ class Page:
 
         text = re.sub(r"\b(\w+)\(\)", function, escaped(text))
         text = re.sub(r'"([^"]+)"', section, text)
-        return "\\&" + text if text[0] in ".'" else text
+        return "\\&" + text if text.startswith(".") else text
 
     def paragraphs(self, text):
         """A hazard begins a paragraph."""

@@ -120,6 +120,7 @@ def check_broken_headers(directory):
     comment = header[header.rindex("/**\n", 0, header.index(declaration)):header.index(declaration)]
     faults = [
         ("no comment", comment, "", declaration, "io_get: no documentation"),
+        ("an empty comment", comment, "/**\n */\n", declaration, "io_get: no documentation"),
         ("a parameter without a description", param, "", declaration, "io_get: no documentation: io"),
         ("another parameter's name", "io_get(int io,", "io_get(int line,", declaration[:-1],
          "io_get: no documentation: line"),
@@ -137,6 +138,8 @@ def check_broken_headers(directory):
          " * | io_set(), io_get()", "a row with another number of cells"),
         ("a family without an example", " * @name IO lines\n * @code\n", " * @name IO lines\n", " * @name IO lines",
          "a family without an example"),
+        ("a family of another name", " * @name IO lines\n", " * @name GPIO\n", " * @name GPIO",
+         "a family with another name"),
         ("a type without a comment", "/** Level of an IO line: 0 is low (off), 1 is high (on). */\n", "",
          "typedef int32_t io_value_t", "no documentation: typedef int32_t io_value_t"),
         ("a new section of the head", " * ## What persists", " * ## Weather\n * Fine.\n *\n * ## What persists", None,
