@@ -128,6 +128,33 @@
  * Settings are kept by the hardware, not by the process: a backlight level, a display state, an output level or a PWM
  * configuration persists after the process ends, and an armed watchdog still restarts the device. The library stays
  * loaded after dlclose(): after a new dlopen() an armed watchdog can still be fed.
+ *
+ * ## Files
+ * The library uses these files of this device as the calling user. Every function needs those of the first call, too.
+ *  - /sys/class/backlight/pwm-backlight.0/brightness: read by backlight_get(), written by backlight_set()
+ *  - /sys/class/backlight/pwm-backlight.0/max_brightness: read by the first call
+ *  - /sys/class/graphics/fb0/blank: read by display_get(), written by display_set()
+ *  - /sys/devices/platform/mxc_pwm.1/period: read by io_config_get(), read and written by io_config_set() and the first
+ *    call
+ *  - /sys/devices/platform/mxc_pwm.1/duty: read by io_config_get(), read and written by io_config_set() and the first
+ *    call
+ *  - /sys/devices/platform/mxc_pwm.1/status: IO line 0, read by io_get(), written by io_set()
+ *  - /sys/devices/platform/gps.0/enable: IO line 9, read by io_get(), written by io_set()
+ *  - /sys/devices/platform/echosounder.0/reset: IO line 11, read by io_get(), written by io_set()
+ *  - /sys/class/thermal/thermal_zone0/temp: read by thermal_state_get()
+ *  - /sys/class/thermal/thermal_zone0/trip_point_<n>_temp: read by thermal_state_get()
+ *  - /sys/class/thermal/thermal_zone0/trip_point_<n>_type: read by the first call
+ *  - /proc/platform/pht: the hardware table, read by the first call
+ *  - /proc/platform/pht_version: the table's layout, read by the first call
+ *  - /proc/platform/<field>: read by platform_info_get() and, if the serial number is needed,
+ *    platform_can_unique_num_get()
+ *  - /etc/fs_version: read by platform_info_get() and, if the serial number is needed, platform_can_unique_num_get()
+ *  - /dev/watchdog: opened by watchdog_enable(), which arms it, and kept open for watchdog_refresh() and
+ *    watchdog_disable()
+ *  - /sys/power/state: written by power_suspend()
+ *  - /sbin/reboot: run by power_reboot()
+ *
+ * The device nodes that serial_device_info_get() reports, "/dev/ttymxc4" and "/dev/ttymxc3", are not opened.
  */
 #ifndef VELMOR_H
 #define VELMOR_H
@@ -167,7 +194,7 @@ extern "C" {
  * Set the brightness of a backlight.
  * @param index  backlight, from 0 (this device has one, the display's)
  * @param level  0 (off) to 255 (full); 1 is the dimmest light that the driver offers
- * @return 0, or negative. Own errors: -95 if there is no such backlight; -1 for a level above 255, nothing is written.
+ * @return 0, or negative. Own errors: -95 if there is no such backlight; -1 for a level above 255 (nothing is written).
  *   Kernel errors: -1 if "brightness" cannot be written.
  * @note Blocks only for the driver's write. Any thread. The level persists after the process ends.
  */
@@ -246,8 +273,8 @@ typedef struct led_color_t {
  * Set the colour of a group of LEDs.
  * @param index  LED group, from 0
  * @param color  the colour; read during the call only
- * @return 0, or negative. Own errors: -22 for a null pointer; -95; -1 for a component outside 0..255, nothing is
- *   written. Kernel errors: -1 if the driver's colour attribute cannot be written.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -95; -1 for a component outside 0..255 (nothing is
+ *   written). Kernel errors: -1 if the driver's colour attribute cannot be written.
  * @note Blocks for one write. Any thread. The colour persists after the process ends.
  */
 VELMOR_API int led_color_set(int index, const led_color_t* color);
@@ -271,8 +298,12 @@ VELMOR_API int led_color_get(int index, led_color_t* color);
  * @code
  * const io_config_t config = {50, 2700};  // percent, hertz
  * io_value_t gps = 0;
- * if (io_config_set(0, &config) == 0) io_set(0, 1);    // start the PWM output
- * if (io_get(9, &gps) == 0 && gps == 0) io_set(9, 1);  // switch the GPS receiver on
+ * if (io_config_set(0, &config) == 0) {
+ *     io_set(0, 1);  // start the PWM output
+ * }
+ * if (io_get(9, &gps) == 0 && gps == 0) {
+ *     io_set(9, 1);  // switch the GPS receiver on
+ * }
  * @endcode
  * @{
  */
@@ -317,7 +348,7 @@ VELMOR_API int io_get(int io, io_value_t* value);
  * @param config  frequency in hertz, 1..2000000, and duty in percent, 0..100 or -1 to keep the current duty; read
  *   during the call only. The line is neither started nor stopped, see io_set().
  * @return 0, or negative. Own errors: -22 for a null pointer; -95 if the line is not a PWM; -1 for a frequency out of
- *   range, nothing is written; -1 for a duty out of range, whether new or kept: the new period is then set, and the
+ *   range (nothing is written); -1 for a duty out of range, whether new or kept: the new period is then set, and the
  *   duty is 0, or unchanged if it was below 1 %. Kernel errors: -1 if "period" or "duty" cannot be read or written; the
  *   line may then be left at duty 0.
  * @note Blocks for up to four reads and three writes. Any thread, but calls for one line must not overlap: the duty is
@@ -384,7 +415,8 @@ VELMOR_API int thermal_state_get(int zone, thermal_state_t* state);
  * @code
  * bool fitted = false;
  * wifi_info_t wifi;
- * if (wifi_present(&fitted) == 0 && fitted && wifi_info_get(&wifi) == 0) {
+ * if (wifi_present(&fitted) == 0 && fitted &&
+ *     wifi_info_get(&wifi) == 0) {
  *     printf("Wi-Fi is %s\n", wifi.name);
  * }
  * @endcode
@@ -460,7 +492,7 @@ VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
 
 /** @} */
 
-/* ---- Power: these three act on the whole device ----------------------------------------------------------------- */
+/* ---- Power: these functions act on the whole device ------------------------------------------------------------- */
 
 /**
  * @name Power
@@ -523,7 +555,7 @@ VELMOR_API int power_suspend(void);
  * watchdog_refresh() is called at intervals shorter than the timeout. HAZARD: a second call disarms the watchdog before
  * opening it again. If that open fails, the watchdog stays disarmed: nothing watches the device any more.
  * @param timeout_s  timeout in seconds, 0 or more; the driver decides what it accepts and may round it
- * @return 0, or negative. Own errors: -22 for a negative timeout, nothing is opened; -95. Kernel errors: -errno of
+ * @return 0, or negative. Own errors: -22 for a negative timeout (nothing is opened); -95. Kernel errors: -errno of
  *   opening "/dev/watchdog" (-EBUSY while another process holds it): the watchdog is then disarmed, even if it was
  *   armed before. -errno of WDIOC_SETTIMEOUT, which may be -22 or -95: the watchdog is then armed with the driver's own
  *   timeout. -errno of disarming it before arming it again: it is then still armed, with its old timeout.
@@ -557,7 +589,8 @@ VELMOR_API int watchdog_refresh(void);
  * @code
  * platform_info_t info;
  * if (platform_info_get(&info, sizeof info) == 0) {
- *     printf("serial number %s, operating system %u.%u.%u\n", info.serial_number, info.os_version_major,
+ *     printf("serial number %s\n", info.serial_number);
+ *     printf("operating system %u.%u.%u\n", info.os_version_major,
  *            info.os_version_minor, info.os_version_revision);
  * }
  * @endcode
@@ -685,7 +718,9 @@ VELMOR_API int platform_can_unique_num_get(uint32_t* number);
  * mrfi_enum_ctx* list = NULL;
  * mrfi_device_t device;
  * if (mrfi_device_list_open(0, &list) == 0) {
- *     while (mrfi_device_list_read(list, &device) == 1) printf("%s\n", device.name);
+ *     while (mrfi_device_list_read(list, &device) == 1) {
+ *         printf("%s\n", device.name);
+ *     }
  *     mrfi_device_list_close(list);
  * }
  * @endcode
@@ -803,20 +838,21 @@ VELMOR_API int mrfi_connection_list_open(int index, mrfi_enum_ctx** context);
 
 /**
  * Read the next connection of a list.
- * @param context     a list from mrfi_connection_list_open()
+ * @param context     a list from mrfi_connection_list_open(), not yet closed. The behaviour is undefined for any
+ *   other pointer except null.
  * @param connection  receives the entry; its reserved bits are left alone
  * @return 1 if an entry was stored, 0 at the end of the list and in every later call, or negative. Own errors: -22 for
  *   a null pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are not errors:
- *   missing fields are 0. The behaviour is undefined if the pointer is not an open list of this kind.
+ *   missing fields are 0.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_connection_list_read(mrfi_enum_ctx* context, mrfi_connection_t* connection);
 
 /**
  * Close a list of connections and free its context.
- * @param context  a list from mrfi_connection_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. The
- *   behaviour is undefined if the pointer is not an open list of this kind.
+ * @param context  a list from mrfi_connection_list_open(), not yet closed. The behaviour is undefined for any other
+ *   pointer except null.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_connection_list_close(mrfi_enum_ctx* context);
@@ -833,29 +869,30 @@ VELMOR_API int mrfi_device_list_open(int index, mrfi_enum_ctx** context);
 
 /**
  * Read the next device of a list.
- * @param context  a list from mrfi_device_list_open()
+ * @param context  a list from mrfi_device_list_open(), not yet closed. The behaviour is undefined for any
+ *   other pointer except null.
  * @param device   receives the entry
  * @return 1 if an entry was stored, 0 at the end of the list and in every later call, or negative. Own errors: -22 for
  *   a null pointer; -1 for a context without an owner. No kernel errors. Short or malformed lines are not errors:
- *   missing fields are 0 or empty. The behaviour is undefined if the pointer is not an open list of this kind.
+ *   missing fields are 0 or empty.
  * @note Does not block. Uses of one context must not overlap. Changes nothing but the context.
  */
 VELMOR_API int mrfi_device_list_read(mrfi_enum_ctx* context, mrfi_device_t* device);
 
 /**
  * Close a list of devices and free its context.
- * @param context  a list from mrfi_device_list_open(), not yet closed
- * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors. The
- *   behaviour is undefined if the pointer is not an open list of this kind.
+ * @param context  a list from mrfi_device_list_open(), not yet closed. The behaviour is undefined for any other
+ *   pointer except null.
+ * @return 0, or negative. Own errors: -22 for a null pointer; -1 for a context without an owner. No kernel errors.
  * @note Does not block. Uses of one context must not overlap.
  */
 VELMOR_API int mrfi_device_list_close(mrfi_enum_ctx* context);
 
 /**
- * Get the device class contained in an address.
+ * Get the device class contained in an address. This works on boards without MRFI too.
  * @param address       an address; read during the call only
  * @param device_class  receives byte 2 plus 256 times byte 3 of the address, 0..65535
- * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors. Works on boards without MRFI too.
+ * @return 0, or negative. Own errors: -22 for a null pointer. No kernel errors.
  * @note Does not block once the board has started. Any thread. Changes nothing.
  */
 VELMOR_API int mrfi_class_get(const mrfi_addr_t* address, uint32_t* device_class);
@@ -869,7 +906,8 @@ VELMOR_API int mrfi_class_get(const mrfi_addr_t* address, uint32_t* device_class
  * @code
  * car_motion_t motion;
  * if (car_motion_get(&motion) == 0) {
- *     printf("speed %d%s\n", motion.speed, motion.reverse ? ", reversing" : "");
+ *     printf("speed %d%s\n", motion.speed,
+ *            motion.reverse ? ", reversing" : "");
  * }
  * @endcode
  * @{
@@ -945,8 +983,8 @@ typedef struct serial_device_info_t {
  * @param port      serial port, from 0
  * @param mux_port  connector, as numbered by the board
  * @return 0, or negative. Own errors: -95 on boards without a multiplexer, such as this device; -1 for a connector that
- *   the board does not list, nothing is written. Kernel errors: -1 if a select line cannot be written; the lines before
- *   it then already have their new levels.
+ *   the board does not list (nothing is written). Kernel errors: -1 if a select line cannot be written; the lines
+ *   before it then already have their new levels.
  * @note Blocks for four writes per select line. Any thread, but accesses to one GPIO line must not overlap. The
  *   selection persists after the process ends.
  */
@@ -984,8 +1022,8 @@ VELMOR_API int serial_alt_func_has(int port, serial_alt_func_t function, bool* s
  *   does not handle; -95 on boards without alternate functions, such as this device. Kernel errors: -1 if
  *   "/sys/devices/platform/gpio-keys/keys" or "disabled_keys" cannot be read or written.
  * @note Blocks for up to three reads and a write. Any thread, but if calls overlap, even for two ports, one of the
- *   changes may be lost. HAZARD: of a range such as "114-116" in "disabled_keys" only the first code is kept, so
- *   switching one pin enables the other keys of the range. The function persists after the process ends.
+ *   changes may be lost. The function persists after the process ends. HAZARD: of a range such as "114-116" in
+ *   "disabled_keys" only the first code is kept, so switching one pin enables the other keys of the range.
  */
 VELMOR_API int serial_alt_func_set(int port, serial_alt_func_t function);
 
