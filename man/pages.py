@@ -18,6 +18,12 @@ COMMAND = re.compile(r"@(?:(return|note)|(param) (\w+) )\s*(\S.*)$")
 MARKUP = re.compile(r"[`\\]|\*\*|\]\(|@\w|</|^\d+\. |^#")
 
 
+# The beginning of an entry about a file.
+PATH = re.compile(r"(/\S+): ")
+# What the middle of a page's first line says.
+MANUALS = {3: "Library Functions", 7: "Miscellaneous"}
+
+
 class Unknown(Exception):
     """Something that is missing or not understood, at a line of the header."""
 
@@ -119,7 +125,12 @@ class Function:
                 raise Unknown(self.line, f"no documentation: {key.lstrip('@')}")
         if list(texts) != expected:
             raise Unknown(self.line, "documented in another order, or not in the prototype: " + ", ".join(texts))
-        self.description, self.note = texts["description"], texts["note"]
+        self.description = texts["description"]
+        sentences = re.split(r"(?<=\.) ", texts["note"])
+        self.threads = " ".join(each for each in sentences if re.search(r"\bthread\b|overlap", each))
+        self.note = " ".join(each for each in sentences if each not in self.threads)
+        if not self.threads:
+            raise Unknown(self.line, f"nothing about threads: {texts['note']}")
         self.about = {name: texts["@" + name] for name in self.names}
         self.summary = re.split(r"\.(?: |$)|: | \(", self.description)[0]
         self.parse_result(texts["return"])
@@ -129,9 +140,10 @@ class Function:
         parts = re.fullmatch(r"(.+) Own errors: (.+?) (?:Kernel errors: (.+)|(No kernel errors\..*))", text)
         if not parts:
             raise Unknown(self.line, 'the result is not documented as "... Own errors: ... Kernel errors: ..."')
-        self.returns = parts[1]
+        self.returns = re.sub("^0, or", "0 on success, or", re.sub("or negative.$", "or a negative number on failure.",
+                                                                   parts[1]))
         self.own_errors, self.kernel_errors = self.errors(parts[2]), self.errors(parts[3])
-        self.no_kernel_errors = parts[4]
+        self.no_kernel_errors = parts[4] and parts[4].replace("No kernel errors.", "None.")
 
     def errors(self, text):
         if not text:
@@ -256,7 +268,7 @@ class Page:
     def __init__(self, header, name, number, date):
         self.header, self.name = header, name
         self.lines = ["'\\\" t", ".\\\" Made from velmor.h by pages.py.",
-                      f'.TH {name.upper()} {number} {date} "libvelmor {header.version}" "Library Functions"',
+                      f'.TH {name.upper()} {number} {date} "libvelmor {header.version}" "{MANUALS[number]}"',
                       ".nh", ".ad l"]
 
     def write(self, path):
@@ -320,7 +332,11 @@ class Page:
                 self.table(content)
             else:
                 for text in content:
-                    self.add(".IP \\(bu 2", self.text(text))
+                    path = PATH.match(text)
+                    if path:
+                        self.entry(path[1], text[path.end():])
+                    else:
+                        self.add(".IP \\(bu 2", self.text(text))
 
 
 def synopsis(function):
@@ -353,6 +369,19 @@ def device_rows(header, function):
     return [row if any(cells[0] for cells in rows[1:]) else row[1:] for row in rows]
 
 
+def is_lacking(header, function):
+    """Whether the function returns -95 on this device, whatever the index."""
+    text = header.sentence("This device", "Calls with any other index").partition(": ")[2]
+    return any(number == "-95" for number, _ in function.own_errors) and any(
+        fnmatch.fnmatchcase(function.name, each) for each in re.findall(r"\w+_(?:\*|\w+(?=\(\)))", text))
+
+
+def files_of(header, function):
+    """The entries about the files that the function uses on this device."""
+    entries = [entry for kind, content in header.sections["Files"] if kind == "list" for entry in content]
+    return [entry for entry in entries if PATH.match(entry) and f" {function.name}()" in entry]
+
+
 def types_of(family, texts):
     """The family's types that are named in these texts, and those named in them, in the order of the header."""
     used = []
@@ -374,7 +403,7 @@ def function_page(header, family, function, date):
 
     page.section("Description")
     page.paragraphs(function.description)
-    if family.note:
+    if family.note and "this device" not in family.note:
         page.paragraphs(f"{family.name}: {family.note}.")
     for name in function.names:
         page.entry(name, function.about[name])
@@ -383,6 +412,12 @@ def function_page(header, family, function, date):
         page.section("This device")
         page.table(rows)
         page.add(".PP", 'See "THIS DEVICE" and "WHAT IS FITTED" in \\fBvelmor\\fP(7).')
+    elif is_lacking(header, function):
+        page.section("This device")
+        page.paragraphs("This device lacks the hardware: calls return -95.")
+    elif "this device" in family.note:
+        page.section("This device")
+        page.paragraphs(f"{family.name}: {family.note}.")
     for title, content in header.sections.items():
         if title and title.split()[0] == family.name:
             page.section(title)
@@ -413,14 +448,22 @@ def function_page(header, family, function, date):
     page.paragraphs(header.sentence("Failures", "Any function may fail"))
     page.add(".PP", 'See "FAILURES" in \\fBvelmor\\fP(7).')
 
+    files = files_of(header, function)
+    if files:
+        page.section("Files")
+        page.blocks([("list", files)])
+        page.add(".PP", 'The first call of a process uses other files too, see "FILES" in \\fBvelmor\\fP(7).')
+    page.section("Threads")
+    page.paragraphs(re.sub(r"^Any thread\b", "Any thread may call this function", function.threads))
+    page.add(".PP", 'See "THREADS" and "SIGNALS, FORK AND EXEC" in \\fBvelmor\\fP(7).')
     page.section("Notes")
     page.paragraphs(function.note)
-    page.add(".PP", 'See "THREADS", "SIGNALS, FORK AND EXEC" and "THE FIRST CALL STARTS THE BOARD" in',
-             "\\fBvelmor\\fP(7).")
+    page.add(".PP", 'See "THE FIRST CALL STARTS THE BOARD" in \\fBvelmor\\fP(7).')
     page.section("Examples")
     page.code(family.example)
     page.section("See also")
-    others = sorted(set(re.findall(r"\b(\w+)\(\)", function.description + function.note + str(function.about)))
+    texts = [function.description, *function.about.values(), function.threads, function.note]
+    others = sorted(set(re.findall(r"\b(\w+)\(\)", " ".join(texts)))
                     & set(header.functions) | {each.name for each in family.functions})
     page.add(*(f".BR {name} (3)," for name in others if name != function.name), ".BR velmor (7)")
     return page
