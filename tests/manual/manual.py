@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""usage: manual.py LIBRARY
+"""usage: manual.py LIBRARY PRINT-FILES
 
-Compares the manual pages with the public header and with the functions that the library exports, has man and mandoc
-check them, and shows that a header whose documentation is incomplete or not understood makes no pages.
+Compares the manual pages with the public header, with the functions that the library exports and with velmorctl's table
+of files, has man and mandoc check them, and shows that a header whose documentation is incomplete or not understood
+makes no pages.
 """
 
+import fnmatch
+import functools
 import os
 import pathlib
 import re
@@ -15,7 +18,10 @@ import tempfile
 
 root = pathlib.Path(__file__).resolve().parents[2]
 header = (root / "include/velmor.h").read_text(encoding="utf-8")
-SECTIONS = ["NAME", "LIBRARY", "SYNOPSIS", "DESCRIPTION", "RETURN VALUE", "ERRORS", "NOTES", "EXAMPLES", "SEE ALSO"]
+SECTIONS = ["NAME", "LIBRARY", "SYNOPSIS", "DESCRIPTION", "RETURN VALUE", "ERRORS", "THREADS", "NOTES", "EXAMPLES",
+            "SEE ALSO"]
+# What the user has set for man and groff does not matter.
+ENVIRONMENT = {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8"}
 failures = 0
 
 
@@ -35,9 +41,15 @@ def make_pages(header_text, directory):
         capture_output=True, text=True, check=False)
 
 
-def rendered(page):
-    environment = {**os.environ, "MANWIDTH": "250", "LC_ALL": "C.UTF-8"}
-    return subprocess.run(["man", "-l", page], capture_output=True, text=True, check=True, env=environment).stdout
+@functools.cache
+def rendered(*pages, width=250):
+    return subprocess.run(["man", "-l", *pages], capture_output=True, text=True, check=True,
+                          env={**ENVIRONMENT, "MANWIDTH": str(width)}).stdout
+
+
+def part(text, section):
+    """The text of a section of a page."""
+    return re.search(rf"(?:^{section}\n((?: .*|)\n)+|\Z)", text, re.MULTILINE)[0]
 
 
 def words(text):
@@ -51,7 +63,8 @@ def fragments(comment):
     text = re.sub(r"^ \* ?", "", comment, flags=re.MULTILINE)
     text = re.sub(r"\n {2,}", " ", text)
     cuts = (r"^## |^ - |\||\n\n|@param \w+|@return|@note|HAZARD:"
-            r"|(?:Own|Kernel) errors:|(?<=[;.:]) -(?:\d+|errno)\b|(?=No kernel errors)")
+            r"|(?:Own|Kernel) errors:|(?<=[;.:]) -(?:\d+|errno)\b|No kernel errors\."
+            r"|or negative\.|(?<=\.) (?=[A-Z])|Any thread")
     return [each for each in map(words, re.split(cuts, text, flags=re.MULTILINE)) if each]
 
 
@@ -74,6 +87,8 @@ def check_functions(directory, library):
         check([each for each in sections if each in SECTIONS] == SECTIONS, f"{name} has the sections {sections}")
         check(words(f"{name}({parameters})") in words(text), f"{name} lacks its prototype")
         description = text.partition("\nDESCRIPTION\n")[2].partition("\nRETURN VALUE\n")[0]
+        check("negative" in part(text, "RETURN VALUE").lower(), f"{name} returns {part(text, 'RETURN VALUE')}")
+        check(re.search("thread|overlap", part(text, "THREADS")), f"{name}: {part(text, 'THREADS')}")
         for parameter in re.findall(r"(\w+)(?:,|$)", parameters):
             check(parameter == "void" or re.search(rf"^ {{7}}{parameter}(\n {{14}}| +)\S", description, re.MULTILINE),
                   f"{name} does not describe {parameter}")
@@ -102,11 +117,39 @@ def check_library(directory):
         check(path in files, f"velmor(7) lacks {path}")
 
 
+def check_files(directory, print_files):
+    """The pages name the files of this device that velmorctl's table has, with the functions that use them."""
+    table = set()
+    printed = subprocess.run([print_files], capture_output=True, text=True, check=True).stdout
+    for path, readers, writers, boards in (line.split("\t") for line in printed.splitlines()):
+        if boards == "this device":
+            table |= {(path, user) for user in [*readers.split(), *writers.split()]}
+    paths = {path for path, _ in table}
+    entries = dict(re.findall(r"^ {7}(/\S+)\n((?: {14}.*\n)+)", part(rendered(directory / "man7/velmor.7"), "FILES"),
+                              re.MULTILINE))
+    found = set()
+    for pattern, text in entries.items():
+        users = re.findall(r"(\w+)\(3\)", text) + ["start"] * ("the first call" in text)
+        # "<...>" is any name that has no entry of its own.
+        matching = [path for path in paths if path == pattern or path not in entries
+                    and fnmatch.fnmatchcase(path, re.sub("<.*?>", "*", pattern))]
+        check(matching, f"velmor(7): nothing uses {pattern}")
+        found |= {(path, user) for path in matching for user in users}
+    check(found == table, f"velmor(7) and velmorctl's table differ in {sorted(found ^ table)}")
+    for page in directory.glob("man3/*.3"):
+        text = part(rendered(page), "FILES")
+        expected = [pattern for pattern in entries if f"{page.stem}(3)" in entries[pattern]]
+        check(re.findall(r"^ {7}(/\S+)$", text, re.MULTILINE) == expected, f"{page.stem}: {text}, not {expected}")
+
+
 def check_warnings(directory):
     pages = sorted(directory.glob("man?/*"))
-    said = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", *pages],
+    said = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", *pages], env=ENVIRONMENT,
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False)
     check(said.returncode == 0 and not said.stderr, f"man: {said.stderr}")
+    # A terminal of 80 columns shows every line.
+    for line in rendered(*pages, width=80).splitlines():
+        check(len(line) <= 80, f"a line of {len(line)} columns: {line}")
     if shutil.which("mandoc"):
         said = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *pages],
                               capture_output=True, text=True, check=False)
@@ -128,6 +171,8 @@ def check_broken_headers(directory):
         ("no result", comment, re.sub(r" \* @return .*\n( \*   .*\n)*", "", comment), declaration,
          "io_get: no documentation: return"),
         ("no note", comment, comment.replace("@note ", "  "), declaration, "io_get: no documentation: note"),
+        ("a note without threads", "Any thread, but accesses to one GPIO line must not overlap. R", "R", declaration,
+         "io_get: nothing about threads"),
         ("errors that are not kept apart", "Own errors: -22", "-22", declaration,
          "io_get: the result is not documented"),
         ("an unknown command", param, " * @warning hot\n" + param, " * @warning hot", "io_get: not understood"),
@@ -165,6 +210,7 @@ def main():
             sys.exit(f"not ok: {result.stderr}")
         check_functions(pathlib.Path(directory), sys.argv[1])
         check_library(pathlib.Path(directory))
+        check_files(pathlib.Path(directory), sys.argv[2])
         check_warnings(pathlib.Path(directory))
     with tempfile.TemporaryDirectory() as directory:
         check_broken_headers(pathlib.Path(directory))

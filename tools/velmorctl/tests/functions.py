@@ -24,7 +24,7 @@ expect("number of functions", len(functions), 51)
 
 table = []  # (path, readers, writers)
 for line in subprocess.run([print_files], capture_output=True, text=True, check=True).stdout.splitlines():
-    path, readers, writers = line.split("\t")
+    path, readers, writers, _ = line.split("\t")
     table.append((path, readers.split(), writers.split()))
 
 
