@@ -16,6 +16,7 @@
     packages_clients=(acpi brightnessctl busybox evtest inotify-tools lsof psmisc python3-evdev python3-pyudev
         python3-serial udev util-linux)
     packages_i686=(g++-i686-linux-gnu)
+    packages_package=(debhelper dpkg-dev lintian)
     packages_measure=(strace valgrind)
     packages_bench=(libbenchmark-dev libsensors-dev libiio-dev libsystemd-dev gnuplot-nox python3 binutils)
 }
