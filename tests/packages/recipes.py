@@ -86,9 +86,9 @@ needed = set(one(r"^LIBVELMOR_DEPENDENCIES \+= (.*)", makefile).split())
 expect("Buildroot: dependencies of velmorctl", needed, {NAMES["buildroot"].get(each, each) for each in of_tools})
 expect("Buildroot: selected", set(re.findall(r"select BR2_PACKAGE_(\w+)", config)),
        {each.upper().replace("-", "_") for each in needed})
+settings = set(re.findall(r"^config (\w+)", config, re.MULTILINE))
 expect("Buildroot: settings that Config.in lacks",
-       set(re.findall(r"BR2_PACKAGE_LIBVELMOR_\w+", makefile)) - set(re.findall(r"^config (\w+)", config, re.MULTILINE)),
-       set())
+       set(re.findall(r"BR2_PACKAGE_LIBVELMOR_\w+", makefile)) - settings, set())
 
 # Debian
 control = content("packaging/debian/control")
@@ -97,7 +97,8 @@ expect("Debian: version", one(r"^libvelmor \(([\d.]+)\)", content("packaging/deb
 expect("Debian: licence", re.sub(r"^ \.?", "", content("packaging/debian/copyright").split("License: Expat\n")[1],
                                  flags=re.MULTILINE), licence.split("\n\n", 2)[2])
 expect("Debian: unknown options", options_of(content("packaging/debian/rules")) - options, set())
-expect("Debian: cmake", one(r"cmake \(>= ([\d.]+)\)", builds), one(r"^cmake_minimum_required\(VERSION ([\d.]+)\)", cmake))
+expect("Debian: cmake", one(r"cmake \(>= ([\d.]+)\)", builds),
+       one(r"^cmake_minimum_required\(VERSION ([\d.]+)\)", cmake))
 expect("Debian: build dependencies", set(re.findall(r"^ *([\w.-]+)", builds, re.MULTILINE)),
        {NAMES["debian"].get(each, each) for each in of_tools | of_sim} | {"debhelper-compat", "cmake", "ninja-build"})
 symbols = content("packaging/debian/libvelmor3.symbols")
