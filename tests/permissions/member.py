@@ -83,6 +83,10 @@ def as_user(root, user, groups, command):
                           check=False)
 
 
+def may_write(root, groups, path):
+    return as_user(root, NOBODY, groups, ["/bin/sh", "-c", f": >>{path}"]).returncode == 0
+
+
 def functions_of(who):
     """Those that the document's first table lists for "group" or "root", as NAME or NAME:INDEX."""
     with open(DOCUMENT, encoding="utf-8") as text:
@@ -116,10 +120,11 @@ with tempfile.TemporaryDirectory() as place:
             done = as_user(place, NOBODY, [], ["/try/call_function", function])
             if not done.stdout.startswith("-1") or not done.stderr.startswith("cannot set board resources: "):
                 fail(f"{function} as another user: {done.stdout} {done.stderr}")
-        for path in ("/sys/power/state", WATCHDOG):
-            opened = as_user(place, NOBODY, [MEMBERS], ["/bin/sh", "-c", f": >>{path}"]).returncode == 0
-            if opened != (path == WATCHDOG):
-                fail(f"a member {'may' if opened else 'may not'} write {path}")
+        for path in rules.changes(RULES):
+            if may_write(place, [], path) or not may_write(place, [MEMBERS], path):
+                fail(f"{path}: members alone may write it")
+        if may_write(place, [MEMBERS], "/sys/power/state"):
+            fail("a member may write /sys/power/state")
         if set(functions_of("root")) != {"power_shutdown", "power_reboot", "power_suspend"}:
             fail(f"root's alone: {functions_of('root')}")
     finally:
