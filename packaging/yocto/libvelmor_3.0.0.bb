@@ -10,7 +10,8 @@ LIC_FILES_CHKSUM = "file://LICENSE;md5=55d6bee81d7ce570c918b9cdf1066d69"
 LIBVELMOR_CHECKOUT ??= ""
 EXTERNALSRC = "${LIBVELMOR_CHECKOUT}"
 
-inherit cmake externalsrc
+# python3 makes the manual pages.
+inherit cmake externalsrc python3native
 
 # velmorctl; its two libraries are in meta-oe.
 PACKAGECONFIG ??= ""

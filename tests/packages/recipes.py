@@ -15,7 +15,7 @@ SOURCE = sys.argv[1]
 # The names of what the build looks for.
 NAMES = {
     "debian": {"CLI11": "libcli11-dev", "nlohmann_json": "nlohmann-json3-dev", "fuse3": "libfuse3-dev",
-               "PkgConfig": "pkgconf"},
+               "PkgConfig": "pkgconf", "Python3": "python3"},
     "yocto": {"CLI11": "cli11", "nlohmann_json": "nlohmann-json"},
     "buildroot": {"CLI11": "cli11", "nlohmann_json": "json-for-modern-cpp"},
 }
@@ -43,10 +43,9 @@ def one(pattern, text):
 
 
 def sought(path):
-    """What a CMakeLists.txt looks for, except for the tests' Python."""
+    """What this part of the build looks for."""
     text = content(path)
-    found = set(re.findall(r"find_package\((\w+)", text)) | set(re.findall(r"pkg_check_modules\(.* (\w+)>=", text))
-    return found - {"Python3"}
+    return set(re.findall(r"find_package\((\w+)", text)) | set(re.findall(r"pkg_check_modules\(.* (\w+)>=", text))
 
 
 def options_of(text):
@@ -59,6 +58,7 @@ major = version.split(".", maxsplit=1)[0]
 options = set(re.findall(r"option\((VELMOR_\w+)", cmake + content("src/CMakeLists.txt")))
 licence = content("LICENSE")
 functions = re.findall(r"^VELMOR_API int (\w+)", content("include/velmor.h"), re.MULTILINE)
+of_library = sought("cmake/install.cmake")
 of_tools = sought("tools/velmorctl/CMakeLists.txt")
 of_sim = sought("sim/CMakeLists.txt")
 
@@ -73,6 +73,9 @@ expect("Yocto: unknown options", options_of(recipe) - options, set())
 expect("Yocto: dependencies of velmorctl",
        set(one(r'^PACKAGECONFIG\[tools\] = "-DVELMOR_TOOLS=ON,-DVELMOR_TOOLS=OFF,(.*)"', recipe).split()),
        {NAMES["yocto"].get(each, each) for each in of_tools})
+# A class, not a dependency. An image by Buildroot has no manual pages, for which alone python3 is needed.
+expect("what the library looks for", of_library, {"Python3"})
+expect("Yocto: classes", one(r"^inherit (.*)", recipe).split(), ["cmake", "externalsrc", "python3native"])
 
 # Buildroot
 makefile = content("packaging/buildroot/libvelmor.mk")
@@ -100,7 +103,8 @@ expect("Debian: unknown options", options_of(content("packaging/debian/rules")) 
 expect("Debian: cmake", one(r"cmake \(>= ([\d.]+)\)", builds),
        one(r"^cmake_minimum_required\(VERSION ([\d.]+)\)", cmake))
 expect("Debian: build dependencies", set(re.findall(r"^ *([\w.-]+)", builds, re.MULTILINE)),
-       {NAMES["debian"].get(each, each) for each in of_tools | of_sim} | {"debhelper-compat", "cmake", "ninja-build"})
+       {NAMES["debian"].get(each, each) for each in of_library | of_tools | of_sim}
+       | {"debhelper-compat", "cmake", "ninja-build"})
 symbols = content("packaging/debian/libvelmor3.symbols")
 expect("Debian: soname", symbols.splitlines()[0], f"libvelmor.so.{major} libvelmor{major} #MINVER#")
 expect("Debian: symbols", re.findall(r"^ (\w+)@Base [\d.]+$", symbols, re.MULTILINE), sorted(functions))
