@@ -78,6 +78,8 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
                     "Name of this run for other commands (default: $VELMOR_SIM_NAME, or its process id)");
     run->add_flag("--device-nodes", options.device_nodes,
                   "Show device nodes as such in stat, not as plain files; slows down every call of stat");
+    run->add_flag("--all-users", options.all_users,
+                  "Let the program run others as ordinary users, whose permissions are checked; only for root");
     run->add_option("program", options.program, "The program and its arguments")->required();
     run->prefix_command(false);
     run->positionals_at_end();

@@ -75,9 +75,9 @@ struct FileSystem::Operations {
     static void getattr(fuse_req_t request, fuse_ino_t inode, fuse_file_info* /*info*/) {
         self(request).getattr(request, inode);
     }
-    static void setattr(fuse_req_t request, fuse_ino_t inode, struct stat* /*wanted*/, int /*which*/,
+    static void setattr(fuse_req_t request, fuse_ino_t inode, struct stat* wanted, int which,
                         fuse_file_info* /*info*/) {
-        self(request).getattr(request, inode);
+        self(request).setattr(request, inode, *wanted, which);
     }
     static void readlink(fuse_req_t request, fuse_ino_t inode) { self(request).readlink(request, inode); }
     // opendir() gave the listing's address to the kernel.
@@ -315,8 +315,8 @@ struct stat FileSystem::stat_of(const Node& node) const {
     }
     attributes.st_blksize = 4096;
     attributes.st_mtime = attributes.st_ctime = attributes.st_atime = started_;
-    attributes.st_uid = user_;
-    attributes.st_gid = group_;
+    attributes.st_uid = node.uid.value_or(user_);
+    attributes.st_gid = node.gid.value_or(group_);
     return attributes;
 }
 
@@ -372,6 +372,17 @@ void FileSystem::getattr(fuse_req_t request, fuse_ino_t inode) {
     }
     const auto attributes = stat_of(*node);
     fuse_reply_attr(request, &attributes, 0);
+}
+
+// With default_permissions the kernel has checked that the caller may do it. Sizes and times cannot be changed.
+void FileSystem::setattr(fuse_req_t request, fuse_ino_t inode, const struct stat& wanted, int which) {
+    if (auto* node = model_.tree.by_inode(inode)) {
+        const auto bits = static_cast<unsigned>(which);
+        if ((bits & FUSE_SET_ATTR_MODE) != 0) node->set_permissions(wanted.st_mode);
+        if ((bits & FUSE_SET_ATTR_UID) != 0) node->uid = wanted.st_uid;
+        if ((bits & FUSE_SET_ATTR_GID) != 0) node->gid = wanted.st_gid;
+    }
+    getattr(request, inode);
 }
 
 void FileSystem::readlink(fuse_req_t request, fuse_ino_t inode) const {

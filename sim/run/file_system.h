@@ -105,6 +105,7 @@ private:
 
     void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);
     void getattr(fuse_req_t request, fuse_ino_t inode);
+    void setattr(fuse_req_t request, fuse_ino_t inode, const struct stat& wanted, int which);
     void readlink(fuse_req_t request, fuse_ino_t inode) const;
     void opendir(fuse_req_t request, fuse_file_info info);
     void readdir(fuse_req_t request, fuse_ino_t inode, std::size_t size, off_t offset, Listing& listing);

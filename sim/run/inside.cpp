@@ -35,23 +35,73 @@ void write_map(const std::string& file, const std::string& text) {
         throw std::system_error(errno, std::system_category(), "write " + file);
 }
 
-/** A user namespace has one user and one group. `as_root`: they are 0 in it, otherwise the same as in its parent. */
+/**
+ * With --all-users: a user namespace has as many users and groups as a container. Only root outside of it may map them.
+ */
+void map_all_ids(const std::string& process) {
+    for (const char* map : {"/uid_map", "/gid_map"}) write_map(process + map, "0 0 65536");
+}
+
+/** Otherwise it has one user and one group. `as_root`: they are 0 in it, otherwise the same as in its parent. */
 void map_ids(const std::string& proc, uid_t user, gid_t group, bool as_root) {
     write_map(proc + "/self/setgroups", "deny");
     write_map(proc + "/self/uid_map", (as_root ? "0 " : std::to_string(user) + " ") + std::to_string(user) + " 1");
     write_map(proc + "/self/gid_map", (as_root ? "0 " : std::to_string(group) + " ") + std::to_string(group) + " 1");
 }
 
+/** One process waits until another has done something. */
+class Turn {
+public:
+    Turn() {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::system_category(), "pipe");
+        wait_end_ = Descriptor(ends[0]);
+        pass_end_ = Descriptor(ends[1]);
+    }
+    void pass() const {
+        if (write(pass_end_.get(), "", 1) != 1)
+            throw std::system_error(errno, std::system_category(), "write to a pipe");
+    }
+    /** False if the other process has ended without it. */
+    bool wait() {
+        pass_end_ = Descriptor();
+        char byte = 0;
+        return read(wait_end_.get(), &byte, 1) == 1;
+    }
+
+private:
+    Descriptor wait_end_;
+    Descriptor pass_end_;
+};
+
 /**
  * Lock the mounts: in another user and mount namespace the program can neither unmount what covers something nor make a
  * read-only mount writable.
  */
-void lock_mounts() {
+void lock_mounts(bool all_users) {
     const uid_t user = geteuid();
     const gid_t group = getegid();
+    Turn unshared;
+    // It stays in the outer user namespace.
+    const pid_t mapper = all_users ? fork() : -1;
+    if (mapper == 0) {
+        try {
+            if (unshared.wait()) map_all_ids(InnerProc::path + std::string("/") + std::to_string(getppid()));
+        } catch (const std::system_error&) {
+            _exit(1);
+        }
+        _exit(0);
+    }
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         throw std::system_error(errno, std::system_category(), "a second user namespace");
-    map_ids(InnerProc::path, user, group, true);
+    if (!all_users) {
+        map_ids(InnerProc::path, user, group, true);
+        return;
+    }
+    unshared.pass();
+    int status = -1;
+    if (waitpid(mapper, &status, 0) != mapper || status != 0)
+        throw std::system_error(EPERM, std::system_category(), "the second user namespace's users");
 }
 
 }  // namespace
@@ -60,6 +110,7 @@ pid_t Inside::start(bool own_pids, Channel& channel) {
     Channel::open(channel, channel_);
     const uid_t user = geteuid();
     const gid_t group = getegid();
+    Turn mapped;
     const unsigned long flags =
         static_cast<unsigned long>(CLONE_NEWUSER | CLONE_NEWNS | SIGCHLD) | (own_pids ? CLONE_NEWPID : 0UL);
     // The plain system call forks into new namespaces; the C library's clone() would need a stack.
@@ -73,9 +124,14 @@ pid_t Inside::start(bool own_pids, Channel& channel) {
     if (first == 0) {
         // If it stayed open here, nobody inside would notice that the simulator has gone.
         channel = Channel();
+        if (all_users_ && !mapped.wait()) _exit(1);
         first_process(own_pids, user, group);
     }
     channel_ = Channel();
+    if (all_users_) {
+        map_all_ids("/proc/" + std::to_string(first));
+        mapped.pass();
+    }
     return first;
 }
 
@@ -89,7 +145,7 @@ void Inside::fail(const std::string& text) const {
 void Inside::first_process(bool own_pids, uid_t user, gid_t group) {
     try {
         // Not as root: commands from inside find the machine's user in the map of the program's namespace.
-        map_ids("/proc", user, group, false);
+        if (!all_users_) map_ids("/proc", user, group, false);
         // Die with the simulator; our death ends the PID namespace. Set after the maps, because a change of credentials
         // clears it. Without a PID namespace our death would end nothing: reap() waits for the simulator to go instead,
         // and the simulator for us.
@@ -124,7 +180,7 @@ void Inside::build_root(bool own_pids, bool as_root) const {
         }
         root.reuse_proc();
     }
-    channel_.send({.kind = Message::Kind::fuse, .descriptor = root.mount_fuse()});
+    channel_.send({.kind = Message::Kind::fuse, .descriptor = root.mount_fuse(all_users_)});
     channel_.send({.kind = Message::Kind::proc, .descriptor = root.open_proc()});
     root.fill();
     root.enter();
@@ -132,7 +188,7 @@ void Inside::build_root(bool own_pids, bool as_root) const {
 
 void Inside::program_process(bool own_pids) const {
     try {
-        lock_mounts();
+        lock_mounts(all_users_);
     } catch (const std::system_error& error) {
         fail(error.what());
     }

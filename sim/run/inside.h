@@ -20,9 +20,17 @@ class Signals;
  */
 class Inside {
 public:
-    /** `device_nodes`: whether stat shows device nodes as such. */
-    Inside(const Model& model, const Signals& signals, std::vector<std::string> program, bool device_nodes)
-        : model_(model), signals_(signals), program_(std::move(program)), device_nodes_(device_nodes) {}
+    /**
+     * `device_nodes`: whether stat shows device nodes as such. `all_users`: whether the program can become another
+     * user.
+     */
+    Inside(const Model& model, const Signals& signals, std::vector<std::string> program, bool device_nodes,
+           bool all_users)
+        : model_(model),
+          signals_(signals),
+          program_(std::move(program)),
+          device_nodes_(device_nodes),
+          all_users_(all_users) {}
 
     /**
      * Start the first process in its own namespaces. `channel` becomes the simulator's end of the connection to it.
@@ -42,6 +50,7 @@ private:
     const Signals& signals_;
     std::vector<std::string> program_;
     bool device_nodes_;
+    bool all_users_;
     /** The other end; closed in the simulator. */
     Channel channel_;
 };

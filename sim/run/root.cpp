@@ -99,7 +99,7 @@ void Root::begin() {
     if (mount("velmor", root.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0) fail("mount a tmpfs");
 }
 
-Descriptor Root::mount_fuse() {
+Descriptor Root::mount_fuse(bool checks_permissions) {
     // Only a descriptor that was opened in this user namespace may be mounted in it.
     Descriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC));
     if (!fuse.is_open()) {
@@ -110,9 +110,9 @@ Descriptor Root::mount_fuse() {
         fail("/dev/fuse cannot be opened; allow it with \"chmod 666 /dev/fuse\", which udev normally does");
     }
     make_directory(root + served);
-    const std::string options = "fd=" + std::to_string(fuse.get()) +
-                                ",rootmode=40000,user_id=" + std::to_string(geteuid()) +
-                                ",group_id=" + std::to_string(getegid()) + ",allow_other";
+    const std::string options =
+        "fd=" + std::to_string(fuse.get()) + ",rootmode=40000,user_id=" + std::to_string(geteuid()) +
+        ",group_id=" + std::to_string(getegid()) + ",allow_other" + (checks_permissions ? ",default_permissions" : "");
     if (mount("velmor-sim", (root + served).c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0)
         fail(
             "FUSE may not be mounted in a user namespace; it needs Linux 4.18 or later, and in a container "

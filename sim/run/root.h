@@ -29,8 +29,11 @@ public:
 
     /** Take a private copy of the mounts, and mount the new root, which is empty. */
     void begin();
-    /** Mount the device's file system. Returns the descriptor on which to serve it. */
-    Descriptor mount_fuse();
+    /**
+     * Mount the device's file system. `checks_permissions`: the kernel checks owner, group and mode. Returns the
+     * descriptor on which to serve it.
+     */
+    Descriptor mount_fuse(bool checks_permissions);
     /** Mount a "/proc" for this PID namespace. False if the machine does not allow it. */
     bool mount_proc();
     /** Use the machine's "/proc" instead. */

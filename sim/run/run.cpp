@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "run/run.h"
 
+#include <linux/capability.h>
 #include <linux/reboot.h>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -47,6 +48,21 @@ std::pair<std::string, std::string> assignment(const std::string& option, const 
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
+/** The line of a thread's status that begins with this word, after the word. */
+std::ifstream status_line(int thread, const std::string& which) {
+    std::ifstream status("/proc/" + std::to_string(thread) + "/status");
+    std::string word;
+    while (status >> word && word != which) {
+    }
+    return status;
+}
+
+bool may_restart(int thread) {
+    unsigned long long capabilities = 0;
+    status_line(thread, "CapEff:") >> std::hex >> capabilities;
+    return (capabilities >> CAP_SYS_BOOT & 1U) != 0;
+}
+
 void say(const std::string& text) {
     std::cerr << "velmor-sim: " << text << std::endl;
 }
@@ -55,6 +71,8 @@ void say(const std::string& text) {
 
 Run::Run(const RunOptions& options)
     : options_(options), model_(timers_), commands_(model_, faults_), files_(model_, recorder_, faults_) {
+    if (options_.all_users && geteuid() != 0)
+        throw std::invalid_argument("--all-users: only root may run programs as other users");
     // Mount points for the machine's own parts of "/sys".
     for (const char* part : {"/sys/devices/system", "/sys/kernel/mm", "/sys/fs/cgroup"}) model_.tree.directory(part);
     load_board(options_.board, model_);
@@ -121,7 +139,7 @@ void Run::start(bool own_pids) {
     own_pids_ = own_pids;
     // The processes inside become our children if the first one is killed.
     if (!own_pids) prctl(PR_SET_CHILD_SUBREAPER, 1);
-    Inside inside(model_, signals_, options_.program, options_.device_nodes);
+    Inside inside(model_, signals_, options_.program, options_.device_nodes, options_.all_users);
     first_ = inside.start(own_pids, channel_);
     first_handle_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, first_, 0)));
     if (!first_handle_.is_open())
@@ -269,9 +287,11 @@ void Run::answer_stat(const CallFilter::Call& call) const {
         attributes.st_dev = served_;
         attributes.st_rdev = node->device;
         attributes.st_mode = S_IFCHR | (attributes.st_mode & ~mode_t{S_IFMT});
-        // The program sees the calling user as root.
-        attributes.st_uid = 0;
-        attributes.st_gid = 0;
+        if (!options_.all_users) {
+            // The program sees the calling user as root.
+            attributes.st_uid = 0;
+            attributes.st_gid = 0;
+        }
         is_answered = caught.write(attributes);
     }
     if (is_answered) {
@@ -286,7 +306,7 @@ void Run::handle_restart(const CallFilter::Call& caught) {
     const bool magic = call.magic1 == LINUX_REBOOT_MAGIC1 &&
                        (call.magic2 == LINUX_REBOOT_MAGIC2 || call.magic2 == LINUX_REBOOT_MAGIC2A ||
                         call.magic2 == LINUX_REBOOT_MAGIC2B || call.magic2 == LINUX_REBOOT_MAGIC2C);
-    int result = magic ? 0 : -EINVAL;
+    int result = !may_restart(caught.pid) ? -EPERM : magic ? 0 : -EINVAL;
     std::optional<Ending> ending;
     const std::string command = hex_number(call.command);
     switch (call.command) {
@@ -303,7 +323,8 @@ void Run::handle_restart(const CallFilter::Call& caught) {
             break;
         case LINUX_REBOOT_CMD_CAD_ON:
         case LINUX_REBOOT_CMD_CAD_OFF: break;
-        default: result = -EINVAL;
+        default:
+            if (result == 0) result = -EINVAL;
     }
     if (result == 0) result = -faults_.next("restart", "call");
     Act act{.act = "restart", .command = command, .result = result, .pid = inner_id(caught.pid, "NSpid:")};
@@ -320,10 +341,7 @@ void Run::handle_restart(const CallFilter::Call& caught) {
 
 // `which` is "NSpid:" for the id of the thread itself, or "NStgid:" for that of its process.
 int Run::inner_id(int pid, const std::string& which) const {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string word;
-    while (status >> word && word != which) {
-    }
+    std::ifstream status = status_line(pid, which);
     // The id as outside comes first, then that in the namespace of the first process.
     int id = pid;
     status >> id;

@@ -35,6 +35,7 @@ struct RunOptions {
     /** Empty for the process id. */
     std::string name{};
     bool device_nodes = false;
+    bool all_users = false;
     std::vector<std::string> program{};
 };
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace VelmorSim {
@@ -17,6 +18,8 @@ public:
 
     /** Type and permission bits, as stat shows them. */
     mode_t mode() const { return mode_; }
+    /** chmod: other permission bits. */
+    void set_permissions(mode_t permissions) { mode_ = (mode_ & S_IFMT) | (permissions & ~mode_t{S_IFMT}); }
     /** The size that stat shows: a page for a sysfs attribute, as in the kernel. */
     virtual std::int64_t size() const { return 0; }
 
@@ -30,6 +33,9 @@ public:
     unsigned incarnation = 0;
     /** The numbers of a device node that is served as a plain file; 0 for all others. */
     dev_t device = 0;
+    /** Whose it is, if that has been changed. Otherwise it belongs to the user who started velmor-sim. */
+    std::optional<uid_t> uid;
+    std::optional<gid_t> gid;
     /** The path of the machine's node that is mounted here instead of a served file, or empty. */
     std::string stand_in;
 
