@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""usage: member.py CALL_FUNCTION LIBRARY RULES DOCUMENT
+"""usage: member.py VELMOR-SIM CALL_FUNCTION LIBRARY RULES DOCUMENT
 
-As docs/permissions.md says, a member of the group may call every function except the power functions, and another user
-none. The virtual device shows every file as the caller's, so these are plain files in a root of their own, with the
-modes that a kernel gives them and those that the rules add. Only root can make such files.
-HAZARD: no power function is called here: nothing would catch the restart call.
+Tries docs/permissions.md on the virtual device, whose files get the groups and modes of the udev rules: as root, as an
+ordinary user in the group, and as one who is not. Only root can become other users there; an ordinary user who runs
+this becomes root of a user namespace with that user's subordinate ids.
 """
 
+import json
 import os
 import re
 import shutil
@@ -17,22 +17,23 @@ import tempfile
 import rules
 
 SKIPPED = 77
-NOBODY = 65534
-MEMBERS = 4242  # the group's number in here
-WATCHDOG = "/dev/watchdog"
+SIM, CALL_FUNCTION, LIBRARY, RULES, DOCUMENT = (os.path.abspath(each) for each in sys.argv[1:6])
+GROUP = "4242"  # what the group "velmor" is here
+ORDINARY = ["setpriv", "--reuid", "65534", "--regid", "65534"]
+USERS = {"root": [], "a member": [*ORDINARY, "--groups", GROUP], "another user": [*ORDINARY, "--clear-groups"]}
+RESTARTED = 121
+failures = 0
 
 if os.getuid() != 0:
-    print("skipped: only root can give files to a group")
-    sys.exit(SKIPPED)
-if sys.argv[1] != "--inside":
-    if subprocess.run(["unshare", "--mount", "true"], capture_output=True, check=False).returncode != 0:
-        print("skipped: root may not make a mount namespace here")
+    NAMESPACE = ["unshare", "--map-root-user", "--map-auto"]
+    if subprocess.run([*NAMESPACE, "true"], capture_output=True, check=False).returncode != 0:
+        print("skipped: neither root nor a user with ids in /etc/subuid")
         sys.exit(SKIPPED)
-    os.execvp("unshare", ["unshare", "--mount", "--net", sys.executable, "-B", __file__, "--inside", *sys.argv[1:]])
-
-CALL_FUNCTION, LIBRARY, RULES, DOCUMENT = (os.path.abspath(each) for each in sys.argv[2:6])
-TREE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "device", "tree")
-failures = 0
+    os.execvp(NAMESPACE[0], [*NAMESPACE, sys.executable, "-B", __file__, *sys.argv[1:]])
+tried = subprocess.run([SIM, "run", "--all-users", "--", "true"], capture_output=True, text=True, check=False)
+if tried.returncode == 125:
+    print("skipped:", tried.stderr.strip())
+    sys.exit(SKIPPED)
 
 
 def fail(text):
@@ -41,50 +42,30 @@ def fail(text):
     print("FAILED:", text)
 
 
-def make_root(root):
-    """The machine's programs and libraries, and the device's files."""
-    subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", root], check=True)
-    for top in ("bin", "lib", "lib32", "lib64", "usr"):
-        path = f"/{top}"
-        if os.path.islink(path):
-            os.symlink(os.readlink(path), root + path)
-        elif os.path.isdir(path):
-            os.mkdir(root + path)
-            subprocess.run(["mount", "--rbind", path, root + path], check=True)
-    for top in ("dev", "etc", "proc", "sys"):
-        shutil.copytree(os.path.join(TREE, top), f"{root}/{top}", symlinks=True)
-    for folder, _, files in os.walk(root + "/sys"):
-        for file in files:
-            os.chmod(os.path.join(folder, file), 0o644)
-    os.chmod(root + WATCHDOG, 0o600)
-    os.mkdir(root + "/try")
-    shutil.copy(CALL_FUNCTION, root + "/try/call_function")
-    shutil.copy(os.path.join(LIBRARY, "libvelmor.so.3"), root + "/try/libvelmor.so.3")
-
-
-def apply_rules(root):
+def commands_of_rules():
+    """As a shell script, what udev does by the rules."""
+    lines = []
     for path, change in rules.changes(RULES).items():
         if change["group"] != rules.GROUP:
             fail(f"{path}: for the group {change['group']}")
-        os.chown(root + path, 0, MEMBERS)
-        mode = os.stat(root + path).st_mode
-        os.chmod(root + path, mode | 0o020 if change["mode"] == "g+w" else int(change["mode"], 8))
+        lines.append(f"chgrp {GROUP} {path} && chmod {change['mode']} {path}")
+    return " && ".join(lines)
 
 
-def as_user(root, user, groups, command):
-    def become():
-        os.chroot(root)
-        os.chdir("/")
-        os.setgroups(groups)
-        os.setgid(user)
-        os.setuid(user)
+def on_device(user, command, prepare="true"):
+    """Run a command as this user. Returns its status, output and messages, and the acts after the rules."""
+    trace = os.path.join(place, "trace")
+    script = f'{APPLY} && {prepare} && exec "$@"'
+    done = subprocess.run([SIM, "run", "--all-users", "--trace", trace, "--", "sh", "-c", script, "sh", *USERS[user],
+                           *command], capture_output=True, text=True, check=False)
+    with open(trace, encoding="utf-8") as lines:
+        acts = [{key: value for key, value in json.loads(line).items() if key not in ("pid", "time")} for line in lines]
+    return done.returncode, done.stdout, done.stderr, acts
 
-    return subprocess.run(command, preexec_fn=become, env={"LD_LIBRARY_PATH": "/try"}, capture_output=True, text=True,
-                          check=False)
 
-
-def may_write(root, groups, path):
-    return as_user(root, NOBODY, groups, ["/bin/sh", "-c", f": >>{path}"]).returncode == 0
+def call(user, function, prepare="true"):
+    before = ["watchdog_enable"] if function in ("watchdog_refresh", "watchdog_disable") else []
+    return on_device(user, ["env", f"LD_LIBRARY_PATH={place}", f"{place}/call_function", *before, function], prepare)
 
 
 def functions_of(who):
@@ -100,33 +81,69 @@ def functions_of(who):
     return found
 
 
+def expect(what, got, wanted):
+    if got != wanted:
+        fail(f"{what}\n  got:    {got}\n  should: {wanted}")
+
+
+def check_members_functions():
+    functions = functions_of("group")
+    if len(functions) < 20:
+        fail(f"only {functions} in the table")
+    for function in functions:
+        if function.startswith("power_"):
+            fail(f"the table lets the group call {function}")
+            continue
+        root = call("root", function)
+        # Some fail for root too, because no list is open.
+        if root[0] != 0 or not root[1] or "cannot set board resources" in root[2]:
+            fail(f"{function} as root: {root}")
+        expect(f"{function} as a member", call("a member", function), root)
+        status, said, message, _ = call("another user", function)
+        if status != 0 or not said.startswith("-1") or not message.startswith("cannot set board resources: "):
+            fail(f"{function} as another user: {status} {said} {message}")
+
+
+def check_power_functions():
+    expect("the functions of root alone", functions_of("root"), ["power_shutdown", "power_reboot", "power_suspend"])
+    for function in ("power_shutdown", "power_reboot"):
+        expect(f"{function} as root", call("root", function)[0], RESTARTED)
+    status, said, _, _ = call("a member", "power_shutdown")
+    expect("power_shutdown as a member", (status, said.strip().split(":")[0]), (0, "-1 errno 1"))
+    # The device's /sbin/reboot ends with 1 if it may not restart.
+    status, said, _, _ = call("a member", "power_reboot")
+    expect("power_reboot as a member", (status, said.split()[0].strip(":")), (0, "-1"))
+
+    def suspensions(*arguments):
+        status, said, _, acts = call(*arguments)
+        expect("power_suspend: result", (status, said.split()[0].strip(":")), (0, "0"))
+        return sum(act["act"] == "write" and act["path"] == "/sys/power/state" for act in acts)
+
+    expect("power_suspend as root", suspensions("root", "power_suspend"), 1)
+    expect("power_suspend as a member", suspensions("a member", "power_suspend"), 0)
+    given = f"chgrp {GROUP} /sys/power/state && chmod 0664 /sys/power/state"
+    expect("power_suspend as a member who may", suspensions("a member", "power_suspend", given), 1)
+
+
+def check_files():
+    def may(user, redirection, path):
+        return on_device(user, ["sh", "-c", f": {redirection}{path}"])[0] == 0
+
+    for path in rules.changes(RULES):
+        if may("another user", ">>", path) or not may("a member", ">>", path):
+            fail(f"{path}: members alone may write it")
+        if not path.startswith("/dev/") and not may("another user", "<", path):
+            fail(f"{path}: not everyone may read it")
+    if may("a member", ">>", "/sys/power/state"):
+        fail("a member may write /sys/power/state")
+
+
+APPLY = commands_of_rules()
 with tempfile.TemporaryDirectory() as place:
-    make_root(place)
-    try:
-        apply_rules(place)
-        callable_by_members = functions_of("group")
-        if len(callable_by_members) < 20:
-            fail(f"only {callable_by_members} in the table")
-        for function in callable_by_members:
-            if function.startswith("power_"):
-                sys.exit(f"FAILED: the table lets the group call {function}")
-            before = ["watchdog_enable"] if function in ("watchdog_refresh", "watchdog_disable") else []
-            command = ["/try/call_function", *before, function]
-            # Some fail for root too: a plain file takes no requests, and no list is open.
-            member, root = as_user(place, NOBODY, [MEMBERS], command), as_user(place, 0, [], command)
-            failed = "cannot set board resources" in member.stderr + root.stderr
-            if not member.stdout or member.stdout != root.stdout or failed:
-                fail(f"{function} as a member: {member.stdout} {member.stderr}; as root: {root.stdout} {root.stderr}")
-            done = as_user(place, NOBODY, [], ["/try/call_function", function])
-            if not done.stdout.startswith("-1") or not done.stderr.startswith("cannot set board resources: "):
-                fail(f"{function} as another user: {done.stdout} {done.stderr}")
-        for path in rules.changes(RULES):
-            if may_write(place, [], path) or not may_write(place, [MEMBERS], path):
-                fail(f"{path}: members alone may write it")
-        if may_write(place, [MEMBERS], "/sys/power/state"):
-            fail("a member may write /sys/power/state")
-        if set(functions_of("root")) != {"power_shutdown", "power_reboot", "power_suspend"}:
-            fail(f"root's alone: {functions_of('root')}")
-    finally:
-        subprocess.run(["umount", "--lazy", place], check=True)
+    os.chmod(place, 0o755)
+    shutil.copy(CALL_FUNCTION, f"{place}/call_function")
+    shutil.copy(os.path.join(LIBRARY, "libvelmor.so.3"), place)
+    check_members_functions()
+    check_power_functions()
+    check_files()
 sys.exit(1 if failures else 0)
