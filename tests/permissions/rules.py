@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Reads the udev rules: only what ours use."""
+"""Reads the udev rules: only what ours use. The test permissions.udev compares the result with udev's."""
 
 import re
 
