@@ -122,7 +122,8 @@ std::optional<CallFilter::Call> CallFilter::receive(int listener) {
     const seccomp_data& data = notice.value.data;
     Call call{
         .id = notice.value.id, .pid = static_cast<int>(notice.value.pid), .number = static_cast<unsigned>(data.nr)};
-    for (std::size_t i = 0; i < call.arguments.size(); i++) call.arguments.at(i) = data.args[i];
+    for (std::size_t i = 0; i < call.arguments.size(); i++)
+        call.arguments.at(i) = static_cast<unsigned long>(data.args[i]);
     // Anything else is handled as a restart, which is never let through.
     for (const auto& architecture : architectures) {
         if (data.arch == architecture.name && call.number == architecture.ioctl) call.kind = Kind::ioctl;

@@ -45,7 +45,8 @@ std::optional<std::uint64_t> InnerProc::link(const std::string& name) {
 }
 
 std::string InnerProc::target(std::uint64_t inode) const {
-    const auto name = inode >= name_inodes ? linked_.at(inode - name_inodes) : std::to_string(inode - process_inodes);
+    const auto name = inode >= name_inodes ? linked_.at(static_cast<std::size_t>(inode - name_inodes))
+                                           : std::to_string(inode - process_inodes);
     return std::string(path) + "/" + name;
 }
 

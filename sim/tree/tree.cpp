@@ -184,7 +184,7 @@ void Tree::require_unreserved(const std::string& path) const {
 
 Node* Tree::by_inode(std::uint64_t inode) const {
     const auto index = inode - root_inode;
-    return index < nodes_.size() ? nodes_[index].get() : nullptr;
+    return index < nodes_.size() ? nodes_[static_cast<std::size_t>(index)].get() : nullptr;
 }
 
 Node* Tree::find(const std::string& path) const {
