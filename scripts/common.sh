@@ -12,7 +12,7 @@
     packages_board=(qemu-system-arm device-tree-compiler cpio kmod)
     packages_test=(clang clang-format clang-tidy libclang-rt-14-dev libgmock-dev libgtest-dev googletest pkg-config
         shellcheck binutils git gdb strace gcc-i686-linux-gnu libc6-dev-i386-cross python3 python3-jsonschema valgrind
-        man-db mandoc)
+        man-db mandoc uidmap)
     packages_clients=(acpi brightnessctl busybox evtest inotify-tools lsof psmisc python3-evdev python3-pyudev
         python3-serial udev util-linux)
     packages_i686=(g++-i686-linux-gnu)

@@ -39,7 +39,8 @@ void write_map(const std::string& file, const std::string& text) {
  * With --all-users: a user namespace has as many users and groups as a container. Only root outside of it may map them.
  */
 void map_all_ids(const std::string& process) {
-    for (const char* map : {"/uid_map", "/gid_map"}) write_map(process + map, "0 0 65536");
+    // Two ranges, because the kernel takes none that is not in one range outside, where root may be an ordinary user.
+    for (const char* map : {"/uid_map", "/gid_map"}) write_map(process + map, "0 0 1\n1 1 65535\n");
 }
 
 /** Otherwise it has one user and one group. `as_root`: they are 0 in it, otherwise the same as in its parent. */
