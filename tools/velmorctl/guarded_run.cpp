@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "guarded_run.h"
 
+#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -25,27 +27,33 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr milliseconds turn{50};
+constexpr int unknown_end = W_EXITCODE(255, 0);  // a wait status: counts as a failure of the command
 
 /** The file that the command touches to show that it is alive. */
 class AliveFile {
 public:
     explicit AliveFile(std::string path) : path_(std::move(path)), seen_(time()) {}
 
+    /** A file that has gone is not touched: whoever cleans up must not feed the watchdog. */
     bool touched() {
-        const auto before = std::exchange(seen_, time());
-        return seen_ != before;
+        const auto now = time();
+        if (!now || now == seen_) return false;
+        seen_ = now;
+        return true;
     }
 
 private:
-    /** Seconds and nanoseconds; 0 if there is no file. */
-    std::pair<time_t, long> time() const {
+    using Time = std::pair<time_t, long>;
+
+    /** Seconds and nanoseconds, if there is a file. */
+    std::optional<Time> time() const {
         struct stat status = {};
-        if (::stat(path_.c_str(), &status) != 0) return {0, 0};
-        return {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+        if (::stat(path_.c_str(), &status) != 0) return std::nullopt;
+        return Time(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
     }
 
     std::string path_;
-    std::pair<time_t, long> seen_;
+    std::optional<Time> seen_;
 };
 
 Item watchdog_item(const std::string& name, Json value) {
@@ -61,7 +69,10 @@ Item failed_item(const std::string& name, Failure failure) {
 }
 
 Item disarmed() {
-    if (auto failure = call("watchdog_disable", 0, watchdog_disable)) return failed_item("armed", *failure);
+    if (auto failure = call("watchdog_disable", 0, watchdog_disable)) {
+        failure->cause += ": the watchdog stays armed and restarts the unit";
+        return failed_item("armed", *failure);
+    }
     Item item = watchdog_item("armed", false);
     item.text = "no";
     return item;
@@ -73,6 +84,8 @@ std::pair<pid_t, int> start(std::vector<std::string> command) {
     arguments.reserve(command.size() + 1);
     for (std::string& word : command) arguments.push_back(word.data());
     arguments.push_back(nullptr);
+    // Whoever started velmorctl may ignore this signal. The command's end would then be lost.
+    ::signal(SIGCHLD, SIG_DFL);
     pid_t process = 0;
     const int error = ::posix_spawnp(&process, arguments.front(), nullptr, nullptr, arguments.data(), environ);
     return {process, error};
@@ -83,13 +96,18 @@ int attend(const GuardedRun& run, pid_t process) {
     std::optional<AliveFile> alive_file;
     if (run.alive_file) alive_file.emplace(*run.alive_file);
     const milliseconds timeout = seconds(run.timeout_s);
+    // Some drivers shorten a timeout that is too long for them, and report success.
+    const milliseconds feeding_time = std::min<milliseconds>(timeout / 4, seconds(5));
     auto fed = Clock::now();
     bool said_silent = false;
     bool said_failed = false;
     int status = 0;
-    while (::waitpid(process, &status, WNOHANG) == 0) {
+    for (;;) {
+        const pid_t ended = ::waitpid(process, &status, WNOHANG);
+        if (ended == process) return status;
+        if (ended < 0) return unknown_end;
         const auto unfed = Clock::now() - fed;
-        if (alive_file ? alive_file->touched() : unfed > timeout / 4) {
+        if (alive_file ? alive_file->touched() : unfed > feeding_time) {
             const auto failure = call("watchdog_refresh", 0, watchdog_refresh);
             if (failure && !said_failed)
                 std::cerr << "velmorctl: watchdog_refresh failed: " + failure->cause + "\n" << std::flush;
@@ -104,15 +122,17 @@ int attend(const GuardedRun& run, pid_t process) {
         }
         std::this_thread::sleep_for(turn);
     }
-    return status;
 }
 
 }  // namespace
 
 Report run_guarded(const GuardedRun& run, const std::function<void(const Report&)>& announce) {
     if (auto failure = call("watchdog_enable", 0, [&] { return watchdog_enable(run.timeout_s); })) {
-        call("watchdog_disable", 0, watchdog_disable);  // armed, if only the timeout was refused
-        return {failed_item("armed", *failure)};
+        Report report = {failed_item("armed", *failure)};
+        // It is armed if only the timeout was refused.
+        const Item after = disarmed();
+        if (after.failure && after.failure->result != -EINVAL) report.push_back(after);
+        return report;
     }
     const auto [process, error] = start(run.command);
     if (error != 0)

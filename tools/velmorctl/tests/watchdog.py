@@ -41,6 +41,15 @@ RUNS = {
     "in use": lambda: script("exec 3>/dev/watchdog; $ctl watchdog run --timeout 60 -- touch ran; status=$?; "
                              "printf V >&3; ls ran 2>&1; exit $status"),
     "refused": lambda: run("--", "true", options=["--fault", "/dev/watchdog:ioctl:EIO:1"]),
+    # Fed long before a quarter of this timeout.
+    "long timeout": lambda: guarded("$sim wait-for-act $run /dev/watchdog:ioctl 60s", timeout=600),
+    # SIGCHLD is ignored, as under some supervisors.
+    "fails unseen": lambda: script("trap '' CHLD; exec $ctl watchdog run --timeout 1 -- sh -c 'exit 3'"),
+    "stays armed": lambda: run("--", "true", timeout="60", options=["--fault", "/dev/watchdog:ioctl:EIO:1",
+                                                                    "--fault", "/dev/watchdog:write:EIO"]),
+    "file deleted": lambda: guarded(f"touch {alive}.3; $sim wait-for-act $run /dev/watchdog:ioctl 60s; "
+                                    f"sleep 2; rm {alive}.3; sleep 600", "--alive", alive + ".3", timeout=3,
+                                    traced=True),
     "denied": lambda: run("--", "true", options=["--fault", "/dev/watchdog:open:EACCES"]),
     "one feed fails": lambda: guarded(OUTLIVES, timeout=4, options=["--fault", "/dev/watchdog:ioctl:EIO:2"]),
     "no feed works": lambda: guarded("$sim fault $run /dev/watchdog:ioctl:EIO; sleep 600", timeout=2),
@@ -71,6 +80,7 @@ acts = [act["act"] for act in on_watchdog]
 expect("armed first", acts[:2], ["open", "ioctl"])
 expect("disarmed last", acts[-2:], ["write", "close"])
 expect("the magic close", on_watchdog[-2]["text"], "V")
+check("long timeout", 0, "ended well")
 check("fails", BITTEN, "ended with status 3", "the watchdog bites")
 check("killed", BITTEN, "was killed by signal 9", "the watchdog bites")
 check("missing", 1, "cannot run /no/such/program")
@@ -80,10 +90,15 @@ check("falls silent", BITTEN, "the command is silent")
 check("velmorctl killed", BITTEN)
 check("in use", 1, "watchdog_enable failed", "busy", "No such file")
 check("refused", 1, "watchdog_enable failed")
+check("fails unseen", BITTEN, "ended with status 3", "the watchdog bites")
+check("stays armed", 1, "watchdog_enable failed", "watchdog_disable failed", "stays armed and restarts the unit")
+check("file deleted", BITTEN, "the command is silent")
+expect("file deleted: feeds", [act["act"] for act in results["file deleted"].acts
+                               if act.get("path") == "/dev/watchdog"], ["open", "ioctl", "ioctl"])
 check("denied", 4, "see velmorctl(1), PERMISSIONS")
 check("one feed fails", 0, "watchdog_refresh failed", "ended well")
 check("no feed works", BITTEN, "watchdog_refresh failed")
-check("not disarmed", 1, "watchdog_disable failed")
+check("not disarmed", 1, "watchdog_disable failed", "stays armed and restarts the unit")
 check("arguments", 0, "status --json\n")
 for name in RUNS:
     if name.startswith("timeout"):
