@@ -9,10 +9,13 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
+#include <iterator>
 #include <sstream>
+#include <system_error>
 
 namespace VelmorCtl {
 
@@ -24,8 +27,8 @@ std::vector<File> platform_files() {
     const std::string folder = "/proc/platform/";
     const std::string readers = "platform_info_get platform_can_unique_num_get";
     std::vector<File> all = {
-        {"platform", 0, folder + "pht_version", Text::number, "start"},
-        {"platform", 0, folder + "pht", Text::word, "start"},
+        {"platform", 0, folder + "pht_version", Text::table_version, "start"},
+        {"platform", 0, folder + "pht", Text::table, "start"},
     };
     for (const char* software : {"boot", "splash", "os"}) {
         for (const char* field : {"date_day", "date_month", "date_year", "version_major", "version_minor",
@@ -34,7 +37,7 @@ std::vector<File> platform_files() {
             all.push_back({"platform", 0, folder + software + "_" + field, text, readers});
         }
     }
-    all.push_back({"platform", 0, "/etc/fs_version", Text::word, readers});
+    all.push_back({"platform", 0, "/etc/fs_version", Text::release, readers});
     all.push_back({"platform", 0, folder + "serial_number", Text::word, readers});
     all.push_back({"platform", 0, folder + "compatibility_version", Text::number, readers});
     return all;
@@ -45,7 +48,7 @@ std::vector<File> thermal_files(int zone, Fitted fitted) {
     std::vector<File> all = {{"thermal", zone, folder + "temp", Text::number, "thermal_state_get", "", fitted}};
     for (const char* trip : {"0", "1", "2", "3"}) {
         const std::string point = folder + "trip_point_" + trip;
-        all.push_back({"thermal", zone, point + "_type", Text::word, "start", "", fitted});
+        all.push_back({"thermal", zone, point + "_type", Text::trip_type, "start", "", fitted});
         all.push_back({"thermal", zone, point + "_temp", Text::number, "thermal_state_get", "", fitted});
     }
     return all;
@@ -57,12 +60,12 @@ std::vector<File> mrfi_files(int index) {
         return File{"mrfi", index, folder + name, text, readers, writers, Fitted::other_boards};
     };
     return {
-        file("address", Text::word, "mrfi_address_get"),
+        file("address", Text::address, "mrfi_address_get"),
         file("type", Text::number, "mrfi_type_get"),
         file("rssi", Text::number, "mrfi_rssi_get"),
-        file("autolink", Text::number, "mrfi_autolink_get", "mrfi_autolink_set"),
-        file("connections", Text::any, "mrfi_connection_list_open"),
-        file("devices", Text::any, "mrfi_device_list_open"),
+        file("autolink", Text::flag, "mrfi_autolink_get", "mrfi_autolink_set"),
+        file("connections", Text::addresses, "mrfi_connection_list_open"),
+        file("devices", Text::addresses, "mrfi_device_list_open"),
         file("link", Text::write_only, "", "mrfi_link"),
         file("unlink", Text::write_only, "", "mrfi_unlink"),
     };
@@ -139,21 +142,68 @@ Failure failure_of(const std::string& path, const std::string& act, int error) {
     return {Status::failed, "cannot " + act + " " + path + ": " + std::strerror(error), ""};
 }
 
-std::size_t count_numbers(const std::string& text) {
-    std::istringstream words(text);
-    std::size_t count = 0;
-    for (long number = 0; words >> number;) ++count;
-    return words.eof() ? count : 0;
+using Words = std::vector<std::string>;
+
+Words words_of(const std::string& text) {
+    std::istringstream rest(text);
+    Words words;
+    for (std::string word; rest >> word;) words.push_back(word);
+    return words;
 }
 
-bool well_formed(Text text, const std::string& content) {
-    const bool blank = content.find_first_not_of(" \t\r\n") == std::string::npos;
-    switch (text) {
-        case Text::number: return count_numbers(content) == 1;
-        case Text::numbers: return count_numbers(content) >= 1;
-        case Text::word: return !blank;
-        default: return true;
+bool is_number(const std::string& word) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    return error == std::errc() && end == word.data() + word.size();
+}
+
+/** Up to 8 hexadecimal digits, with or without "0x". */
+bool is_address(const std::string& word) {
+    constexpr std::size_t most_digits = 8;
+    const std::string digits = word.starts_with("0x") ? word.substr(2) : word;
+    return !digits.empty() && digits.size() <= most_digits &&
+           digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+/** The list ends at an empty line. */
+bool lines_begin_with_addresses(const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line) && !line.empty();) {
+        const Words words = words_of(line);
+        if (words.empty() || !is_address(words.front())) return false;
     }
+    return true;
+}
+
+/** What a text should be, in words; nullptr if it is well-formed. */
+const char* expected(Text text, const std::string& content) {
+    const Words words = words_of(content);
+    const std::string word = words.empty() ? "" : words.front();
+    const bool alone = words.size() == 1;
+    const auto is_one_of = [&](std::initializer_list<const char*> choices) {
+        return alone && std::ranges::find(choices, word) != choices.end();
+    };
+    const auto unless = [](bool well_formed, const char* wanted) { return well_formed ? nullptr : wanted; };
+    switch (text) {
+        case Text::number: return unless(alone && is_number(word), "a number");
+        case Text::numbers: return unless(words.size() == 3 && std::ranges::all_of(words, is_number), "three numbers");
+        case Text::flag: return unless(is_one_of({"0", "1"}), "0 or 1");
+        case Text::word: return unless(!words.empty(), "a word");
+        case Text::release: return unless(words.size() == 2, "a version and a date");
+        case Text::table_version: return unless(is_one_of({"1", "2", "3"}), "1, 2 or 3");
+        case Text::table:
+            // The library only looks for the "x".
+            return unless(alone && word.find('x') != std::string::npos, "0x and hexadecimal digits");
+        case Text::trip_type:
+            return unless(is_one_of({"active", "hot", "very_hot", "critical"}), "active, hot, very_hot or critical");
+        case Text::address: return unless(alone && is_address(word), "an address of up to 8 hexadecimal digits");
+        case Text::addresses: return unless(lines_begin_with_addresses(content), "lines that begin with an address");
+        case Text::any:
+        case Text::write_only:
+        case Text::node:
+        case Text::program: break;
+    }
+    return nullptr;
 }
 
 /** The text in one line, shortened, without characters that a terminal obeys. */
@@ -175,9 +225,9 @@ std::optional<Failure> problem_of_text(const std::string& path, Text text) {
     ::close(fd);
     if (length < 0) return failure_of(path, "read", error);
     const std::string content(page, static_cast<std::size_t>(length));
-    if (well_formed(text, content)) return std::nullopt;
-    const char* const expected = text == Text::number ? "a number" : text == Text::numbers ? "numbers" : "a word";
-    return Failure{Status::failed, path + " reads " + quoted(content) + " instead of " + expected, ""};
+    const char* const wanted = expected(text, content);
+    if (wanted == nullptr) return std::nullopt;
+    return Failure{Status::failed, path + " reads " + quoted(content) + " instead of " + wanted};
 }
 
 }  // namespace
@@ -198,6 +248,13 @@ std::vector<File> files_of(const std::string& function, int index) {
         for (const File& file : files())
             if (file.index == wanted && uses(file, function)) found.push_back(file);
     }
+    return found;
+}
+
+std::vector<File> files_written_at_start() {
+    std::vector<File> found;
+    std::ranges::copy_if(files(), std::back_inserter(found),
+                         [](const File& file) { return contains(file.writers, "start") && !existing(file).empty(); });
     return found;
 }
 

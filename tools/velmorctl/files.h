@@ -10,7 +10,22 @@
 namespace VelmorCtl {
 
 /** What a file's text should be. The last three are never opened: opening the watchdog arms it. */
-enum class Text { number, numbers, word, any, write_only, node, program };
+enum class Text {
+    number,   // that fits an int
+    numbers,  // three
+    flag,     // 0 or 1
+    word,
+    release,        // a version and a date
+    table_version,  // a layout that the library supports
+    table,
+    trip_type,
+    address,
+    addresses,  // each line begins with one
+    any,
+    write_only,
+    node,
+    program
+};
 
 /** On which units a file should be there. */
 enum class Fitted { always, by_table, other_boards };
@@ -30,6 +45,9 @@ const std::vector<File>& files();
 
 /** The files that a call of this function with this index uses. */
 std::vector<File> files_of(const std::string& function, int index);
+
+/** The files of this board that the first call writes. */
+std::vector<File> files_written_at_start();
 
 bool reads(const std::string& function, const File& file);
 

@@ -17,7 +17,7 @@ enum class Status { done = 0, failed = 1, wrong_use = 2, not_fitted = 3, not_per
 struct Failure {
     Status status = Status::failed;
     std::string cause;
-    std::string hint;             // what the user can do; may be empty
+    std::string hint{};           // what the user can do; may be empty
     std::string function{};       // of the library; empty if no call failed
     std::optional<int> result{};  // of that call
 };

@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 
 import device
-from device import BOARDS, CTL, ctl, environment, expect, fail
+from device import BOARDS, CTL, Session, ctl, environment, expect, fail
 
 device.skip_without_device()
 
@@ -43,6 +43,28 @@ expect("denied", item_of(denied, brightness)["error"]["cause"],
 expect("denied: exit status", denied.status, 4)
 broken = ctl("doctor", "--json", options=["--fault", f"{brightness}:read:EIO"])
 expect("unreadable", item_of(broken, brightness)["error"]["cause"], f"cannot read {brightness}: Input/output error")
+
+# Whenever a text makes a command fail, doctor finds it.
+READ_BY_STATUS = ("platform.pht_version", "platform.pht", "platform.boot_date_day", "platform.os_version_status",
+                  "platform.compatibility_version", "fs_version", "backlight.max_brightness", "backlight.brightness",
+                  "display.blank", "pwm1.period", "pwm2.duty", "gps.enable", "thermal.temp",
+                  "thermal.trip_point_0_type", "thermal.trip_point_3_temp", "keypad.color", "mrfi0.type",
+                  "mrfi0.autolink")
+found = 0
+with Session("all-families") as session:
+    files = dict(line.split()[0].split("=")[:1] + line.split()[-1:] for line in session.command("list").splitlines())
+    for name in READ_BY_STATUS:
+        for text in ("\n", "rubbish\n", "99999999999\n", "2\n"):
+            before = session.command("get", name)
+            session.command("raw", name, text)
+            if session.ctl("status").status != 0:
+                found += 1
+                result = session.ctl("doctor", "--json")
+                expect(f"{name} reads {text!r}: exit status of doctor", result.status, 1)
+                expect(f"{name} reads {text!r}: has an error", item_of(result, files[name])["error"] is not None, True)
+            session.command("set", name, before.removesuffix("\n"))
+    expect("exit status after all texts", (session.ctl("status").status, session.ctl("doctor").status), (0, 0))
+expect("texts that make the status fail", found > 40, True)
 
 without = ctl("doctor", "--json", board="without-echosounder")
 expect("without an echosounder: exit status", without.status, 0)

@@ -60,11 +60,33 @@ TEST_F(Files, TextIsNumberNumbersOrWord) {
     EXPECT_EQ(cause("5abc\n", Text::number), "reads \"5abc\" instead of a number");
     EXPECT_EQ(cause("", Text::number), "reads \"\" instead of a number");
     EXPECT_EQ(cause("1 2\n", Text::number), "reads \"1 2\" instead of a number");
+    EXPECT_EQ(cause("2147483648\n", Text::number), "reads \"2147483648\" instead of a number");
     EXPECT_EQ(cause("1 2 3\n", Text::numbers), "");
-    EXPECT_EQ(cause("1 b 3\n", Text::numbers), "reads \"1 b 3\" instead of numbers");
+    EXPECT_EQ(cause("1 b 3\n", Text::numbers), "reads \"1 b 3\" instead of three numbers");
+    EXPECT_EQ(cause("1 2\n", Text::numbers), "reads \"1 2\" instead of three numbers");
     EXPECT_EQ(cause(" \n", Text::word), "reads \" \" instead of a word");
     EXPECT_EQ(cause("a\x1b[31m", Text::number), "reads \"a?[31m\" instead of a number");
     EXPECT_EQ(cause("", Text::any), "");
+}
+
+TEST_F(Files, TextHasItsOwnForm) {
+    EXPECT_EQ(cause("1\n", Text::flag), "");
+    EXPECT_EQ(cause("2\n", Text::flag), "reads \"2\" instead of 0 or 1");
+    EXPECT_EQ(cause("2.1 24/12/2025\n", Text::release), "");
+    EXPECT_EQ(cause("2.1\n", Text::release), "reads \"2.1\" instead of a version and a date");
+    EXPECT_EQ(cause("3\n", Text::table_version), "");
+    EXPECT_EQ(cause("9\n", Text::table_version), "reads \"9\" instead of 1, 2 or 3");
+    EXPECT_EQ(cause("0x12ab\n", Text::table), "");
+    EXPECT_EQ(cause("12ab\n", Text::table), "reads \"12ab\" instead of 0x and hexadecimal digits");
+    EXPECT_EQ(cause("very_hot\n", Text::trip_type), "");
+    EXPECT_EQ(cause("passive\n", Text::trip_type), "reads \"passive\" instead of active, hot, very_hot or critical");
+    EXPECT_EQ(cause("0x1a2b3c4d\n", Text::address), "");
+    EXPECT_EQ(cause("1\n", Text::address), "");
+    EXPECT_EQ(cause("0x1a2b3c4d5\n", Text::address),
+              "reads \"0x1a2b3c4d5\" instead of an address of up to 8 hexadecimal digits");
+    EXPECT_EQ(cause("0x1 3 pump\n0x2\n", Text::addresses), "");
+    EXPECT_EQ(cause("", Text::addresses), "");
+    EXPECT_EQ(cause("0x1 3 pump\nrubbish\n", Text::addresses).substr(0, 9), "reads \"0x");
 }
 
 TEST_F(Files, MissingFileIsNamed) {

@@ -23,6 +23,12 @@ for answer, status in ((b"y\n", RESTARTED), (b"n\n", 1), (b"\n", 1)):
     if "power reboot: really? [y/N]" not in text:
         fail(f"it does not ask: {text}")
 
+# The status of /sbin/reboot is no error number. 95 would be that of what is not fitted.
+for code in (1, 13, 95):
+    failed = ctl("power", "reboot", "--yes", options=["--set", f"reboot.exit={code}"])
+    expect(f"/sbin/reboot fails with {code}", (failed.status, failed.err),
+           (1, f"velmorctl: power_reboot failed: /sbin/reboot failed or ended with status {code}\n"))
+
 for fault, status in (("restart:call:EPERM", 4), ("restart:call:EIO", 1)):
     failed = ctl("power", "off", "--yes", "--json", options=["--fault", fault])
     failed.document()
