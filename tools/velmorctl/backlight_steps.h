@@ -14,7 +14,7 @@ namespace VelmorCtl {
  */
 class BacklightSteps {
 public:
-    explicit BacklightSteps(int max_brightness);
+    explicit BacklightSteps(int max_brightness = 255);
 
     int max_brightness() const { return max_; }
 

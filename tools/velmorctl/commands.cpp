@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 
+#include <time.h>
 #include <unistd.h>
 #include <functional>
 #include <iostream>
@@ -37,6 +38,17 @@ Item mrfi_peer(int index, const std::string& verb, const std::string& text, int 
     return set({"mrfi", index, verb, text_of(peer)}, "mrfi_" + verb, [&] { return act(index, &peer); });
 }
 
+double seconds_of(clockid_t clock) {
+    timespec time{};
+    ::clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+/** How long the unit has been suspended since it was booted: only one of the clocks goes on. */
+double time_asleep_s() {
+    return seconds_of(CLOCK_BOOTTIME) - seconds_of(CLOCK_MONOTONIC);
+}
+
 bool confirmed(const std::string& question) {
     std::cerr << "velmorctl: " << question << " [y/N] " << std::flush;
     std::string answer;
@@ -51,19 +63,22 @@ Report set_backlight(int index, const std::string& level) {
     const auto wanted = is_percent ? number_in(level.substr(0, level.size() - 1), 0, 100) : number_in(level, 0, 255);
     if (!wanted)
         throw WrongUse("backlight set: \"" + level + "\" is not valid; use a level from 0 to 255, or 0% to 100%");
-    const auto steps = steps_of_backlight(index);
-    auto number = static_cast<std::uint32_t>(*wanted);
-    if (is_percent)
-        number = steps ? steps->level_of_percent(*wanted) : static_cast<std::uint32_t>((*wanted * 255 + 50) / 100);
-    const int percent = percent_of_level(index, number);
-    Item item = set({"backlight", index, "level", number, "level"}, "backlight_set",
-                    [&] { return backlight_set(index, number); });
+    BacklightSteps steps;
+    const auto failure = read_steps(index, steps);
+    Item item{"backlight", index, "level"};
+    if (is_percent && failure) {
+        item.failure = failure;
+        return {item};
+    }
+    const auto number = is_percent ? steps.level_of_percent(*wanted) : static_cast<std::uint32_t>(*wanted);
+    item.value = number;
+    item.unit = "level";
     item.text = std::to_string(number) + " of 255";
-    if (item.failure) return {item};
-    Item in_percent{"backlight", index, "percent", percent, "%", item.source};
-    in_percent.text = std::to_string(percent) + " %  " + bar(percent / 100.0);
-    if (is_percent && percent != *wanted) in_percent.note = "nearest step: " + std::to_string(percent) + " %";
-    return {item, in_percent};
+    item = set(item, "backlight_set", [&] { return backlight_set(index, number); });
+    if (item.failure || failure) return {item};
+    Item percent = percent_item(index, steps.percent_of(number), item.source);
+    if (is_percent && percent.value != *wanted) percent.note = "the step nearest to " + std::to_string(*wanted) + " %";
+    return {item, percent};
 }
 
 Report set_display(int index, const std::string& on) {
@@ -155,10 +170,17 @@ Report power(const std::string& what, bool yes) {
     }
     if (what == "off") return {set(item, "power_shutdown", power_shutdown)};
     if (what == "reboot") return {set(item, "power_reboot", power_reboot)};
-    // The library does not report that the state cannot be written.
+    // The library does not report that the state cannot be written, or that the kernel has refused.
+    constexpr double shortest_s = 0.01;  // time passes between reading the two clocks
+    const double asleep = time_asleep_s();
     Item suspended = set(item, "power_suspend", power_suspend);
     if (!suspended.failure) suspended.failure = problem_of_call("power_suspend", 0, false);
-    if (suspended.failure) suspended.value = Json();
+    if (suspended.failure) {
+        suspended.value = Json();
+    } else if (time_asleep_s() < asleep + shortest_s) {
+        suspended.value = "requested";
+        suspended.note = "the kernel's clocks show no sleep: it may have refused";
+    }
     return {suspended};
 }
 

@@ -14,10 +14,24 @@ _velmorctl() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local words=() offers='' i
     COMPREPLY=()
+    # "--index=1" is three words here.
+    [[ $previous != = ]] || previous=${COMP_WORDS[COMP_CWORD - 2]}
+    [[ $current != = ]] || current=''
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --) break ;;
-            --index | --interval | --count | --timeout | --alive | --frequency | --duty) ((++i)) ;;
+            --)
+                # The guarded command and its arguments.
+                if ((i == COMP_CWORD - 1)); then
+                    mapfile -t COMPREPLY < <(compgen -c -- "$current")
+                else
+                    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+                fi
+                return
+                ;;
+            --index | --interval | --count | --timeout | --alive | --frequency | --duty)
+                [[ ${COMP_WORDS[i + 1]} != = ]] || ((++i))
+                ((++i))
+                ;;
             -*) ;;
             *) words+=("${COMP_WORDS[i]}") ;;
         esac
@@ -55,6 +69,7 @@ _velmorctl() {
             'io set '*) offers='0 1' ;;
             'io config') offers=0 ;;
             'antenna wifi' | 'antenna bluetooth' | 'serial mux' | 'serial function') offers='0 1' ;;
+            'serial mux '*) offers='0 1 2' ;;
             'serial function '*) offers='serial key' ;;
             'mrfi autolink') offers='on off' ;;
         esac

@@ -129,7 +129,7 @@ void CommandLine::add_options() {
     app_.set_version_flag("--version", "velmorctl " VELMOR_VERSION_STRING, "Print the version and exit");
     app_.add_flag("--json", json_, "Print a JSON document on one line");
     app_.add_flag("--value", value_, "Print the bare value");
-    app_.add_option("--index", index_, "Which backlight, display, zone, port, ... (default: 0)")->type_name("N");
+    app_.add_option("--index", index_, "Which one, if there are several (default: 0)")->type_name("N");
     app_.add_flag("--watch", watch_, "Print a query's result now and after every change");
     app_.add_option("--interval", interval_, "Time between two queries of a watch (default: 1)")->type_name("SECONDS");
     app_.add_option("--count", count_, "End a watch after printing N times")->type_name("N");
@@ -263,19 +263,21 @@ void CommandLine::add_dangerous() {
 void CommandLine::add_watch() {
     auto* const watched = object("watch", "Print the values of objects now and after every change");
     watched->add_option("OBJECT", words_, "Names of objects, such as thermal")->required();
-    commands_.push_back({watched, "watch", Kind::query, true, [this] {
-                             Report all;
-                             for (const std::string& word : words_) {
-                                 const auto found = std::ranges::find_if(objects(), [&](const Object& each) {
-                                     return word == each.name && *each.verb == '\0';
-                                 });
-                                 if (found == objects().end())
-                                     throw WrongUse("watch: \"" + word + "\" is not an object that can be queried");
-                                 const Report report = found->query(found->has_index ? index() : 0);
-                                 all.insert(all.end(), report.begin(), report.end());
-                             }
-                             return all;
-                         }});
+    commands_.push_back(
+        {watched, "watch", Kind::query, true, [this] {
+             Report all;
+             for (const std::string& word : words_) {
+                 const auto found = std::ranges::find_if(
+                     objects(), [&](const Object& each) { return word == each.name && *each.verb == '\0'; });
+                 if (found == objects().end())
+                     throw WrongUse("watch: \"" + word +
+                                    "\" cannot be watched; velmorctl OBJECT [VERB] --watch watches any query");
+                 if (!found->has_index && !index_.empty()) throw WrongUse("--index: " + word + " has no index");
+                 const Report report = found->query(index());
+                 all.insert(all.end(), report.begin(), report.end());
+             }
+             return all;
+         }});
 }
 
 /** The object or the verb that was given last. */
@@ -328,6 +330,7 @@ void CommandLine::check(const Command& command) const {
     const bool is_list = command.words == "status" || command.words == "doctor";
     if (json_ && value_) throw WrongUse("--json and --value exclude each other");
     if (value_ && is_list) throw WrongUse(command.words + " has no single value; use --json");
+    if (value_ && command.words == "watch" && words_.size() > 1) throw WrongUse("watch: --value is for one object");
     if (!index_.empty() && !command.has_index) throw WrongUse("--index: " + command.words + " has no index");
     if (watch_ && !queries(command)) throw WrongUse("--watch: " + command.words + " is not a query");
     if (!watches && !(interval_.empty() && count_.empty()))

@@ -16,7 +16,6 @@ namespace VelmorCtl {
 
 namespace {
 
-constexpr std::uint32_t full_level = 255;
 constexpr int io_lines = 12;  // they are numbered from 0
 
 /** An object's items, which one call of the library reads. */
@@ -65,8 +64,11 @@ Report backlight(int index) {
     std::uint32_t level = 0;
     if (!query.succeeds("level", [&] { return backlight_get(index, &level); })) return query.report;
     query.add("level", level, "level", std::to_string(level) + " of 255");
-    const int percent = percent_of_level(index, level);
-    query.add("percent", percent, "%", std::to_string(percent) + " %  " + bar(percent / 100.0));
+    BacklightSteps steps;
+    Item percent{"backlight", index, "percent"};
+    percent.failure = read_steps(index, steps);
+    if (!percent.failure) percent = percent_item(index, steps.percent_of(level), query.report.front().source);
+    query.report.push_back(percent);
     return query.report;
 }
 
@@ -264,7 +266,11 @@ Report versions() {
     Query query("platform", std::nullopt, "platform_info_get");
     platform_info_t info = {};
     if (!query.succeeds("serial number", [&] { return platform_info_get(&info, sizeof info); })) return query.report;
-    query.add("serial number", std::string(info.serial_number));
+    Item& serial_number = query.add("serial number", std::string(info.serial_number));
+    if (*info.serial_number == '\0') {  // which the library does not count as a failure
+        serial_number.value = Json();
+        serial_number.note = "none, or not readable";
+    }
     add_release(
         query, "operating system",
         {info.os_version_major, info.os_version_minor, info.os_version_revision, info.os_version_status,
@@ -508,18 +514,23 @@ Report mrfi_class(const mrfi_addr_t& address) {
     return query.report;
 }
 
-std::optional<BacklightSteps> steps_of_backlight(int index) {
+std::optional<Failure> read_steps(int index, BacklightSteps& steps) {
     for (const File& file : files()) {
-        if (file.family != "backlight" || file.index != index || !file.path.ends_with("/max_brightness")) continue;
+        const bool is_maximum = file.path.ends_with("/max_brightness");
+        if (!is_maximum || file.index != index || existing(file).empty()) continue;
         int max_brightness = 0;
-        if (std::ifstream(file.path) >> max_brightness) return BacklightSteps(max_brightness);
+        if (!(std::ifstream(file.path) >> max_brightness))
+            return problem_of(file.path, file.text, true, false)
+                .value_or(Failure{Status::failed, "cannot read " + file.path});
+        steps = BacklightSteps(max_brightness);
     }
     return std::nullopt;
 }
 
-int percent_of_level(int index, std::uint32_t level) {
-    const auto steps = steps_of_backlight(index);
-    return steps ? steps->percent_of(level) : static_cast<int>(std::lround(100.0 * level / full_level));
+Item percent_item(int index, int percent, const std::string& source) {
+    Item item{"backlight", index, "percent", percent, "%", source};
+    item.text = std::to_string(percent) + " %  " + bar(percent / 100.0);
+    return item;
 }
 
 std::string bar(double fraction) {

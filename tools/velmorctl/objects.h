@@ -37,9 +37,12 @@ Report mrfi_class(const mrfi_addr_t& address);
 
 // ---- Shared with the commands that set a value ----------------------------------------------------------------------
 
-/** The driver's steps of a backlight; nothing if it has no max_brightness, such as one on a PWM line. */
-std::optional<BacklightSteps> steps_of_backlight(int index);
-int percent_of_level(int index, std::uint32_t level);
+/**
+ * Read the driver's steps of a backlight. One without max_brightness, such as one on a PWM line, has the library's 255.
+ * @return the failure, if max_brightness cannot be read
+ */
+std::optional<Failure> read_steps(int index, BacklightSteps& steps);
+Item percent_item(int index, int percent, const std::string& source);
 std::string bar(double fraction);
 std::string function_name(int function);
 

@@ -18,6 +18,8 @@ from device import ARGUMENTS, CTL, LIBRARIES, ctl, environment, expect, fail
 manual_file, completion_file, header_file = ARGUMENTS
 with open(manual_file, encoding="utf-8") as text:
     manual = text.read().replace("\\-", "-")
+with open(completion_file, encoding="utf-8") as text:
+    completion = text.read()
 with open(header_file, encoding="utf-8") as text:
     functions = re.findall(r"^VELMOR_API int (\w+)", text.read(), re.MULTILINE)
 
@@ -119,6 +121,10 @@ for each in objects:
 for words in all_commands:
     if not re.search(rf"^{' '.join(words)}\b", commands_text, re.MULTILINE):
         fail(f"{' '.join(words)} is not in the manual's COMMANDS")
+for heading in re.findall(r"^\.BI? (.*)", manual_section("COMMANDS"), re.MULTILINE):
+    words = tuple(re.match(r'"?([a-z ]*)', heading).group(1).split())
+    if words and words not in all_commands:
+        fail(f"the manual's {' '.join(words)} is no command")
 for option in options_of(help_text):
     if option not in options_text:
         fail(f"{option} is not in the manual")
@@ -153,7 +159,7 @@ class Shell:
         os.close(child)
         self.type(f". {completion_file}; bind 'set show-all-if-ambiguous on'; bind 'set enable-bracketed-paste off'; "
                   "echo rea''dy\n")
-        self.wait_for(["ready\r\n"])
+        self.wait_for(["ready\r\n> "])
 
     def close(self):
         self.process.kill()
@@ -163,10 +169,10 @@ class Shell:
     def type(self, keys):
         os.write(self.terminal, keys.encode())
 
-    def wait_for(self, patterns):
-        """What is printed until all of these patterns have appeared, or the patience ends."""
+    def wait_for(self, patterns, patience=30):
+        """What is printed until all of these patterns have appeared, or the patience in seconds ends."""
         text = ""
-        end = time.monotonic() + 30
+        end = time.monotonic() + patience
         while not all(re.search(pattern, text) for pattern in patterns) and time.monotonic() < end:
             if select.select([self.terminal], [], [], 0.3)[0]:
                 text += os.read(self.terminal, 4096).decode()
@@ -176,19 +182,22 @@ class Shell:
 shell = Shell()
 
 
-def check_completion(line, *words):
+def check_completion(line, *words, without=()):
     """The tab key after this line offers these words."""
     shell.type(line)
     shell.wait_for([re.escape(line) + "$"])
     shell.type("\t")
-    patterns = [rf"(?<![\w-]){re.escape(word)}(?!\w)" for word in words]
-    text = shell.wait_for(patterns)
-    for word, pattern in zip(words, patterns):
-        if not re.search(pattern, text):
-            fail(f"completing {line!r} does not offer {word!r}: {text!r}")
+    pattern = {word: rf"(?<![\w-]){re.escape(word)}(?!\w)" for word in (*words, *without)}
+    # Waiting for words that should not come takes a second.
+    text = shell.wait_for([pattern[word] for word in words or without], patience=30 if words else 1)
     shell.type("\x15")  # erases the line
     shell.type("echo ne''xt\n")
-    shell.wait_for(["next\r\n"])
+    text += shell.wait_for(["next\r\n> "])
+    # Several words are listed below the line, and the line is printed again below them.
+    offers = text.split("> velmorctl")[0].split("echo ne")[0]
+    for word in pattern:
+        offered = re.search(pattern[word], offers) is not None
+        expect(f"completing {line!r} offers {word!r}: {text!r}", offered, word in words)
 
 
 check_completion("velmorctl ", *objects)
@@ -201,13 +210,25 @@ check_completion("velmorctl mrfi autolink ", "on", "off")
 check_completion("velmorctl antenna wifi ", "0", "1")
 check_completion("velmorctl io set 9 ", "0", "1")
 check_completion("velmorctl io get ", "0", "9", "11")
+check_completion("velmorctl serial mux 0 ", "0", "1", "2")
 check_completion("velmorctl serial function 0 ", "serial", "key")
 check_completion("velmorctl backlight --", "--json", "--value", "--index", "--watch")
 check_completion("velmorctl io config 0 --", "--frequency", "--duty")
 check_completion("velmorctl backlight --index ", "0", "1")
+check_completion("velmorctl --index=", "0", "1", without=["status"])
+check_completion("velmorctl --index=1 backl", "ight ")
+check_completion("velmorctl --index 1 --watch backl", "ight ")
 check_completion("velmorctl watch ther", "mal ")
+check_completion("velmorctl watchdog run -- ls --", without=["--json", "--help"])
+check_completion("velmorctl watchdog run -- cat /proc/self/envir", "on", without=["backlight"])
 check_completion("velmorctl --json backlight ", "set ")
 shell.close()
+
+# The completion skips the values of these options.
+with_value = set(re.findall(r"--[a-z]+", re.search(r"^ *(--\S+ \|.*)\)$", completion, re.MULTILINE).group(1)))
+helps = [help_text] + [run(*words, "--help").stdout for words in all_commands]
+expect("options with a value in the completion", with_value,
+       {option for each in helps for option in re.findall(r"^  (--[a-z]+) [A-Z]", each, re.MULTILINE)})
 
 # ---- The manual's examples ------------------------------------------------------------------------------------------
 

@@ -90,7 +90,7 @@ COMMANDS = {
     ("mrfi", "autolink", "on"): (ABSENT, (0, "autolink", True), False),
     ("mrfi", "autolink", "off", "--index", "1"): (ABSENT, (0, "autolink", False), False),
     ("mrfi", "class", "0x12340001"): ((0, "class", 0x1234), (0, "class", 0x1234), True),
-    ("power", "suspend", "--yes"): ((0, "suspend", "done"), (0, "suspend", "done"), False),
+    ("power", "suspend", "--yes"): ((0, "suspend", "requested"), (0, "suspend", "requested"), False),
     ("watchdog", "run", "--timeout", "5", "--", "true"): ((0, "armed", False), (0, "command", 0), False),
     ("watch", "thermal", "gps", "--count", "1"): ((0, "temperature", 45000), (0, "value 2", 1), True),
     ("doctor",): ((0, "/dev/watchdog", "ok"), (0, "/dev/input/event0", "ok"), True),

@@ -33,9 +33,9 @@ def faults(acts, start):
         yield kind, path, modes[path], begun[kind, path] + 1
 
 
-def is_own(kind, path):
-    """An act of velmorctl itself, which can do without it."""
-    return kind != "write" and path.endswith("max_brightness")
+def is_needless(arguments, path):
+    """The percentage of a level that is set is left out if it cannot be computed."""
+    return path.endswith("max_brightness") and arguments[:2] == ("backlight", "set") and "%" not in arguments[2]
 
 
 def check(session, arguments, kind, path, mode, nth):
@@ -52,7 +52,7 @@ def check(session, arguments, kind, path, mode, nth):
     result.document()
     # An empty list is read again for the cause, and then this can be read.
     lists = kind == "read" and arguments[:2] in (("mrfi", "devices"), ("mrfi", "connections"))
-    if path in FORGIVEN or lists or is_own(kind, path):
+    if path in FORGIVEN or lists or is_needless(arguments, path):
         return
     # The cause is looked for afterwards. A write is not tried, here access() grants everything, and the files of a GPIO
     # line are gone by then.
@@ -82,7 +82,7 @@ def check_overview(session):
     folders = set()
     for kind, path, _, nth in faults(session.ctl("status").acts, start):
         folder = path.rsplit("/", 1)[0]
-        if kind == "read" and path not in FORGIVEN and not is_own(kind, path) and folder not in folders:
+        if kind == "read" and path not in FORGIVEN and folder not in folders:
             folders.add(folder)
             result = session.ctl("status", "--json", fault=f"{path}:read:EIO", nth=nth)
             failed = [item for item in result.document()["items"] if (item["error"] or {}).get("kind") == "failed"]
@@ -112,6 +112,36 @@ with Session("all-families") as session:
             result = session.ctl(*arguments, fault=f"{path}:{kind}:EIO")
             expect(f"{result.what}: exit status", result.status, 1)
             expect(f"{result.what}: what is left", session.command("get", name), unchanged + "\n")
+
+with Session("device") as session:
+    platform = session.ctl("platform", "--json", fault="/proc/platform/serial_number:read:EIO")
+    serial_number = platform.document()["items"][0]
+    expect("a serial number that cannot be read", (serial_number["value"], serial_number["note"]),
+           (None, "none, or not readable"))
+    maximum = "/sys/class/backlight/pwm-backlight.0/max_brightness"
+    start = len([act for act in session.start() if act["act"] == "read" and act["path"] == maximum])
+    level = session.ctl("backlight", "--json", fault=f"{maximum}:read:EIO", nth=start + 1).document()["items"]
+    expect("a percentage without max_brightness", [each["value"] for each in level], [128, None])
+    before = session.command("get", "backlight.brightness")
+    percent = session.ctl("backlight", "set", "10%", fault=f"{maximum}:read:EIO", nth=start + 1)
+    expect("setting a percentage without max_brightness",
+           (percent.status, session.command("get", "backlight.brightness")), (1, before))
+    start_fault = session.ctl("wifi", fault="/sys/devices/platform/mxc_pwm.1/duty:write:EIO")
+    expect("a start that cannot write", start_fault.err,
+           "velmorctl: wifi_present failed: the board does not start: cannot use /sys/devices/platform/mxc_pwm.1/period "
+           "or /sys/devices/platform/mxc_pwm.1/duty: velmorctl doctor checks the files\n")
+
+# Every setter, as a user who may only set what the start sets.
+DENIED = (("backlight", "set", "5"), ("backlight", "set", "50%"), ("display", "off"), ("led", "set", "#ff0010"),
+          ("io", "set", "9", "0"), ("io", "set", "1", "1"), ("antenna", "wifi", "1"), ("serial", "mux", "0", "2"),
+          ("mrfi", "link", "0x5678abcd"), ("mrfi", "autolink", "on"), ("power", "suspend", "--yes"),
+          ("watchdog", "run", "--", "true"))
+lines = ["chmod a+w /sys/devices/platform/mxc_pwm.*/*; chmod a-w /dev/watchdog"]
+for arguments in DENIED:
+    words = " ".join(f"'{word}'" for word in arguments)
+    lines.append(f"setpriv --reuid 65534 --clear-groups $ctl {words}; echo $?")
+denied = device.script("\n".join(lines), board="all-families", options=["--all-users"])
+expect(f"settings of an ordinary user: {denied.err}", denied.out.split(), ["4"] * len(DENIED))
 
 # Malformed text is quoted.
 malformed = ctl("backlight", "--json", options=["--raw", "backlight.brightness=much\\n"])

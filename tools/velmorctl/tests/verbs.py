@@ -41,7 +41,7 @@ def check(session, arguments, wanted):
 
 
 def check_value(session, arguments, document):
-    if arguments[0] in ("status", "doctor") or "--" in arguments:
+    if arguments[0] in ("status", "doctor", "watch") or "--" in arguments:
         return
     session.prepare(arguments)
     bare = session.ctl(*arguments, "--value")
@@ -82,7 +82,8 @@ expect("thermal in text", hot.out, """thermal 0  temperature  91.0 °C  [#######
            very hot     85.0 °C
            critical     95.0 °C
 """)
-expect("nearest step", ctl("backlight", "set", "50%").out.splitlines()[1].split("  ")[-1], "(nearest step: 57 %)")
+expect("the nearest step", ctl("backlight", "set", "50%").out.splitlines()[1].split("  ")[-1],
+       "(the step nearest to 50 %)")
 expect("line 0", ctl("io", "config", "0", "--duty", "25").out,
        """io 0  frequency  2700 Hz  (until the next start: see velmorctl(1), HAZARDS)
       duty       25 %

@@ -51,7 +51,8 @@ later = ctl("thermal", "--watch", "--json", "--interval", "0.05", "--count", "3"
             options=["--fault", f"{TEMPERATURE}:read:EIO:3"])
 kinds = [(each["items"][0]["error"] or {}).get("kind") for each in later.documents()]
 expect("a later failure is a change", kinds, [None, "failed", None])
-for wrong in (("watch", "nothing"), ("watch",), ("backlight", "set", "5", "--watch"), ("backlight", "--interval", "1"),
+for wrong in (("watch", "nothing"), ("watch",), ("watch", "status"), ("watch", "gps", "--index", "1"),
+              ("watch", "backlight", "thermal", "--value"), ("backlight", "set", "5", "--watch"), ("backlight", "--interval", "1"),
               ("thermal", "--watch", "--interval", "1x"), ("thermal", "--watch", "--count", "0")):
     result = ctl(*wrong)
     expect(f"{wrong}: exit status", result.status, 2)
