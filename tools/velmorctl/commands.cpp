@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "commands.h"
 
-#include <time.h>
 #include <unistd.h>
+#include <ctime>
 #include <functional>
 #include <iostream>
 #include <limits>

@@ -51,7 +51,7 @@ struct Command {
 
 /** @param subcommand  what the line of the usage calls it */
 std::shared_ptr<CLI::Formatter> formatter(const char* subcommand) {
-    const auto made = std::make_shared<CLI::Formatter>();
+    auto made = std::make_shared<CLI::Formatter>();
     made->label("SUBCOMMAND", subcommand);
     made->label("TEXT", "");  // every argument is text
     made->label("REQUIRED", "");
@@ -300,7 +300,7 @@ std::string CommandLine::in_words(const CLI::ParseError& error) const {
     const CLI::App* const app = innermost();
     std::string words;
     for (const CLI::App* each = app; each != &app_; each = each->get_parent())
-        words = each->get_name() + (words.empty() ? "" : " ") + words;
+        words.insert(0, each->get_name() + (words.empty() ? "" : " "));
     const std::string beginning = words.empty() ? "" : words + ": ";
     const std::string help = "; see velmorctl " + words + (words.empty() ? "" : " ") + "--help";
     const auto extra = app_.remaining(true);
