@@ -6,6 +6,7 @@ of files, has man and mandoc check them, and shows that a header whose documenta
 makes no pages.
 """
 
+import errno
 import fnmatch
 import functools
 import os
@@ -53,9 +54,10 @@ def part(text, section):
 
 
 def words(text):
-    """The words of a text, without what the pages add to the names of functions and sections."""
+    """The words of a text and its numbers with their signs, without what the pages add to the names of functions and
+    sections."""
     text = re.sub(r'\([37]\)|(?<=") in\s+velmor\(7\)', " ", text)
-    return " ".join(re.findall(r"\w+", text.lower()))
+    return " ".join(re.findall(r"(?<!\w)-\w+|\w+", text.lower()))
 
 
 def fragments(comment):
@@ -69,9 +71,35 @@ def fragments(comment):
 
 
 def check_contents(name, comment, text):
-    found = words(text)
+    found = f" {words(text)} "
     for fragment in fragments(comment):
-        check(fragment in found, f"{name} lacks: {fragment}")
+        check(f" {fragment} " in found, f"{name} lacks: {fragment}")
+
+
+def documented_errors(comment, kind):
+    """The numbers of the "Own" or "Kernel" errors in a function's comment, each with its text."""
+    text = " ".join(re.sub(r"^ \* ?", "", comment, flags=re.MULTILINE).split())
+    text = re.split(r"No kernel errors\.|Kernel errors:|@note", text.partition(f"{kind} errors: ")[2])[0]
+    return [(number, words(meaning)) for number, meaning in
+            re.findall(r"(?:^|(?<=[;.] ))(-(?:\d+|errno)\b)(.*?)(?=[;.] -(?:\d+|errno)\b|$)", text)]
+
+
+def check_errors(name, comment, text):
+    """The page has the numbers of the comment, each with its text and, if it always has the same errno, that name."""
+    for kind in "Own", "Kernel":
+        subsection = re.search(rf"^   {kind} errors\n((?: {{7}}.*\n|\n)*)", text, re.MULTILINE)[1]
+        entries = re.findall(r"^ {7}(-\w+)(?: \((\w+)\))?((?:\n {14}| ).*(?:\n {14}.*)*)", subsection, re.MULTILINE)
+        expected = documented_errors(comment, kind)
+        check(expected or (kind == "Kernel" and "No kernel errors." in comment), f"{name} has no {kind} errors")
+        shown = [(number, words(meaning)) for number, _, meaning in entries]
+        for position, (number, meaning) in enumerate(expected):
+            if not meaning:
+                general = re.search(rf"^ \*  - {number}.*?: ((?:.*\n \*    )*.*)", header, re.MULTILINE)[1]
+                expected[position] = (number, words(general.replace("\n * ", " ")))
+        check(shown == expected, f"{name}: {kind} errors {shown}, not {expected}")
+        for number, symbol, _ in entries:
+            check(not symbol or getattr(errno, symbol) == -int(number), f"{name}: {number} ({symbol})")
+            check(symbol or number in ("-1", "-errno") or kind == "Kernel", f"{name}: {number} without its name")
 
 
 def check_functions(directory, library):
@@ -96,6 +124,7 @@ def check_functions(directory, library):
         for kind in set(re.findall(r"\w+_t\b|\w+_ctx\b", parameters)) - {"uint16_t", "uint32_t", "size_t"}:
             check(f" {kind};\n" in types, f"{name} lacks the type {kind}")
         check_contents(name, comment, text)
+        check_errors(name, comment, text)
         before = header[:header.index(f" {name}({parameters});")]
         example = before.rpartition(" * @code\n")[2].partition(" * @endcode\n")[0]
         code = "".join(f"           {line[3:]}\n" for line in example.splitlines())
