@@ -62,20 +62,22 @@
  *    could not be locked. A driver may fail with any errno, including EINVAL and EOPNOTSUPP.
  *  - -1: a file under /sys, /proc or /etc could not be opened, read, written or parsed; an argument is out of range or
  *    does not fit the line or list; memory ran out; or the board failed to start. errno then holds whatever the failing
- *    operation left there and means nothing, as after a success. (In functions that report -errno, -1 may also be
- *    -EPERM.)
+ *    operation left there, as after a success.
  *
- * Any function may fail because memory ran out, the board did not start or the mutex could not be locked. The other
- * failures are listed with each function: "Own errors" are the library's, "Kernel errors" are those of the driver or
- * the system, passed on unchanged. Output arguments are not written on failure unless a function says otherwise.
+ * Any function may fail with -1 because memory ran out or the board failed to start, and with -errno because the
+ * library's mutex could not be locked. errno means nothing after -1, except in functions that report -errno, where -1
+ * may be -EPERM. Every failure except that of a null pointer prints one line on standard error. Output arguments are
+ * not written on failure unless a function says otherwise.
  *
- * Every failure except that of a null pointer writes one line to standard error, through std::cerr and in one write:
- * the function's name, " failed: " and the cause. The line is lost if there is no memory for it, if std::cerr does not
- * accept it, or in a child that was forked while its parent was printing its first line. If the board failed to start,
- * a line "cannot set board resources: " with the cause comes first; the call returns -1, and the next call tries to
- * start the board again. No lock of the library is held while either line is printed. In a program that does not use
- * C++ streams, the first line constructs them on the stdin, stdout and stderr of that moment: these FILEs must stay
- * open.
+ * The other failures are listed with each function: "Own errors" are the library's, "Kernel errors" are those of the
+ * driver or the system, passed on unchanged.
+ *
+ * The line of a failure has the function's name, " failed: " and the cause. It is printed through std::cerr, in one
+ * write, and is lost if there is no memory for it, if std::cerr does not accept it, or in a child that was forked while
+ * its parent was printing its first line. If the board failed to start, a line "cannot set board resources: " with the
+ * cause comes first; the call returns -1, and the next call tries to start the board again. No lock of the library is
+ * held while either line is printed. In a program that does not use C++ streams, the first line constructs them on the
+ * stdin, stdout and stderr of that moment: these FILEs must stay open.
  *
  * ## The first call starts the board
  * The first call of any function in a process (except one rejected for a null pointer) reads the hardware table and
@@ -527,7 +529,8 @@ VELMOR_API int power_reboot(void);
 /**
  * Suspend the device to memory. HAZARD: everything stops until a wake-up source fires. Nothing is reported if the
  * suspend is refused or "/sys/power/state" cannot be written.
- * @return 0 after the system has resumed, or negative. Own errors: -95. No kernel errors.
+ * @return 0 after the system has resumed, 0 at once if nothing was suspended, or negative. Own errors: -95. No kernel
+ *   errors.
  * @note Blocks until the system has resumed. Any thread.
  */
 VELMOR_API int power_suspend(void);

@@ -76,9 +76,8 @@ def check_contents(name, comment, text):
         check(f" {fragment} " in found, f"{name} lacks: {fragment}")
 
 
-def documented_errors(comment, kind):
-    """The numbers of the "Own" or "Kernel" errors in a function's comment, each with its text."""
-    text = " ".join(re.sub(r"^ \* ?", "", comment, flags=re.MULTILINE).split())
+def documented_errors(text, kind):
+    """The numbers of the "Own" or "Kernel" errors in a function's documentation, each with its text."""
     text = re.split(r"No kernel errors\.|Kernel errors:|@note", text.partition(f"{kind} errors: ")[2])[0]
     return [(number, words(meaning)) for number, meaning in
             re.findall(r"(?:^|(?<=[;.] ))(-(?:\d+|errno)\b)(.*?)(?=[;.] -(?:\d+|errno)\b|$)", text)]
@@ -86,11 +85,12 @@ def documented_errors(comment, kind):
 
 def check_errors(name, comment, text):
     """The page has the numbers of the comment, each with its text and, if it always has the same errno, that name."""
+    documentation = " ".join(re.sub(r"^ \* ?", "", comment, flags=re.MULTILINE).split())
     for kind in "Own", "Kernel":
         subsection = re.search(rf"^   {kind} errors\n((?: {{7}}.*\n|\n)*)", text, re.MULTILINE)[1]
         entries = re.findall(r"^ {7}(-\w+)(?: \((\w+)\))?((?:\n {14}| ).*(?:\n {14}.*)*)", subsection, re.MULTILINE)
-        expected = documented_errors(comment, kind)
-        check(expected or (kind == "Kernel" and "No kernel errors." in comment), f"{name} has no {kind} errors")
+        expected = documented_errors(documentation, kind)
+        check(expected or (kind == "Kernel" and "No kernel errors." in documentation), f"{name} has no {kind} errors")
         shown = [(number, words(meaning)) for number, _, meaning in entries]
         for position, (number, meaning) in enumerate(expected):
             if not meaning:
