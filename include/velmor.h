@@ -503,6 +503,16 @@ VELMOR_API int bluetooth_info_get(bluetooth_info_t* info);
  * int result = power_reboot();
  * printf("not rebooted: %d\n", result);  // reached on failure only
  * @endcode
+ * @code
+ * fflush(NULL);  // every process is about to end
+ * int result = power_shutdown();
+ * printf("not shut down: %d\n", result);  // reached on failure only
+ * @endcode
+ * @code
+ * if (power_suspend() == 0) {
+ *     printf("resumed, or the suspend was refused\n");
+ * }
+ * @endcode
  * @{
  */
 

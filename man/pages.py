@@ -176,13 +176,14 @@ class Type:
 
 class Family:
     def __init__(self, heading, line, texts):
-        if texts[1:2] != ["@code"] or texts[-2:] != ["@endcode", "@{"]:
+        examples = "\n".join(texts[1:])
+        if not re.fullmatch(r"(@code\n.+?\n@endcode\n)+@\{", examples, re.DOTALL):
             raise Unknown(line, f"a family without an example: {texts[0]}")
         self.name = texts[0].removeprefix("@name ")
         if not heading.startswith(self.name):
             raise Unknown(line, f'a family with another name than "{heading}": {self.name}')
         self.note = heading.removeprefix(self.name).strip(" :()")
-        self.example = texts[2:-2]
+        self.examples = re.findall(r"@code\n(.+?)\n@endcode", examples, re.DOTALL)
         self.functions, self.types = [], []
 
 
@@ -369,6 +370,12 @@ def device_rows(header, function):
     return [row if any(cells[0] for cells in rows[1:]) else row[1:] for row in rows]
 
 
+def listed(names):
+    """Each name once: "a, b and c"."""
+    names = list(dict.fromkeys(names))
+    return " and ".join(part for part in (", ".join(names[:-1]), names[-1]) if part)
+
+
 def is_lacking(header, function):
     """Whether the function returns -95 on this device, whatever the index."""
     text = header.sentence("This device", "Calls with any other index").partition(": ")[2]
@@ -460,7 +467,13 @@ def function_page(header, family, function, date):
     page.paragraphs(function.note)
     page.add(".PP", 'See "THE FIRST CALL STARTS THE BOARD" in \\fBvelmor\\fP(7).')
     page.section("Examples")
-    page.code(family.example)
+    example = next((code for code in family.examples if f"{function.name}(" in code), None)
+    if not example:
+        example = family.examples[0]
+        called = [f"{name}()" for name in re.findall(r"(\w+)\(", example)
+                  if name in [each.name for each in family.functions]]
+        page.paragraphs(f"Example of {listed(called)}:")
+    page.code(example.split("\n"))
     page.section("See also")
     texts = [function.description, *function.about.values(), function.threads, function.note]
     others = sorted(set(re.findall(r"\b(\w+)\(\)", " ".join(texts)))

@@ -102,6 +102,23 @@ def check_errors(name, comment, text):
             check(symbol or number in ("-1", "-errno") or kind == "Kernel", f"{name}: {number} without its name")
 
 
+def check_example(name, text):
+    """The page has the first example of the family that calls the function. Otherwise it has the family's first one,
+    below the names of the functions that it does call."""
+    family = header[:header.index(f"VELMOR_API int {name}(")].rpartition(" * @name ")[2]
+    examples = re.findall(r" \* @code\n(.*?) \* @endcode\n", family, re.DOTALL)
+    calling = [each for each in examples if re.search(rf"\b{name}\(", each)]
+    example = (calling or examples)[0]
+    code = "".join(f"           {line[3:]}\n" for line in example.splitlines())
+    before = re.search(r"^EXAMPLES\n((?:.*\n)*)SEE ALSO\n", text, re.MULTILINE)[1].partition(code + "\n")
+    check(before[1:] == (code + "\n", ""), f"{name} lacks the example {code}")
+    heading = before[0].strip()
+    check(heading.startswith("Example of ") != bool(calling), f"{name} shows another function's example: {heading}")
+    for each in re.findall(r"(\w+)\(3\)", heading):
+        check(f"{each}(" in example, f"{name} shows no example of {each}")
+    check(calling or "(3)" in heading, f"{name} does not name the functions of its example: {heading}")
+
+
 def check_functions(directory, library):
     documented = re.findall(r"/\*\*\n((?: \*.*\n)*?) \*/\nVELMOR_API int (\w+)\((.*)\);", header)
     declared = re.findall(r"^VELMOR_API int (\w+)", header, re.MULTILINE)
@@ -125,10 +142,7 @@ def check_functions(directory, library):
             check(f" {kind};\n" in types, f"{name} lacks the type {kind}")
         check_contents(name, comment, text)
         check_errors(name, comment, text)
-        before = header[:header.index(f" {name}({parameters});")]
-        example = before.rpartition(" * @code\n")[2].partition(" * @endcode\n")[0]
-        code = "".join(f"           {line[3:]}\n" for line in example.splitlines())
-        check(f"\nEXAMPLES\n{code}\nSEE ALSO\n" in text, f"{name} lacks the example of its family")
+        check_example(name, text)
 
 
 def check_library(directory):
