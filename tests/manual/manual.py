@@ -2,8 +2,8 @@
 """usage: manual.py LIBRARY PRINT-FILES
 
 Compares the manual pages with the public header, with the functions that the library exports and with velmorctl's table
-of files, has man and mandoc check them, and shows that a header whose documentation is incomplete or not understood
-makes no pages.
+of files. Has man and mandoc check them and the pages of the commands. Shows that a header whose documentation is
+incomplete or not understood makes no pages.
 """
 
 import errno
@@ -187,14 +187,15 @@ def check_files(directory, print_files):
 
 def check_warnings(directory):
     pages = sorted(directory.glob("man?/*"))
-    said = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", *pages], env=ENVIRONMENT,
-                          stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False)
+    commands = sorted(root.glob("docs/*.1"))
+    said = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", *pages, *commands],
+                          env=ENVIRONMENT, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False)
     check(said.returncode == 0 and not said.stderr, f"man: {said.stderr}")
     # A terminal of 80 columns shows every line.
     for line in rendered(*pages, width=80).splitlines():
         check(len(line) <= 80, f"a line of {len(line)} columns: {line}")
     if shutil.which("mandoc"):
-        said = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *pages],
+        said = subprocess.run(["mandoc", "-T", "lint", "-W", "warning", *pages, *commands],
                               capture_output=True, text=True, check=False)
         check(said.returncode == 0 and not said.stdout, f"mandoc: {said.stdout}")
 
