@@ -38,7 +38,7 @@ function(velmor_install target)
         set(files ${velmor_SOURCE_DIR}/${document})
         if(IS_DIRECTORY ${files})
             install(DIRECTORY ${files} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/velmor COMPONENT velmor-documentation
-                FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.c")
+                FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.json" PATTERN "*.c")
         else()
             install(FILES ${files} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/velmor COMPONENT velmor-documentation)
         endif()
