@@ -20,8 +20,8 @@ def changes(path):
         lines = re.sub(r"\\\n", "", text.read()).splitlines()
     found = {}
     for line in lines:
-        words = re.findall(r'(\w+)(\+=|==|=)"([^"]*)"', line)
-        rest = re.sub(r'(\w+)(\+=|==|=)"([^"]*)"|[, ]', "", line)
+        words = re.findall(r'(\w+)(\+=|==|!=|=)"([^"]*)"', line)
+        rest = re.sub(r'(\w+)(\+=|==|!=|=)"([^"]*)"|[, ]', "", line)
         if line.startswith("#") or not line:
             continue
         if rest:

@@ -19,6 +19,12 @@ Item examined(const File& file, const std::string& path) {
     item.note = note_of(file.fitted);
     item.failure = problem_of(path, file.text, !file.readers.empty(), !file.writers.empty());
     item.text = "ok  " + owner_of(path);
+    // On this device the library does not use it, so nobody lacks anything.
+    if (file.fitted == Fitted::other_boards && item.failure && item.failure->status == Status::not_permitted) {
+        item.value = Json();
+        item.note += ": " + item.failure->cause;
+        item.failure.reset();
+    }
     if (item.failure) item.value = Json();
     return item;
 }

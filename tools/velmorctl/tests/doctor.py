@@ -85,14 +85,19 @@ with tempfile.TemporaryDirectory() as scratch:
            "is this the device?\n")
     expect("a board that does not start: exit status", status.status, 1)
 
-# An attribute that nobody may write, in a folder in place of the kernel's, for a user without root's rights.
+# Attributes that nobody may write, in a folder in place of the kernel's, for a user without root's rights. One of them
+# is of other boards, so it is no failure.
 folder = os.path.dirname(brightness)
+export = "/sys/class/gpio/export"
 protected = subprocess.run(
     ["unshare", "-rm", "sh", "-ec", f"mount -t tmpfs none /sys/class; mkdir -p {folder}; echo 5 >{brightness}; "
-     f"chmod 444 {brightness}; exec setpriv --bounding-set=-all \"$@\"", "sh", *environment("device"), CTL, "doctor"],
+     f"mkdir {os.path.dirname(export)}; touch {export}; chmod 444 {brightness} {export}; exec setpriv --bounding-set=-all \"$@\"", "sh", *environment("device"), CTL, "doctor"],
     capture_output=True, text=True, check=False)
 if f"not permitted to write {brightness} (root:root 0444): see velmorctl(1), PERMISSIONS" not in protected.stderr:
     fail(f"an attribute that nobody may write: {protected.stderr}")
+if f"of other boards: not permitted to write {export} (root:root 0444)" not in protected.stdout \
+        or export in protected.stderr:
+    fail(f"an attribute of other boards that nobody may write: {protected.stdout} {protected.stderr}")
 
 # Off the device: nothing is there, and nothing is tried.
 elsewhere = subprocess.run([*environment("device"), CTL, "doctor"], capture_output=True, text=True, check=False)
