@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
 """usage: udev.py VELMOR-SIM RULES
 
-udev itself reads the rules, for the devices of the virtual device. When a device appears, gets its driver or changes, it
-would do what rules.py reads in them, and nothing when the device or its driver goes. "udevadm test" changes nothing: it
-only says what it would do.
+udev itself reads the rules, for the devices of the virtual device. When a device appears, gets its driver or changes,
+it would do what rules.py reads in them, and nothing when the device or its driver goes. "udevadm test" changes nothing:
+it only says what it would do.
 """
 
 import os
