@@ -140,7 +140,7 @@ for component in ("runtime", "development", "documentation", "tools"):
         packages = [name for name, patterns in in_yocto.items() if is_packaged(
             path, [re.sub(r"\$\{(\w+)\}", lambda found: YOCTO_FOLDERS[found[1]], each) for each in patterns])]
         its_own = {"runtime": "${PN}", "development": "${PN}-dev", "documentation": "${PN}-doc", "tools": "${PN}-tools"}
-        expect(f"Yocto: packages with {path}", packages, ["${PN}-doc" if "/man/" in path else its_own[component]])
+        expect(f"Yocto: packages with {path}", packages, ["${PN}-doc" if re.search("/(man|doc)/", path) else its_own[component]])
 
 # Buildroot: make itself reads the package's file.
 config = content("packaging/buildroot/Config.in")

@@ -8,7 +8,7 @@ namespace VelmorCtl {
 namespace {
 
 const char* note_of(Fitted fitted) {
-    if (fitted == Fitted::by_table) return "the hardware table decides whether it is fitted";
+    if (fitted == Fitted::by_table) return "the hardware table decides whether it is fitted: velmorctl echosounder";
     return fitted == Fitted::other_boards ? "of other boards" : "";
 }
 
