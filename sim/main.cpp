@@ -125,7 +125,7 @@ int act(int argc, char** argv) {
         control->add_option("words", words, usage)->type_name("");
         control->positionals_at_end();
         std::string footer = "Examples:";
-        for (const auto& example : examples) footer += "\n  velmor-sim " + command + example;
+        for (const auto& example : examples) footer.append("\n  velmor-sim ").append(command).append(example);
         control->footer(footer);
         controls.emplace_back(control, command);
     };

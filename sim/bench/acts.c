@@ -23,10 +23,11 @@ static long files;
 static long acts;
 static long threads;
 
+/* Reads the file with this number, and from there every N-th one for N threads. */
 static void* read_files(void* first) {
     char path[4096];
     char text[64];
-    for (long i = (long)first; i < acts; i += threads) {
+    for (long i = *(const long*)first; i < acts; i += threads) {
         snprintf(path, sizeof path, "%s/%ld", directory, i % files);
         const int file = open(path, O_RDONLY | O_CLOEXEC);
         if (file < 0 || read(file, text, sizeof text) <= 0 || close(file) != 0) {
@@ -40,12 +41,14 @@ static void* read_files(void* first) {
 static int read_all(void) {
     enum { most = 64 };
     pthread_t all[most];
+    long firsts[most];
     struct timespec start;
     struct timespec end;
     if (threads > most) return 2;
     clock_gettime(CLOCK_MONOTONIC, &start);
     for (long i = 0; i < threads; i++) {
-        if (pthread_create(&all[i], NULL, read_files, (void*)i) != 0) return 2;
+        firsts[i] = i;
+        if (pthread_create(&all[i], NULL, read_files, &firsts[i]) != 0) return 2;
     }
     for (long i = 0; i < threads; i++) pthread_join(all[i], NULL);
     clock_gettime(CLOCK_MONOTONIC, &end);

@@ -13,7 +13,7 @@ namespace VelmorSim {
 namespace {
 
 /** The part that is sent as bytes; the descriptor is ancillary data. */
-constexpr std::size_t size = offsetof(Message, descriptor);
+constexpr std::size_t message_size = offsetof(Message, descriptor);
 
 }  // namespace
 
@@ -26,7 +26,7 @@ void Channel::open(Channel& one, Channel& other) {
 }
 
 bool Channel::send(Message message) const {
-    iovec part{&message, size};
+    iovec part{&message, message_size};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
     msghdr packet{};
     packet.msg_iov = &part;
@@ -41,12 +41,12 @@ bool Channel::send(Message message) const {
         const int descriptor = message.descriptor.get();
         std::memcpy(CMSG_DATA(head), &descriptor, sizeof descriptor);
     }
-    return sendmsg(end_.get(), &packet, MSG_NOSIGNAL) == size;
+    return sendmsg(end_.get(), &packet, MSG_NOSIGNAL) == message_size;
 }
 
 std::optional<Message> Channel::receive() {
     Message message;
-    iovec part{&message, size};
+    iovec part{&message, message_size};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
     msghdr packet{};
     packet.msg_iov = &part;
@@ -58,7 +58,7 @@ std::optional<Message> Channel::receive() {
         length = recvmsg(end_.get(), &packet, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
     } while (length < 0 && errno == EINTR);
     if (length < 0 && errno == EAGAIN) return std::nullopt;
-    if (length != size) {
+    if (length != message_size) {
         end_ = Descriptor();
         return std::nullopt;
     }
