@@ -92,7 +92,7 @@ def mutants_of_line(line, tokens, chance):
 
 
 def mutants(sources, seed):
-    """All mutants, in an order that depends on the seed: (file, index of the line, changed line)."""
+    """Every mutant as (file, index of the line, changed line), shuffled by the seed."""
     chance = random.Random(seed)
     rounds = []
     for file, lines in sources.items():
