@@ -117,7 +117,8 @@ class ShippedFile : public BuiltFile {
 protected:
     void SetUp() override {
         if (testing_support::instrumented)
-            GTEST_SKIP() << "this library is instrumented: the debug and the release build run this";
+            GTEST_SKIP()
+                << "a sanitizer or coverage has changed this library: run this in the debug or the release build";
         BuiltFile::SetUp();
     }
 };

@@ -83,7 +83,7 @@ TEST_F(PowerFunctions, RebootWithoutAProcessForTheProgramIsTheKernelsErrno) {
         return refuse_processes() ? reboot() : "no filters here";
     });
     if (child.output == "no filters here" && !Recorder::available())
-        GTEST_SKIP() << "qemu-arm knows no filters of system calls: run this test in a native build";
+        GTEST_SKIP() << "qemu-arm does not support filters of system calls: run this test in a native build";
     EXPECT_THAT(child, fails_to_reboot(EAGAIN, "Resource temporarily unavailable"));
     EXPECT_FALSE(exists("/sys/ran"));
 }

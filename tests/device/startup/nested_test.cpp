@@ -112,7 +112,8 @@ TEST(ForkWithinAStart, ByAnotherThreadLetsBothProcessesStart) {
 
 TEST(ForkWithinAStart, ThreadsOfTheChildStartOneBoard) {
 #if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "g++'s thread sanitizer takes a thread of such a child for one of its parent's: clang's runs this";
+    GTEST_SKIP()
+        << "g++'s thread sanitizer confuses threads of such a child with its parent's: run this in another build";
 #endif
     if (emulated) GTEST_SKIP() << "qemu-arm cannot start a thread in such a child: run this in a native build";
     const auto calls = [] {

@@ -116,8 +116,7 @@ TEST_F(DescriptorTest, WithoutAHigherDescriptorTheOpenFails) {
 #ifdef __clang__
     if (instrumented)
         GTEST_SKIP()
-            << "clang's sanitizer checks memory through a pipe, for which no descriptor is left: run this in the debug "
-               "build";
+            << "clang's sanitizer needs descriptors for a pipe, and this test leaves none: run this in the debug build";
 #endif
     const auto child = run_in_child([this] {
         close(2);
