@@ -2,38 +2,25 @@
 """usage: member.py VELMOR-SIM CALL_FUNCTION LIBRARY RULES DOCUMENT
 
 Tries docs/permissions.md on the virtual device, whose files get the groups and modes of the udev rules: as root, as an
-ordinary user in the group, and as one who is not. Only root can become other users there; an ordinary user who runs
-this becomes root of a user namespace with that user's subordinate ids.
+ordinary user in the group, and as one who is not.
 """
 
 import json
 import os
 import re
-import shutil
 import subprocess
 import sys
-import tempfile
 
 import rules
+import users
 
-SKIPPED = 77
 SIM, CALL_FUNCTION, LIBRARY, RULES, DOCUMENT = (os.path.abspath(each) for each in sys.argv[1:6])
 GROUP = "4242"  # what the group "velmor" is here
-ORDINARY = ["setpriv", "--reuid", "65534", "--regid", "65534"]
-USERS = {"root": [], "a member": [*ORDINARY, "--groups", GROUP], "another user": [*ORDINARY, "--clear-groups"]}
+USERS = {"root": [], "a member": [*users.ORDINARY, "--groups", GROUP], "another user": users.ANOTHER_USER}
 RESTARTED = 121
 failures = 0
 
-if os.getuid() != 0:
-    NAMESPACE = ["unshare", "--map-root-user", "--map-auto"]
-    if subprocess.run([*NAMESPACE, "true"], capture_output=True, check=False).returncode != 0:
-        print("skipped: neither root nor a user with ids in /etc/subuid")
-        sys.exit(SKIPPED)
-    os.execvp(NAMESPACE[0], [*NAMESPACE, sys.executable, "-B", __file__, *sys.argv[1:]])
-tried = subprocess.run([SIM, "run", "--all-users", "--", "true"], capture_output=True, text=True, check=False)
-if tried.returncode == 125:
-    print("skipped:", tried.stderr.strip())
-    sys.exit(SKIPPED)
+users.skip_unless_root(SIM)
 
 
 def fail(text):
@@ -144,10 +131,7 @@ def check_files():
 
 
 APPLY = commands_of_rules()
-with tempfile.TemporaryDirectory() as place:
-    os.chmod(place, 0o755)
-    shutil.copy(CALL_FUNCTION, f"{place}/call_function")
-    shutil.copy(os.path.join(LIBRARY, "libvelmor.so.3"), place)
+with users.readable_copies(CALL_FUNCTION, os.path.join(LIBRARY, "libvelmor.so.3")) as place:
     check_members_functions()
     check_another_users_functions()
     check_power_functions()

@@ -131,18 +131,6 @@ with Session("device") as session:
            "velmorctl: wifi_present failed: the board does not start: cannot use /sys/devices/platform/mxc_pwm.1/period "
            "or /sys/devices/platform/mxc_pwm.1/duty: velmorctl doctor checks the files\n")
 
-# Every setter, as a user who may only set what the start sets.
-DENIED = (("backlight", "set", "5"), ("backlight", "set", "50%"), ("display", "off"), ("led", "set", "#ff0010"),
-          ("io", "set", "9", "0"), ("io", "set", "1", "1"), ("antenna", "wifi", "1"), ("serial", "mux", "0", "2"),
-          ("mrfi", "link", "0x5678abcd"), ("mrfi", "autolink", "on"), ("power", "suspend", "--yes"),
-          ("watchdog", "run", "--", "true"))
-lines = ["chmod a+w /sys/devices/platform/mxc_pwm.*/*; chmod a-w /dev/watchdog"]
-for arguments in DENIED:
-    words = " ".join(f"'{word}'" for word in arguments)
-    lines.append(f"setpriv --reuid 65534 --clear-groups $ctl {words}; echo $?")
-denied = device.script("\n".join(lines), board="all-families", options=["--all-users"])
-expect(f"settings of an ordinary user: {denied.err}", denied.out.split(), ["4"] * len(DENIED))
-
 # Malformed text is quoted.
 malformed = ctl("backlight", "--json", options=["--raw", "backlight.brightness=much\\n"])
 error = malformed.document()["items"][0]["error"]
