@@ -57,6 +57,8 @@ expect "the restart program as another user" 1 "" with 'other /sbin/reboot 2>/de
 expect "the restart program as root" 121 "velmor-sim: the unit restarts: /sbin/reboot" with /sbin/reboot
 
 options=()
+expect "without --all-users a file has one owner" 1 \
+    "chown: changing ownership of '/dev/watchdog': Invalid argument" "$sim" run -- chown 1:1 /dev/watchdog
 expect "root without the right to restart" 5 "-1 EPERM" "$sim" run -- \
     setpriv --bounding-set=-sys_boot --inh-caps=-sys_boot ./program restart 0x1234567 ""
 expect "a file of the machine" 0 "refused" \
