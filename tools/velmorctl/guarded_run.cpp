@@ -92,9 +92,7 @@ std::pair<pid_t, int> start(std::vector<std::string> command) {
 }
 
 /** Feeds the watchdog until the command has ended. Returns its wait status. */
-int attend(const GuardedRun& run, pid_t process) {
-    std::optional<AliveFile> alive_file;
-    if (run.alive_file) alive_file.emplace(*run.alive_file);
+int attend(const GuardedRun& run, std::optional<AliveFile> alive_file, pid_t process) {
     const milliseconds timeout = seconds(run.timeout_s);
     // Some drivers shorten a timeout that is too long for them, and report success.
     const milliseconds feeding_time = std::min<milliseconds>(timeout / 4, seconds(5));
@@ -134,12 +132,15 @@ Report run_guarded(const GuardedRun& run, const std::function<void(const Report&
         if (after.failure && after.failure->result != -EINVAL) report.push_back(after);
         return report;
     }
+    // Looked at before the command starts, because that may touch the file at once and not again for long.
+    std::optional<AliveFile> alive_file;
+    if (run.alive_file) alive_file.emplace(*run.alive_file);
     const auto [process, error] = start(run.command);
     if (error != 0)
         return {failed_item("command",
                             {Status::failed, "cannot run " + run.command.front() + ": " + std::strerror(error), ""}),
                 disarmed()};
-    const int status = attend(run, process);
+    const int status = attend(run, std::move(alive_file), process);
     Item command = watchdog_item("command", WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
     command.source.clear();
     if (status == 0) {

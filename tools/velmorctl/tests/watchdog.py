@@ -13,16 +13,17 @@ device.skip_without_device()
 scratch = tempfile.TemporaryDirectory()
 alive = os.path.join(scratch.name, "alive")
 # Where the unit must survive, the timeout leaves a busy machine seconds to feed.
-TOUCHES = ("for i in 1 2 3; do $sim wait-for-act $run /dev/watchdog:ioctl 60s & "
+TOUCHES = ("for i in {1}; do $sim wait-for-act $run /dev/watchdog:ioctl 60s & "
            "while kill -0 $! 2>/dev/null; do touch {0}; sleep 0.1; done; done")
 OUTLIVES = "for i in 1 2 3 4 5; do $sim wait-for-act $run /dev/watchdog:ioctl 60s; done"
+TEMPERATURE = "/sys/class/thermal/thermal_zone0/temp"
 
 
-def run(*arguments, timeout="1", **options):
+def run(*arguments, timeout="2", **options):
     return ctl("watchdog", "run", "--timeout", timeout, *arguments, **options)
 
 
-def guarded(command, *options, timeout=1, **more):
+def guarded(command, *options, timeout, **more):
     """A command of a shell under the watchdog."""
     words = f"$ctl watchdog run --timeout {timeout} {' '.join(options)} -- sh -c '{command}'"
     return script(f"export sim run; {words}", **more)
@@ -32,10 +33,11 @@ RUNS = {
     "fed": lambda: guarded(OUTLIVES, timeout=4, traced=True),
     "fails": lambda: run("--", "sh", "-c", "exit 3"),
     "killed": lambda: run("--", "sh", "-c", "kill -9 $$"),
-    "missing": lambda: run("--", "/no/such/program"),
+    "missing": lambda: run("--", "/no/such/program", timeout="60"),
     "silent": lambda: run("--alive", alive + ".never", "--", "sleep", "600"),
-    "touching": lambda: guarded(TOUCHES.format(alive + ".1"), "--alive", alive + ".1", timeout=10),
-    "falls silent": lambda: guarded(TOUCHES.format(alive + ".2") + "; sleep 600", "--alive", alive + ".2", timeout=3),
+    "touching": lambda: guarded(TOUCHES.format(alive + ".1", "1 2 3"), "--alive", alive + ".1", timeout=10),
+    "falls silent": lambda: guarded(TOUCHES.format(alive + ".2", "1 2 3") + "; sleep 600", "--alive", alive + ".2",
+                                    timeout=3),
     "velmorctl killed": lambda: script("$ctl watchdog run --timeout 1 -- sleep 600 & "
                                        "$sim wait-for-act $run /dev/watchdog:ioctl 60s; kill -9 $!; sleep 600"),
     "in use": lambda: script("exec 3>/dev/watchdog; $ctl watchdog run --timeout 60 -- touch ran; status=$?; "
@@ -44,12 +46,13 @@ RUNS = {
     # Fed long before a quarter of this timeout.
     "long timeout": lambda: guarded("$sim wait-for-act $run /dev/watchdog:ioctl 60s", timeout=600),
     # SIGCHLD is ignored, as under some supervisors.
-    "fails unseen": lambda: script("trap '' CHLD; exec $ctl watchdog run --timeout 1 -- sh -c 'exit 3'"),
+    "fails unseen": lambda: script("trap '' CHLD; exec $ctl watchdog run --timeout 2 -- sh -c 'exit 3'"),
     "stays armed": lambda: run("--", "true", timeout="60", options=["--fault", "/dev/watchdog:ioctl:EIO:1",
                                                                     "--fault", "/dev/watchdog:write:EIO"]),
-    "file deleted": lambda: guarded(f"touch {alive}.3; $sim wait-for-act $run /dev/watchdog:ioctl 60s; "
-                                    f"sleep 2; rm {alive}.3; sleep 600", "--alive", alive + ".3", timeout=3,
-                                    traced=True),
+    # Before velmorctl has turned to the file.
+    "touches at once": lambda: guarded(f"touch {alive}.4; sleep 3", "--alive", alive + ".4", timeout=10, traced=True),
+    "file deleted": lambda: guarded(TOUCHES.format(alive + ".3", "1") + f"; sleep 2; head -1 {TEMPERATURE}; "
+                                    f"rm {alive}.3; sleep 600", "--alive", alive + ".3", timeout=5, traced=True),
     "denied": lambda: run("--", "true", options=["--fault", "/dev/watchdog:open:EACCES"]),
     "one feed fails": lambda: guarded(OUTLIVES, timeout=4, options=["--fault", "/dev/watchdog:ioctl:EIO:2"]),
     "no feed works": lambda: guarded("$sim fault $run /dev/watchdog:ioctl:EIO; sleep 600", timeout=2),
@@ -86,6 +89,9 @@ check("killed", BITTEN, "was killed by signal 9", "the watchdog bites")
 check("missing", 1, "cannot run /no/such/program")
 check("silent", BITTEN, "the command is silent", alive)
 check("touching", 0, "ended well")
+check("touches at once", 0, "ended well")
+expect("touches at once: acts", [act["act"] for act in results["touches at once"].acts
+                                 if act.get("path") == "/dev/watchdog"], ["open", "ioctl", "ioctl", "write", "close"])
 check("falls silent", BITTEN, "the command is silent")
 check("velmorctl killed", BITTEN)
 check("in use", 1, "watchdog_enable failed", "busy", "No such file")
@@ -93,8 +99,10 @@ check("refused", 1, "watchdog_enable failed")
 check("fails unseen", BITTEN, "ended with status 3", "the watchdog bites")
 check("stays armed", 1, "watchdog_enable failed", "watchdog_disable failed", "stays armed and restarts the unit")
 check("file deleted", BITTEN, "the command is silent")
-expect("file deleted: feeds", [act["act"] for act in results["file deleted"].acts
-                               if act.get("path") == "/dev/watchdog"], ["open", "ioctl", "ioctl"])
+acts = [(act["act"], act.get("path")) for act in results["file deleted"].acts]
+deleted = acts.index(("read", TEMPERATURE))
+feed = ("ioctl", "/dev/watchdog")
+expect("file deleted: fed before and after that", (acts[:deleted].count(feed) > 1, acts[deleted:].count(feed)), (True, 0))
 check("denied", 4, "see velmorctl(1), PERMISSIONS")
 check("one feed fails", 0, "watchdog_refresh failed", "ended well")
 check("no feed works", BITTEN, "watchdog_refresh failed")
