@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -17,6 +18,8 @@ using VelmorSim::Run;
 using VelmorSim::RunOptions;
 
 constexpr int wrong_use = 2;
+/** After a word in brackets, which the parser would take for a list. No argument of a program can contain it. */
+constexpr char not_a_list = '\0';
 
 int run(const RunOptions& options) {
     try {
@@ -95,8 +98,27 @@ CLI::App* add_run(CLI::App& app, RunOptions& options) {
     return run;
 }
 
+/** The arguments as the parser wants them: the last one first. */
+std::vector<std::string> words_to_parse(int argc, char** argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    for (auto& word : words) {
+        if (word.starts_with('[') && word.ends_with(']')) word += not_a_list;
+    }
+    std::ranges::reverse(words);
+    return words;
+}
+
+/** Make the options of the command keep words in brackets as they are. */
+void keep_brackets(CLI::App& command) {
+    const auto unmark = [](const std::string& word) {
+        return word.ends_with(not_a_list) ? word.substr(0, word.size() - 1) : word;
+    };
+    for (auto* option : command.get_options()) option->transform(unmark);
+}
+
 int act(int argc, char** argv) {
-    CLI::App app{"A virtual device: an unmodified program sees the device's files at their real absolute paths."};
+    CLI::App app{"A virtual device: an unmodified program sees the device's files at their real absolute paths.",
+                 argc > 0 ? argv[0] : "velmor-sim"};
     app.require_subcommand(1);
     app.set_version_flag("--version", "velmor-sim " VELMOR_SIM_VERSION, "Print the version and exit");
     app.footer(
@@ -154,8 +176,9 @@ int act(int argc, char** argv) {
         }
     }
 
+    for (auto* command : app.get_subcommands({})) keep_brackets(*command);
     try {
-        app.parse(argc, argv);
+        app.parse(words_to_parse(argc, argv));
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : wrong_use;
     }

@@ -77,6 +77,11 @@ bool is_directory(const std::string& path) {
     return fs::is_directory(path, error);
 }
 
+bool is_writable(const std::string& path) {
+    struct stat attributes{};
+    return stat(path.c_str(), &attributes) == 0 && (attributes.st_mode & 0222) != 0;
+}
+
 void for_each_entry(const std::string& path, const std::function<void(const std::string& name, bool link)>& act) {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(path, error)) act(entry.path().filename(), entry.is_symlink(error));
@@ -266,16 +271,17 @@ void Root::cover(const std::string& path) {
     if (access(place.c_str(), F_OK) == 0) must_bind(root + (is_directory(place) ? empty : nothing), place);
 }
 
-// Otherwise root could restart the machine, or change its kernel settings, from inside.
+// Otherwise root could restart the machine, or change its kernel settings, from inside: an interrupt's processor, for
+// example, takes no capability, only the user. What the processes have there stays writable.
 void Root::protect() {
-    const auto proc = root + inner_proc;
-    for (const char* name : {"/sysrq-trigger", "/kcore", "/kmsg"}) {
-        cover(inner_proc + name);
-        const auto file = proc + name;
-        if (access(file.c_str(), F_OK) == 0 && !make_read_only(file)) fail("protect " + file);
-    }
-    must_bind(proc + "/sys", proc + "/sys");
-    if (!make_read_only(proc + "/sys")) fail("protect " + proc + "/sys");
+    for (const char* name : {"/sysrq-trigger", "/kcore", "/kmsg"}) cover(inner_proc + name);
+    for_each_entry(root + inner_proc, [](const std::string& name, bool link) {
+        const auto path = root + inner_proc + "/" + name;
+        const bool is_process = name[0] >= '1' && name[0] <= '9';
+        if (link || is_process || !(is_directory(path) || is_writable(path))) return;
+        must_bind(path, path);
+        if (!make_read_only(path)) fail("protect " + path);
+    });
     for (const char* file : {"/run/systemd/private", "/run/initctl"}) cover(file);
 }
 

@@ -37,6 +37,7 @@ expect "list" 0 "motion.rx=0
 motion.x=0" on list 'motion.*'
 expect "a condition that never holds" 1 "velmor-sim: timed out waiting for motion.x>5; the last value is 0" on wait-for 'motion.x>5' 100ms
 expect "raw text" 0 "no number" sh -c "'$sim' raw --name $run thermal.temp 'no number\n' && '$sim' get --name $run thermal.temp"
+expect "raw text in brackets" 0 "[1,2]" sh -c "'$sim' raw --name $run thermal.temp '[1,2]' && '$sim' get --name $run thermal.temp"
 expect "a line" 0 1 sh -c "'$sim' set --name $run gpio.38 1 && '$sim' get --name $run gpio.38"
 light=/sys/class/backlight/pwm-backlight.0/brightness
 expect "no fault" 0 "6

@@ -14,6 +14,12 @@ expect "no kernel setting can be opened for writing" 0 "" "$sim" run -- bash -c 
     for place in /.host-proc/p/sys /proc/sys; do umount -l $place 2>/dev/null; done
     for file in /proc/sys/kernel/panic /.host-proc/p/sys/kernel/panic; do
         { exec 3>>$file; } 2>/dev/null && echo "$file can be opened"; done; true'
+if [ "$(id -u)" -eq 0 ]; then
+    expect "nor any other file of /proc but those of the processes" 0 "" "$sim" run -- bash -c '
+        find /.host-proc/p -path "/.host-proc/p/[1-9]*" -prune -o -type f -perm /222 -print 2>/dev/null |
+            while read -r file; do { exec 3>>$file; } 2>/dev/null && echo "$file can be opened"; done; true'
+fi
+expect "a process can still be renamed" 0 "renamed" "$sim" run -- sh -c 'printf renamed >/proc/self/comm; cat /proc/$$/comm'
 expect "a mount of its own" 0 "kept" "$sim" run -- sh -c 'mkdir own && mount -t tmpfs none own && echo kept >own/file && cat own/file'
 
 # in_machine COMMAND...: run it where the machine has a D-Bus socket, as an ordinary user and as root.

@@ -4,7 +4,7 @@
 . "$(dirname "$0")/common.sh"
 
 expect "the program's exit status" 42 "" "$sim" run -- sh -c 'exit 42'
-expect "its arguments" 0 "a b|c|" "$sim" run -- printf '%s|' 'a b' c
+expect "its arguments" 0 "a b|c|[d,e]|[]||" "$sim" run -- printf '%s|' 'a b' c '[d,e]' '[]' ''
 expect "its options" 0 "--set|" "$sim" run -- printf '%s|' --set
 expect "its working directory" 0 "$scratch" "$sim" run -- pwd
 expect "its input" 0 "hello" sh -c "echo hello | '$sim' run -- cat"

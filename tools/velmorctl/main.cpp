@@ -296,6 +296,13 @@ std::string verbs_of(const CLI::App& object) {
     return all;
 }
 
+/** After a word in brackets, which the parser would take for a list. No argument of a program can contain it. */
+constexpr char not_a_list = '\0';
+
+std::string unmark(const std::string& word) {
+    return word.ends_with(not_a_list) ? word.substr(0, word.size() - 1) : word;
+}
+
 std::string CommandLine::in_words(const CLI::ParseError& error) const {
     const CLI::App* const app = innermost();
     std::string words;
@@ -305,7 +312,7 @@ std::string CommandLine::in_words(const CLI::ParseError& error) const {
     const std::string help = "; see velmorctl " + words + (words.empty() ? "" : " ") + "--help";
     const auto extra = app_.remaining(true);
     if (extra.empty()) return beginning + error.what() + help;
-    const std::string quoted = beginning + '"' + extra.front() + '"';
+    const std::string quoted = beginning + '"' + unmark(extra.front()) + '"';
     if (extra.front().starts_with('-')) return quoted + " is not an option" + help;
     if (app == &app_) return quoted + " is not an object" + help;
     const std::string verbs = verbs_of(*app);
@@ -357,10 +364,26 @@ void refuse_empty(int argc, char** argv) {
         if (*argv[i] == '\0') throw WrongUse("an argument is empty; see velmorctl --help");
 }
 
+/** The arguments as the parser wants them: the last one first. */
+std::vector<std::string> words_to_parse(int argc, char** argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    for (std::string& word : words)
+        if (word.starts_with('[') && word.ends_with(']')) word += not_a_list;
+    std::ranges::reverse(words);
+    return words;
+}
+
+/** Make the options of all commands keep words in brackets as they are. */
+void keep_brackets(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) option->transform(unmark);
+    for (CLI::App* command : app.get_subcommands({})) keep_brackets(*command);
+}
+
 Status CommandLine::parse_and_run(int argc, char** argv) {
     refuse_empty(argc, argv);
+    keep_brackets(app_);
     try {
-        app_.parse(argc, argv);
+        app_.parse(words_to_parse(argc, argv));
     } catch (const CLI::ParseError& error) {
         constexpr int no_error = 0;  // help or version
         if (error.get_exit_code() != no_error) throw WrongUse(in_words(error));

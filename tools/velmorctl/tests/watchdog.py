@@ -60,7 +60,7 @@ RUNS = {
     "fails, as JSON": lambda: run("--json", "--", "false"),
     "ends well, as JSON": lambda: run("--json", "--", "true", timeout="60"),
     # With an argument that is an option or a command of velmorctl itself.
-    "arguments": lambda: run("--", "echo", "status", "--json", timeout="60"),
+    "arguments": lambda: run("--", "echo", "status", "--json", "[a,b]", "[]", timeout="60"),
     **{f"timeout {wrong!r}": lambda wrong=wrong: run("--", "true", timeout=wrong)
        for wrong in ("0", "-1", "5s", "1.5", "")},
 }
@@ -107,7 +107,7 @@ check("denied", 4, "see velmorctl(1), PERMISSIONS")
 check("one feed fails", 0, "watchdog_refresh failed", "ended well")
 check("no feed works", BITTEN, "watchdog_refresh failed")
 check("not disarmed", 1, "watchdog_disable failed", "stays armed and restarts the unit")
-check("arguments", 0, "status --json\n")
+check("arguments", 0, "status --json [a,b] []\n")
 for name in RUNS:
     if name.startswith("timeout"):
         check(name, 2)
