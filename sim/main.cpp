@@ -200,9 +200,11 @@ int act(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        return act(argc, argv);
+        const int status = act(argc, argv);
+        if (status != 0 || std::cout.flush()) return status;
+        std::cerr << "velmor-sim: the output cannot be written\n";
     } catch (const std::exception& error) {
         std::cerr << "velmor-sim: " << error.what() << "\n";
-        return 1;
     }
+    return 1;
 }

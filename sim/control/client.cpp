@@ -48,13 +48,10 @@ int send_command(const std::string& run, const Words& words) {
             const auto answer = nlohmann::json::parse(received.substr(0, end), nullptr, false);
             received.erase(0, end + 1);
             const auto text = answer.is_object() ? answer.value("text", "") : std::string();
-            if (!answer.is_object() || !answer.contains("good")) {
-                std::cout << text << std::flush;
-                continue;
-            }
-            if (!answer.value("good", false)) return complain(text);
+            const bool is_last = answer.is_object() && answer.contains("good");
+            if (is_last && !answer.value("good", false)) return complain(text);
             std::cout << text << std::flush;
-            return std::cout ? 0 : complain("the output cannot be written");
+            if (is_last || !std::cout) return 0;
         }
     }
     const auto names = running();

@@ -97,6 +97,7 @@ bool Script::go_on(const Line& line) {
     }
     if (!Wait::is_command(line.words[0])) {
         std::cout << commands_.run(line.words) << std::flush;
+        if (!std::cout) throw std::invalid_argument("the output cannot be written");
         if (is_among(changing_commands, line.words[0])) {
             expected_.clear();
             expect_act(next_ + 1);
@@ -150,7 +151,7 @@ void Script::step() {
 
 void Script::step_after_act() {
     expect_next_act();
-    if (awaited_ && awaited_->has_act()) step();
+    if (awaited_ && awaited_->is_over()) step();
 }
 
 }  // namespace VelmorSim

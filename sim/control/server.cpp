@@ -63,7 +63,6 @@ void Server::serve(const std::vector<pollfd>& events) {
             if ((event.revents & ~POLLOUT) != 0) receive(client);
         }
     }
-    settle();
 }
 
 void Server::accept_client() {
@@ -177,6 +176,7 @@ void Server::finish() {
         add_to(events);
         if (left.count() <= 0 || poll(events.data(), events.size(), static_cast<int>(left.count())) <= 0) return;
         serve(events);
+        settle();
     }
 }
 

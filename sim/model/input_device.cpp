@@ -100,7 +100,8 @@ int InputDevice::ioctl(OpenFile& open, unsigned request, std::string_view in, st
         }
         // There is no force feedback, repetition, location or serial number.
         case _IOC_NR(EVIOCGEFFECTS): give(std::string(sizeof(int), '\0'), room, out); return 0;
-        case _IOC_NR(EVIOCGREP): return -ENOSYS;
+        // Linux says ENOSYS, which FUSE would turn into this.
+        case _IOC_NR(EVIOCGREP): return -ENOTTY;
         case _IOC_NR(EVIOCGPHYS(0)):
         case _IOC_NR(EVIOCGUNIQ(0)): return -ENOENT;
         case _IOC_NR(EVIOCGLED(0)):
@@ -175,8 +176,10 @@ void InputDevice::happen(unsigned type, unsigned code, std::int32_t value) {
                       static_cast<std::uint16_t>(type), static_cast<std::uint16_t>(code), value};
     for (auto& [open, queue] : queues_) {
         if (grabbed_by_ != nullptr && grabbed_by_ != open) continue;
-        if (queue.size() == most_events) queue.pop_front();
         queue.push_back(event);
+        if (queue.size() < most_events) continue;
+        // As in Linux, a reader that is too slow is told, and keeps only the newest event.
+        queue = {{event.time, EV_SYN, SYN_DROPPED, 0}, event};
     }
     wake();
 }

@@ -81,8 +81,13 @@ public:
         if (sent_.size() > most) sent_.erase(0, sent_.size() - most);
     }
 
-    bool send(const std::string& text) const {
-        return write(descriptor(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    /** Send it to the program. Returns what would be right instead, or an empty text. */
+    std::string send(const std::string& text) const {
+        const auto sent = write(descriptor(), text.data(), text.size());
+        if (sent == static_cast<ssize_t>(text.size())) return "";
+        if (sent <= 0) return "sent later: the program has not read the lines before";
+        return "shorter: the program has not read the lines before, so only " + std::to_string(sent) +
+               " bytes were sent";
     }
 
     std::string speed() const {
@@ -120,10 +125,7 @@ const Kind serial_kind("serial", [](Model& model, const std::string& name, Setti
     model.readers[serial.descriptor()] = [&serial] { serial.receive(); };
     model.name(
         name + ".line", [] { return std::string(); },
-        [&serial](std::string_view text) {
-            return serial.send(std::string(text) + "\r\n") ? ""
-                                                           : "sent later: the program has not read the lines before";
-        });
+        [&serial](std::string_view text) { return serial.send(std::string(text) + "\r\n"); });
     model.name(
         name + ".sent", [&serial] { return serial.sent(); }, nullptr);
     model.name(

@@ -26,10 +26,10 @@ public:
     /** PATH:OP: becomes true once such an act has come, whatever its result is. Throws std::invalid_argument. */
     std::shared_ptr<const bool> await(const std::string& text);
 
-    /** Count this act. Returns the errno with which it fails, or 0. A close is noted only by note_close(). */
+    /** Note and count this act. Returns the errno with which it fails, or 0. A close is not noted. */
     int next(const std::string& path, const std::string& op);
-    /** The last descriptor of an open file has been closed. Those who wait for an act do not wait for other closes. */
-    void note_close(const std::string& path) { note(path, "close"); }
+    /** This act has come: end the waits for it. A close is that of the last descriptor of an open file. */
+    void note(const std::string& path, const std::string& op);
     std::chrono::milliseconds delay(const std::string& path, const std::string& op) const;
 
 private:
@@ -54,7 +54,6 @@ private:
     };
 
     void require_path(const std::string& text, const std::string& pattern) const;
-    void note(const std::string& path, const std::string& op);
 
     std::vector<Fault> faults_;
     std::vector<Delay> delays_;

@@ -37,6 +37,8 @@ const char* mode_text(int flags) {
 /** The longest write that the kernel may pass on at once, in bytes, and the room for the header of a request. */
 constexpr unsigned most_written = 1U << 20U;
 constexpr unsigned header_room = 4096;
+/** So many requests to close may wait in the kernel; the most that it accepts. */
+constexpr unsigned most_background = 65535;
 
 }  // namespace
 
@@ -68,6 +70,8 @@ struct FileSystem::Operations {
         // Requests are small, so splicing them through a pipe would only cost time.
         connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ);
         connection->max_write = most_written;
+        // The kernel closes files in the background: behind a short queue, a close could come after the next open.
+        connection->max_background = most_background;
     }
     static void lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
         self(request).lookup(request, parent, name);
@@ -152,7 +156,7 @@ struct FileSystem::Operations {
         if (command == repeated_ioctl && in_size == sizeof(CaughtIoctl)) {
             CaughtIoctl caught;
             std::memcpy(&caught, in, sizeof caught);
-            file.repeater = fuse_req_ctx(request)->pid;
+            file.repeaters.insert(fuse_req_ctx(request)->pid);
             // The request is gone once it is answered.
             auto& files = self(request);
             files.act(request, file.open.file.path, "ioctl", [request, &file, &files, caught](int result) {
@@ -171,9 +175,8 @@ struct FileSystem::Operations {
     }
     static void flush(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info* info) {
         Handle& file = *handle(info);
-        if (fuse_req_ctx(request)->pid == file.repeater) {
+        if (file.repeaters.erase(fuse_req_ctx(request)->pid) != 0) {
             // It closes its copy of the descriptor; the program closes nothing.
-            file.repeater = -1;
             fuse_reply_err(request, 0);
             return;
         }
@@ -260,6 +263,7 @@ void FileSystem::serve(int most) {
         request.mem = buffer_.data();
         request.size = static_cast<std::size_t>(length);
         fuse_session_process_buf(session_, &request);
+        after_act();
         settle();
     }
 }
@@ -273,6 +277,7 @@ void FileSystem::act(fuse_req_t request, const std::string& path, const char* op
     }
     const auto timer = model_.timers.after(delay, [this, request] {
         end_delay(request, 0);
+        after_act();
         settle();
     });
     delayed_.emplace(request, Delayed{timer, std::move(perform)});
@@ -285,6 +290,12 @@ void FileSystem::end_delay(fuse_req_t request, int result) {
     model_.timers.cancel(ended.mapped().timer);
     fuse_req_interrupt_func(request, nullptr, nullptr);
     Operations::perform(request, [&] { ended.mapped().perform(result); });
+}
+
+int FileSystem::begin(const std::string& path, const char* op, int result) {
+    if (result == 0) return -faults_.next(path, op);
+    faults_.note(path, op);
+    return result;
 }
 
 void FileSystem::look_for_signal(fuse_req_t request, const CaughtIoctl& caught) {
@@ -444,7 +455,7 @@ void FileSystem::open(fuse_req_t request, File& file, fuse_file_info info, int r
     handle.place = opened.begin();
     handle.open.incarnation = file.incarnation;
     if (file.is_stream()) handle.open.narrow = inner_proc.is_narrow(pid);
-    if (result == 0) result = -faults_.next(file.path, "open");
+    result = begin(file.path, "open", result);
     const int access = info.flags & O_ACCMODE;
     // The kernel's attributes apply their permission bits to everyone, even to root.
     if (result == 0 && access != O_WRONLY && (file.mode() & readable) == 0) result = -EACCES;
@@ -500,7 +511,7 @@ void FileSystem::answer_read(fuse_req_t request, const OpenFile& open, int resul
 void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_t offset, int result) {
     OpenFile& open = handle.open;
     std::string text;
-    if (result == 0) result = -faults_.next(open.file.path, "read");
+    result = begin(open.file.path, "read", result);
     const bool fault = result != 0;
     if (result == 0 && is_dead(open)) result = -ENODEV;
     if (result == 0) result = open.file.read(open, size, static_cast<std::size_t>(offset), text);
@@ -516,7 +527,7 @@ void FileSystem::read(fuse_req_t request, Handle& handle, std::size_t size, off_
 void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& text, int result) {
     OpenFile& open = handle.open;
     const int pid = fuse_req_ctx(request)->pid;
-    if (result == 0) result = -faults_.next(open.file.path, "write");
+    result = begin(open.file.path, "write", result);
     if (result == 0 && is_dead(open)) result = -ENODEV;
     Act act{.act = "write", .path = open.file.path, .text = text, .pid = pid, .meaning = open.file.meaning};
     if (result == 0) result = open.file.write(open, text);
@@ -530,7 +541,7 @@ void FileSystem::write(fuse_req_t request, Handle& handle, const std::string& te
 }
 
 int FileSystem::perform_ioctl(OpenFile& open, const Ioctl& call, int result, std::string& out) {
-    if (result == 0) result = -faults_.next(open.file.path, "ioctl");
+    result = begin(open.file.path, "ioctl", result);
     if (result == 0 && is_dead(open)) result = -ENODEV;
     if (result == 0) result = open.file.ioctl(open, call.request, call.in, call.room, out);
     recorder_.record({.act = "ioctl",
@@ -600,7 +611,7 @@ void FileSystem::release(fuse_req_t request, Handle* handle) {
     if (!handle->close_recorded && open.file.is_recorded())
         recorder_.record({.act = "close", .path = open.file.path, .pid = open.pid});
     open.file.release(open);
-    faults_.note_close(open.file.path);
+    faults_.note(open.file.path, "close");
     fuse_reply_err(request, 0);
 }
 
@@ -638,7 +649,6 @@ void FileSystem::notify(Handle& handle) {
 }
 
 void FileSystem::settle() {
-    if (after_act) after_act();
     for (auto* request : std::exchange(interrupted_, {})) {
         end_delay(request, -EINTR);
         wake(request, -EINTR);

@@ -51,7 +51,7 @@ public:
     /** The run ends: perform the delayed acts, and end every wait, with EINTR. */
     void release_all();
     bool is_attached() const { return session_ != nullptr; }
-    /** Called after each act, before the next one. */
+    /** Called after each act, before the next one. Set it before attach(). */
     std::function<void()> after_act;
     /** Where requests come in; -1 before attach(). */
     int descriptor() const { return is_attached() ? fuse_session_fd(session_) : -1; }
@@ -82,8 +82,8 @@ private:
         bool close_recorded = false;
         /** Where it is in `handles_`. */
         std::list<Handle>::iterator place{};
-        /** The id of the process that repeats an ioctl on it, or -1. */
-        int repeater = -1;
+        /** The ids of the processes that repeat an ioctl on it. */
+        std::set<int> repeaters{};
     };
     /** Who waits for a file to wake them. */
     struct Sleepers {
@@ -129,6 +129,8 @@ private:
     template <class Perform>
     void act(fuse_req_t request, const std::string& path, const char* op, Perform perform);
     void end_delay(fuse_req_t request, int result);
+    /** The act takes place, for the faults and the waits. Returns `result`, or minus the errno of a fault. */
+    int begin(const std::string& path, const char* op, int result);
     /** A caller that waits for the filter is not woken by a signal that it handles. Look for one during the delay. */
     void look_for_signal(fuse_req_t request, const CaughtIoctl& caught);
     /** Answers the read unless it must still wait. */

@@ -78,7 +78,7 @@ bool is_directory(const std::string& path) {
 }
 
 bool is_writable(const std::string& path) {
-    struct stat attributes{};
+    struct stat attributes {};
     return stat(path.c_str(), &attributes) == 0 && (attributes.st_mode & 0222) != 0;
 }
 

@@ -95,10 +95,8 @@ Run::Run(const RunOptions& options)
             script_failure_ = reason;
             kill_unit();
         };
-        files_.after_act = [this] {
-            if (!leaving_) script_->step_after_act();
-        };
     }
+    files_.after_act = [this] { look_after_act(); };
     if (!options_.trace.empty()) recorder_.trace_to(options_.trace);
     if (options_.explain) recorder_.explain();
     files_.lists_device_nodes = options_.device_nodes;
@@ -209,6 +207,13 @@ void Run::wait_for_events() {
     }
 }
 
+// A value that the next act replaces must be seen too.
+void Run::look_after_act() {
+    if (leaving_) return;
+    if (script_) script_->step_after_act();
+    server_->settle();
+}
+
 void Run::receive_messages() {
     while (auto message = channel_.receive()) handle(std::move(*message));
 }
@@ -306,7 +311,9 @@ void Run::handle_restart(const CallFilter::Call& caught) {
     const bool magic = call.magic1 == LINUX_REBOOT_MAGIC1 &&
                        (call.magic2 == LINUX_REBOOT_MAGIC2 || call.magic2 == LINUX_REBOOT_MAGIC2A ||
                         call.magic2 == LINUX_REBOOT_MAGIC2B || call.magic2 == LINUX_REBOOT_MAGIC2C);
-    int result = !may_restart(caught.pid) ? -EPERM : magic ? 0 : -EINVAL;
+    int result = -faults_.next("restart", "call");
+    if (result == 0 && !may_restart(caught.pid)) result = -EPERM;
+    if (result == 0 && !magic) result = -EINVAL;
     std::optional<Ending> ending;
     const std::string command = hex_number(call.command);
     switch (call.command) {
@@ -326,7 +333,6 @@ void Run::handle_restart(const CallFilter::Call& caught) {
         default:
             if (result == 0) result = -EINVAL;
     }
-    if (result == 0) result = -faults_.next("restart", "call");
     Act act{.act = "restart", .command = command, .result = result, .pid = inner_id(caught.pid, "NSpid:")};
     act.text = call.text;
     recorder_.record(act);

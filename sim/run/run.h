@@ -61,6 +61,7 @@ private:
     void start(bool own_pids);
     void loop();
     void wait_for_events();
+    void look_after_act();
     void receive_messages();
     void handle(Message message);
     void handle_call();

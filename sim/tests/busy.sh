@@ -6,6 +6,7 @@
 load=${act}_load
 temp=/sys/class/thermal/thermal_zone0/temp
 
+: >said
 "$sim" run --name "busy-$$" --trace /dev/null -- "$load" busy $temp 64 >said &
 device=$!
 until [ "$(wc -l <said)" = 64 ]; do sleep 0.05; done
@@ -24,4 +25,6 @@ expect "the restart call" 121 "velmor-sim: the unit restarts: restart call" \
     sh -c "'$load' busy $temp 64 >/dev/null & sleep 1; exec '$act' restart 0x1234567 ''"
 expect "the end of the program" 0 "" timeout --foreground -s KILL 600 "$sim" run --trace /dev/null -- \
     sh -c "'$load' busy $temp 64 >/dev/null & sleep 1"
+# Linux has finished a close before the next open of the program.
+expect "the last close, before the next open" 0 0 timeout --foreground -s KILL 600 "$sim" run -- "$load" reopen $temp 64 500
 finish

@@ -109,6 +109,21 @@ motion.x=5
 motion.x=-3" cat watched
 expect "no run" 1 "velmor-sim: no run named $run: Connection refused" on get thermal.temp
 
+# A value counts even if the next act replaces it, and acts come faster than the run looks at its commands.
+mkfifo go
+"$sim" run --name "changes-$$" -- bash -c "'${act}_load' busy /sys/class/thermal/thermal_zone0/temp 4 >/dev/null & read -r line
+    for i in {1..300}; do echo 3 >$light; echo 5 >$light; done" <go &
+exec 7>go
+until "$sim" runs | grep -qx "changes-$$"; do sleep 0.05; done
+"$sim" watch --name "changes-$$" backlight.brightness >changes &
+until [ -s changes ]; do sleep 0.05; done
+echo >&7
+wait
+exec 7>&-
+expect "every change" 0 " 300 backlight.brightness=3
+ 1 backlight.brightness=4
+ 300 backlight.brightness=5" sh -c 'sort changes | uniq -c | tr -s " "'
+
 # Serial lines are pseudo-terminals of the machine, with line settings.
 echo 'wait-for ttymxc4.speed=38400 300s
 set ttymxc4.line $GPGLL,5300.97914' >script
@@ -117,6 +132,16 @@ $GPGLL,5300.97914
 it was sent' "$sim" run --name "serial-$$" --script script -- bash -c 'exec 3<>/dev/ttymxc4; test -t 3 && test -c /dev/ttymxc3 || echo no terminal
     stty 38400 <&3; stty <&3 | grep -o "speed [0-9]*"; read -r line <&3; echo "${line%?}"; printf good >&3
     "$1" wait-for --name "$2" ttymxc4.sent=good 300s && echo it was sent' _ "$sim" "serial-$$"
+# The program has read nothing yet, so the line does not fit. What does, is said.
+expect "a serial line that is too long" 0 'should be shorter: the program has not read the lines before, so only N bytes were sent
+0 other bytes
+nothing more' on_device 'exec 3<>/dev/ttymxc4
+    said=$('"$sim"' set --name '"on-$$"' ttymxc4.line "$(head -c 60000 /dev/zero | tr "\0" x)" 2>&1)
+    said=${said##*\" }
+    bytes=${said//[^0-9]/}
+    echo "${said/$bytes/N}"
+    echo "$(head -c "$bytes" <&3 | tr -d x | wc -c) other bytes"
+    dd iflag=nonblock count=1 status=none <&3 2>/dev/null || echo nothing more'
 
 # A long answer comes complete.
 {

@@ -32,7 +32,7 @@ for op in open read write ioctl close; do
             "$sim" run --fault "$path:$op:$error" -- true
     done
 done
-expect "the second one only" 2 "5" "$sim" run --fault /dev/watchdog:ioctl:EIO:2 -- "$act" watchdog 5 1 - 0
+expect "the second one only" 2 "12" "$sim" run --fault /dev/watchdog:ioctl:EIO:2 -- "$act" watchdog 12 1 - 0
 expect "the second write only" 0 "bash: line 3: echo: write error: Input/output error
 3" "$sim" run --fault "/sys/class/backlight/*/brightness:write:EIO:2" -- bash -c "
     echo 1 >$file

@@ -27,6 +27,23 @@ static int busy(const char* path, int processes) {
     return 3;
 }
 
+/* While that many processes open and close the file, opens and stops the watchdog that often. Prints the number of
+ * opens that failed. */
+static int reopen(const char* path, int processes, int times) {
+    int failed = 0;
+    for (int i = 0; i < processes; i++) {
+        if (fork() != 0) continue;
+        for (;;) close(open(path, O_RDONLY | O_CLOEXEC));
+    }
+    for (int i = 0; i < times; i++) {
+        const int node = open("/dev/watchdog", O_WRONLY | O_CLOEXEC);
+        if (node < 0 || write(node, "V", 1) != 1) failed++;
+        close(node);
+    }
+    printf("%d\n", failed);
+    return 0;
+}
+
 /* Prints the names of all errors. */
 static int errors(void) {
     for (int number = 1; number < 4096; number++) {
@@ -103,6 +120,7 @@ static int hold(const char* path, int count, const char* how, int reads) {
 
 int main(int count, char** words) {
     if (count == 4 && strcmp(words[1], "busy") == 0) return busy(words[2], atoi(words[3]));
+    if (count == 5 && strcmp(words[1], "reopen") == 0) return reopen(words[2], atoi(words[3]), atoi(words[4]));
     if (count == 2 && strcmp(words[1], "errors") == 0) return errors();
     if (count == 6 && strcmp(words[1], "hold") == 0) return hold(words[2], atoi(words[3]), words[4], atoi(words[5]));
     if (count == 5 && strcmp(words[1], "fail") == 0) return fail(words[2], words[3], atoi(words[4]));

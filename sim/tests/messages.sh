@@ -41,6 +41,13 @@ export VELMOR_SIM_NAME=messages-$$
 device=$!
 until "$sim" runs | grep -qx "$VELMOR_SIM_NAME"; do sleep 0.05; done
 
+lost="velmor-sim: the output cannot be written"
+for command in runs boards --version "get --help" "get thermal.temp" "watch thermal.temp"; do
+    expect "the output of $command" 1 "$lost" sh -c "timeout 100 '$sim' $command >/dev/full"
+done
+expect "the output of a script" 0 "velmor-sim: script:1: ${lost#*: }
+123" sh -c "echo get thermal.temp >script; '$sim' run --name script-$$ --script script -- sleep 100 2>&1 >/dev/full; echo \$?"
+
 unknown() { # NAME NEAR COMMAND...
     local name=$1 near=$2
     shift 2

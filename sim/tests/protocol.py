@@ -61,15 +61,15 @@ def vanish():
 
 
 def second():
-    first = ["wait-for", "thermal.temp=1", "300ms"]
-    another = ["wait-for", "thermal.temp=2", "300"]
+    first = ["wait-for", "thermal.temp=1", "4s"]
+    another = ["wait-for", "thermal.temp=2", "300s"]
     wait = Connection(first)
     served()
     wait.send(["set", "thermal.temp", "3"])
     print(wait.line()["text"], len(wait.answers.read()))
     print(Connection(["get", "thermal.temp"]).line()["text"], end="")
     closed = Connection(first)
-    later = Connection(["wait-for", "thermal.temp=2", "1s"])
+    later = Connection(["wait-for", "thermal.temp=2", "5s"])
     served()
     closed.send(another)
     served()

@@ -34,6 +34,17 @@ expect "a restart" 5 "-1 EPERM" scripted "$act restart 0x1234567 ''; status=\$?
 wait-for-act restart:call 120s
 set thermal.temp 5
 SCRIPT
+expect "a restart without the right to it" 5 "-1 EPERM" scripted "setpriv --bounding-set=-sys_boot '$act' restart 0x1234567 ''; status=\$?
+    until [ \$(cat $temp) = 5 ]; do sleep 0.05; done; exit \$status" <<SCRIPT
+wait-for-act restart:call 120s
+set thermal.temp 5
+SCRIPT
+# The signal may come before the read.
+expect "an act that a signal ends" 0 "" scripted "until [ \$(cat $temp) = 5 ]; do timeout 0.5 head -c 1 $light; done; true" \
+    --delay "$light:read:3600000" <<SCRIPT
+wait-for-act $light:read 120s
+set thermal.temp 5
+SCRIPT
 
 # Acts count from the start, or from the act that ended the wait before; all of these have come before the second line.
 expect "acts that came before" 0 "0

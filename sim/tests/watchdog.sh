@@ -10,11 +10,11 @@ took=$(($(now) - start))
 # The upper bound allows for machines under load; the program itself would run for ten minutes.
 if [ "$took" -lt 1000 ] || [ "$took" -gt 300000 ]; then fail "it bit after $took ms"; fi
 expect "the record of it" 0 '{"act":"restart","command":"watchdog","result":0,"pid":0}' tail -1 trace
-"$sim" run --explain -- "$act" watchdog 1 1 V 0 2>explained >/dev/null
-expect "its requests in words" 0 "(timeout 1 s)
+"$sim" run --explain -- "$act" watchdog 12 1 V 0 2>explained >/dev/null
+expect "its requests in words" 0 "(timeout 12 s)
 (fed)" sh -c "grep ' ioctl ' explained | grep -o '([^()]*)\$'"
-expect "it does not bite while it is fed" 7 6 "$sim" run -- "$act" watchdog 6 3 V 0
-expect "it does not bite when it is stopped" 7 3 "$sim" run -- "$act" watchdog 3 0 V 4
+expect "it does not bite while it is fed" 7 12 "$sim" run -- "$act" watchdog 12 3 V 0
+expect "it does not bite when it is stopped" 7 6 "$sim" run -- "$act" watchdog 6 0 V 7
 expect "it bites if it is closed without a V" 120 "1
 velmor-sim: the watchdog bites: not fed for 1 s; the unit restarts" "$sim" run -- "$act" watchdog 1 2 - 30
 expect "a second open" 1 "bash: line 1: /dev/watchdog: Device or resource busy" on_device \

@@ -8,6 +8,7 @@ installed fuser psmisc
 # -w: the machine may have file systems that this user cannot look at, and lsof would say so.
 expect "lsof" 0 "sleep 3r /dev/input/event0
 sleep 4w /dev/watchdog" on_device 'sleep 60 3</dev/input/event0 4>/dev/watchdog &
+    until [ "$(cat /proc/$!/comm)" = sleep ]; do sleep 0.05; done
     lsof -w -a -c sleep /dev/input/event0 /dev/watchdog | tail -n +2 | tr -s " " | cut -d" " -f1,4,9; kill $!'
 # Of process 1, which is in another user namespace, it may not see what is open, and says so.
 expect "fuser" 0 "/dev/input/event0:       2" \
