@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 #include "board/board.h"
@@ -180,7 +181,12 @@ int act(int argc, char** argv) {
     try {
         app.parse(words_to_parse(argc, argv));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : wrong_use;
+        std::ostringstream complaint;
+        const int status = app.exit(error, std::cout, complaint) == 0 ? 0 : wrong_use;
+        for (const char each : complaint.str()) {
+            if (each != not_a_list) std::cerr << each;
+        }
+        return status;
     }
     if (run_command->parsed()) return run(options);
     if (boards_command->parsed()) return list_boards();

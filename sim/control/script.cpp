@@ -99,6 +99,7 @@ bool Script::go_on(const Line& line) {
         std::cout << commands_.run(line.words) << std::flush;
         if (!std::cout) throw std::invalid_argument("the output cannot be written");
         if (is_among(changing_commands, line.words[0])) {
+            changed();
             expected_.clear();
             expect_act(next_ + 1);
         }

@@ -27,6 +27,8 @@ public:
     void step();
     /** The same, if an act has ended a wait: what follows must run before the next act. */
     void step_after_act();
+    /** Called after each command that changes the device. */
+    std::function<void()> changed;
     /** Called with file, line and reason when a command fails. */
     std::function<void(const std::string&)> failed;
 

@@ -60,7 +60,9 @@ void Server::serve(const std::vector<pollfd>& events) {
         for (auto& client : clients_) {
             if (client.socket.get() != event.fd) continue;
             if ((event.revents & POLLOUT) != 0) flush(client);
-            if ((event.revents & ~POLLOUT) != 0) receive(client);
+            if ((event.revents & ~POLLOUT) == 0) continue;
+            receive(client);
+            report();
         }
     }
 }
@@ -130,7 +132,7 @@ void Server::command(Client& client, const Words& words) {
     end(client, true, commands_.run(words));
 }
 
-void Server::settle(Client& client) {
+void Server::report(Client& client) {
     if (client.awaited && client.awaited->is_over()) {
         client.awaited.reset();
         end(client, true, "");
@@ -146,10 +148,14 @@ void Server::settle(Client& client) {
     if (client.unsent.size() > client.most_unsent) client.gone = true;
 }
 
-void Server::settle() {
+void Server::report() {
     for (auto& client : clients_) {
-        if (!client.done && !client.gone) settle(client);
+        if (!client.done && !client.gone) report(client);
     }
+}
+
+void Server::settle() {
+    report();
     for (auto client = clients_.begin(); client != clients_.end();) {
         if (!client->gone && !(client->done && client->unsent.empty())) {
             ++client;

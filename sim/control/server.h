@@ -57,7 +57,9 @@ private:
     void accept_client();
     void receive(Client& client);
     void command(Client& client, const Words& words);
-    void settle(Client& client);
+    /** Send each client what is new to it. */
+    void report();
+    void report(Client& client);
     static void send_line(Client& client, const nlohmann::json& line);
     static void flush(Client& client);
     static void tell(Client& client, const std::string& text);

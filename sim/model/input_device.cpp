@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -13,7 +14,6 @@ namespace VelmorSim {
 namespace {
 
 constexpr std::int64_t million = 1000000;
-constexpr std::size_t most_events = 64;
 
 template <class T>
 void append(std::string& out, T value) {
@@ -170,6 +170,11 @@ void InputDevice::press(unsigned key, bool down) {
     happen(EV_SYN, SYN_REPORT, 0);
 }
 
+// As in Linux: room for eight packets, each of the axes, a SYN_REPORT and seven other events.
+std::size_t InputDevice::most_events() const {
+    return std::bit_ceil(8 * (axes_.size() + 8));
+}
+
 void InputDevice::happen(unsigned type, unsigned code, std::int32_t value) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const Event event{std::chrono::duration_cast<std::chrono::microseconds>(now).count(),
@@ -177,7 +182,7 @@ void InputDevice::happen(unsigned type, unsigned code, std::int32_t value) {
     for (auto& [open, queue] : queues_) {
         if (grabbed_by_ != nullptr && grabbed_by_ != open) continue;
         queue.push_back(event);
-        if (queue.size() < most_events) continue;
+        if (queue.size() < most_events()) continue;
         // As in Linux, a reader that is too slow is told, and keeps only the newest event.
         queue = {{event.time, EV_SYN, SYN_DROPPED, 0}, event};
     }

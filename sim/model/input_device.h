@@ -37,6 +37,7 @@ public:
     const std::string& label() const { return label_; }
     /** The codes of this event type that it has, one bit each; for type 0 the types. */
     std::string bits(unsigned type) const;
+    std::size_t most_events() const;
 
 private:
     struct Event {

@@ -37,7 +37,7 @@ const char* mode_text(int flags) {
 /** The longest write that the kernel may pass on at once, in bytes, and the room for the header of a request. */
 constexpr unsigned most_written = 1U << 20U;
 constexpr unsigned header_room = 4096;
-/** So many requests to close may wait in the kernel; the most that it accepts. */
+/** So many requests to close may wait in the kernel. For an ordinary user it allows fewer, depending on its memory. */
 constexpr unsigned most_background = 65535;
 
 }  // namespace
@@ -277,7 +277,6 @@ void FileSystem::act(fuse_req_t request, const std::string& path, const char* op
     }
     const auto timer = model_.timers.after(delay, [this, request] {
         end_delay(request, 0);
-        after_act();
         settle();
     });
     delayed_.emplace(request, Delayed{timer, std::move(perform)});
@@ -290,6 +289,7 @@ void FileSystem::end_delay(fuse_req_t request, int result) {
     model_.timers.cancel(ended.mapped().timer);
     fuse_req_interrupt_func(request, nullptr, nullptr);
     Operations::perform(request, [&] { ended.mapped().perform(result); });
+    after_act();
 }
 
 int FileSystem::begin(const std::string& path, const char* op, int result) {

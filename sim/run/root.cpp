@@ -77,11 +77,6 @@ bool is_directory(const std::string& path) {
     return fs::is_directory(path, error);
 }
 
-bool is_writable(const std::string& path) {
-    struct stat attributes {};
-    return stat(path.c_str(), &attributes) == 0 && (attributes.st_mode & 0222) != 0;
-}
-
 void for_each_entry(const std::string& path, const std::function<void(const std::string& name, bool link)>& act) {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(path, error)) act(entry.path().filename(), entry.is_symlink(error));
@@ -272,13 +267,14 @@ void Root::cover(const std::string& path) {
 }
 
 // Otherwise root could restart the machine, or change its kernel settings, from inside: an interrupt's processor, for
-// example, takes no capability, only the user. What the processes have there stays writable.
+// example, takes no capability, only the user. So does the mode of any file there. What the processes have stays
+// writable.
 void Root::protect() {
     for (const char* name : {"/sysrq-trigger", "/kcore", "/kmsg"}) cover(inner_proc + name);
     for_each_entry(root + inner_proc, [](const std::string& name, bool link) {
         const auto path = root + inner_proc + "/" + name;
         const bool is_process = name[0] >= '1' && name[0] <= '9';
-        if (link || is_process || !(is_directory(path) || is_writable(path))) return;
+        if (link || is_process) return;
         must_bind(path, path);
         if (!make_read_only(path)) fail("protect " + path);
     });

@@ -95,6 +95,7 @@ Run::Run(const RunOptions& options)
             script_failure_ = reason;
             kill_unit();
         };
+        script_->changed = [this] { server_->settle(); };
     }
     files_.after_act = [this] { look_after_act(); };
     if (!options_.trace.empty()) recorder_.trace_to(options_.trace);
@@ -210,8 +211,8 @@ void Run::wait_for_events() {
 // A value that the next act replaces must be seen too.
 void Run::look_after_act() {
     if (leaving_) return;
-    if (script_) script_->step_after_act();
     server_->settle();
+    if (script_) script_->step_after_act();
 }
 
 void Run::receive_messages() {

@@ -124,6 +124,18 @@ expect "every change" 0 " 300 backlight.brightness=3
  1 backlight.brightness=4
  300 backlight.brightness=5" sh -c 'sort changes | uniq -c | tr -s " "'
 
+# What a script sets at once, in answer to an act, hides neither the act nor what it has set before.
+printf '%s\n' 'wait-for backlight.brightness=3 300s' 'set backlight.brightness 7' 'set backlight.brightness 2' >script
+"$sim" run --name "answers-$$" --script script -- sh -c "read -r line; echo 3 >$light; until grep -qx 2 $light; do sleep 0.05; done" <go &
+exec 7>go
+until "$sim" runs | grep -qx "answers-$$"; do sleep 0.05; done
+"$sim" watch --name "answers-$$" backlight.brightness >answers-seen &
+until [ -s answers-seen ]; do sleep 0.05; done
+echo >&7
+wait
+exec 7>&-
+expect "the answers of a script" 0 "$(printf 'backlight.brightness=%d\n' 4 3 7 2)" cat answers-seen
+
 # Serial lines are pseudo-terminals of the machine, with line settings.
 echo 'wait-for ttymxc4.speed=38400 300s
 set ttymxc4.line $GPGLL,5300.97914' >script

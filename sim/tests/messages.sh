@@ -11,6 +11,8 @@ all='"velmor-sim --help" shows all'
 expect "an unknown command" 2 "velmor-sim: frob: there is no such command; $all" "$sim" frob
 expect "a misspelt command" 2 "velmor-sim: wacth: there is no such command; did you mean watch? $all" "$sim" wacth thermal.temp
 expect "half a command" 2 "velmor-sim: wait: there is no such command; did you mean wait-for or wait-for-act? $all" "$sim" wait
+expect "a word too many" 2 "The following argument was not expected: [x]
+Run with --help for more information." "$sim" boards '[x]'
 expect "the version" 0 1 sh -c "'$sim' --version | grep -cx 'velmor-sim [0-9]*\.[0-9]*\.[0-9]*'"
 
 # In a fault a path must be that of a file, as the record has it.
