@@ -26,7 +26,7 @@ protected:
     void TearDown() override { std::filesystem::remove_all(folder_); }
 
     std::string file(const std::string& text, mode_t mode = 0644) const {
-        const std::string path = folder_ + "/file";
+        std::string path = folder_ + "/file";
         std::ofstream(path) << text;
         ::chmod(path.c_str(), mode);
         return path;
