@@ -92,7 +92,7 @@ def mutants_of_line(line, tokens, chance):
 
 
 def mutants(sources, seed):
-    """Every mutant as (file, index of the line, changed line), shuffled by the seed."""
+    """List all mutants in random order, one of each line first: file, zero-based line number, new text."""
     chance = random.Random(seed)
     rounds = []
     for file, lines in sources.items():
